@@ -1,0 +1,33 @@
+// Sorting in the order that the C library's qsort has always given.
+#pragma once
+
+#include <algorithm>
+#include <vector>
+
+// Sorts `rows` by `compare` (negative, 0 or positive) exactly as glibc's merge sort: halves of n/2 and n - n/2, the
+// left one taken when the comparison is not above 0. Equal rows keep their order, and a comparator that contradicts
+// itself still gives a defined result, which a std::sort would not promise. `spare` is working space, kept by the
+// caller so that a steady machine allocates nothing.
+template <typename T, typename Compare>
+void mergeSort(T* rows, size_t n, std::vector<T>& spare, const Compare& compare) {
+    if (n < 2) return;
+    const size_t half = n / 2;
+    T *left = rows, *right = rows + half;
+    size_t lefts = half, rights = n - half;
+    mergeSort(left, lefts, spare, compare);
+    mergeSort(right, rights, spare, compare);
+    if (spare.size() < n) spare.resize(n);
+    T* to = spare.data();
+    while (lefts > 0 && rights > 0) {
+        const bool takeLeft = compare(*left, *right) <= 0;
+        *to++ = std::move(takeLeft ? *left++ : *right++);
+        (takeLeft ? lefts : rights)--;
+    }
+    to = std::move(left, left + lefts, to); // what is left of the right half is in its place already
+    std::move(spare.data(), to, rows);
+}
+
+template <typename T, typename Compare>
+void mergeSort(std::vector<T>& rows, std::vector<T>& spare, const Compare& compare) {
+    mergeSort(rows.data(), rows.size(), spare, compare);
+}

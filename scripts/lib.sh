@@ -1,0 +1,135 @@
+# shellcheck shell=bash
+# What the scripts share: finding tools, installing missing ones, configuring a build tree.
+# Sourced, never run. Everything here speaks on standard error.
+
+say() { printf '%s\n' "$*" >&2; }
+
+# Two functions of their own, so that the answers can be replaced when this file is tested.
+os_release() { cat /etc/os-release 2>/dev/null; }
+is_root() { [ "$(id -u)" -eq 0 ]; }
+
+has() { command -v "$1" >/dev/null 2>&1; }
+
+is_debian() {
+    has apt-get && os_release | grep -Eq '^ID(_LIKE)?=.*(debian|ubuntu)'
+}
+
+# True when cmake is there and new enough for CMakeLists.txt.
+has_cmake() {
+    local version
+    has cmake && version=$(cmake --version 2>/dev/null) || return 1
+    [[ $version =~ ([0-9]+)\.([0-9]+) ]] || return 1
+    ((BASH_REMATCH[1] > 3 || (BASH_REMATCH[1] == 3 && BASH_REMATCH[2] >= 25)))
+}
+
+has_gtest() {
+    printf '#include <gtest/gtest.h>\n' | "${CXX:-g++}" -x c++ -E -o /dev/null - 2>/dev/null
+}
+
+# One word each for what a script can ask for: is it there?
+has_need() {
+    case $1 in
+        compiler) if [ -n "${CXX:-}" ]; then has "$CXX"; else has c++ || has g++ || has clang++; fi ;;
+        cmake) has_cmake ;;
+        generator) has ninja || has make || has gmake ;;
+        gtest) has_gtest ;;
+        *) has "$1" ;;
+    esac
+}
+
+# ... and the package that brings it.
+package_of() {
+    case $1 in
+        compiler | g++) echo g++ ;;
+        clang++) echo clang ;;
+        generator) echo make ;;
+        gtest) echo libgtest-dev ;;
+        *) echo "$1" ;;
+    esac
+}
+
+# ... and its name for people.
+name_of() {
+    case $1 in
+        compiler) echo "a C++20 compiler (g++)" ;;
+        cmake) echo "cmake 3.25 or newer" ;;
+        generator) echo "make or ninja" ;;
+        gtest) echo "GoogleTest" ;;
+        *) echo "$1" ;;
+    esac
+}
+
+missing_of() {
+    local need
+    for need in "$@"; do
+        has_need "$need" || echo "$need"
+    done
+}
+
+# Sees that all of the named needs are there. Calls the package manager only when one is not.
+require() {
+    local missing=() packages=() names='' need said
+    mapfile -t missing < <(missing_of "$@")
+    ((${#missing[@]})) || return 0
+    for need in "${missing[@]}"; do
+        packages+=("$(package_of "$need")")
+        names+=${names:+, }$(name_of "$need")
+    done
+    if ! is_debian; then
+        say "Missing: $names. Please install with this system's package manager."
+        return 1
+    fi
+    if ! is_root; then
+        say "Missing: $names. Please install as root: apt-get install ${packages[*]}"
+        return 1
+    fi
+
+    say "Installing ${packages[*]} ..."
+    said=$(apt_install "${packages[@]}" 2>&1 </dev/null) || {
+        say "$said"
+        say "Missing: $names. Installing failed: apt-get install ${packages[*]}"
+        return 1
+    }
+    hash -r
+    mapfile -t missing < <(missing_of "${missing[@]}")
+    ((${#missing[@]})) || return 0
+    names=
+    for need in "${missing[@]}"; do
+        names+=${names:+, }$(name_of "$need")
+    done
+    say "Missing: $names. This system's packages do not bring it; please install it by other means."
+    return 1
+}
+
+apt_install() {
+    export DEBIAN_FRONTEND=noninteractive
+    # A fresh machine has no package lists, an old one has stale ones. That one of several sources
+    # cannot be reached need not matter: the installation shows.
+    apt-get -q -o DPkg::Lock::Timeout=120 update
+    apt-get -q -y -o DPkg::Lock::Timeout=120 install --no-install-recommends "$@"
+}
+
+jobs() { nproc 2>/dev/null || echo 2; }
+
+# configure SOURCE BUILD [CMAKE-ARGUMENT...]: quiet unless it fails. An existing tree that can no longer
+# be configured (moved here from elsewhere, its generator or compiler gone) is configured afresh.
+configure() {
+    local source=$1 build=$2 said generator='Unix Makefiles'
+    shift 2
+    if [ -e "$build/CMakeCache.txt" ]; then
+        cmake -S "$source" -B "$build" --log-level=WARNING "$@" >/dev/null 2>&1 </dev/null && return 0
+    fi
+    has ninja && generator=Ninja
+    said=$(cmake --fresh -S "$source" -B "$build" -G "$generator" --log-level=WARNING "$@" 2>&1 </dev/null) && return 0
+    say "$said"
+    return 1
+}
+
+# build_tree BUILD [TARGET]: the compiler's words only when it fails.
+build_tree() {
+    local said
+    said=$(cmake --build "$1" ${2:+--target "$2"} -j "$(jobs)" 2>&1 </dev/null) && return 0
+    # Of a long parallel build, the lines that say nothing but "compiling X" are left out.
+    say "$(printf '%s\n' "$said" | grep -Ev '^\[ *[0-9]+(%|/[0-9]+)\] (Building|Linking|Built)')"
+    return 1
+}

@@ -1,0 +1,273 @@
+#include "tests/world/world.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+World* World::current = nullptr;
+
+// --- Reading
+
+static std::string fileText(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw std::runtime_error("cannot read " + path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+// C escapes decoded; \s is a blank.
+static std::string decoded(std::string_view s) {
+    static constexpr std::string_view Names = "ntr0\\\"s", Values("\n\t\r\0\\\" ", 7);
+    std::string text;
+    for (size_t i = 0; i < s.size(); i++) {
+        if (s[i] != '\\' || i + 1 == s.size()) {
+            text += s[i];
+        } else if (s[++i] == 'x') {
+            text += static_cast<char>(std::strtol(std::string(s.substr(i + 1, 2)).c_str(), nullptr, 16));
+            i += 2;
+        } else {
+            const auto known = Names.find(s[i]);
+            if (known == Names.npos) throw std::runtime_error("unknown escape in " + std::string(s));
+            text += Values[known];
+        }
+    }
+    return text;
+}
+
+static std::string cutWord(std::string& line) {
+    line.erase(0, std::min(line.find_first_not_of(' '), line.size()));
+    std::string word = line.substr(0, line.find(' '));
+    line.erase(0, word.size());
+    line.erase(0, std::min(line.find_first_not_of(' '), line.size()));
+    return word;
+}
+
+static int errnoByName(const std::string& name) {
+    static const std::map<std::string, int> Known = {
+        {"EACCES", EACCES}, {"ENOENT", ENOENT},
+        {"EIO", EIO},       {"EPERM", EPERM},
+        {"ENOMEM", ENOMEM}, {"ELOOP", ELOOP},
+        {"ESRCH", ESRCH},   {"EMFILE", EMFILE},
+        {"ENFILE", ENFILE}, {"ENOTDIR", ENOTDIR},
+        {"EISDIR", EISDIR}, {"ESTALE", ESTALE},
+        {"EROFS", EROFS},   {"ENAMETOOLONG", ENAMETOOLONG},
+        {"EBUSY", EBUSY},   {"EINVAL", EINVAL},
+        {"ENOSYS", ENOSYS}, {"EHOSTDOWN", EHOSTDOWN},
+    };
+    const auto known = Known.find(name);
+    if (known == Known.end()) throw std::runtime_error("unknown error " + name);
+    return known->second;
+}
+
+std::string World::normal(std::string_view path) {
+    std::string result = path.starts_with('/') ? "" : ".";
+    while (!path.empty()) {
+        const auto part = path.substr(0, path.find('/'));
+        path.remove_prefix(std::min(part.size() + 1, path.size()));
+        if (!part.empty() && part != ".") result.append("/").append(part);
+    }
+    return result.empty() ? "/" : result;
+}
+
+// Each directive becomes its name, its words (the last one the rest of the line) and, for those with one, its body.
+void World::load(const std::string& file) {
+    std::istringstream text(fileText(file));
+    const std::string folder = file.substr(0, file.rfind('/') + 1);
+    int number = 0;
+    for (std::string line; std::getline(text, line);) {
+        number++;
+        if (line.empty() || line[0] == '#') continue;
+        std::string rest = line;
+        const std::string name = cutWord(rest);
+        if (name == "include") {
+            load(folder + rest);
+            continue;
+        }
+        if (name == "step") {
+            steps.resize(std::max(steps.size(), static_cast<size_t>(std::stoul(rest)) + 1));
+            continue;
+        }
+        std::vector<std::string> directive{name};
+        if (name == "file" || name == "command") {
+            const auto mark = rest.rfind(" <<");
+            if (mark == rest.npos) throw std::runtime_error(file + ":" + std::to_string(number) + ": no <<WORD");
+            const std::string word = rest.substr(mark + 3);
+            std::string body;
+            while (std::getline(text, line) && line != word) number++, body.append(line).append("\n");
+            directive.insert(directive.end(), {rest.substr(0, mark), body});
+        } else if (name == "text") {
+            const std::string path = cutWord(rest);
+            directive.insert(directive.end(), {path, decoded(std::string_view(rest).substr(1, rest.size() - 2))});
+        } else if (name == "copy") {
+            const std::string path = cutWord(rest), from = cutWord(rest);
+            directive.insert(directive.end(), {path, fileText(folder + from), rest});
+        } else if (name == "commandcopy") {
+            const std::string from = cutWord(rest);
+            directive.insert(directive.end(), {rest, fileText(folder + from)});
+        } else {
+            directive.push_back(rest);
+        }
+        steps.back().push_back(directive);
+    }
+}
+
+World::World(const std::string& folder) {
+    steps.resize(1);
+    make("/", TNode::Dir, "");
+    make(".", TNode::Dir, "");
+    load(folder + "/world");
+    for (auto& directive : steps[0]) apply(directive);
+    setenv("TZ", zone.c_str(), 1);
+    current = this;
+}
+
+// --- Directives
+
+void World::make(const std::string& path, TNode::Kind kind, std::string text) {
+    if (path != "/" && path != ".") {
+        const auto slash = path.rfind('/');
+        const std::string parent = slash == 0 ? "/" : path.substr(0, slash);
+        if (!nodes.count(parent)) make(parent, TNode::Dir, "");
+        auto& entries = nodes[parent].entries;
+        const std::string name = path.substr(slash + 1);
+        if (std::find(entries.begin(), entries.end(), name) == entries.end()) entries.push_back(name);
+    }
+    auto& node = nodes[path];
+    node.kind = kind;
+    node.text = std::move(text);
+    if (!node.inode) node.inode = nextInode++;
+}
+
+void World::drop(const std::string& path) {
+    const auto slash = path.rfind('/');
+    const auto parent = nodes.find(slash == 0 ? "/" : path.substr(0, slash));
+    if (parent != nodes.end()) std::erase(parent->second.entries, path.substr(slash + 1));
+    const auto below = [&](const std::string& other) { return other == path || other.starts_with(path + "/"); };
+    std::erase_if(nodes, [&](auto& entry) { return below(entry.first); });
+    std::erase_if(fails, [&](auto& entry) { return below(entry.first.second); });
+    std::erase_if(slows, [&](auto& entry) { return below(entry.first); });
+    std::erase_if(spaces, [&](auto& entry) { return below(entry.first); });
+}
+
+// The lines with their first `count` words, as an older kernel would print them.
+static std::string firstColumns(const std::string& text, size_t count) {
+    std::istringstream lines(text);
+    std::string result;
+    for (std::string line; std::getline(lines, line); result += "\n") {
+        std::istringstream words(line);
+        std::string word;
+        result += "    ";
+        for (size_t i = 0; i < count && words >> word; i++) result.append(i ? " " : "").append(word);
+    }
+    return result;
+}
+
+void World::apply(const std::vector<std::string>& directive) {
+    const std::string& name = directive[0];
+    std::string rest = directive[1];
+    const auto path = [&] { return normal(decoded(cutWord(rest))); };
+    if (name == "argv0") program = rest;
+    else if (name == "clock")
+        now = std::stoll(rest.substr(0, rest.find('.'))) * 1000 + std::stoll(rest.substr(rest.find('.') + 1));
+    else if (name == "tz") zone = rest;
+    else if (name == "host") hostName = rest;
+    else if (name == "hosterror") hostError = errnoByName(rest);
+    else if (name == "terminal") terminal = true;
+    else if (name == "pagesize") pageSize = std::stoi(rest);
+    else if (name == "clocktick") clockTicks = std::stoi(rest);
+    else if (name == "user") {
+        const auto uid = static_cast<uint32_t>(std::stoll(cutWord(rest)));
+        users[uid] = decoded(rest);
+    } else if (name == "file" || name == "text") make(path(), TNode::File, directive[2]);
+    else if (name == "copy")
+        make(path(), TNode::File,
+             directive[3].empty() ? directive[2] : firstColumns(directive[2], std::stoul(directive[3])));
+    else if (name == "link") {
+        const auto at = path();
+        make(at, TNode::Link, decoded(rest));
+    } else if (name == "dir") make(path(), TNode::Dir, "");
+    else if (name == "inode") {
+        const auto at = path();
+        nodes.at(at).inode = std::stoull(rest);
+    } else if (name == "gone") drop(path());
+    else if (name == "fail" || name == "heal") {
+        const auto operation = cutWord(rest);
+        const auto at = path();
+        if (name == "heal") fails.erase({operation, at});
+        else fails[{operation, at}] = errnoByName(rest);
+    } else if (name == "fs") {
+        const auto at = path();
+        if (!nodes.count(at)) make(at, TNode::Dir, "");
+        TSpaceFacts facts;
+        std::istringstream(rest) >> facts.bsize >> facts.blocks >> facts.bfree >> facts.bavail >> facts.files >>
+            facts.ffree;
+        spaces[at] = facts;
+    } else if (name == "command" || name == "commandcopy") commands[directive[1]] = directive[2];
+    else if (name == "nopipe") noPipes.insert(rest);
+    else if (name == "slow") {
+        const int ms = std::stoi(cutWord(rest));
+        slows[path()] = ms;
+    } else if (name == "slowcommand") {
+        const int ms = std::stoi(cutWord(rest));
+        slowCommands[rest] = ms;
+    } else {
+        throw std::runtime_error("unknown directive " + name);
+    }
+}
+
+// --- Answers
+
+const TNode* World::find(const std::string& path) const {
+    const auto found = nodes.find(path);
+    return found == nodes.end() ? nullptr : &found->second;
+}
+
+int World::failure(const char* operation, const std::string& path) const {
+    const auto found = fails.find({operation, path});
+    return found == fails.end() ? 0 : found->second;
+}
+
+void World::open(const std::string& path) {
+    if (const auto found = slows.find(path); found != slows.end()) now += found->second;
+}
+
+bool World::run(const std::string& command, std::string& text) {
+    log += "run " + command + "\n";
+    if (const auto found = slowCommands.find(command); found != slowCommands.end()) now += found->second;
+    const auto found = commands.find(command);
+    text = found == commands.end() ? "" : found->second;
+    return !noPipes.count(command);
+}
+
+bool World::space(const std::string& path, TSpaceFacts& facts) const {
+    const auto found = spaces.find(path);
+    facts = found == spaces.end() ? TSpaceFacts{} : found->second;
+    return true;
+}
+
+const std::string* World::user(uint32_t uid) const {
+    const auto found = users.find(uid);
+    return found == users.end() ? nullptr : &found->second;
+}
+
+void World::pause(unsigned microseconds) {
+    log += "pause " + std::to_string(microseconds) + "\n";
+    now += microseconds / 1000;
+    if (++reached >= steps.size()) throw TKilled{};
+    for (auto& directive : steps[reached]) apply(directive);
+}
+
+int World::remove(const std::string& path) {
+    log += "remove " + path + "\n";
+    const std::string at = normal(path);
+    if (const int error = failure("remove", at)) return error;
+    const auto* node = find(at);
+    if (!node) return ENOENT;
+    if (node->kind == TNode::Dir) return EISDIR;
+    drop(at);
+    return 0;
+}

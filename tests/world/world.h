@@ -1,0 +1,67 @@
+// A made-up machine in steps, read from a folder of tests/worlds (its format: tests/worlds/README.md). The functions of
+// collect/system.h answer from the one that stands.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+struct TNode {
+    enum Kind { File, Dir, Link } kind = Dir;
+    std::string text; // a file's content, a link's target
+    uint64_t inode = 0;
+    std::vector<std::string> entries; // of a directory, in the order in which they were made
+};
+
+struct TSpaceFacts {
+    uint64_t bsize = 0, blocks = 0, bfree = 0, bavail = 0, files = 0, ffree = 0;
+};
+
+// The end of a run that would have gone on: the world has no further step.
+struct TKilled {};
+
+class World {
+    struct Step;
+    std::vector<std::vector<std::vector<std::string>>> steps; // directives, each its words and its body
+    std::map<std::string, TNode> nodes;
+    std::map<std::pair<std::string, std::string>, int> fails; // by operation and path
+    std::map<std::string, int> slows, slowCommands;           // milliseconds
+    std::map<std::string, TSpaceFacts> spaces;
+    std::map<std::string, std::string> commands;
+    std::set<std::string> noPipes;
+    std::map<uint32_t, std::string> users;
+    size_t reached = 0; // the step that stands
+    int64_t now = 0;    // milliseconds since the epoch
+    uint64_t nextInode = 1000;
+
+    void load(const std::string& file);
+    void apply(const std::vector<std::string>& directive);
+    void make(const std::string& path, TNode::Kind kind, std::string text);
+    void drop(const std::string& path);
+
+public:
+    std::string program = "wyrt", hostName = "host", zone = "UTC0", log;
+    int hostError = 0, pageSize = 4096, clockTicks = 100;
+    bool terminal = false;
+
+    // Throws std::runtime_error with the file and line of what it cannot read.
+    explicit World(const std::string& folder);
+
+    const TNode* find(const std::string& path) const;                  // null: there is none
+    int failure(const char* operation, const std::string& path) const; // errno, 0: it works
+    void open(const std::string& path);                                // the time that opening it takes
+    bool run(const std::string& command, std::string& text);
+    bool space(const std::string& path, TSpaceFacts& facts) const;
+    const std::string* user(uint32_t uid) const;
+    int64_t clock() const { return now; } // milliseconds since the epoch
+    void pause(unsigned microseconds);
+    int remove(const std::string& path); // errno
+
+    static std::string normal(std::string_view path);
+    static World* current; // the one that stands
+};
