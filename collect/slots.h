@@ -1,6 +1,10 @@
 // The two alternating samples of a report and what was computed from them.
 #pragma once
 
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <new>
 #include <vector>
 
 // Samples 0 and 1 change places every pass (icur is filled, ipre holds the pass before); `result` is what the interval
@@ -10,3 +14,17 @@ template <typename T, typename R = T> struct Slots {
     std::vector<T> sample[2];
     std::vector<R> result;
 };
+
+// Room for `n` rows. False, with errno set, when there is no memory for them: a report then goes without its rows for
+// one pass, and the run goes on.
+template <typename T> bool makeRoom(std::vector<T>& rows, size_t n) {
+    constexpr size_t Least = 16;
+    if (n <= rows.capacity()) return true;
+    try {
+        rows.reserve(std::max({n, rows.capacity() * 2, Least}));
+        return true;
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+        return false;
+    }
+}

@@ -5,8 +5,8 @@
 
 #include <ctime>
 
-// A formatted number: "-", a mantissa such as 1000.0 and a unit letter at the longest.
-using ValueText = Text<16>;
+// A formatted number: "-", a mantissa such as 1000.0 and a unit letter, or all digits of a 64-bit number.
+using ValueText = Text<24>;
 
 // Five characters wide with a unit letter behind (K, M, G, T) once it is needed; the first two divide by powers of 1024
 // (bytes), the Normal ones by powers of 1000 (counts and rates), the Trim ones leave out the padding.
