@@ -1,0 +1,25 @@
+// Mounted filesystems: space and inodes in use, and how fast they change.
+#pragma once
+
+#include "collect/slots.h"
+#include "collect/system.h"
+#include "collect/text.h"
+
+// One mounted filesystem, or (result) what its sizes and inodes changed by per second; there the texts are empty.
+struct TFS {
+    Text<512> dev; // device or other source
+    Text<512> dir;
+    Text<16> type;
+    long bsize = 0;                                    // bytes
+    double totalsize = 0, freesize = 0, availsize = 0; // bytes; available: to users other than root
+    double totalinode = 0, freeinode = 0;
+};
+
+// `result` has a row for each of the current sample.
+using TFSSlots = Slots<TFS>;
+
+// Takes a sample of what is mounted and forms the changes; returns the number of filesystems.
+int getfs(int CallingIndex, int icur, int ipre, double seconds, TFSSlots& fs);
+
+// An entry of the mount table with what its filesystem answered; false when it has no space of its own.
+bool getFilesystem(const mntent& entry, const TSpace& space, TFS& fs);
