@@ -1,0 +1,327 @@
+#include "collect/port.h"
+
+#include "collect/output.h"
+#include "collect/settings.h"
+#include "collect/system.h"
+#include "collect/words.h"
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <iterator>
+#include <new>
+
+static constexpr size_t LineLimit = 1024; // the kernel's lines have 150 bytes
+static constexpr size_t MostOwners = 16;  // of one socket; the search ends there
+static constexpr size_t MostText = 960;   // characters an owner text may be told to have
+
+// --- Words of a line
+
+// As the kernel's digits are: capitals. Lower-case letters and anything else give what the subtraction gives.
+static int digitOf(char c) {
+    const int code = static_cast<signed char>(c);
+    return code < 'A' ? code - '0' : code - 55;
+}
+
+static bool isHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); }
+
+Text<24> ToAddr(std::string_view digits) {
+    Text<24> address;
+    for (size_t i = digits.size() / 2; i-- > 0;) {
+        char number[12];
+        const int byte = 16 * digitOf(digits[2 * i]) + digitOf(digits[2 * i + 1]);
+        const char* end = std::to_chars(number, std::end(number), byte).ptr;
+        address.add({number, end});
+        if (i > 0) address.add(".");
+    }
+    return address;
+}
+
+// Quirk: digits that end the text count as 0, because a number of these tables always has a separator behind it; the
+// same for the last line of a file without its newline. Seen by tests/worlds/port-hostile.
+// Quirk: lower-case digits are accepted with the values 42 to 47 instead of 10 to 15; the kernel prints capitals. Seen
+// by tests/worlds/port-hostile.
+unsigned ToUINT(std::string_view src) {
+    const size_t digits = static_cast<size_t>(std::find_if_not(src.begin(), src.end(), isHexDigit) - src.begin());
+    if (digits == src.size()) return 0;
+    unsigned value = 0;
+    for (size_t i = 0; i < digits; i++) // beyond eight digits the shifts come round again
+        value += static_cast<unsigned>(digitOf(src[i])) << (4 * (digits - 1 - i) % 32);
+    return value;
+}
+
+// The TCP state that the two digits name, 0 for none of the kernel's.
+static int getState(std::string_view st) {
+    if (!st.starts_with('0')) return 0;
+    const int state = st[1] > '9' && st[1] <= '@' ? 0 : digitOf(st[1]);
+    return state >= 1 && state <= 11 ? state : 0;
+}
+
+// "   0: 0100007F:0016 00000000:0000 0A 00000000:00000000 00:00000000 00000000     0        0 4711 1 ..."
+bool getportline(std::string_view line, char protocol, TPortInfo& row) {
+    constexpr size_t Address = 8, Second = 9; // digits of an address, where the number behind it starts
+    // Quirk: the newline behind the padding counts as a word. TIME_WAIT and SYN_RECV rows have only twelve others and
+    // would be lost without it. Seen by tests/worlds/port-states.
+    std::string_view words[13]; // each reaches to the end of the line, which has at least two characters a word
+    if (splitWords(line, words) < static_cast<int>(std::size(words))) return false;
+    row.sl = toInt(words[0]);
+    row.loc = ToAddr(words[1].substr(0, Address));
+    row.loc_port = static_cast<int>(ToUINT(words[1].substr(Second)));
+    row.rem = ToAddr(words[2].substr(0, Address));
+    row.rem_port = static_cast<int>(ToUINT(words[2].substr(Second)));
+    row.st = words[3].substr(0, 2);
+    row.status = protocol == 'T' ? getState(row.st) : 0;
+    row.txq = static_cast<int>(ToUINT(words[4]));
+    row.rxq = static_cast<int>(ToUINT(words[4].substr(Second)));
+    row.retrnsmt = ToUINT(words[6]);
+    row.uid = toInt(words[7]);
+    row.timeout = toInt(words[8]);
+    row.inode = toLong(words[9]);
+    row.protocol = protocol;
+    return true;
+}
+
+// --- Descriptors by inode
+
+// The process rows that are there: the count is of all that the scan met and can be above them.
+static size_t rowsOf(const TProcTable& processes) {
+    return std::min(processes.procs.size(), static_cast<size_t>(processes.proccount));
+}
+
+namespace {
+// The descriptors of all processes by inode, so that the search for a socket's owners does not walk all of them for
+// every socket. Owners come in the order in which that walk would meet them.
+class DescriptorIndex {
+    struct Entry {
+        int64_t inode;
+        TOwner owner;
+        uint32_t next; // of the same slot: position + 1, 0: none
+    };
+    std::vector<Entry> entries;
+    std::vector<uint32_t> slots; // first entry of each: position + 1, 0: none
+    int shift = 63;
+
+    size_t slotOf(int64_t inode) const {
+        constexpr uint64_t Golden = 0x9E3779B97F4A7C15; // spreads neighbouring numbers
+        return static_cast<uint64_t>(inode) * Golden >> shift;
+    }
+
+public:
+    void build(TProcTable& processes) {
+        entries.clear();
+        slots.assign(std::bit_ceil(processes.fds.size() + 2), 0);
+        shift = 64 - std::countr_zero(slots.size());
+        // From the last to the first, each put before what its slot has.
+        for (size_t p = rowsOf(processes); p-- > 0;) {
+            const auto fds = processes.fdinfo(processes.procs[p]);
+            for (size_t f = fds.size(); f-- > 0;) {
+                if (fds[f].inode <= 0) continue;
+                auto& first = slots[slotOf(fds[f].inode)];
+                entries.push_back({fds[f].inode, {static_cast<int>(p), static_cast<int>(f)}, first});
+                first = static_cast<uint32_t>(entries.size());
+            }
+        }
+    }
+    // Adds at most `most` owners of the inode.
+    void find(int64_t inode, size_t most, std::vector<TOwner>& owners) const {
+        for (uint32_t at = slots[slotOf(inode)]; at && most > 0; at = entries[at - 1].next)
+            if (entries[at - 1].inode == inode) owners.push_back(entries[at - 1].owner), most--;
+    }
+};
+
+struct TPass {
+    TPortTable& table;
+    TProcTable* processes; // null: none to search
+    size_t known;          // rows of the pass before
+    size_t count = 0;      // rows of this one so far
+};
+} // namespace
+
+// --- Rows that stand where they stood
+
+static bool stillOwns(TProcTable& processes, const TOwner& owner, int64_t inode) {
+    const auto p = static_cast<size_t>(owner.procindex), f = static_cast<size_t>(owner.fdindex);
+    if (p >= rowsOf(processes)) return false;
+    const auto fds = processes.fdinfo(processes.procs[p]);
+    return f < fds.size() && fds[f].inode == inode;
+}
+
+static void sayReuse(const TPortInfo& row, const TProc& p) {
+    say("++++ Reuse of previous inode info - %s:%d %s:%d %lld <-> %d %s\n", row.loc.c_str(), row.loc_port,
+        row.rem.c_str(), row.rem_port, static_cast<long long>(row.inode), p.pid, p.cmd.c_str());
+}
+
+static void sayReset(const TPortInfo& row) {
+    say("---- Reset inode info - %s:%d %s:%d %lld\n", row.loc.c_str(), row.loc_port, row.rem.c_str(), row.rem_port,
+        static_cast<long long>(row.inode));
+}
+
+static bool allStillOwn(TProcTable& processes, std::span<const TOwner> owners, const TPortInfo& row) {
+    for (auto& owner : owners) {
+        const bool still = stillOwns(processes, owner, row.inode);
+        if (netdebug && still) sayReuse(row, processes.procs[static_cast<size_t>(owner.procindex)]);
+        if (netdebug && !still) sayReset(row);
+        if (!still) return false;
+    }
+    return true;
+}
+
+// Brings a part of the pool before into this one.
+template <typename Pool> static TRange moved(const Pool& from, TRange range, Pool& to) {
+    const auto start = from.begin() + range.first;
+    const TRange result{static_cast<uint32_t>(to.size()), range.count};
+    to.insert(to.end(), start, start + range.count);
+    return result;
+}
+
+// The owners found in the pass before are kept while the kernel lists the same socket at the same position and all of
+// them still hold it: that saves the search.
+static void judgeOwners(const TPass& pass, bool isKnown, int64_t inodeBefore, TPortInfo& row) {
+    auto& t = pass.table;
+    const bool valid = isKnown && row.inode == inodeBefore && row.owners.count < MostOwners && pass.processes;
+    if (!valid && netdebug)
+        say("==== Invalid previous inode info - cur inode : %lld, old inode : %lld, refcount :%d\n",
+            static_cast<long long>(row.inode), static_cast<long long>(inodeBefore), row.refcount());
+    const auto before = std::span<const TOwner>(t.ownersBefore).subspan(row.owners.first, row.owners.count);
+    if (valid && allStillOwn(*pass.processes, before, row)) {
+        row.owners = moved(t.ownersBefore, row.owners, t.owners);
+        row.ref = moved(t.textsBefore, row.ref, t.texts);
+    } else {
+        row.owners = row.ref = {};
+    }
+}
+
+// --- The two tables
+
+static void addLine(TPass& pass, std::string_view line, char protocol) {
+    auto& rows = pass.table.rows;
+    if (pass.count == rows.size()) rows.emplace_back();
+    auto& row = rows[pass.count];
+    const int64_t inodeBefore = row.inode;
+    if (!getportline(line, protocol, row)) return;
+    if (protocol == 'T') pass.table.statuscount[row.status]++;
+    judgeOwners(pass, pass.count < pass.known, inodeBefore, row);
+    pass.count++;
+}
+
+static void getTable(const char* path, char protocol, TPass& pass) {
+    static Contents text;
+    if (!readFile(path, text)) return;
+    Lines lines(text.view(), LineLimit);
+    std::string_view line;
+    lines.next(line); // the names of the columns
+    while (lines.next(line)) addLine(pass, line, protocol);
+}
+
+// --- Owner texts
+
+static void addNumber(std::string& text, int number) {
+    char digits[12];
+    text.append(digits, std::to_chars(digits, std::end(digits), number).ptr);
+}
+
+// "name[pid/ppid]"
+static void addOwner(std::string& text, std::string_view name, const TProc& p) {
+    text.append(name).append("[");
+    addNumber(text, p.pid);
+    text.append("/");
+    addNumber(text, p.ppid);
+    text.append("]");
+}
+
+static void addCommand(std::string& text, std::string_view arg, const TProc& p, size_t limit) {
+    if (arg.size() <= limit) return addOwner(text, arg, p);
+    text.append(arg.substr(0, limit));
+    addOwner(text, "...", p);
+}
+
+// Quirk: every owner that does not fit adds its own "...", as long as these fit. Seen by tests/worlds/port-owners.
+static void addFurtherOwner(std::string& text, size_t start, const TProc& p, size_t limit) {
+    constexpr size_t Numbers = 24, Dots = 5; // room for the two process ids, for the dots
+    const size_t length = text.size() - start;
+    if (length + p.cmd.size() + Numbers < limit) {
+        text.append(" ");
+        addOwner(text, p.cmd, p);
+    } else if (length + Dots < limit) {
+        text.append("...");
+    }
+}
+
+// What names the owners of a socket: a single one's command line, otherwise the command names. Without any the row
+// keeps the text it has.
+static void setOwnerText(TPortTable& table, const TProcTable& processes, size_t limit, TPortInfo& row) {
+    const auto owners = table.ownersOf(row);
+    if (owners.empty()) return;
+    auto& text = table.texts;
+    const size_t start = text.size();
+    for (auto& owner : owners) {
+        const auto& p = processes.procs[static_cast<size_t>(owner.procindex)];
+        if (owners.size() == 1 && processes.arglen(p) > 0) addCommand(text, processes.arg(p), p, limit);
+        else if (text.size() == start) addOwner(text, p.cmd, p);
+        else addFurtherOwner(text, start, p, limit);
+    }
+    row.ref = {static_cast<uint32_t>(start), static_cast<uint32_t>(text.size() - start)};
+}
+
+static void setText(TPortTable& table, std::string_view text, TPortInfo& row) {
+    row.ref = {static_cast<uint32_t>(table.texts.size()), static_cast<uint32_t>(text.size())};
+    table.texts.append(text);
+}
+
+// Searches for the owners of all sockets that could have some and have none yet.
+static void findOwners(TPortTable& table, TProcTable* processes, size_t limit) {
+    static DescriptorIndex index;
+    bool built = false;
+    for (auto& row : table.rows) {
+        if (row.inode <= 0 || row.owners.count > 0) {
+            if (netdebug == 1)
+                say("---- Port inode mapping Skip [ inode : %lld, refcount : %d ]\n", static_cast<long long>(row.inode),
+                    row.refcount());
+        } else if (limit == 0 || !processes) {
+            setText(table, "-f not used", row);
+        } else {
+            if (!built) index.build(*processes), built = true;
+            row.owners.first = static_cast<uint32_t>(table.owners.size());
+            index.find(row.inode, MostOwners, table.owners);
+            row.owners.count = static_cast<uint32_t>(table.owners.size()) - row.owners.first;
+            setOwnerText(table, *processes, limit, row);
+        }
+    }
+}
+
+// Shows every owning descriptor its row.
+static void linkDescriptors(const TPortTable& table, TProcTable& processes) {
+    for (size_t i = 0; i < table.rows.size(); i++)
+        for (auto& owner : table.ownersOf(table.rows[i])) {
+            const auto fds = processes.fdinfo(processes.procs[static_cast<size_t>(owner.procindex)]);
+            fds[static_cast<size_t>(owner.fdindex)].portinfo = static_cast<int32_t>(i);
+        }
+}
+
+static void collect(TPortTable& table, TProcTable* processes, int reflen) {
+    std::fill(std::begin(table.statuscount), std::end(table.statuscount), 0);
+    std::swap(table.owners, table.ownersBefore);
+    std::swap(table.texts, table.textsBefore);
+    table.owners.clear();
+    table.texts.clear();
+    if (processes && processes->proccount < 1) processes = nullptr;
+    TPass pass{table, processes, table.rows.size()};
+    getTable("/proc/net/tcp", 'T', pass);
+    getTable("/proc/net/udp", 'U', pass);
+    table.rows.resize(pass.count);
+    findOwners(table, processes, std::min(static_cast<size_t>(std::max(reflen, 0)), MostText));
+    if (processes) linkDescriptors(table, *processes);
+}
+
+int getportinfo(int CallingIndex, TPortTable& table, TProcTable* processes, int reflen) {
+    if (CallingIndex == 0) table.rows.clear();
+    try {
+        collect(table, processes, reflen);
+    } catch (const std::bad_alloc&) {
+        table = {};
+        say("Failed to get memory for port info [ENO(%d):%s]\n", ENOMEM, strerror(ENOMEM));
+    }
+    return static_cast<int>(table.rows.size());
+}
