@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <vector>
 
 // Sorts `rows` by `compare` (negative, 0 or positive) exactly as glibc's merge sort: halves of n/2 and n - n/2, the
@@ -30,4 +31,15 @@ void mergeSort(T* rows, size_t n, std::vector<T>& spare, const Compare& compare)
 template <typename T, typename Compare>
 void mergeSort(std::vector<T>& rows, std::vector<T>& spare, const Compare& compare) {
     mergeSort(rows.data(), rows.size(), spare, compare);
+}
+
+// Sorts by an ascending 32-bit number, compared by the sign of its difference, which wraps. Rows that stand in order,
+// as the kernel lists processes and threads, are left alone: without a wrap the sort would give the same.
+template <typename T, typename Number> void sortByNumber(T* rows, size_t n, std::vector<T>& spare, Number number) {
+    const auto difference = [number](const T& a, const T& b) {
+        return static_cast<int32_t>(static_cast<uint32_t>(a.*number) - static_cast<uint32_t>(b.*number));
+    };
+    const auto before = [number](const T& a, const T& b) { return a.*number < b.*number; };
+    if (n < 2 || (std::is_sorted(rows, rows + n, before) && difference(rows[n - 1], rows[0]) >= 0)) return;
+    mergeSort(rows, n, spare, difference);
 }

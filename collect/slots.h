@@ -15,9 +15,9 @@ template <typename T, typename R = T> struct Slots {
     std::vector<R> result;
 };
 
-// Room for `n` rows. False, with errno set, when there is no memory for them: a report then goes without its rows for
-// one pass, and the run goes on.
-template <typename T> bool makeRoom(std::vector<T>& rows, size_t n) {
+// Room for `n` rows (or bytes of a string). False, with errno set, when there is no memory for them: a report then goes
+// without its rows for one pass, and the run goes on.
+template <typename Rows> bool makeRoom(Rows& rows, size_t n) {
     constexpr size_t Least = 16;
     if (n <= rows.capacity()) return true;
     try {

@@ -23,6 +23,8 @@ public:
         line = piece.substr(0, piece.find('\0'));
         return true;
     }
+    // What has not been read: another Lines can go on with a limit of its own.
+    std::string_view left() const { return rest; }
 };
 
 // The text without its last byte: commonly the newline, but the last character of a line that was cut or has none.
