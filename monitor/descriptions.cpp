@@ -1,0 +1,65 @@
+// The files in which monitored applications tell what their threads are: "./desc/PID-TID", first the time at which it
+// was written (seconds since the epoch), then a text.
+#include "monitor/format.h"
+#include "monitor/proc.h"
+
+#include "collect/output.h"
+#include "collect/words.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+static constexpr size_t TimeLimit = 256, DescriptionLimit = 64; // of the two lines, with the terminator
+
+Text<64> getDescription(int32_t pid, int32_t threadid, int64_t STime) {
+    static Contents text;
+    const auto path = Text<64>().addf("./desc/%d-%d", pid, threadid);
+    if (!readFile(path.c_str(), text, Reading::Whole, TimeLimit + DescriptionLimit)) return {};
+    Lines first(text.view(), TimeLimit);
+    std::string_view line;
+    // What was written before the thread started is about an earlier thread of the same number.
+    if (!first.next(line) || toLong(line) < STime) return {};
+    Lines second(first.left(), DescriptionLimit);
+    return second.next(line) ? dropLast(line) : std::string_view{};
+}
+
+// --- Clean-up
+
+static int32_t readTime(const Contents& text) {
+    constexpr size_t Limit = 512;
+    std::string_view line;
+    Lines(text.view(), Limit).next(line);
+    return toInt(line);
+}
+
+// A process whose descriptions of that time, or a later one, may be its own.
+static bool isRunning(const TProcTable& table, int32_t pid, int32_t time) {
+    return std::any_of(table.procs.begin(), table.procs.end(),
+                       [=](const TProc& p) { return p.pid == pid && p.STime <= time; });
+}
+
+static void cleanDescription(const std::string& path, int32_t pid, const TProcTable& table) {
+    static Contents text;
+    constexpr size_t Most = 511; // one line
+    if (!readFile(path.c_str(), text, Reading::Whole, Most))
+        return sayMessage("[ERROR] Failed to open file(%s) [ENO(%d):%s]", path.c_str(), errno, strerror(errno));
+    const int32_t time = readTime(text);
+    if (time > 0 && isRunning(table, pid, time)) return;
+    say("Remove %s(started at %s) in desc directory for thread description\n", path.c_str(),
+        GetTimeString(time).c_str());
+    removeFile(path.c_str());
+}
+
+void cleanDescriptions(const TProcTable& table) {
+    Directory directory;
+    if (!directory.open("./desc/")) {
+        if (errno != ENOENT)
+            sayMessage("[ERROR] Failed to open thread desc directory [ENO(%d):%s]", errno, strerror(errno));
+        return;
+    }
+    for (Directory::Entry entry; directory.next(entry);) {
+        const int32_t pid = toInt(std::string_view(entry.name)); // "1234-5678", and 0 for "." and ".."
+        if (pid >= 1) cleanDescription(std::string("./desc/") + entry.name, pid, table);
+    }
+}
