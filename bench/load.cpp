@@ -1,0 +1,155 @@
+// A machine to measure on: makes idle processes with threads, open files and loopback connections.
+//
+//     bench-load [--processes N] [--threads N] [--fds N] [--sockets N] [--seconds N]
+//
+// --processes  how many processes (none)
+// --threads    threads of each, its first one counted (1)
+// --fds        open files of each (none)
+// --sockets    ends of loopback TCP connections in each, both ends of a connection in the same process; a listening
+//              socket comes with them (none)
+// --seconds    ends by itself after so long (600)
+//
+// Writes "ready" and a newline to standard output when all of them stand, then waits. It ends, with all its processes,
+// when it is killed or when the process that started it ends. Without options it does nothing.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <arpa/inet.h>
+#include <csignal>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+struct TLoad {
+    long processes = 0, threads = 1, fds = 0, sockets = 0, seconds = 600;
+};
+} // namespace
+
+static constexpr struct {
+    const char* name;
+    long TLoad::*value;
+} Options[] = {
+    {"--processes", &TLoad::processes}, {"--threads", &TLoad::threads}, {"--fds", &TLoad::fds},
+    {"--sockets", &TLoad::sockets},     {"--seconds", &TLoad::seconds},
+};
+
+[[noreturn]] static void fail(const char* what) {
+    perror(what);
+    _exit(1);
+}
+
+// Ends this process when the one that made it ends, and after the given time in any case.
+static void endWith(pid_t parent, long seconds) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) _exit(0);
+    alarm(static_cast<unsigned>(seconds));
+}
+
+static void* idle(void*) {
+    for (;;) pause();
+}
+
+static void makeThreads(long count) {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, 65536);
+    for (long i = 1; i < count; i++) {
+        pthread_t thread;
+        if (pthread_create(&thread, &attributes, idle, nullptr) != 0) fail("pthread_create");
+    }
+}
+
+static void openFiles(long count) {
+    for (long i = 0; i < count; i++)
+        if (open("/proc/self/exe", O_RDONLY) < 0) fail("open");
+}
+
+static void connectSockets(long count) {
+    if (count < 1) return;
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* at = reinterpret_cast<sockaddr*>(&address);
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    if (bind(listener, at, size) != 0 || listen(listener, 16) != 0 || getsockname(listener, at, &size) != 0)
+        fail("listen");
+    for (long i = 0; i < count; i += 2) {
+        const int end = socket(AF_INET, SOCK_STREAM, 0);
+        if (end < 0 || connect(end, at, size) != 0 || accept(listener, nullptr, nullptr) < 0) fail("connect");
+    }
+}
+
+// One process of the load; tells through `ready` that it stands.
+[[noreturn]] static void beProcess(const TLoad& load, pid_t parent, int ready) {
+    endWith(parent, load.seconds);
+    makeThreads(load.threads);
+    openFiles(load.fds);
+    connectSockets(load.sockets);
+    if (write(ready, "r", 1) != 1) _exit(1);
+    close(ready);
+    idle(nullptr);
+    _exit(0);
+}
+
+static void allowDescriptors() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// Waits until each of `count` processes has told that it stands.
+static void awaitAll(int ready, long count) {
+    char told[256];
+    while (count > 0) {
+        const ssize_t n = read(ready, told, static_cast<size_t>(std::min<long>(count, sizeof told)));
+        if (n <= 0) fail("a process of the load ended");
+        count -= n;
+    }
+}
+
+static TLoad getLoad(int argc, char** argv) {
+    TLoad load;
+    for (int i = 1; i + 1 < argc; i += 2)
+        for (auto& option : Options)
+            if (strcmp(argv[i], option.name) == 0) load.*option.value = atol(argv[i + 1]);
+    return load;
+}
+
+int main(int argc, char** argv) {
+    const TLoad load = getLoad(argc, argv);
+    if (load.processes < 1) {
+        puts("bench-load: nothing asked for; its options are at the top of bench/load.cpp");
+        return 0;
+    }
+    endWith(getppid(), load.seconds);
+    allowDescriptors();
+    int ready[2];
+    if (pipe(ready) != 0) fail("pipe");
+    const pid_t self = getpid();
+    signal(SIGCHLD, SIG_IGN);
+    for (long i = 0; i < load.processes; i++) {
+        const pid_t child = fork();
+        if (child < 0) fail("fork");
+        if (child == 0) {
+            close(ready[0]);
+            beProcess(load, self, ready[1]);
+        }
+    }
+    close(ready[1]);
+    awaitAll(ready[0], load.processes);
+    puts("ready");
+    fflush(stdout);
+    idle(nullptr);
+    return 0;
+}
