@@ -172,7 +172,7 @@ void World::apply(const std::vector<std::string>& directive) {
     const auto path = [&] { return normal(decoded(cutWord(rest))); };
     if (name == "argv0") program = rest;
     else if (name == "clock")
-        now = std::stoll(rest.substr(0, rest.find('.'))) * 1000 + std::stoll(rest.substr(rest.find('.') + 1));
+        now = (std::stoll(rest.substr(0, rest.find('.'))) * 1000 + std::stoll(rest.substr(rest.find('.') + 1))) * 1000;
     else if (name == "tz") zone = rest;
     else if (name == "host") hostName = rest;
     else if (name == "hosterror") hostError = errnoByName(rest);
@@ -232,15 +232,16 @@ int World::failure(const char* operation, const std::string& path) const {
 }
 
 void World::open(const std::string& path) {
-    if (const auto found = slows.find(path); found != slows.end()) now += found->second;
+    if (const auto found = slows.find(path); found != slows.end()) now += found->second * 1000;
 }
 
 bool World::run(const std::string& command, std::string& text) {
     log += "run " + command + "\n";
-    if (const auto found = slowCommands.find(command); found != slowCommands.end()) now += found->second;
+    if (noPipes.count(command)) return false;
+    if (const auto found = slowCommands.find(command); found != slowCommands.end()) now += found->second * 1000;
     const auto found = commands.find(command);
     text = found == commands.end() ? "" : found->second;
-    return !noPipes.count(command);
+    return true;
 }
 
 bool World::space(const std::string& path, TSpaceFacts& facts) const {
@@ -256,7 +257,7 @@ const std::string* World::user(uint32_t uid) const {
 
 void World::pause(unsigned microseconds) {
     log += "pause " + std::to_string(microseconds) + "\n";
-    now += microseconds / 1000;
+    now += microseconds;
     if (++reached >= steps.size()) throw TKilled{};
     for (auto& directive : steps[reached]) apply(directive);
 }

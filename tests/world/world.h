@@ -30,13 +30,13 @@ class World {
     std::vector<std::vector<std::vector<std::string>>> steps; // directives, each its words and its body
     std::map<std::string, TNode> nodes;
     std::map<std::pair<std::string, std::string>, int> fails; // by operation and path
-    std::map<std::string, int> slows, slowCommands;           // milliseconds
+    std::map<std::string, int64_t> slows, slowCommands;       // milliseconds
     std::map<std::string, TSpaceFacts> spaces;
     std::map<std::string, std::string> commands;
     std::set<std::string> noPipes;
     std::map<uint32_t, std::string> users;
     size_t reached = 0; // the step that stands
-    int64_t now = 0;    // milliseconds since the epoch
+    int64_t now = 0;    // microseconds since the epoch
     uint64_t nextInode = 1000;
 
     void load(const std::string& file);
@@ -58,7 +58,7 @@ public:
     bool run(const std::string& command, std::string& text);
     bool space(const std::string& path, TSpaceFacts& facts) const;
     const std::string* user(uint32_t uid) const;
-    int64_t clock() const { return now; } // milliseconds since the epoch
+    int64_t clock() const { return now / 1000; } // milliseconds since the epoch
     void pause(unsigned microseconds);
     int remove(const std::string& path); // errno
 
