@@ -1,0 +1,476 @@
+#include "collect/netif.h"
+
+#include "collect/settings.h"
+#include "tests/unit/machine.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+// --- Lines of /proc/net/dev
+
+static constexpr const char* Sixteen = "1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16\n";
+
+static std::array<double, 16> numbers(const TNetif& n) {
+    return {n.rbytes, n.rpackets, n.rerrors, n.rdrop, n.rfifo, n.rframe, n.rcompressed, n.rmulticast,
+            n.wbytes, n.wpackets, n.werrors, n.wdrop, n.wfifo, n.colls,  n.carrier,     n.wcompressed};
+}
+// The sixteenth stands in place of the seventh, and in its own stands nothing.
+static constexpr std::array<double, 16> InOrder = {1, 2, 3, 4, 5, 6, 16, 8, 9, 10, 11, 12, 13, 14, 15, 0};
+
+TEST(NetifLine, ColumnsInTheKernelsOrder) {
+    TNetif netif;
+    ASSERT_TRUE(getNetifLine(std::string("  eth0: ") + Sixteen, netif));
+    EXPECT_EQ(netif.name.view(), "eth0");
+    EXPECT_EQ(numbers(netif), InOrder);
+    EXPECT_EQ(netif.ipcount, 0);
+}
+
+TEST(NetifLine, NamesAndWhereTheNumbersBegin) {
+    static constexpr struct {
+        const char* start;
+        const char* name;
+        bool shifted; // a token of the name's rest stands before the numbers, which then are one late
+    } Cases[] = {
+        {"eth0:", "eth0", false},  // no blank behind the colon
+        {"eth0: ", "eth0", false}, //
+        {"     x:    ", "x", false},
+        {"eth0 : ", "eth0", true}, // the colon is a word of its own
+        {"lo:1: ", "lo", true},    // an alias: its number is a word, too
+        {"eth0 ", "eth0", false},  // no colon at all
+        {":", "", false},          //
+        {"a\tb: ", "a\tb", false}, // a tab does not part words
+        {"1234567890123456789012345678901: ", "1234567890123456789012345678901", false},
+        {"12345678901234567890123456789012: ", "1234567890123456789012345678901", false},
+        {"123456789012345678901234567890: ", "123456789012345678901234567890", false},
+        {"\xff\x01;$(id): ", "\xff\x01;$(id)", false},
+    };
+    for (auto& c : Cases) {
+        TNetif netif;
+        ASSERT_TRUE(getNetifLine(std::string(c.start) + Sixteen, netif)) << c.start;
+        EXPECT_EQ(netif.name.view(), c.name) << c.start;
+        EXPECT_EQ(netif.rpackets, c.shifted ? 1 : 2) << c.start;
+        EXPECT_EQ(netif.rcompressed, c.shifted ? 15 : 16) << c.start;
+    }
+}
+
+TEST(NetifLine, WhatIsNone) {
+    TNetif netif;
+    for (auto line : {
+             "", "\n", "eth0:\n", "   \n",
+             "Inter-|   Receive                                                |  Transmit\n",
+             " face |bytes    packets errs drop fifo frame compressed multicast|bytes    packets errs drop fifo colls "
+             "carrier compressed\n",
+             "eth0: 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15\n", // 16 words
+         })
+        EXPECT_FALSE(getNetifLine(line, netif)) << line;
+}
+
+TEST(NetifLine, TheNewlineBehindABlankIsAWord) {
+    TNetif netif;
+    ASSERT_TRUE(getNetifLine("eth0: 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 \n", netif));
+    EXPECT_EQ(netif.carrier, 15);
+    EXPECT_EQ(netif.rcompressed, 0);
+}
+
+TEST(NetifLine, ColumnsOfLaterKernelsAreIgnored) {
+    for (auto more : {"", " 17", " 17 18", " 17 18 19", " 17 18 19 20", " 17 18 19 20 21 22 23"}) {
+        TNetif netif;
+        ASSERT_TRUE(getNetifLine("eth0: 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16" + std::string(more) + "\n", netif));
+        EXPECT_EQ(numbers(netif), InOrder) << more;
+    }
+}
+
+TEST(NetifLine, NumbersAsTheCLibraryReadsThem) {
+    TNetif netif;
+    ASSERT_TRUE(getNetifLine("e:-5 +6 7x x8 9223372036854775807 9223372036854775808 -9223372036854775809 "
+                             "18446744073709551616 0x10 010 1.9 \t3 \x80 -- - 1e3\n",
+                             netif));
+    EXPECT_EQ(netif.rbytes, -5);
+    EXPECT_EQ(netif.rpackets, 6);
+    EXPECT_EQ(netif.rerrors, 7);
+    EXPECT_EQ(netif.rdrop, 0);
+    EXPECT_EQ(netif.rfifo, 9223372036854775807.0);
+    EXPECT_EQ(netif.rframe, 9223372036854775807.0);
+    EXPECT_EQ(netif.rmulticast, 9223372036854775807.0);
+    EXPECT_EQ(netif.wbytes, 0);
+    EXPECT_EQ(netif.wpackets, 10);
+    EXPECT_EQ(netif.werrors, 1);
+    EXPECT_EQ(netif.wdrop, 3);
+    EXPECT_EQ(netif.rcompressed, 1);
+}
+
+// --- What ifconfig prints
+
+static std::string shown(const TAddresses& a) {
+    std::string text = a.ipstring.c_str();
+    for (int i = 0; i < a.ipcount; i++)
+        text += std::string("|") + a.ip[i].c_str() + "," + a.netmask[i].c_str() + "," + a.broadcast[i].c_str();
+    return text;
+}
+
+TEST(Addresses, BothLayoutsAndOddLines) {
+    static constexpr struct {
+        const char* output;
+        const char* shown;
+    } Cases[] = {
+        {"", ""},
+        {"          inet addr:10.0.0.5  Bcast:10.0.0.255  Mask:255.255.255.0\n",
+         "10.0.0.5|10.0.0.5,255.255.255.0,10.0.0.255"},
+        {"        inet 10.0.0.5  netmask 255.255.255.0  broadcast 10.0.0.255\n",
+         "10.0.0.5|10.0.0.5,255.255.255.0,10.0.0.255"},
+        {"          inet addr:127.0.0.1  Mask:255.0.0.0\n", "127.0.0.1|127.0.0.1,255.0.0.0,"},
+        {"inet 10.8.0.1  netmask 255.255.255.255  destination 10.8.0.2\n", "10.8.0.1|10.8.0.1,255.255.255.255,"},
+        {"inet  10.0.0.5 netmask 1\n", "10.0.0.5|10.0.0.5,1,"}, // one more blank is passed over
+        {"inet   10.0.0.5 netmask 1\n", "|,1,"},                // a second one ends the address
+        {"inet addr: 10.0.0.5\n", "|,,"},                       // an empty address is one
+        {"inet \n", "|,,"},                                     //
+        {"inet\n", ""},                                         //
+        {"inet 1 inet addr:2\n", "2|2,,"},                      // the old key is looked for first
+        {"inet 1.2.3.4 Mask:\t:  255.0.0.0 cast :\t9\n", "1.2.3.4|1.2.3.4,255.0.0.0,9"},
+        {"inet 1.2.3.4 netmask", "1.2.3.4|1.2.3.4,,"},                    // the last character is lost
+        {"inet 1.2.3.4", "1.2.3.|1.2.3.,,"},                              // so it is without a newline
+        {"inet 123.123.123.123x\n", "123.123.123.123|123.123.123.123,,"}, // 16 characters
+        {"inet 123.123.123.12\n", "123.123.123.12|123.123.123.12,,"},
+        {"inet 1.1.1.1\tnetmask 2\n", "1.1.1.1\tnetmask|1.1.1.1\tnetmask,2,"}, // a tab is part of a value
+        {"inet 1\nask 7 cast 8\ninet 2\n", "1//2|1,,|2,7,8"}, // its mask goes to the address that follows
+        {"ask 7\ninet 2 cast 3\n", "2|2,7,3"},
+        {"inet 1\n\n\ninet 2\n", "1///2|1,,|2,,"},
+        {"x", ""},
+    };
+    for (auto& c : Cases) {
+        TAddresses addresses;
+        getAddresses(c.output, addresses);
+        EXPECT_EQ(shown(addresses), c.shown) << c.output;
+    }
+}
+
+TEST(Addresses, FiveAtMost) {
+    std::string output;
+    for (int i = 1; i <= 7; i++) {
+        output += "inet 10.0.0." + std::to_string(i) + " netmask 255.0.0.0 broadcast 10.255.255.255\n";
+        TAddresses addresses;
+        getAddresses(output, addresses);
+        EXPECT_EQ(addresses.ipcount, std::min(i, 5));
+        EXPECT_EQ(addresses.ip[0].view(), "10.0.0.1");
+    }
+    TAddresses addresses;
+    getAddresses(output, addresses);
+    EXPECT_EQ(addresses.ipstring.view(), "10.0.0.1/10.0.0.2/10.0.0.3/10.0.0.4/10.0.0.5");
+}
+
+TEST(Addresses, TheJoinedTextIsCut) {
+    std::string output = "inet 1\n";
+    for (int i = 0; i < 200; i++) output += "nothing\n";
+    output += "inet 2\n";
+    TAddresses addresses;
+    getAddresses(output, addresses);
+    EXPECT_EQ(addresses.ipcount, 2);
+    EXPECT_EQ(addresses.ipstring.view(), "1" + std::string(98, '/'));
+}
+
+TEST(Addresses, LinesOf511Bytes) {
+    for (size_t blanks : {size_t(511 - 13), size_t(511 - 12), size_t(511 - 11), size_t(511 - 5)}) {
+        TAddresses addresses;
+        getAddresses(std::string(blanks, ' ') + "inet 1.2.3.4\n", addresses);
+        // 12 characters and the newline fit, 12 without it lose one, what comes behind is no address any more.
+        const auto expected = blanks == 511 - 13   ? "1.2.3.4"
+                              : blanks == 511 - 12 ? "1.2.3."
+                              : blanks == 511 - 11 ? "1.2.3"
+                                                   : "";
+        EXPECT_EQ(addresses.ip[0].view(), expected) << blanks;
+        EXPECT_EQ(addresses.ipcount, blanks == 511 - 5 ? 0 : 1) << blanks;
+    }
+}
+
+TEST(Addresses, ANulEndsALine) {
+    TAddresses addresses;
+    getAddresses(std::string_view("\0inet 1\ninet 22\0 netmask 3\ninet 4\n", 34), addresses);
+    EXPECT_EQ(shown(addresses), "2/4|2,,|4,,");
+}
+
+// --- The command
+
+TEST(AddressCommand, PlainNamesStandAsTheyAre) {
+    for (auto name : {"", "eth0", "lo", "br-1a2b", "eth0.100", "bond0:1", "veth_X@if3", "-a"})
+        EXPECT_EQ(getAddressCommand(name), std::string("ifconfig ") + name + " |grep \"inet \"");
+}
+
+TEST(AddressCommand, OtherNamesAreQuoted) {
+    static constexpr struct {
+        const char* name;
+        const char* command;
+    } Cases[] = {
+        {"a;id", "ifconfig 'a;id' |grep \"inet \""},   {"$(id)", "ifconfig '$(id)' |grep \"inet \""},
+        {"`id`", "ifconfig '`id`' |grep \"inet \""},   {"'", "ifconfig ''\\''' |grep \"inet \""},
+        {"a'b", "ifconfig 'a'\\''b' |grep \"inet \""}, {"\"", "ifconfig '\"' |grep \"inet \""},
+        {"e\tth", "ifconfig 'e\tth' |grep \"inet \""}, {"\xc3\xa4", "ifconfig '\xc3\xa4' |grep \"inet \""},
+        {"~", "ifconfig '~' |grep \"inet \""},
+    };
+    for (auto& c : Cases) EXPECT_EQ(getAddressCommand(c.name), c.command);
+}
+
+namespace {
+// A folder with an ifconfig of its own that tells what it was called with, and a shell that works in it.
+class Shell {
+    std::filesystem::path folder;
+    std::string path = getenv("PATH") ? getenv("PATH") : "/usr/bin:/bin";
+
+public:
+    Shell() {
+        std::string name = (std::filesystem::temp_directory_path() / "wyrt-shell.XXXXXX").string();
+        if (mkdtemp(name.data())) folder = name;
+        std::ofstream(folder / "ifconfig") << "#!/bin/sh\nprintf 'inet %s<%s>\\n' \"$#\" \"$1\"\n";
+        chmod((folder / "ifconfig").c_str(), 0755);
+        setenv("PATH", (folder.string() + ":" + path).c_str(), 1);
+    }
+    Shell(const Shell&) = delete;
+    Shell& operator=(const Shell&) = delete;
+    ~Shell() {
+        setenv("PATH", path.c_str(), 1);
+        std::filesystem::remove_all(folder);
+    }
+    std::string run(const std::string& command) const {
+        const std::string here = "LC_ALL=C; export LC_ALL; cd '" + folder.string() + "' && " + command + " 2>&1";
+        std::string output;
+        FILE* pipe = popen(here.c_str(), "re");
+        for (int c; (c = fgetc(pipe)) != EOF;) output += static_cast<char>(c);
+        pclose(pipe);
+        return output;
+    }
+    // How many files there are: more than the one as soon as a name did something.
+    long files() const {
+        return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+    }
+};
+} // namespace
+
+TEST(AddressCommand, NoNameRunsACommandInARealShell) {
+    std::vector<std::string> names = {
+        ";touch${IFS}x",
+        "|touch${IFS}x",
+        "&touch${IFS}x",
+        "&&touch${IFS}x;",
+        "$(touch${IFS}x)",
+        "`touch${IFS}x`",
+        "a;touch\tx;",
+        "';touch${IFS}x;'",
+        "'\"';touch\tx;\"'\"",
+        "\\';touch${IFS}x;#",
+        "'$(touch${IFS}x)'",
+        "\"$(touch${IFS}x)\"",
+        ">x",
+        ">>x",
+        "2>x",
+        "<x",
+        "*",
+        "if*",
+        "?",
+        "[a-z]*",
+        "~",
+        "~root",
+        "$HOME",
+        "${x=y}",
+        "$((1+1))",
+        "{a,b}",
+        "!!",
+        "#",
+        "a#b",
+        "\\",
+        "a\\",
+        "a\\'",
+        "''",
+        "'''",
+        "''''",
+        "\n",
+        "a\ntouch\tx",
+        "\ttouch\tx",
+        "(touch\tx)",
+        "{\ttouch\tx;}",
+        "x=y",
+        "|",
+        "||",
+        "&",
+        ";",
+        "'\\''",
+        "'\n'",
+        "\x01\x7f",
+        "\xff\xfe",
+        "\xc3\xa4\xe2\x82\xac",
+    };
+    for (int c = 1; c < 256; c++)
+        if (c != ' ' && c != ':') names.push_back(std::string(1, static_cast<char>(c)));
+    const Shell shell;
+    ASSERT_EQ(shell.files(), 1);
+    for (auto& name : names) {
+        // grep passes on the line with "inet ", which is all of it unless the name breaks it.
+        const auto line = "inet 1<" + name + ">\n";
+        EXPECT_EQ(shell.run(getAddressCommand(name)), line.substr(0, line.find('\n') + 1)) << name;
+        ASSERT_EQ(shell.files(), 1) << name;
+    }
+}
+
+// --- Samples and rates
+
+static std::string device(const std::string& lines) { return "file /proc/net/dev <<END\n" + lines + "END\n"; }
+static std::string row(const std::string& name, int bytes) {
+    return name + ": " + std::to_string(bytes) + " 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n";
+}
+static std::string answer(const std::string& name, const std::string& address) {
+    return "command ifconfig " + name + " |grep \"inet \" <<END\ninet " + address + " netmask 255.0.0.0\nEND\n";
+}
+
+TEST(Netif, RatesOfEveryColumn) {
+    Machine machine(device("eth0: 100 200 300 400 500 600 700 800 900 1000 1100 1200 1300 1400 1500 1600\n") +
+                    "step 1\n" +
+                    device("eth0: 102 204 306 408 510 612 714 816 918 1020 1122 1224 1326 1428 1530 1632\n"));
+    TNetifSlots netif;
+    EXPECT_EQ(getnetif(0, 0, 1, 5, netif), 0);
+    machine.step();
+    ASSERT_EQ(getnetif(1, 1, 0, 2, netif), 2);
+    for (auto& rate : netif.result)
+        EXPECT_EQ(numbers(rate), (std::array<double, 16>{1, 2, 3, 4, 0, 0, 0, 0, 9, 10, 11, 12, 0, 14, 0, 0}));
+    EXPECT_EQ(netif.result[0].name.view(), "Total");
+    EXPECT_EQ(netif.result[1].name.view(), "eth0");
+}
+
+TEST(Netif, TheTotalIsWithoutLoopbacks) {
+    Machine machine(
+        device(row("lo", 1) + row("lo:1", 1) + row("eth0", 10) + row("lora0", 1) + row("l", 20)) + "step 1\n" +
+        device(row("lo", 11) + row("lo:1", 101) + row("eth0", 1010) + row("lora0", 10001) + row("l", 100020)));
+    TNetifSlots netif;
+    getnetif(0, 0, 1, 0, netif);
+    machine.step();
+    ASSERT_EQ(getnetif(1, 1, 0, 1, netif), 6);
+    EXPECT_EQ(netif.result[0].rbytes, 101000);
+    EXPECT_EQ(netif.result[2].name.view(), "lo");
+    EXPECT_EQ(netif.result[4].rbytes, 10000);
+}
+
+TEST(Netif, AddressesAreAskedOnlyForNewNames) {
+    Machine machine(device(row("lo", 0) + row("eth0", 0) + row("x", 0)) + answer("lo", "127.0.0.1") +
+                    answer("eth0", "10.0.0.1") + answer("eth1", "10.0.0.2") + answer("x", "10.0.0.9") + "step 1\n" +
+                    device(row("lo", 1) + row("eth1", 1) + row("x", 1)) + "step 2\n" +
+                    device(row("lo", 1) + row("eth1", 1) + row("x", 1) + row("eth0", 1)) + "step 3\n" +
+                    device(row("x", 1)));
+    TNetifSlots netif;
+    getnetif(0, 0, 1, 0, netif);
+    EXPECT_EQ(netif.sample[0][1].ipstring.view(), "10.0.0.1");
+    EXPECT_EQ(netif.sample[0][2].ipstring.view(), "") << "a name of one letter is not asked for at the start";
+    machine.step();
+    ASSERT_EQ(getnetif(1, 1, 0, 1, netif), 4);
+    EXPECT_EQ(netif.result[1].ipstring.view(), "127.0.0.1") << "copied";
+    EXPECT_EQ(netif.result[1].netmask[0].view(), "255.0.0.0");
+    EXPECT_EQ(netif.sample[1][1].ipstring.view(), "10.0.0.2");
+    EXPECT_EQ(netif.result[2].name.view(), "") << "a row with another name than before is empty";
+    EXPECT_EQ(netif.result[2].ipstring.view(), "");
+    machine.step();
+    EXPECT_EQ(printed([&] { EXPECT_EQ(getnetif(2, 0, 1, 1, netif), 0); }),
+              "Previous netif count : 3 / Current netif count : 4 / TimeDiff : 1.000000\n");
+    EXPECT_EQ(netif.sample[0][3].ipcount, 0) << "beyond the rows of before";
+    machine.step();
+    printed([&] { getnetif(3, 1, 0, 1, netif); });
+    EXPECT_EQ(netif.sample[1][0].ipstring.view(), "10.0.0.9") << "asked, as row 0 was lo";
+    EXPECT_EQ(machine.log(), "run ifconfig lo |grep \"inet \"\nrun ifconfig eth0 |grep \"inet \"\npause 1000000\n"
+                             "run ifconfig eth1 |grep \"inet \"\npause 1000000\npause 1000000\n"
+                             "run ifconfig x |grep \"inet \"\n");
+}
+
+TEST(Netif, APipeThatFailsLeavesTheRowWithoutAddresses) {
+    Machine machine(device(row("eth0", 0)) + answer("eth0", "10.0.0.1") + "nopipe ifconfig eth0 |grep \"inet \"\n");
+    TNetifSlots netif;
+    time4ip = 5;
+    EXPECT_EQ(printed([&] { getnetif(0, 0, 1, 0, netif); }), "");
+    EXPECT_EQ(netif.sample[0].size(), 1U);
+    EXPECT_EQ(netif.sample[0][0].ipcount, 0);
+    EXPECT_EQ(time4ip, 0);
+}
+
+TEST(Netif, WithoutTheFileThereAreNoRows) {
+    Machine machine(device(row("eth0", 0)) + "step 1\ngone /proc/net/dev\nstep 2\n");
+    TNetifSlots netif;
+    getnetif(0, 0, 1, 0, netif);
+    machine.step();
+    EXPECT_EQ(printed([&] { EXPECT_EQ(getnetif(1, 1, 0, 0.5, netif), 0); }),
+              "Previous netif count : 1 / Current netif count : 0 / TimeDiff : 0.500000\n");
+    machine.step();
+    EXPECT_EQ(printed([&] { EXPECT_EQ(getnetif(2, 0, 1, 0.5, netif), 1); }), "") << "none twice: the total alone";
+}
+
+TEST(Netif, AnIntervalOfNothingHasNoRates) {
+    Machine machine(device(row("eth0", 0)));
+    TNetifSlots netif;
+    EXPECT_EQ(printed([&] { EXPECT_EQ(getnetif(0, 0, 1, 0, netif), 0); }), "");
+    for (double seconds : {0.0, 0.9e-9, -1.0})
+        EXPECT_NE(printed([&] { EXPECT_EQ(getnetif(1, 1, 0, seconds, netif), 0); }), "") << seconds;
+    EXPECT_EQ(printed([&] { EXPECT_EQ(getnetif(1, 0, 1, 1e-9, netif), 2); }), "");
+}
+
+TEST(Netif, LinesOf256Bytes) {
+    const std::string start = "eth0: 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15";
+    for (size_t length : {size_t(255), size_t(256), size_t(257), size_t(258)}) {
+        // The last number ends at `length`: cut at 256 it is 7, or no number at all and so no interface.
+        const std::string line = start + std::string(length - 2 - start.size(), ' ') + "77";
+        Machine machine(device(line + "\n"));
+        TNetifSlots netif;
+        getnetif(0, 0, 1, 0, netif);
+        ASSERT_EQ(netif.sample[0].size(), length < 258 ? 1U : 0U) << length;
+        if (length == 258) continue;
+        EXPECT_EQ(netif.sample[0][0].rcompressed, length < 257 ? 77 : 7) << length;
+    }
+}
+
+TEST(Netif, TheOrderOfRates) {
+    TNetif a, b;
+    EXPECT_EQ(compnetif(a, b), 0);
+    a.rbytes = 5;
+    b.wbytes = 5;
+    EXPECT_EQ(compnetif(a, b), 0);
+    b.rbytes = 0.5;
+    EXPECT_GT(compnetif(a, b), 0);
+    EXPECT_LT(compnetif(b, a), 0);
+    b.rbytes = -1;
+    EXPECT_LT(compnetif(a, b), 0);
+    a.rpackets = 100;
+    b.rbytes = 0;
+    EXPECT_EQ(compnetif(a, b), 0) << "packets do not count";
+}
+
+// --- No memory
+
+#if !defined(__SANITIZE_ADDRESS__)
+TEST(Netif, WithoutMemoryTheRunGoesOn) {
+    std::string lines;
+    for (int i = 0; i < 50000; i++) lines += row("e", i);
+    Machine machine(device(lines));
+    // In a process of its own, whose memory may not grow by what the rows take.
+    const auto run = [&] {
+        TNetifSlots netif;
+        rlimit limit{64U << 20U, 64U << 20U};
+        setrlimit(RLIMIT_AS, &limit);
+        const int count = getnetif(1, 0, 1, 1, netif);
+        flushOutput();
+        _exit(count == 0 && netif.sample[0].empty() ? 0 : 1);
+    };
+    testing::internal::CaptureStdout();
+    fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) run();
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Failed to get memory for netif [ENO(12):Cannot allocate memory]\n");
+    EXPECT_EQ(status, 0);
+}
+#endif
