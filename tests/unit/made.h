@@ -1,0 +1,64 @@
+// What the unit tests share: a made-up machine for one test, and what the program prints.
+#pragma once
+
+#include "collect/output.h"
+#include "tests/world/world.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+
+#include <unistd.h>
+
+// A folder that is gone with its variable.
+class TempFolder {
+    std::string name = (std::filesystem::temp_directory_path() / "wyrt-unit.XXXXXX").string();
+
+public:
+    TempFolder() {
+        if (!mkdtemp(name.data())) std::abort();
+    }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+    ~TempFolder() { std::filesystem::remove_all(name); }
+    const std::string& path() const { return name; }
+    std::string with(const std::string& file, const std::string& text) const {
+        std::ofstream(name + "/" + file, std::ios::binary) << text;
+        return name;
+    }
+};
+
+// The machine of these lines (their format: tests/worlds/README.md); it stands until its variable ends.
+class Made {
+    TempFolder folder;
+    World* before = World::current;
+
+public:
+    World world;
+    explicit Made(const std::string& lines) : world(folder.with("world", lines)) {}
+    ~Made() { World::current = before; }
+    Made(const Made&) = delete;
+    Made& operator=(const Made&) = delete;
+};
+
+// What `act` writes to a stream (1: standard output, 2: standard error).
+inline std::string printed(const std::function<void()>& act, int stream = STDOUT_FILENO) {
+    Made* machine = World::current ? nullptr : new Made(""); // the door asks it whether the output is a terminal
+    flushOutput();
+    std::FILE* file = std::tmpfile();
+    const int kept = dup(stream);
+    if (!file || kept < 0 || dup2(fileno(file), stream) < 0) std::abort();
+    act();
+    flushOutput();
+    dup2(kept, stream);
+    close(kept);
+    std::string text;
+    std::rewind(file);
+    for (int c; (c = std::fgetc(file)) != EOF;) text += static_cast<char>(c);
+    std::fclose(file);
+    delete machine;
+    return text;
+}
