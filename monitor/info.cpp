@@ -12,6 +12,7 @@ namespace {
 // What is derived at the time of printing.
 struct TNow {
     int64_t now = 0;
+    Text<64> date, bootDate;
     int days = 0, hours = 0, minutes = 0, seconds = 0; // since boot
     int zone = 0;                                      // hours east of UTC, without summer time
 };
@@ -29,12 +30,14 @@ static TNow getNow(const TSystemInfo& info) {
     TNow t;
     t.now = getClock().seconds;
     tzset();
+    t.date = getDate(t.now);
+    t.bootDate = getDate(info.boottime);
     const int64_t uptime = t.now - info.boottime;
     t.days = static_cast<int>(uptime / 86400);
     t.hours = static_cast<int>(uptime % 86400 / 3600);
     t.minutes = static_cast<int>(uptime % 3600 / 60);
     t.seconds = static_cast<int>(uptime % 60);
-    t.zone = -static_cast<int>(timezone / 3600);
+    t.zone = -static_cast<int>(timezone / 3600); // behind the dates: where the zone's hours changed, they set it
     return t;
 }
 
@@ -58,8 +61,8 @@ void dispSystemInfo(const TSystemInfo& info) {
     say("      Sibling/Core : %d\n", info.HTmode);
     say("      Memory(MB)   : %lld\n", static_cast<long long>(info.memoryMB));
     say("      Swap(MB)     : %lld\n", static_cast<long long>(info.swapMB));
-    say("      CurrentTime  : %s, %d\n", getDate(t.now).c_str(), static_cast<int>(t.now));
-    say("      Boot Time    : %s, %lld\n", getDate(info.boottime).c_str(), static_cast<long long>(info.boottime));
+    say("      CurrentTime  : %s, %d\n", t.date.c_str(), static_cast<int>(t.now));
+    say("      Boot Time    : %s, %lld\n", t.bootDate.c_str(), static_cast<long long>(info.boottime));
     say("      Uptime       : %d day(s) %02d:%02d:%02d\n", t.days, t.hours, t.minutes, t.seconds);
     say("      Timezone     : %d hour(s)\n", t.zone);
     say("      PageSize     : %d\n", info.pagesize);
@@ -86,8 +89,8 @@ void dispSystemInfoRecords(const TSystemInfo& info) {
     say("^info,Sibling/Core,%d$\n", info.HTmode);
     say("^info,Memory(MB),%lld$\n", static_cast<long long>(info.memoryMB));
     say("^info,Swap(MB),%lld$\n", static_cast<long long>(info.swapMB));
-    say("^info,Current Time,%s,%d$\n", getDate(t.now).c_str(), static_cast<int>(t.now));
-    say("^info,Boot Time,%s,%lld$\n", getDate(info.boottime).c_str(), static_cast<long long>(info.boottime));
+    say("^info,Current Time,%s,%d$\n", t.date.c_str(), static_cast<int>(t.now));
+    say("^info,Boot Time,%s,%lld$\n", t.bootDate.c_str(), static_cast<long long>(info.boottime));
     say("^info,Uptime,%d,%02d,%02d,%02d$\n", t.days, t.hours, t.minutes, t.seconds);
     say("^info,TimeZone,%d$\n", t.zone);
     say("^info,Page Size,%d$\n", info.pagesize);
