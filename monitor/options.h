@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 constexpr const char* Version = "1.1.12";
 
@@ -59,5 +60,7 @@ extern const std::span<const TOption> Options;
 // as they go; unknown letters are told by the C library and passed over.
 TRun getOptions(int argc, char** argv);
 
-// The text of -h.
+// The text of -h: %s in it is the program's name, %% a percent sign; a percent sign before anything else stands for
+// itself.
+extern const std::string_view UsageText;
 void dispUsage(const char* program);

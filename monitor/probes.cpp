@@ -20,8 +20,7 @@ static constexpr const char* NoProcessIO[] = {
 };
 static constexpr const char* NoVirtualMemory[] = {
     "*** \"Virtual memory activities\" is not available.(No privilege or This linux version does not support "
-    "/proc/vmstat "
-    "file.)\n",
+    "/proc/vmstat file.)\n",
     "^info,Virutal memory activities,Not available.(No privilege or This linux version does not support /proc/vmstat "
     "file.)$\n",
 };

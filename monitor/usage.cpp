@@ -1,12 +1,10 @@
-#include "collect/output.h"
 #include "monitor/options.h"
 
-#include <string_view>
+#include "collect/output.h"
 
-// %s is the program's name and %% a percent sign; a percent sign before anything else stands for itself.
 // Quirk: misspellings, the swapped -m and -t of the -a paragraph and single percent signs are what users' wrappers
 // compare with. Seen by tests/worlds/usage.
-static constexpr std::string_view Usage =
+const std::string_view UsageText =
     "Usage : %s [ -e : System environment ] [ -c Number of updates(count) ] [ -s Interval of "
     "updates(seconds) ] [ -i Interval of updates(milliseconds) ] [ -a : Turn on all monitoring items with "
     "default value except -S, -m, and -t ] [ -Z : Log saving mode ] [ -b : Basic performance items On ] [ -r "
@@ -101,7 +99,7 @@ static constexpr std::string_view Usage =
     "\n";
 
 void dispUsage(const char* program) {
-    std::string_view rest = Usage;
+    std::string_view rest = UsageText;
     for (size_t at; (at = rest.find('%')) != rest.npos;) {
         sayText(rest.substr(0, at));
         rest.remove_prefix(at + 1);
