@@ -127,10 +127,9 @@ static constexpr TField<TRatio> RatioFields[] = {
     {{"pause", Form::Int, "us"}, [](const TRatio& r) -> TValue { return r.pause; }},
 };
 
-// The pause with which the work of this pass takes `percent` of the time, between 0.1 s and 10 s.
 // Quirk: compared as unsigned, so that a share above 100 % gives the longest pause instead of none. Seen by
 // tests/worlds/ratio-above-100.
-static unsigned getRatioPause(double elapsed, int percent) {
+unsigned getRatioPause(double elapsed, int percent) {
     constexpr unsigned Least = 100000, Most = 10000000; // microseconds
     const auto pause = static_cast<unsigned>(toLong(1000000.0 * (elapsed * 100.0 / percent - elapsed)));
     return pause < Least ? Least : std::min(pause, Most);
