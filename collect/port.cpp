@@ -39,8 +39,8 @@ Text<24> ToAddr(std::string_view digits) {
     return address;
 }
 
-// Quirk: digits that end the text count as 0, because a number of these tables always has a separator behind it; the
-// same for the last line of a file without its newline. Seen by tests/worlds/port-hostile.
+// Quirk: digits that end the text count as 0, because a number of the kernel's always has a separator behind it. Seen
+// by tests/worlds/fdinfo-unterminated.
 // Quirk: lower-case digits are accepted with the values 42 to 47 instead of 10 to 15; the kernel prints capitals. Seen
 // by tests/worlds/port-hostile.
 unsigned ToUINT(std::string_view src) {
@@ -206,10 +206,8 @@ static void addLine(TPass& pass, std::string_view line, char protocol) {
     pass.count++;
 }
 
-static void getTable(const char* path, char protocol, TPass& pass) {
-    static Contents text;
-    if (!readFile(path, text)) return;
-    Lines lines(text.view(), LineLimit);
+static void addTable(TPass& pass, std::string_view text, char protocol) {
+    Lines lines(text, LineLimit);
     std::string_view line;
     lines.next(line); // the names of the columns
     while (lines.next(line)) addLine(pass, line, protocol);
@@ -300,7 +298,7 @@ static void linkDescriptors(const TPortTable& table, TProcTable& processes) {
         }
 }
 
-static void collect(TPortTable& table, TProcTable* processes, int reflen) {
+int getportrows(std::string_view tcp, std::string_view udp, TPortTable& table, TProcTable* processes, int reflen) {
     std::fill(std::begin(table.statuscount), std::end(table.statuscount), 0);
     std::swap(table.owners, table.ownersBefore);
     std::swap(table.texts, table.textsBefore);
@@ -308,20 +306,27 @@ static void collect(TPortTable& table, TProcTable* processes, int reflen) {
     table.texts.clear();
     if (processes && processes->proccount < 1) processes = nullptr;
     TPass pass{table, processes, table.rows.size()};
-    getTable("/proc/net/tcp", 'T', pass);
-    getTable("/proc/net/udp", 'U', pass);
+    addTable(pass, tcp, 'T');
+    addTable(pass, udp, 'U');
     table.rows.resize(pass.count);
     findOwners(table, processes, std::min(static_cast<size_t>(std::max(reflen, 0)), MostText));
     if (processes) linkDescriptors(table, *processes);
+    return static_cast<int>(table.rows.size());
+}
+
+// Empty when the file cannot be opened.
+static std::string_view textOf(const char* path, Contents& text) {
+    return readFile(path, text) ? text.view() : std::string_view{};
 }
 
 int getportinfo(int CallingIndex, TPortTable& table, TProcTable* processes, int reflen) {
+    static Contents tcp, udp;
     if (CallingIndex == 0) table.rows.clear();
     try {
-        collect(table, processes, reflen);
+        return getportrows(textOf("/proc/net/tcp", tcp), textOf("/proc/net/udp", udp), table, processes, reflen);
     } catch (const std::bad_alloc&) {
         table = {};
         say("Failed to get memory for port info [ENO(%d):%s]\n", ENOMEM, strerror(ENOMEM));
+        return 0;
     }
-    return static_cast<int>(table.rows.size());
 }

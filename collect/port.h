@@ -57,6 +57,8 @@ struct TPortTable {
 // `portinfo`. Pass 0 forgets the table first; otherwise rows that stand where they stood keep their owners. Returns the
 // row count.
 int getportinfo(int CallingIndex, TPortTable& table, TProcTable* processes, int reflen);
+// The same from the texts of both tables, without passes to tell apart.
+int getportrows(std::string_view tcp, std::string_view udp, TPortTable& table, TProcTable* processes, int reflen);
 
 // Takes a line of a socket table apart; the row's owners stay. False, and nothing set, for a line that is too short.
 bool getportline(std::string_view line, char protocol, TPortInfo& row);
