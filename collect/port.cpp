@@ -178,6 +178,9 @@ template <typename Pool> static TRange moved(const Pool& from, TRange range, Poo
 
 // The owners found in the pass before are kept while the kernel lists the same socket at the same position and all of
 // them still hold it: that saves the search.
+// Quirk: owners are positions in the process table, and the text stays as it is, so that it can name a process that is
+// gone when others that hold the socket moved up into its place. Seen by tests/worlds/port-reuse.
+// Quirk: a socket with all sixteen owners is searched for every time. Seen by tests/worlds/port-reuse.
 static void judgeOwners(const TPass& pass, bool isKnown, int64_t inodeBefore, TPortInfo& row) {
     auto& t = pass.table;
     const bool valid = isKnown && row.inode == inodeBefore && row.owners.count < MostOwners && pass.processes;
@@ -290,6 +293,7 @@ static void findOwners(TPortTable& table, TProcTable* processes, size_t limit) {
 }
 
 // Shows every owning descriptor its row.
+// Quirk: a descriptor beyond the sixteenth of its socket has none. Seen by tests/worlds/port-listing.
 static void linkDescriptors(const TPortTable& table, TProcTable& processes) {
     for (size_t i = 0; i < table.rows.size(); i++)
         for (auto& owner : table.ownersOf(table.rows[i])) {
