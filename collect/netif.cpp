@@ -167,7 +167,8 @@ static void getRate(const TNetif& now, const TNetif& before, double seconds, TNe
     for (auto field : Rates) rate.*field = (now.*field - before.*field) / seconds;
 }
 
-// False when there is no memory for the rows. An interface that changed its name keeps an empty row.
+// False when there is no memory for the rows.
+// Quirk: an interface that changed its name keeps its row, empty for an interval. Seen by tests/worlds/netif-renamed.
 static bool getRates(const std::vector<TNetif>& now, const std::vector<TNetif>& before, double seconds,
                      std::vector<TNetif>& rates) {
     if (!makeRoom(rates, now.size() + 1)) {
@@ -194,6 +195,7 @@ int getnetif(int CallingIndex, int icur, int ipre, double seconds, TNetifSlots& 
     const auto &now = netif.sample[icur], &before = netif.sample[ipre];
     if (now.size() == before.size() && !(seconds < LeastSeconds))
         return getRates(now, before, seconds, netif.result) ? static_cast<int>(netif.result.size()) : 0;
+    // Quirk: also said when the numbers agree and no time has passed. Seen by tests/worlds/netif-no-interval.
     if (CallingIndex > 0)
         say("Previous netif count : %d / Current netif count : %d / TimeDiff : %f\n", static_cast<int>(before.size()),
             static_cast<int>(now.size()), seconds);

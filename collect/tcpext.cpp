@@ -90,7 +90,9 @@ static bool getSample(int icur, TNetstatSlots& snmp) {
 
 // --- Changes
 
-// False when there is no memory. The first name that is not the one of the sample before ends the list.
+// False when there is no memory.
+// Quirk: the first name that is not the one of the sample before ends the list. Seen by
+// tests/worlds/tcpext-names-change.
 static bool getChanges(const std::vector<TNetstat>& now, const std::vector<TNetstat>& before, double seconds,
                        std::vector<TNetstat>& changes) {
     if (!makeRoom(changes, now.size())) return false;
