@@ -14,7 +14,7 @@
 namespace {
 // What a scan works with; kept from scan to scan, so that it allocates nothing.
 struct TScan {
-    Place proc;                  // /proc, held open: files are named from it
+    Directory proc;              // /proc, held open: files are named from it
     std::string path;            // the file at hand: "/proc/12/stat"
     size_t base = 0;             // where the part below the process's own directory starts
     Contents text;               // of the file at hand
@@ -23,14 +23,8 @@ struct TScan {
     const char* name(const char* below) {
         path.resize(base);
         path.append(below);
-        return fromProc();
+        return path.c_str() + std::size(Root) - 1;
     }
-    const char* name(const char* folder, const char* below) {
-        name(folder);
-        path.append(below);
-        return fromProc();
-    }
-    const char* fromProc() const { return path.c_str() + std::size(Root) - 1; }
     static constexpr char Root[] = "/proc/";
 };
 } // namespace
@@ -72,12 +66,13 @@ static void countType(const TFDInfo& fd, TProcTotals& totals) {
     (totals.*Counts[fd.fdtype])++;
 }
 
-// The target of the link that stands in scan.path; empty view and false when it cannot be read.
-static bool readDestination(TScan& scan, std::string_view& dest) {
-    const auto size = readLink(scan.proc, scan.fromProc(), scan.dest, DestinationLimit - 1);
+// False after a message, or without one when the descriptor is closed already.
+static bool readDestination(TScan& scan, const Directory& fds, const char* entry, std::string_view& dest) {
+    const auto size = readLink(fds, entry, scan.dest, DestinationLimit - 1);
     if (size < 0) {
-        if (errno != ENOENT)
-            sayMessage("[ERROR] Failed to read link (%s) [ENO(%d):%s]", scan.path.c_str(), errno, strerror(errno));
+        if (const int error = errno; error != ENOENT)
+            sayMessage("[ERROR] Failed to read link (%s%s) [ENO(%d):%s]", scan.path.c_str(), entry, error,
+                       strerror(error));
         return false;
     }
     dest = std::string_view(scan.dest, static_cast<size_t>(size));
@@ -94,25 +89,28 @@ static bool addDescriptor(TProcTable& table, TFDInfo& fd, std::string_view dest)
     return true;
 }
 
-static void readDescriptor(TScan& scan, const char* entry, TProcTable& table, TProcTotals& totals) {
+// `info` is the place of fdinfo, which may be missing.
+static void readDescriptor(TScan& scan, const Directory& fds, const Place& info, const char* entry, TProcTable& table,
+                           TProcTotals& totals) {
     constexpr size_t Most = 2 * (FDInfoLineLimit - 1); // two lines are all that is taken
-    scan.name("fd/", entry);
     std::string_view dest;
-    if (!readDestination(scan, dest)) return;
+    if (!readDestination(scan, fds, entry, dest)) return;
     TFDInfo fd;
     fd.fd = toLong(std::string_view(entry));
     getFDType(dest, fd);
-    if (!addDescriptor(table, fd, dest)) {
-        sayMessage("[ERROR] Failed to get memory of fdinfo(path:%s) [ENO(%d):%s]", scan.path.c_str(), errno,
-                   strerror(errno));
-        return;
-    }
-    if (readFile(scan.proc, scan.name("fdinfo/", entry), scan.text, Reading::Single, Most))
+    if (!addDescriptor(table, fd, dest))
+        return sayMessage("[ERROR] Failed to get memory of fdinfo(path:%s%s) [ENO(%d):%s]", scan.path.c_str(), entry,
+                          errno, strerror(errno));
+    if (info.handle() >= 0 && readFile(info, entry, scan.text, Reading::Single, Most))
         getFDInfo(scan.text.view(), table.fds.back());
     countType(fd, totals);
 }
 
+// The links are read from the opened directory, the rest from the place beside it: with names of one part, the kernel
+// looks up neither the process nor its directory again for each descriptor.
 static void readDescriptors(TScan& scan, TProcTable& table, TProcTotals& totals, TProc& p) {
+    Place info;
+    info.open(scan.proc, scan.name("fdinfo"));
     Directory fds;
     if (!fds.open(scan.proc, scan.name("fd/"))) {
         if (errno != ENOENT) sayOpenFailed(scan.path, errno);
@@ -121,7 +119,7 @@ static void readDescriptors(TScan& scan, TProcTable& table, TProcTotals& totals,
     p.fdinfo.first = static_cast<uint32_t>(table.fds.size());
     for (Directory::Entry entry; fds.next(entry);)
         if (strcmp(entry.name, ".") != 0 && strcmp(entry.name, "..") != 0)
-            readDescriptor(scan, entry.name, table, totals);
+            readDescriptor(scan, fds, info, entry.name, table, totals);
     p.fdinfo.count = static_cast<uint32_t>(table.fds.size()) - p.fdinfo.first;
 }
 
@@ -158,13 +156,12 @@ int getproclist(TProcTable& table, TProcTotals& totals) {
     static std::vector<TProc> spare;
     totals = {};
     clear(table);
-    Directory processes;
-    if (!processes.open("/proc") || !scan.proc.open("/proc")) {
+    if (!scan.proc.open("/proc")) {
         sayError("[ERROR] Failed to open /proc", errno);
         return 0;
     }
     int found = 0;
-    for (Directory::Entry entry; processes.next(entry);) {
+    for (Directory::Entry entry; scan.proc.next(entry);) {
         if (!isProcess(entry)) continue;
         // What does not fit is only counted, so that the caller learns how much room is wanted.
         if (found < table.capacity) {

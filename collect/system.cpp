@@ -34,19 +34,24 @@ void Place::close() {
     fd = -1;
 }
 
+bool Directory::hold(void* opened) {
+    dir = opened;
+    fd = opened ? dirfd(static_cast<DIR*>(opened)) : -1;
+    return opened != nullptr;
+}
+
 bool Directory::open(const char* path) {
     close();
-    dir = opendir(path);
-    return dir != nullptr;
+    return hold(opendir(path));
 }
 
 bool Directory::open(const Place& at, const char* name) {
     close();
-    const int fd = openat(at.handle(), name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) return false;
-    dir = fdopendir(fd);
-    if (!dir) ::close(fd);
-    return dir != nullptr;
+    const int opened = openat(at.handle(), name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (opened < 0) return false;
+    if (hold(fdopendir(opened))) return true;
+    ::close(opened);
+    return false;
 }
 
 bool Directory::next(Entry& entry) {
@@ -56,8 +61,8 @@ bool Directory::next(Entry& entry) {
 }
 
 void Directory::close() {
-    if (dir) closedir(static_cast<DIR*>(dir));
-    dir = nullptr;
+    if (dir) closedir(static_cast<DIR*>(dir)); // and its handle
+    hold(nullptr);
 }
 
 // Doubles the buffer, keeping what was read.

@@ -50,9 +50,10 @@ public:
     int handle() const { return fd; }
 };
 
-// A directory whose entries can be read, in the file system's order, "." and ".." included.
-class Directory {
+// A directory whose entries can be read, in the file system's order, "." and ".." included. It is a place, too.
+class Directory : public Place {
     void* dir = nullptr;
+    bool hold(void* opened); // keeps what was opened, null: nothing was
 
 public:
     Directory() = default;

@@ -7,22 +7,46 @@
 
 #include <cerrno>
 
-// Reads "stat" of one thread into `t`; false when it gives no row. `path` ends with the thread's directory and a slash.
-static bool readStat(std::string& path, size_t base, Contents& text, TThreadInfo& t) {
-    path.append("stat");
-    // Quirk: told on standard error even when the thread has just ended, unlike a process. Seen by
-    // tests/worlds/proc-threads-odd.
-    const bool opened = readFile(path.c_str(), text, Reading::Single);
-    if (!opened) sayError("[ERROR] Failed to open " + path, errno);
-    path.resize(base);
-    return opened && getThreadStat(TStatLine(text.view()), t);
+namespace {
+// The directory of a process's threads and the file at hand.
+struct TTasks {
+    Directory folder;
+    std::string path; // "/proc/12/task"
+    std::string name; // "13/stat", from the folder
+    Contents text;
+    std::string full() const { return path + "/" + name; }
+};
+} // namespace
+
+static bool readBelow(TTasks& tasks, const char* thread, const char* below) {
+    tasks.name.assign(thread).append(below);
+    return readFile(tasks.folder, tasks.name.c_str(), tasks.text, Reading::Single);
 }
 
-static void readIO(std::string& path, size_t base, Contents& text, TThreadInfo& t) {
-    path.append("io");
-    if (readFile(path.c_str(), text, Reading::Single)) getIO(text.view(), t);
-    else if (errno != ENOENT) sayOpenFailed(path, errno);
-    path.resize(base);
+// False: the thread gives no row.
+static bool readStat(TTasks& tasks, const char* thread, TThreadInfo& t) {
+    // Quirk: told on standard error even when the thread has just ended, unlike a process. Seen by
+    // tests/worlds/proc-threads-odd.
+    if (readBelow(tasks, thread, "/stat")) return getThreadStat(TStatLine(tasks.text.view()), t);
+    const int error = errno;
+    sayError("[ERROR] Failed to open " + tasks.full(), error);
+    return false;
+}
+
+static void readIO(TTasks& tasks, const char* thread, TThreadInfo& t) {
+    if (proc_io_file != 1) return;
+    if (readBelow(tasks, thread, "/io")) return getIO(tasks.text.view(), t);
+    if (const int error = errno; error != ENOENT) sayOpenFailed(tasks.full(), error);
+}
+
+static void readThread(TTasks& tasks, const char* thread, TThreadInfo t, std::vector<TThreadInfo>& threads) {
+    if (!readStat(tasks, thread, t)) return;
+    if (!makeRoom(threads, threads.size() + 1)) {
+        const int error = errno;
+        return sayError("[ERROR] Failed to get memory for ThreadBuffer of " + tasks.full() + "\n", error);
+    }
+    readIO(tasks, thread, t);
+    threads.push_back(t);
 }
 
 static bool isThread(const Directory::Entry& entry) {
@@ -30,32 +54,18 @@ static bool isThread(const Directory::Entry& entry) {
 }
 
 int getthreadlist(int32_t pid, TProcTable& table, int& AllocatedThreadBuf) {
-    static Contents text;
-    static std::string path;
+    static TTasks tasks;
     const size_t start = table.threads.size();
-    path.assign("/proc/").append(std::to_string(pid)).append("/task");
-    Directory tasks;
-    if (!tasks.open(path.c_str())) {
-        sayError("[ERROR] Failed to opendir " + path, errno);
+    tasks.path.assign("/proc/").append(std::to_string(pid)).append("/task");
+    if (!tasks.folder.open(tasks.path.c_str())) {
+        sayError("[ERROR] Failed to opendir " + tasks.path, errno);
         return 0;
     }
-    path.push_back('/');
-    const size_t base = path.size();
-    for (Directory::Entry entry; tasks.next(entry);) {
-        if (!isThread(entry)) continue;
-        path.resize(base);
-        path.append(entry.name).push_back('/');
-        const size_t below = path.size();
-        TThreadInfo t;
-        if (!readStat(path, below, text, t)) continue;
-        t.pid = pid;
-        if (!makeRoom(table.threads, table.threads.size() + 1)) {
-            sayError("[ERROR] Failed to get memory for ThreadBuffer of " + path + "stat\n", errno);
-            continue;
-        }
-        if (proc_io_file == 1) readIO(path, below, text, t);
-        table.threads.push_back(t);
-    }
+    TThreadInfo t;
+    t.pid = pid;
+    for (Directory::Entry entry; tasks.folder.next(entry);)
+        if (isThread(entry)) readThread(tasks, entry.name, t, table.threads);
+    tasks.folder.close();
     const auto count = static_cast<int>(table.threads.size() - start);
     if (count > 0) AllocatedThreadBuf++;
     return count;

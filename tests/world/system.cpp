@@ -76,14 +76,20 @@ static TListing* openListing(const std::string& path) {
     return listing;
 }
 
+bool Directory::hold(void* opened) {
+    dir = opened;
+    return opened != nullptr;
+}
+
 bool Directory::open(const char* path) {
     close();
-    return (dir = openListing(World::normal(path))) != nullptr;
+    return hold(openListing(World::normal(path))) && (fd = openPlace(World::normal(path))) >= 0;
 }
 
 bool Directory::open(const Place& at, const char* name) {
     close();
-    return (dir = openListing(below(at, name))) != nullptr;
+    const auto path = below(at, name);
+    return hold(openListing(path)) && (fd = openPlace(path)) >= 0;
 }
 
 bool Directory::next(Entry& entry) {
@@ -96,7 +102,8 @@ bool Directory::next(Entry& entry) {
 
 void Directory::close() {
     delete static_cast<TListing*>(dir);
-    dir = nullptr;
+    hold(nullptr);
+    Place::close();
 }
 
 static void setContents(Contents& text, std::string_view from) {
