@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# What the shell offers for a started command line. The lists themselves are compared with the program's by a unit test.
+set -u
+
+# shellcheck source=packaging/completion.bash
+. "$(dirname -- "${BASH_SOURCE[0]}")/../../packaging/completion.bash"
+
+# offers WORDS... EXPECTED: the last of the words is the one at the cursor.
+offers() {
+    local COMP_WORDS=(wyrt "${@:1:$#-1}") COMP_CWORD=$(($# - 1)) COMPREPLY=(stale)
+    _wyrt
+    if [ "${COMPREPLY[*]}" = "${*: -1}" ]; then
+        echo "ok offers ${*:1:$#-1}"
+    else
+        echo "not ok offers ${*:1:$#-1}: ${COMPREPLY[*]}"
+    fi
+}
+
+offers '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
+offers '' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
+offers -b -Z '-Z'
+offers -p '' ''
+offers -p 24 '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
+offers -c5 ''
+offers -P '' 'io time mem none ps'
+offers -P m 'mem'
+offers -P io,t 'io,time'
+offers -P io,time, 'io,time,io io,time,time io,time,mem io,time,none io,time,ps'
+offers -kP n 'none'
+offers -kPio,p '-kPio,ps'
+offers file ''
