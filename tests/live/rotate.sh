@@ -1,0 +1,160 @@
+#!/usr/bin/env bash
+# Saved logs: rotation by renaming loses and cuts no interval, nor does a stop; a full disk costs whole intervals.
+set -u
+
+here=$(cd "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
+writer=${WYRT%/*}/wyrt-log
+sandbox=$(mktemp -d) || exit 1
+trap 'rm -rf "$sandbox"' EXIT
+cd "$sandbox" || exit 1
+
+verdict() { # NAME WHY: good when there is no reason why not
+    if [ -z "$2" ]; then echo "ok $1"; else echo "not ok $1: $2"; fi
+}
+
+# saved LOG COMMAND...: returns when the writer is done, too: it keeps the standard output until then.
+saved() { "$writer" "$@" | cat; return "${PIPESTATUS[0]}"; }
+
+# rotate_while PID LOG: renames as fast as there is something to rename.
+rotate_while() {
+    local n=1000
+    while kill -0 "$1" 2>/dev/null; do
+        # Like logrotate, which leaves an empty log and one that is not there alone.
+        [ -s "$2" ] && mv "$2" "$2.$((n++))"
+        sleep 0.01
+    done
+    [ -s "$2" ] && mv "$2" "$2.$((n++))"
+}
+
+# problem LAST FILE...: what is wrong with these logs of intervals 1 to LAST (any: one or more), in order. An
+# interval starts with its TIME
+# line; what stands before the first is the start-up's.
+problem() {
+    awk -F, -v last="$1" '
+        FNR == 1 && NR > 1 && !/^\^TIME,|^Complete$/ { print FILENAME " begins within an interval"; exit }
+        FNR == 1 && NR > 1 && open { print FILENAME " follows a file that ends within an interval"; exit }
+        /^\^TIME,/ { if (open || $3 != n + 1) { print "interval " $3 " follows " n; exit } n++; open = 1 }
+        /^\^END_OF_INTERVAL\$$/ { if (!open) { print "interval " n " ends twice"; exit } open = 0 }
+        END {
+            if (last == "any" ? n < 1 : n != last) print "the last interval is " n + 0
+            else if (open) print "half an interval at the end"
+        }
+    ' "${@:2}" 2>&1 | head -n 1
+}
+
+files_at_least() { # COUNT FILE...
+    (($# > $1)) || echo "only $(($# - 1)) files"
+}
+
+# --- The program, with other processes coming and going
+
+churn() { for ((i = 0; i < 300; i++)); do /bin/true; sleep 0.005; done; }
+churn &
+saved run.log "$WYRT" -Z -b -r -i 2 -c 800 &
+rotate_while $! run.log
+why=$(problem 800 run.log.*)
+verdict rotation "${why:-$(files_at_least 20 run.log.*)}"
+wait
+
+# --- Byte for byte, at full speed
+
+awk 'BEGIN { for (i = 1; i <= 40000; i++) {
+    print "^TIME,1," i ",now,0$"
+    for (j = i % 7; j > 0; j--) print "^PID," i "," j ",^END_OF_INTERVAL$" # not the line
+    print "^END_OF_INTERVAL$" } }' >input
+saved bytes.log cat input &
+rotate_while $! bytes.log
+why=$(problem 40000 bytes.log.*)
+cat bytes.log.* | cmp -s - input || why=${why:-the logs together are not what was written}
+verdict full-speed "${why:-$(files_at_least 3 bytes.log.*)}"
+
+# --- The shipped rule
+
+if command -v logrotate >/dev/null; then
+    sed "s|^/var/log/wyrt/|$sandbox/rule/|" "$here/../../packaging/logrotate" >rule.conf
+    chmod 644 rule.conf
+    mkdir -m 750 rule
+    saved rule/run.log "$WYRT" -Z -b -i 5 -c 300 &
+    pid=$! why=
+    for ((n = 0; n < 60; n++)); do
+        kill -0 "$pid" 2>/dev/null || break
+        # Twice at once: the second finds either the new log or none.
+        for once in 1 2; do
+            said=$(logrotate -f -s rule.state rule.conf 2>&1) || why=${why:-logrotate ($once): $said}
+        done
+        [ -e rule/run.log.12.gz ] && break # 14 are kept
+    done
+    wait "$pid"
+    for ((n = 14; n > 1; n--)); do
+        [ -e "rule/run.log.$n.gz" ] && zcat "rule/run.log.$n.gz" >"rule/part.$((100 - n))"
+    done
+    [ -e rule/run.log ] || : >rule/run.log
+    why=${why:-$(problem 300 rule/part.* rule/run.log.1 rule/run.log)}
+    verdict logrotate "${why:-$(files_at_least 5 rule/part.*)}"
+else
+    echo "skip logrotate: not installed"
+fi
+
+# --- A stop sends the signal to all processes of the service at once
+
+# stopped LOG SECONDS COMMAND...: returns when the writer, which must end by itself, is done.
+stopped() {
+    local pid
+    exec 3< <(exec setsid "$writer" "$1" "${@:3}")
+    pid=$!
+    sleep "$2"
+    kill -TERM -- "-$pid"
+    timeout 5 cat <&3 >/dev/null || return
+    exec 3<&-
+    wait "$pid" 2>/dev/null
+}
+
+why=
+for seconds in 0.3 0.45 0.6; do
+    rm -f stop.log
+    stopped stop.log "$seconds" "$WYRT" -Z -b -i 2
+    status=$?
+    ((status == 143)) || why=${why:-status $status}
+    why=${why:-$(problem any stop.log)}
+done
+verdict stop "$why"
+
+why=
+stopped last.log 0.3 sh -c 'trap "cat input; exit 0" TERM; while :; do sleep 0.02; done' 2>/dev/null || why="status $?"
+cmp -s input last.log || why=${why:-what is written after the signal is not in the log}
+verdict stop-writes "$why"
+
+# --- No room: a limit on the size of a file stands for a full disk, and the renamed file makes room again
+
+(
+    ulimit -f 64
+    # shellcheck disable=SC2016
+    saved full.log sh -c 'head -n 4025 input; sleep 0.3; mv full.log full.log.1; tail -n +4026 input | head -n 4025'
+) 2>full.said
+ends='^\^END_OF_INTERVAL\$$'
+lost=$(awk '/lost intervals: / { sum += $NF } END { print sum + 0 }' full.said)
+why=$(awk -v ends="$ends" '
+    /^\^TIME,/ { if (open) { print "half an interval in " FILENAME; exit } open = 1 }
+    !open { print FILENAME " begins within an interval"; exit }
+    $0 ~ ends { open = 0 }' full.log.1 full.log)
+((lost > 0 && lost + $(cat full.log.1 full.log | grep -c "$ends") == $(head -n 8050 input | grep -c "$ends"))) ||
+    why=${why:-"said that $lost intervals are lost"}
+grep -q 'full.log: File too large$' full.said || why=${why:-"said: $(cat full.said)"}
+verdict full-disk "$why"
+
+# --- What a command's end and a crashed predecessor leave
+
+why=
+printf 'half a line' >torn.log
+saved torn.log echo whole || why="status $?"
+[ "$(cat torn.log)" = $'half a line\nwhole' ] || why="joined lines: $(cat torn.log)"
+saved new.log printf 'no newline' || why="status $?"
+[ "$(cat new.log)" = 'no newline' ] || why="lost the end: $(cat new.log)"
+[ "$(stat -c %a new.log)" = 640 ] || why="mode $(stat -c %a new.log)"
+saved new.log sh -c 'exit 3'
+(($? == 3)) || why="the status is not the command's"
+saved new.log ./missing 2>/dev/null
+(($? == 127)) || why="a missing command is not told"
+saved missing/new.log true 2>/dev/null
+(($? == 1)) || why="an impossible log is not told"
+verdict ends "$why"
