@@ -1,0 +1,156 @@
+#include "collect/disk.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+class Map : public testing::Test {
+protected:
+    std::vector<TDisk> disks;
+
+    void SetUp() override {
+        vglist.clear();
+        lvlist.clear();
+        pvlist.clear();
+        pathlist.clear();
+        mountlist.clear();
+    }
+    static void group(std::string_view name) { vglist.emplace_back().name = name; }
+    static void physical(std::string_view lastname, std::string_view vgname) {
+        auto& pv = pvlist.emplace_back();
+        pv.lastname = lastname;
+        pv.vgname = vgname;
+    }
+    static void logical(std::string_view vgname, std::string_view name, int major, int minor, int mount = NoLink) {
+        auto& lv = lvlist.emplace_back();
+        lv.vgname = vgname;
+        lv.name = name;
+        lv.major = major;
+        lv.minor = minor;
+        lv.mount = mount;
+    }
+    static TMultipath& device(std::string_view name, int pv = NoLink) {
+        auto& device = pathlist.emplace_back();
+        device.name = name;
+        device.pv = pv;
+        return device;
+    }
+    static void member(TMultipath& device, std::string_view name, int pathindex) {
+        auto& member = device.disk.emplace_back();
+        member.name = name;
+        member.pathindex = pathindex;
+    }
+    static void mount(std::string_view lastfsname, std::string_view fsname, std::string_view dir) {
+        auto& mount = mountlist.emplace_back();
+        mount.lastfsname = lastfsname;
+        mount.fsname = fsname;
+        mount.dir = dir;
+    }
+    const TLabels& labelled(std::string_view name, int major = 8, int minor = 0) {
+        disks.resize(1);
+        disks[0].name = name;
+        disks[0].major = major;
+        disks[0].minor = minor;
+        labelDisks(disks);
+        return disks[0].labels();
+    }
+};
+} // namespace
+
+TEST_F(Map, NothingKnown) {
+    const auto& labels = labelled("sda");
+    EXPECT_EQ(labels.ext.view(), "");
+    EXPECT_EQ(labels.vgname.view(), "");
+    EXPECT_EQ(labels.lvname.view(), "");
+    EXPECT_EQ(labels.fsname.view(), "");
+    EXPECT_EQ(labels.vg, NoLink);
+    EXPECT_EQ(labels.lv, NoLink);
+    EXPECT_EQ(labels.pv, NoLink);
+    EXPECT_EQ(labels.mount, NoLink);
+    EXPECT_EQ(labels.path, NoLink);
+    EXPECT_EQ(labels.map, mapNumber);
+}
+
+TEST_F(Map, DeviceOrMemberWhicheverComesFirst) {
+    member(device("dm-0", 7), "sda", 0);
+    auto& second = device("dm-1");
+    member(second, "dm-0", 3);
+    member(second, "sda", 4);
+    member(second, "sdb", 5);
+    member(second, "sdb", 6);
+    member(device("sdb"), "x", -1);
+    pvlist.resize(8);
+    EXPECT_EQ(labelled("dm-0").ext.view(), "dm-0"); // not the member of a later device
+    EXPECT_EQ(labelled("sda").ext.view(), "dm-0 [Path0]");
+    EXPECT_EQ(labelled("sdb").ext.view(), "dm-1 [Path5]"); // not the device of that name, which comes later
+    EXPECT_EQ(labelled("x").ext.view(), "sdb [Path-1]");
+    EXPECT_EQ(labelled("sda").path, 0);
+    EXPECT_EQ(labelled("sda").pv, 7);
+    EXPECT_EQ(labelled("sdb").pv, NoLink);
+}
+
+TEST_F(Map, PhysicalVolumeOfThePathsOrOfTheDisk) {
+    physical("sda", "own");
+    physical("sdb", "second");
+    physical("sdb", "third");
+    group("own");
+    group("second");
+    group("second");
+    member(device("dm-0", 1), "sda", 0);
+    member(device("dm-1"), "sdb", 0);
+    EXPECT_EQ(labelled("sda").vgname.view(), "second"); // its device's volume goes before its own
+    EXPECT_EQ(labelled("sda").pv, 1);
+    EXPECT_EQ(labelled("sda").vg, 1);
+    EXPECT_EQ(labelled("sdb").pv, 1); // the device has none: the first of its name
+    EXPECT_EQ(labelled("dm-0").vgname.view(), "second");
+    EXPECT_EQ(labelled("dm-1").vgname.view(), "");
+}
+
+TEST_F(Map, GroupThatIsNotListed) {
+    physical("sda", " ");
+    physical("sdb", "gone");
+    group("");
+    EXPECT_EQ(labelled("sda").vgname.view(), " ");
+    EXPECT_EQ(labelled("sda").vg, NoLink);
+    EXPECT_EQ(labelled("sdb").vg, NoLink);
+    EXPECT_EQ(labelled("sdc").vg, NoLink); // no name is no name of a group
+}
+
+TEST_F(Map, LogicalVolumeByNumbers) {
+    mount("vg-a", "/dev/mapper/vg-a", "/a");
+    mount("dm-1", "/dev/dm-1", "/by-name");
+    logical("vg", "a", 253, 0, 0);
+    logical("vg", "b", 253, 1);
+    logical("vg", "twin", 253, 1, 0);
+    EXPECT_EQ(labelled("dm-0", 253, 0).lvname.view(), "vg/a");
+    EXPECT_EQ(labelled("dm-0", 253, 0).fsname.view(), "/a");
+    EXPECT_EQ(labelled("dm-0", 253, 0).mount, 0);
+    // A volume without a mount does not take the mount of its kernel name.
+    EXPECT_EQ(labelled("dm-1", 253, 1).lvname.view(), "vg/b");
+    EXPECT_EQ(labelled("dm-1", 253, 1).fsname.view(), "");
+    EXPECT_EQ(labelled("dm-1", 253, 1).mount, NoLink);
+    EXPECT_EQ(labelled("dm-1", 254, 1).lvname.view(), "/dev/dm-1");
+    EXPECT_EQ(labelled("dm-1", 254, 1).fsname.view(), "/by-name");
+    EXPECT_EQ(labelled("dm-1", 254, 1).lv, NoLink);
+}
+
+TEST_F(Map, InactiveVolumeHasNumbersZero) {
+    logical("vg", "off", 0, 0);
+    EXPECT_EQ(labelled("ram0", 0, 0).lvname.view(), "vg/off");
+    EXPECT_EQ(labelled("x", -1, 0).lv, NoLink); // signs do not leak into the other number
+}
+
+TEST_F(Map, FirstMountOfADevice) {
+    mount("sda1", "/dev/sda1", "/first");
+    mount("sda1", "/dev/sda1", "/second");
+    EXPECT_EQ(labelled("sda1").fsname.view(), "/first");
+    EXPECT_EQ(labelled("sda1").lvname.view(), "/dev/sda1");
+}
+
+TEST_F(Map, LabelsAreCut) {
+    const std::string path(400, 'd');
+    mount("sda1", "/dev/" + path, "/" + path);
+    EXPECT_EQ(labelled("sda1").fsname.view(), ("/" + path).substr(0, 255));
+    EXPECT_EQ(labelled("sda1").lvname.view(), ("/dev/" + path).substr(0, 255));
+}
