@@ -43,7 +43,8 @@ static void expectAll(double v) {
     EXPECT_EQ(GetValueStrTrim(v).view(), trim) << v;
     EXPECT_EQ(GetValueStrNormal(v).view(), byHand(v, 1000, "%5.1f", "%5.2f")) << v;
     EXPECT_EQ(GetValueStrNormalTrim(v).view(), byHand(v, 1000, "%.1f", "%.2f")) << v;
-    EXPECT_EQ(GetValueStrForFS(v).view(), v < 0 ? "-" + byHand(-v, 1024, "%.1f", "%.2f") : trim) << v;
+    EXPECT_EQ(GetValueStrForFS(v).view(), v < 0 ? std::string("-").append(byHand(-v, 1024, "%.1f", "%.2f")) : trim)
+        << v;
 }
 
 TEST(Format, EveryStepOnBothSides) {
