@@ -1,0 +1,48 @@
+// /proc/net/dev, and the command that is made from the names in it.
+#include "collect/netif.h"
+
+#include "collect/words.h"
+
+#include <cstdint>
+#include <cstdlib>
+
+static void check(bool good) {
+    if (!good) abort();
+}
+
+// What a shell makes of one word: false when it would see more than a word in it.
+static bool getShellWord(std::string_view text, std::string& word) {
+    bool quoted = false;
+    for (size_t i = 0; i < text.size(); i++) {
+        const char c = text[i];
+        const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                           std::string_view(".:_-@").find(c) != std::string_view::npos;
+        if (c == '\'') quoted = !quoted;
+        else if (quoted || plain) word += c;
+        else if (c == '\\' && i + 1 < text.size()) word += text[++i];
+        else return false;
+    }
+    return !quoted;
+}
+
+static void checkCommand(std::string_view name) {
+    const std::string command = getAddressCommand(name);
+    constexpr std::string_view Before = "ifconfig ", After = " |grep \"inet \"";
+    check(command.starts_with(Before) && command.ends_with(After));
+    std::string word;
+    check(getShellWord(std::string_view(command).substr(Before.size(), command.size() - Before.size() - After.size()),
+                       word));
+    check(word == name);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    Lines lines({reinterpret_cast<const char*>(data), size}, 257);
+    for (std::string_view line; lines.next(line);) {
+        TNetif netif;
+        if (!getNetifLine(line, netif)) continue;
+        check(netif.name.size() <= 31 && netif.name.view().find_first_of(" :") == std::string_view::npos);
+        check(netif.wcompressed == 0 && netif.rbytes >= -0x1p63 && netif.rbytes <= 0x1p63);
+        checkCommand(netif.name);
+    }
+    return 0;
+}
