@@ -30,14 +30,14 @@ static bool getSample(std::vector<TFS>& rows) {
     return true;
 }
 
-static constexpr double TFS::*Figures[] = {
-    &TFS::totalsize, &TFS::freesize, &TFS::availsize, &TFS::totalinode, &TFS::freeinode,
+static constexpr double TSizes::*Figures[] = {
+    &TSizes::totalsize, &TSizes::freesize, &TSizes::availsize, &TSizes::totalinode, &TSizes::freeinode,
 };
 
 // Quirk: a row is compared with the one at its position; whatever was mounted or unmounted before it in the table
 // silences it for an interval. Seen by tests/worlds/fs-mounts-change.
 static void getChanges(const std::vector<TFS>& now, const std::vector<TFS>& before, double seconds,
-                       std::vector<TFS>& changes) {
+                       std::vector<TSizes>& changes) {
     for (size_t i = 0; i < now.size() && i < before.size(); i++) {
         if (!(now[i].dir == before[i].dir)) continue;
         for (auto figure : Figures) changes[i].*figure = (now[i].*figure - before[i].*figure) / seconds;
@@ -46,7 +46,8 @@ static void getChanges(const std::vector<TFS>& now, const std::vector<TFS>& befo
 
 int getfs(int CallingIndex, int icur, int ipre, double seconds, TFSSlots& fs) {
     if (CallingIndex == 0) fs = {};
-    auto &now = fs.sample[icur], &changes = fs.result;
+    auto& now = fs.sample[icur];
+    auto& changes = fs.result;
     changes.clear();
     if (!getSample(now)) {
         now.clear();

@@ -5,18 +5,22 @@
 #include "collect/system.h"
 #include "collect/text.h"
 
-// One mounted filesystem, or (result) what its sizes and inodes changed by per second; there the texts are empty.
-struct TFS {
-    Text<512> dev; // device or other source
-    Text<512> dir;
-    Text<16> type;
-    long bsize = 0;                                    // bytes
+// The figures of a filesystem, or what they changed by per second.
+struct TSizes {
     double totalsize = 0, freesize = 0, availsize = 0; // bytes; available: to users other than root
     double totalinode = 0, freeinode = 0;
 };
 
-// `result` has a row for each of the current sample.
-using TFSSlots = Slots<TFS>;
+// One mounted filesystem.
+struct TFS : TSizes {
+    Text<512> dev; // device or other source
+    Text<512> dir;
+    Text<16> type;
+    long bsize = 0; // bytes
+};
+
+// `result` has the changes of each row of the current sample.
+using TFSSlots = Slots<TFS, TSizes>;
 
 // Takes a sample of what is mounted and forms the changes; returns the number of filesystems.
 int getfs(int CallingIndex, int icur, int ipre, double seconds, TFSSlots& fs);

@@ -13,7 +13,7 @@ namespace {
 // A filesystem with its changes since the sample before.
 struct TChange {
     const TFS& now;
-    const TFS& delta;
+    const TSizes& delta;
 };
 } // namespace
 
@@ -116,19 +116,19 @@ static void dispDelta(const TChange& row) {
 // Quirk: a filesystem that does not count inodes is left out here, but not among the changes later. Seen by
 // tests/worlds/fs-without-inodes.
 static void dispStart(const std::vector<TFS>& sample) {
-    static const TFS none;
+    static const TSizes none;
     if (!shooting) dispUsageTitles();
     for (auto& fs : sample)
         if (fs.totalsize > 0 && fs.totalinode > 0) dispUsage({fs, none});
     if (!shooting) sayText("      * Use%-2 is calculated by available size rather than free size.\n");
 }
 
-static bool moved(const TFS& delta) {
+static bool moved(const TSizes& delta) {
     return delta.totalsize != 0 || delta.freesize != 0 || delta.availsize != 0 || delta.totalinode != 0 ||
            delta.freeinode != 0;
 }
 
-static void dispChanges(const std::vector<TFS>& sample, const std::vector<TFS>& changes) {
+static void dispChanges(const std::vector<TFS>& sample, const std::vector<TSizes>& changes) {
     bool titled = shooting != 0;
     for (size_t i = 0; i < changes.size(); i++) {
         if (!moved(changes[i])) continue;
