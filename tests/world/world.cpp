@@ -56,7 +56,7 @@ static int errnoByName(const std::string& name) {
         {"EISDIR", EISDIR}, {"ESTALE", ESTALE},
         {"EROFS", EROFS},   {"ENAMETOOLONG", ENAMETOOLONG},
         {"EBUSY", EBUSY},   {"EINVAL", EINVAL},
-        {"ENOSYS", ENOSYS}, {"EHOSTDOWN", EHOSTDOWN},
+        {"ENOSYS", ENOSYS}, {"EHOSTDOWN", EHOSTDOWN}, {"EFAULT", EFAULT},
     };
     const auto known = Known.find(name);
     if (known == Known.end()) throw std::runtime_error("unknown error " + name);
