@@ -20,6 +20,7 @@ Text<64> getDescription(int32_t pid, int32_t threadid, int64_t STime) {
     std::string_view line;
     // What was written before the thread started is about an earlier thread of the same number.
     if (!first.next(line) || toLong(line) < STime) return {};
+    // Quirk: loses its last character, which is the newline if there is one. Seen by tests/worlds/desc-lookup.
     Lines second(first.left(), DescriptionLimit);
     return second.next(line) ? dropLast(line) : std::string_view{};
 }

@@ -24,7 +24,7 @@ static constexpr TField<TProcSummary> SummaryFields[] = {
     {{"anoncount", Form::Int, ""}, total<&TProcTotals::ANONCount>},
     {{"filecount", Form::Int, ""}, total<&TProcTotals::FileCount>},
     // Quirk: three fields more than the header names: system calls per second, all, reading and writing. Seen by
-    // tests/worlds/proc-records.
+    // tests/worlds/proc-table-records.
     {{"", Form::Real2, "/s"}, [](const TProcSummary& s) -> TValue { return s.rsyscall + s.wsyscall; }},
     {{"", Form::Real2, "/s"}, real<TProcSummary, &TProcSummary::rsyscall>},
     {{"", Form::Real2, "/s"}, real<TProcSummary, &TProcSummary::wsyscall>},

@@ -140,7 +140,7 @@ static void dispProcess(const TTop& top, const TProcView& view) {
 
 void dispProcTable(TProcReport& report, const TProcView& view) {
     if (view.CallingIndex > 0) dispSummary(report, view);
-    // Process, descriptor and thread rows share one count.
+    // Quirk: process, descriptor and thread rows share one count. Seen by tests/worlds/limit-1 to limit-10.
     int lines = 0;
     for (auto* top : report.ranked) {
         if (lines >= procrowcount) return;
@@ -149,6 +149,7 @@ void dispProcTable(TProcReport& report, const TProcView& view) {
             if (++lines >= procrowcount) return;
             dispDescriptors(*top, view, lines);
         }
+        // Quirk: threads have rows even where their process has none. Seen by tests/worlds/threads-without-process.
         dispThreads(*top, view, lines);
     }
 }
