@@ -63,7 +63,7 @@ static void getCoreLine(std::string_view line, std::vector<TCPU>& cpu) {
     if (index > 10) core.guest_nice = value(9);
 }
 
-static void getStatLine(std::string_view line, TBasic& basic, std::vector<TCPU>& cpu) {
+void getStatLine(std::string_view line, TBasic& basic, std::vector<TCPU>& cpu) {
     std::string_view rest;
     const auto number = [&] { return static_cast<double>(toLong(rest)); };
     if (line.starts_with("cpu ")) return getSystemLine(line, basic);
@@ -133,15 +133,18 @@ static constexpr struct {
 
 static void sayUnreadable(const char* path) { say("Failed to open %s [ENO(%d):%s]\n", path, errno, strerror(errno)); }
 
+void getMemLine(std::string_view line, TBasic& now) {
+    for (auto& known : MemKeys)
+        if (line.starts_with(known.key)) {
+            now.*known.field = static_cast<double>(getvalue(line));
+            return;
+        }
+}
+
 static void getMeminfo(Contents& text, TBasic& now, TBasic& result) {
     if (!readFile("/proc/meminfo", text, Reading::Single)) return sayUnreadable("/proc/meminfo");
     Lines lines(text.view(), LineLimit);
-    for (std::string_view line; lines.next(line);)
-        for (auto& known : MemKeys)
-            if (line.starts_with(known.key)) {
-                now.*known.field = static_cast<double>(getvalue(line));
-                break;
-            }
+    for (std::string_view line; lines.next(line);) getMemLine(line, now);
     for (auto& known : MemKeys) result.*known.field = now.*known.field;
 }
 
@@ -169,7 +172,7 @@ static constexpr struct {
     {"pgsteal_direct_normal", &TBasic::pgsteald, true},
 };
 
-static void getVmLine(std::string_view line, TBasic& now) {
+void getVmLine(std::string_view line, TBasic& now) {
     if (line.empty() || line[0] != 'p') return;
     for (auto& known : VmKeys) {
         std::string_view rest;
