@@ -125,7 +125,7 @@ bool getInode(const char* path, uint64_t& inode) {
 bool removeFile(const char* path) { return unlink(path) == 0; }
 
 bool MountTable::open(const char* path) {
-    table.reset(setmntent(path, "re"));
+    table.reset(setmntent(path, "r"));
     return table != nullptr;
 }
 
@@ -148,7 +148,7 @@ SpaceAnswer getSpace(const char* dir, TSpace& space) {
 
 bool runCommand(const char* command, Contents& text) {
     flushOutput();
-    const std::unique_ptr<FILE, Closer<pclose>> pipe(popen(command, "re"));
+    const std::unique_ptr<FILE, Closer<pclose>> pipe(popen(command, "r"));
     if (!pipe) return false;
     text.size = 0;
     text.error = 0;
