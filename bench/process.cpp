@@ -1,5 +1,6 @@
 // What a sample of processes costs, against a bare reader that opens, reads and closes the same files and parses
 // nothing. Both run in turn on the same load (bench/load.cpp), medians of the CPU time of this process.
+#include "bench/bare.h"
 #include "collect/output.h"
 #include "collect/settings.h"
 #include "collect/system.h"
@@ -7,132 +8,16 @@
 #include "monitor/proc.h"
 #include "monitor/reports.h"
 
-#include <algorithm>
-#include <csignal>
 #include <cstdio>
-#include <ctime>
-#include <functional>
 #include <string>
 #include <vector>
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 static constexpr int Rounds = 15;
-
-static double cpuMillis() {
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
-
-// --- The load
-
-namespace {
-// Runs bench-load, which stands beside this program, until it goes out of scope.
-class Load {
-    pid_t pid = -1;
-
-public:
-    Load(const char* self, std::vector<std::string> options);
-    ~Load() {
-        kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
-        usleep(1000000); // until all its processes are gone
-    }
-    Load(const Load&) = delete;
-    Load& operator=(const Load&) = delete;
-};
-} // namespace
-
-Load::Load(const char* self, std::vector<std::string> options) {
-    std::string program(self);
-    program.resize(program.rfind('/') + 1);
-    options.insert(options.begin(), program + "bench-load");
-    std::vector<char*> argv;
-    for (auto& option : options) argv.push_back(option.data());
-    argv.push_back(nullptr);
-    int ready[2];
-    if (pipe(ready) != 0) perror("pipe"), _exit(1);
-    pid = fork();
-    if (pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(ready[1], STDOUT_FILENO);
-        execv(argv[0], argv.data());
-        perror(argv[0]);
-        _exit(1);
-    }
-    close(ready[1]);
-    char told = 0;
-    if (read(ready[0], &told, 1) != 1) fprintf(stderr, "the load does not stand\n"), _exit(1);
-    close(ready[0]);
-}
-
-// --- The bare reader
-
-namespace {
-struct TBare {
-    DIR* dir;
-    int at;
-    explicit TBare(int from, const char* name) {
-        at = openat(from, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        dir = at < 0 ? nullptr : fdopendir(at);
-    }
-    ~TBare() {
-        if (dir) closedir(dir);
-    }
-    TBare(const TBare&) = delete;
-    TBare& operator=(const TBare&) = delete;
-    // The next name that is not "." or "..".
-    const char* next() {
-        const dirent* entry = nullptr;
-        while (dir && (entry = readdir(dir)) && entry->d_name[0] == '.') {
-        }
-        return entry ? entry->d_name : nullptr;
-    }
-};
-} // namespace
-
-static char bareBuffer[16384];
-
-static void bareRead(int at, const char* name) {
-    const int fd = openat(at, name, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return;
-    if (read(fd, bareBuffer, sizeof bareBuffer) < 0) {
-    } // ended in between
-    close(fd);
-}
-
-static void bareThreads(int proc, const std::string& name) {
-    TBare tasks(proc, (name + "task").c_str());
-    while (const char* thread = tasks.next())
-        for (const char* file : {"/stat", "/io"}) bareRead(tasks.at, (std::string(thread) + file).c_str());
-}
-
-static void bareDescriptors(int proc, std::string name) {
-    const int info = openat(proc, (name + "fdinfo").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-    TBare fds(proc, name.append("fd/").c_str());
-    while (const char* fd = fds.next()) {
-        if (readlinkat(fds.at, fd, bareBuffer, sizeof bareBuffer) < 0) continue;
-        bareRead(info, fd);
-    }
-    close(info);
-}
-
-static void bareSample(bool threads, bool descriptors) {
-    TBare proc(AT_FDCWD, "/proc");
-    while (const char* process = proc.next()) {
-        if (process[0] < '0' || process[0] > '9') continue;
-        const std::string name = std::string(process) + "/";
-        for (const char* file : {"stat", "status", "io", "cmdline"}) bareRead(proc.at, (name + file).c_str());
-        if (threads) bareThreads(proc.at, name);
-        if (descriptors) bareDescriptors(proc.at, name);
-    }
-}
 
 // --- wyrt
 
@@ -154,17 +39,6 @@ static void set(bool threads, bool descriptors) {
     pagesize = getPageSize();
     timediff = 2;
     passes = 0;
-}
-
-static double median(std::vector<double>& values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-static double timed(const std::function<void()>& run) {
-    const double start = cpuMillis();
-    run();
-    return cpuMillis() - start;
 }
 
 static void compare(FILE* out, const char* what, bool threads, bool descriptors) {

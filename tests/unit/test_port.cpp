@@ -1,13 +1,11 @@
-#include "collect/output.h"
 #include "collect/port.h"
 #include "collect/settings.h"
 #include "monitor/port.h"
-#include "tests/world/world.h"
+#include "tests/unit/machine.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
@@ -37,27 +35,17 @@ static std::string rowsOf(std::initializer_list<int64_t> inodes) {
 
 namespace {
 // The made-up machine of a few steps; step N has the N-th text as its TCP table and the N-th as its UDP table.
-class Machine {
-    std::filesystem::path folder;
-    std::unique_ptr<World> world;
-
-public:
-    explicit Machine(const std::vector<std::string>& tcp, const std::vector<std::string>& udp = {}) {
-        std::string name = (std::filesystem::temp_directory_path() / "machine-XXXXXX").string();
-        folder = mkdtemp(name.data());
-        std::ofstream file(folder / "world", std::ios::binary);
+struct Sockets : Machine {
+    explicit Sockets(const std::vector<std::string>& tcp, const std::vector<std::string>& udp = {})
+        : Machine(worldOf(tcp, udp)) {}
+    static std::string worldOf(const std::vector<std::string>& tcp, const std::vector<std::string>& udp) {
+        std::string text;
         for (size_t i = 0; i < tcp.size(); i++) {
-            file << "step " << i << "\nfile /proc/net/tcp <<END\n" << tcp[i] << "END\n";
-            if (i < udp.size()) file << "file /proc/net/udp <<END\n" << udp[i] << "END\n";
+            text += "step " + std::to_string(i) + "\nfile /proc/net/tcp <<END\n" + tcp[i] + "END\n";
+            if (i < udp.size()) text += "file /proc/net/udp <<END\n" + udp[i] + "END\n";
         }
-        file.close();
-        world = std::make_unique<World>(folder.string());
+        return text;
     }
-    ~Machine() {
-        World::current = nullptr;
-        std::filesystem::remove_all(folder);
-    }
-    void next() { world->pause(0); }
 };
 
 struct Processes : TProcTable {
@@ -85,17 +73,9 @@ struct Port : testing::Test {
 };
 } // namespace
 
-template <typename Do> static std::string printed(const Do& act) {
-    flushOutput();
-    testing::internal::CaptureStdout();
-    act();
-    flushOutput();
-    return testing::internal::GetCapturedStdout();
-}
-
 // The owner text of the first row after one collection.
 static std::string ownerText(Processes& processes, int limit, int64_t inode = 500) {
-    Machine machine({rowsOf({inode})});
+    Sockets machine({rowsOf({inode})});
     TPortTable table;
     EXPECT_EQ(getportinfo(0, table, &processes, limit), 1);
     return std::string(table.ref(table.rows.at(0)));
@@ -242,7 +222,7 @@ TEST_F(Port, StatesOfTCP) {
 // --- The tables
 
 TEST_F(Port, BothTablesAreRead) {
-    Machine machine({Header + rowOf(5, 0, "00000000:0016", "0A") + "short\n" + rowOf(6, 0, "00000000:0017", "0C")},
+    Sockets machine({Header + rowOf(5, 0, "00000000:0016", "0A") + "short\n" + rowOf(6, 0, "00000000:0017", "0C")},
                     {Header + rowOf(7, 0, "00000000:0035", "07") + rowOf(8, 0, "00000000:0036", "01")});
     TPortTable table;
     ASSERT_EQ(getportinfo(0, table, nullptr, 64), 4);
@@ -255,20 +235,20 @@ TEST_F(Port, BothTablesAreRead) {
 }
 
 TEST_F(Port, AMissingTableIsPassedOver) {
-    Machine none({""});
+    Sockets none({""});
     TPortTable table;
     EXPECT_EQ(printed([&] { EXPECT_EQ(getportinfo(0, table, nullptr, 64), 0); }), "");
     EXPECT_TRUE(table.rows.empty());
 }
 
 TEST_F(Port, ATableShrinksAndGrows) {
-    Machine machine({rowsOf({11, 12, 13}), rowsOf({11}), rowsOf({11, 12, 13, 14}), Header, ""});
+    Sockets machine({rowsOf({11, 12, 13}), rowsOf({11}), rowsOf({11, 12, 13, 14}), Header, ""});
     TPortTable table;
     Processes processes;
     processes.add(1, 0, "init", "", {11, 12, 13, 14});
     for (int pass = 0; pass < 5; pass++) {
         const int expected[] = {3, 1, 4, 0, 0};
-        if (pass) machine.next();
+        if (pass) machine.step();
         EXPECT_EQ(getportinfo(pass, table, &processes, 64), expected[pass]);
         EXPECT_EQ(static_cast<int>(table.rows.size()), expected[pass]);
         for (auto& row : table.rows) EXPECT_EQ(table.ref(row), "init[1/0]");
@@ -348,7 +328,7 @@ TEST_F(Port, WithoutASearch) {
     EXPECT_EQ(ownerText(processes, 64, 501), ""); // nobody's
     processes.proccount = 0;
     EXPECT_EQ(ownerText(processes, 64), "-f not used");
-    Machine machine({rowsOf({500})});
+    Sockets machine({rowsOf({500})});
     TPortTable table;
     getportinfo(0, table, nullptr, 64);
     EXPECT_EQ(table.ref(table.rows[0]), "-f not used");
@@ -357,7 +337,7 @@ TEST_F(Port, WithoutASearch) {
 // --- The search
 
 TEST_F(Port, SixteenOwnersAtMost) {
-    Machine machine({rowsOf({500, 500, 600})});
+    Sockets machine({rowsOf({500, 500, 600})});
     Processes processes;
     for (int i = 0; i < 17; i++) processes.add(100 + i, 1, "many", "", {1, 500});
     processes.procs.back().pid = 1;
@@ -395,7 +375,7 @@ TEST_F(Port, FindsWhatAWalkFinds) {
         std::string text = Header;
         std::vector<int64_t> inodes;
         for (int i = 0; i < 80; i++) text += rowOf(i, inodes.emplace_back(below(70)));
-        Machine machine({text});
+        Sockets machine({text});
         TPortTable table;
         ASSERT_EQ(getportinfo(0, table, &processes, 64), 80);
         std::vector<int32_t> links(processes.fds.size(), -1);
@@ -411,7 +391,7 @@ TEST_F(Port, FindsWhatAWalkFinds) {
 }
 
 TEST_F(Port, HugeInodesAndPipes) {
-    Machine machine({rowsOf({INT64_MAX, 77, 4294967296 + 77})});
+    Sockets machine({rowsOf({INT64_MAX, 77, 4294967296 + 77})});
     Processes processes;
     processes.add(5, 1, "a", "", {INT64_MAX}).add(6, 1, "b", "", {77});
     processes.fds.back().fdtype = 2; // a pipe with the number of a socket counts as its owner
@@ -423,7 +403,7 @@ TEST_F(Port, HugeInodesAndPipes) {
 }
 
 TEST_F(Port, ACountAboveTheRowsThatAreThere) {
-    Machine machine({rowsOf({500}), rowsOf({500}), rowsOf({500})});
+    Sockets machine({rowsOf({500}), rowsOf({500}), rowsOf({500})});
     Processes processes;
     processes.add(5, 1, "a", "", {1}).add(6, 1, "b", "", {500});
     processes.proccount = 1000;
@@ -431,17 +411,17 @@ TEST_F(Port, ACountAboveTheRowsThatAreThere) {
     getportinfo(0, table, &processes, 64);
     EXPECT_EQ(ownersOf(table, 0), (Owners{{1, 0}}));
     processes.procs.pop_back(); // its row is gone, the count still covers it
-    machine.next();
+    machine.step();
     getportinfo(1, table, &processes, 64);
     EXPECT_EQ(table.rows[0].refcount(), 0);
     processes.procs.clear();
-    machine.next();
+    machine.step();
     getportinfo(2, table, &processes, 64);
     EXPECT_EQ(table.ref(table.rows[0]), "");
 }
 
 TEST_F(Port, ACountBelowTheRowsThatAreThere) {
-    Machine machine({rowsOf({500, 600})});
+    Sockets machine({rowsOf({500, 600})});
     Processes processes;
     processes.add(5, 1, "a", "", {500}).add(6, 1, "b", "", {500, 600});
     processes.proccount = 1;
@@ -455,7 +435,7 @@ TEST_F(Port, ACountBelowTheRowsThatAreThere) {
 
 TEST_F(Port, OwnersAndTextStayWithTheRow) {
     netdebug = 1;
-    Machine machine({rowsOf({500, 0, 501}), rowsOf({500, 0, 501})});
+    Sockets machine({rowsOf({500, 0, 501}), rowsOf({500, 0, 501})});
     Processes processes;
     processes.add(5, 1, "first", "", {500}).add(6, 1, "second", "", {1, 500});
     TPortTable table;
@@ -466,7 +446,7 @@ TEST_F(Port, OwnersAndTextStayWithTheRow) {
               "---- Port inode mapping Skip [ inode : 0, refcount : 0 ]\n");
     processes.procs[0].cmd = "renamed";
     processes.fds[0].portinfo = processes.fds[2].portinfo = -1;
-    machine.next();
+    machine.step();
     EXPECT_EQ(printed([&] { getportinfo(1, table, &processes, 64); }),
               "++++ Reuse of previous inode info - 127.0.0.1:22 10.0.0.2:54321 500 <-> 5 renamed\n"
               "++++ Reuse of previous inode info - 127.0.0.1:22 10.0.0.2:54321 500 <-> 6 second\n"
@@ -480,14 +460,14 @@ TEST_F(Port, OwnersAndTextStayWithTheRow) {
 
 TEST_F(Port, AnOwnerThatIsGoneEndsTheReuse) {
     netdebug = 1;
-    Machine machine({rowsOf({500}), rowsOf({500}), rowsOf({500})});
+    Sockets machine({rowsOf({500}), rowsOf({500}), rowsOf({500})});
     Processes before;
     before.add(5, 1, "first", "", {500}).add(6, 1, "second", "", {500}).add(7, 1, "third", "", {500});
     TPortTable table;
     printed([&] { getportinfo(0, table, &before, 64); });
     Processes now;
     now.add(5, 1, "first", "", {500}).add(6, 1, "second", "", {3}).add(7, 1, "third", "", {500});
-    machine.next();
+    machine.step();
     EXPECT_EQ(printed([&] { getportinfo(1, table, &now, 64); }),
               "++++ Reuse of previous inode info - 127.0.0.1:22 10.0.0.2:54321 500 <-> 5 first\n"
               "---- Reset inode info - 127.0.0.1:22 10.0.0.2:54321 500\n");
@@ -495,7 +475,7 @@ TEST_F(Port, AnOwnerThatIsGoneEndsTheReuse) {
     EXPECT_EQ(ownersOf(table, 0), (Owners{{0, 0}, {2, 0}}));
     Processes fewer; // the second owner's process is beyond the table now, the first one's list is shorter
     fewer.add(5, 1, "first", "", {});
-    machine.next();
+    machine.step();
     EXPECT_EQ(printed([&] { getportinfo(2, table, &fewer, 64); }),
               "---- Reset inode info - 127.0.0.1:22 10.0.0.2:54321 500\n");
     EXPECT_EQ(table.ref(table.rows[0]), "");
@@ -503,12 +483,12 @@ TEST_F(Port, AnOwnerThatIsGoneEndsTheReuse) {
 
 TEST_F(Port, AnotherSocketAtThePosition) {
     netdebug = 1;
-    Machine machine({rowsOf({500}), rowsOf({501, 500})});
+    Sockets machine({rowsOf({500}), rowsOf({501, 500})});
     Processes processes;
     processes.add(5, 1, "a", "", {500, 501});
     TPortTable table;
     printed([&] { getportinfo(0, table, &processes, 64); });
-    machine.next();
+    machine.step();
     EXPECT_EQ(printed([&] { getportinfo(1, table, &processes, 64); }),
               "==== Invalid previous inode info - cur inode : 501, old inode : 500, refcount :1\n"
               "==== Invalid previous inode info - cur inode : 500, old inode : 0, refcount :0\n");
@@ -519,14 +499,14 @@ TEST_F(Port, AnotherSocketAtThePosition) {
 TEST_F(Port, FifteenOwnersAreKeptSixteenAreNot) {
     for (int count : {15, 16}) {
         netdebug = 0;
-        Machine machine({rowsOf({500}), rowsOf({500})});
+        Sockets machine({rowsOf({500}), rowsOf({500})});
         Processes processes;
         for (int i = 0; i < count; i++) processes.add(100 + i, 1, "many", "", {500});
         TPortTable table;
         getportinfo(0, table, &processes, 64);
         EXPECT_EQ(table.rows[0].refcount(), count);
         netdebug = 1;
-        machine.next();
+        machine.step();
         const auto messages = printed([&] { getportinfo(1, table, &processes, 64); });
         EXPECT_EQ(messages.starts_with("++++ Reuse"), count == 15);
         if (count == 16) {
@@ -538,7 +518,7 @@ TEST_F(Port, FifteenOwnersAreKeptSixteenAreNot) {
 
 TEST_F(Port, PassZeroForgets) {
     netdebug = 1;
-    Machine machine({rowsOf({500})});
+    Sockets machine({rowsOf({500})});
     Processes processes;
     processes.add(5, 1, "a", "", {500});
     TPortTable table;
@@ -549,16 +529,16 @@ TEST_F(Port, PassZeroForgets) {
 
 TEST_F(Port, WithoutProcessesNothingIsKept) {
     netdebug = 1;
-    Machine machine({rowsOf({500}), rowsOf({500}), rowsOf({500})});
+    Sockets machine({rowsOf({500}), rowsOf({500}), rowsOf({500})});
     Processes processes;
     processes.add(5, 1, "a", "", {500});
     TPortTable table;
     printed([&] { getportinfo(0, table, &processes, 64); });
-    machine.next();
+    machine.step();
     EXPECT_EQ(printed([&] { getportinfo(1, table, nullptr, 64); }),
               "==== Invalid previous inode info - cur inode : 500, old inode : 500, refcount :1\n");
     EXPECT_EQ(table.ref(table.rows[0]), "-f not used");
-    machine.next(); // the same socket without owners: its text is kept until the search finds one
+    machine.step(); // the same socket without owners: its text is kept until the search finds one
     processes.fds[0].inode = 1;
     EXPECT_EQ(printed([&] { getportinfo(2, table, &processes, 64); }), "");
     EXPECT_EQ(table.ref(table.rows[0]), "-f not used");
@@ -566,7 +546,7 @@ TEST_F(Port, WithoutProcessesNothingIsKept) {
 
 TEST_F(Port, AMessageLevelOfTwoHasNoSkipLines) {
     netdebug = 2;
-    Machine machine({rowsOf({0})});
+    Sockets machine({rowsOf({0})});
     TPortTable table;
     EXPECT_EQ(printed([&] { getportinfo(0, table, nullptr, 64); }),
               "==== Invalid previous inode info - cur inode : 0, old inode : 0, refcount :0\n");
@@ -574,15 +554,15 @@ TEST_F(Port, AMessageLevelOfTwoHasNoSkipLines) {
 
 TEST_F(Port, ASteadyTableTakesNoMoreMemory) {
     std::vector<std::string> steps(6, rowsOf({500, 501, 502, 503}));
-    Machine machine(steps);
+    Sockets machine(steps);
     Processes processes;
     processes.add(5, 1, "a", std::string(50, 'x'), {500, 501}).add(6, 1, "b", "", {501, 502});
     TPortTable table;
-    for (int pass = 0; pass < 3; pass++) getportinfo(pass, table, &processes, 64), machine.next();
+    for (int pass = 0; pass < 3; pass++) getportinfo(pass, table, &processes, 64), machine.step();
     const auto* rows = table.rows.data();
     const char *text = table.texts.data(), *otherText = table.textsBefore.data();
     const TOwner *owners = table.owners.data(), *otherOwners = table.ownersBefore.data();
-    for (int pass = 0; pass < 2; pass++, machine.next()) {
+    for (int pass = 0; pass < 2; pass++, machine.step()) {
         getportinfo(3, table, &processes, 64);
         std::swap(text, otherText), std::swap(owners, otherOwners);
         EXPECT_EQ(table.rows.data(), rows);
@@ -607,7 +587,7 @@ TEST_F(Port, NoMemoryForTheTable) {
 #endif
     std::string text = Header;
     for (int i = 0; i < 100000; i++) text += rowOf(i, i);
-    Machine machine({text});
+    Sockets machine({text});
     const auto output = printed([&] {
         const pid_t child = fork();
         if (child == 0) {
