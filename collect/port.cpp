@@ -13,7 +13,8 @@
 #include <iterator>
 #include <new>
 
-static constexpr size_t LineLimit = 1024; // the kernel's lines have 150 bytes
+static constexpr size_t LineLimit = 1024; // longer lines come in pieces
+static constexpr size_t RowSize = 150;    // bytes of a row of TCP as the kernel pads it
 static constexpr size_t MostOwners = 16;  // of one socket; the search ends there
 static constexpr size_t MostText = 960;   // characters an owner text may be told to have
 
@@ -111,6 +112,7 @@ class DescriptorIndex {
 public:
     void build(TProcTable& processes) {
         entries.clear();
+        entries.reserve(processes.fds.size());
         slots.assign(std::bit_ceil(processes.fds.size() + 2), 0);
         shift = 64 - std::countr_zero(slots.size());
         // From the last to the first, each put before what its slot has.
@@ -210,6 +212,7 @@ static void addLine(TPass& pass, std::string_view line, char protocol) {
 }
 
 static void addTable(TPass& pass, std::string_view text, char protocol) {
+    if (pass.table.rows.empty()) pass.table.rows.reserve(text.size() / RowSize);
     Lines lines(text, LineLimit);
     std::string_view line;
     lines.next(line); // the names of the columns
