@@ -35,6 +35,8 @@ template <typename Row, size_t N> static void takeLine(const TKey<Row> (&keys)[N
 // --- What most keys do
 
 // The line's last word, as text or number.
+// Quirk: "VG Name" with blanks behind it, as of a physical volume in no group, gives a blank. Seen by
+// tests/worlds/disk-capture-lvm.
 template <typename Row, auto Field> static void last(Row& row, std::string_view line, std::string_view) {
     row.*Field = getlast2(line);
 }
@@ -74,7 +76,7 @@ static constexpr TKey<TVGData> GroupKeys[] = {
     {"MAX LV", vgNumber<&TVGData::maxlv>},
     {"Cur LV", vgNumber<&TVGData::curlv>},
     {"Open LV", vgNumber<&TVGData::openlv>},
-    // Quirk: the tool writes "Max PV", so that this one stays 0. Seen by tests/worlds/disk-map-lvm.
+    // Quirk: the tool writes "Max PV", so that this one stays 0. Seen by tests/worlds/disk-capture-lvm.
     {"MAX PV", vgNumber<&TVGData::maxpv>},
     {"Cur PV", vgNumber<&TVGData::curpv>},
     {"Act PV", vgNumber<&TVGData::actpv>},
@@ -121,7 +123,7 @@ static void setReadAhead(TLVData& lv, std::string_view, std::string_view after) 
 }
 
 // Quirk: the parts of a mirrored or RAID volume have "Logical extents" lines as well, and each opens a segment. Seen by
-// tests/worlds/disk-map-lvm-rich.
+// tests/worlds/disk-capture-lvm-rich.
 static void startLogical(TLVData& lv, std::string_view line, std::string_view) {
     getextent(logicalExtents(line), 'L', lv.seg.emplace_back());
 }

@@ -11,6 +11,8 @@
 
 namespace {
 // The logical volumes without a mount, by "group-volume"; those of one name in the order of the list.
+// Quirk: device-mapper doubles the hyphens within a name ("vg--a-lv"), this does not: volumes with such names are never
+// linked to their mounts, nor are those mounted as /dev/vg/lv. Seen by tests/worlds/disk-capture-lvm, disk-map-joins.
 class TUnmounted {
     std::unordered_map<std::string_view, int> first;
     std::vector<int> next; // the next volume of the same name

@@ -84,6 +84,8 @@ void TPathReader::addMember(TMultipath& device, std::string_view address) {
 }
 
 void TPathReader::take(std::string_view line) {
+    // Quirk: a path that is itself a device-mapper disk looks like a device, too. Seen by
+    // tests/worlds/disk-map-multipath-odd.
     constexpr size_t HeaderFrom = 12; // a name and an identifier stand before " dm-"
     constexpr std::string_view Size = "size=";
     if (const auto at = line.find(" dm-", HeaderFrom); at != line.npos) return startDevice(line, at);

@@ -94,7 +94,7 @@ static void dispDiskTable(const std::vector<TDiskRate>& disks) {
     sayText("\n");
     dispTitles(DiskColumns);
     sayText("[VG][LV][FS]\n");
-    // Quirk: the total counts as one of the rows. Seen by tests/worlds/disk-rows.
+    // Quirk: the total counts as one of the rows. Seen by tests/worlds/disk-rows-3.
     for (size_t i = 0; i < disks.size() && i != static_cast<size_t>(diskrowcount); i++) {
         const auto line = lineOf(disks[i]);
         dispCells(DiskColumns, line);
@@ -136,6 +136,8 @@ static TDiskLine lineOf(const TLVData& lv, int index) {
 }
 
 // `rows`: how many volumes of both kinds were printed so far.
+// Quirk: groups and volumes share the limit of the disk rows, each with a count of its own: -d 4 gives up to three
+// disks and four volumes. Seen by tests/worlds/disk-volumes-rows-4.
 template <typename Volume> static void dispVolumeKind(const std::vector<Volume>& volumes, int& rows) {
     constexpr bool isGroup = std::is_same_v<Volume, TVGData>;
     for (size_t i = 0; i < volumes.size(); i++) {

@@ -53,7 +53,7 @@ static void listLogicalVolumes() {
     int index = 0;
     for (auto& v : lvlist) {
         const auto* mount = at(mountlist, v.mount);
-        // Quirk: one bracket too many at the end. Seen by tests/worlds/disk-map-lvm.
+        // Quirk: one bracket too many at the end. Seen by tests/worlds/disk-capture-lvm.
         say("LV#%d %s(%s) [%s:%.1f%%/%.1f%%] (%s) [%s] [%s] [#%d/%s/LE %d/%d/%s] [%s:%s] [%d:%d]]\n", index++,
             v.name.c_str(), v.vgname.c_str(), mount ? mount->dir.c_str() : "None", useByFree(mount), useOfInodes(mount),
             v.uuid.c_str(), v.waccess.c_str(), v.status.c_str(), v.open, v.lvsize.c_str(), v.curle, v.segments,
