@@ -56,6 +56,8 @@ static bool getSample(TProcTable& table, TProcTotals& totals) {
     }
     if (enough) return true;
     sayError("[ERROR] Failed to get memory for buffer", errno);
+    // A sample that is not whole is none: the next pass would take what it misses for processes that came or ended.
+    table.procs.clear();
     table.capacity = 0;
     return false;
 }

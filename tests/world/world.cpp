@@ -232,6 +232,7 @@ int World::failure(const char* operation, const std::string& path) const {
 }
 
 void World::open(const std::string& path) {
+    if (watch) watch(path);
     if (const auto found = slows.find(path); found != slows.end()) now += found->second * 1000;
 }
 

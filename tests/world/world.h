@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
@@ -48,6 +49,7 @@ public:
     std::string program = "wyrt", hostName = "host", zone = "UTC0", log;
     int hostError = 0, pageSize = 4096, clockTicks = 100;
     bool terminal = false;
+    std::function<void(const std::string&)> watch; // called with each path before it is opened
 
     // Throws std::runtime_error with the file and line of what it cannot read.
     explicit World(const std::string& folder);

@@ -1,0 +1,247 @@
+// The process collector and its report when there is no memory for what they want to keep, and when the processes grow
+// faster than the room for them.
+#include "collect/output.h"
+#include "collect/proc.h"
+#include "collect/settings.h"
+#include "monitor/options.h"
+#include "monitor/proc.h"
+#include "monitor/reports.h"
+#include "tests/unit/made.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <string>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+// --- Memory that is not there
+
+static size_t unavailable = SIZE_MAX; // allocations of so many bytes fail
+
+[[gnu::noinline]] void* operator new(size_t size) {
+    void* room = size == unavailable ? nullptr : std::malloc(size ? size : 1);
+    if (!room) throw std::bad_alloc();
+    return room;
+}
+[[gnu::noinline]] void operator delete(void* room) noexcept { std::free(room); }
+[[gnu::noinline]] void operator delete(void* room, size_t) noexcept { std::free(room); }
+
+namespace {
+// While it stands, there is no memory for so many rows.
+struct NoRoom {
+    NoRoom(size_t rows, size_t rowSize) { unavailable = rows * rowSize; }
+    ~NoRoom() { unavailable = SIZE_MAX; }
+    NoRoom(const NoRoom&) = delete;
+    NoRoom& operator=(const NoRoom&) = delete;
+};
+
+constexpr size_t LeastRoom = 16; // rows that a list of descriptors or threads begins with
+constexpr size_t Spare = 512;    // processes that the report has room for beyond those it found
+
+struct NoMemory : testing::Test {
+    NoMemory() { settings(1, 1, 1), procrowcount = 24; }
+    ~NoMemory() override {
+        settings(0, 0, 0), procrowcount = -1;
+        proc_io_file = ThreadMonitoring = 1;
+        timediff = 0;
+    }
+    static void settings(int threads, int descriptors, int log) {
+        ThreadMonitoring = threads, FDMonitoring = descriptors, ProcExistenceLog = log;
+        proc_io_file = 0;
+    }
+};
+} // namespace
+
+// The stat line of a process or thread that has used `ticks` of CPU time.
+static std::string statOf(int number, int threads = 1, int ticks = 0) {
+    return std::to_string(number) + " (p" + std::to_string(number) + ") S 1 0 0 0 0 0 0 0 0 0 " +
+           std::to_string(ticks) + " 0 0 0 20 0 " + std::to_string(threads) + " 0 100 0 0 0";
+}
+
+static std::string process(int number, int threads = 1, int ticks = 0) {
+    return "text /proc/" + std::to_string(number) + "/stat \"" + statOf(number, threads, ticks) + "\\n\"\n";
+}
+
+static std::string processes(int from, int to) {
+    std::string lines;
+    for (int number = from; number < to; number++) lines += process(number);
+    return lines;
+}
+
+// What `run` prints to both streams, in a process of its own: the report keeps its tables for the whole run.
+template <typename Run> static std::string apart(const Run& run) {
+    const auto fork1 = [&] {
+        const pid_t child = fork();
+        if (child == 0) {
+            dup2(STDOUT_FILENO, STDERR_FILENO);
+            run();
+            flushOutput();
+            _exit(0);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    };
+    return printed(fork1);
+}
+
+// Both calls of a pass; thresholds that let every process through.
+static void collect(int pass) { dispproc(pass, pass % 2, (pass + 1) % 2, 0, 0, 0, 0, 0), flushOutput(); }
+static void show(int pass) { dispproc(pass, pass % 2, (pass + 1) % 2, 0, 0, 0, 0, 1), flushOutput(); }
+
+// --- The collector
+
+TEST_F(NoMemory, ForADescriptor) {
+    Made machine(process(5) + "link /proc/5/fd/3 pipe:[99]\nlink /proc/5/fd/4 /etc/passwd\n");
+    TProcTable table;
+    table.capacity = 10;
+    table.procs.reserve(10);
+    TProcTotals totals;
+    EXPECT_EQ(printed([&] {
+                  const NoRoom none(LeastRoom, sizeof(TFDInfo));
+                  EXPECT_EQ(getproclist(table, totals), 1);
+              }),
+              "[ERROR] Failed to get memory of fdinfo(path:/proc/5/fd/3) [ENO(12):Cannot allocate memory]\n"
+              "[ERROR] Failed to get memory of fdinfo(path:/proc/5/fd/4) [ENO(12):Cannot allocate memory]\n");
+    ASSERT_EQ(table.procs.size(), 1U);
+    EXPECT_EQ(table.fdinfo(table.procs[0]).size(), 0U);
+    EXPECT_EQ(totals.PipeCount + totals.FileCount, 0);
+}
+
+TEST_F(NoMemory, ForAThread) {
+    Made machine(process(5, 2) + "text /proc/5/task/5/stat \"" + statOf(5) + "\\n\"\n" + "text /proc/5/task/6/stat \"" +
+                 statOf(6) + "\\n\"\n");
+    TProcTable table;
+    table.capacity = 10;
+    table.procs.reserve(10);
+    TProcTotals totals;
+    const auto failing = [&] {
+        const NoRoom none(LeastRoom, sizeof(TThreadInfo));
+        EXPECT_EQ(getproclist(table, totals), 1);
+    };
+    EXPECT_EQ(printed(failing, STDERR_FILENO),
+              "[ERROR] Failed to get memory for ThreadBuffer of /proc/5/task/5/stat\n: Cannot allocate memory\n"
+              "[ERROR] Failed to get memory for ThreadBuffer of /proc/5/task/6/stat\n: Cannot allocate memory\n");
+    ASSERT_EQ(table.procs.size(), 1U);
+    EXPECT_EQ(table.procs[0].curthrdbuf.count, 0U);
+    EXPECT_EQ(totals.AllocatedThreadBuf, 0);
+    EXPECT_EQ(getproclist(table, totals), 1);
+    EXPECT_EQ(table.procs[0].curthrdbuf.count, 2U);
+    EXPECT_EQ(totals.AllocatedThreadBuf, 1);
+}
+
+// --- The report
+
+static const std::string Log5 = "        ++++ Created \"p5\" [ / PID 5 / PPID 1]\n";
+static const std::string Log6 = "        ++++ Created \"p6\" [ / PID 6 / PPID 1]\n";
+static const std::string Header = "\nTotal Process# : 2, Thread# : 2, Socket# : 0, Pipe# : 0, ANON# : 0, File# : 0\n"
+                                  "     PID     PPID       USER S    CPU    USR    SYS THRD Command\n";
+
+static const std::string Rows = "       5        1            S      0      0      0    1 p5\n"
+                                "       6        1            S      0      0      0    1 p6\n";
+
+namespace {
+// The narrowest table.
+struct Narrow {
+    Narrow() { processIO = processTime = processMemory = 0, timediff = 1; }
+    ~Narrow() { processIO = processTime = processMemory = 1; }
+};
+} // namespace
+
+TEST_F(NoMemory, ForTheFirstSample) {
+    Made machine(processes(5, 7));
+    EXPECT_EQ(apart([] {
+                  const Narrow table;
+                  {
+                      const NoRoom none(2 + Spare, sizeof(TProc));
+                      collect(0), show(0);
+                  }
+                  collect(1), show(1); // nothing to compare with
+                  collect(2), show(2);
+              }),
+              "[ERROR] Failed to get memory for buffer: Cannot allocate memory\n" + Log5 + Log6 + Header + Header +
+                  Rows);
+}
+
+// The rows that a failing scan got are none: the next pass compares with an empty sample.
+TEST_F(NoMemory, ForMoreProcesses) {
+    Made machine(processes(5, 7) + "step 1\nstep 2\n" + processes(7, 600) + "step 3\ngone /proc\n" + processes(5, 7));
+    const auto run = [&] {
+        const Narrow table;
+        collect(0), machine.world.pause(0);
+        collect(1), machine.world.pause(0);
+        {
+            const NoRoom none(595 + Spare, sizeof(TProc));
+            collect(2), show(2), machine.world.pause(0);
+        }
+        collect(3), show(3);
+    };
+    EXPECT_EQ(apart(run), "[ERROR] Failed to get memory for buffer: Cannot allocate memory\n"
+                          "\nTotal Process# : 595, Thread# : 514, Socket# : 0, Pipe# : 0, ANON# : 0, File# : 0\n"
+                          "     PID     PPID       USER S    CPU    USR    SYS THRD Command\n" +
+                              Log5 + Log6 + Header);
+}
+
+// A command line that there is no memory for ends the scan.
+TEST_F(NoMemory, InTheMiddleOfAScan) {
+    Made machine(processes(5, 7) + "step 1\nstep 2\ntext /proc/6/cmdline \"" + std::string(5000, 'x') +
+                 "\"\nstep 3\ntext /proc/6/cmdline \"\"\n");
+    const auto run = [&] {
+        const Narrow table;
+        collect(0), machine.world.pause(0);
+        collect(1), machine.world.pause(0);
+        {
+            const NoRoom none(1, 5001); // with its terminator
+            collect(2), machine.world.pause(0);
+        }
+        collect(3), show(3);
+    };
+    EXPECT_EQ(apart(run), "[ERROR] Failed to get memory for buffer: Cannot allocate memory\n" + Log5 + Log6 + Header);
+}
+
+TEST_F(NoMemory, ForTheRanking) {
+    Made machine(processes(5, 7));
+    EXPECT_EQ(apart([] {
+                  const Narrow table;
+                  {
+                      const NoRoom none(2 + Spare, sizeof(TTop));
+                      collect(0), show(0);
+                  }
+                  collect(1), show(1);
+              }),
+              "[ERROR] Failed to get memory for top: Cannot allocate memory\n" + Header + Rows);
+}
+
+// --- Processes that grow faster than the room for them
+
+// Each scan finds 513 more than the one before, one more than there is spare room for, `scans` times.
+static std::string growing(int scans) {
+    std::string lines;
+    for (int step = 0; step < scans; step++)
+        lines += "step " + std::to_string(step) + "\n" + processes(1 + 513 * step, 1 + 513 * (step + 1));
+    Made machine(lines);
+    int opened = 0;
+    machine.world.watch = [&](const std::string& path) {
+        if (path == "/proc" && opened++ > 0 && opened <= scans) machine.world.pause(0);
+    };
+    return apart([] {
+        const Narrow table;
+        collect(0), collect(1), show(1);
+    });
+}
+
+TEST_F(NoMemory, TenEnlargementsAreEnough) {
+    procrowcount = 1;
+    EXPECT_EQ(growing(10), "\nTotal Process# : 5130, Thread# : 5130, Socket# : 0, Pipe# : 0, ANON# : 0, File# : 0\n"
+                           "     PID     PPID       USER S    CPU    USR    SYS THRD Command\n"
+                           "       1        1            S      0      0      0    1 p1\n");
+}
+
+// Even though the last one had room for all of them.
+TEST_F(NoMemory, ElevenEnlargementsAreTooMany) {
+    procrowcount = 1;
+    EXPECT_EQ(growing(11).substr(0, 52), "[ERROR] Unexpected process buffer is being required\n");
+}
