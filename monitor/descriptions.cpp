@@ -12,11 +12,8 @@
 
 static constexpr size_t TimeLimit = 256, DescriptionLimit = 64; // of the two lines, with the terminator
 
-Text<64> getDescription(int32_t pid, int32_t threadid, int64_t STime) {
-    static Contents text;
-    const auto path = Text<64>().addf("./desc/%d-%d", pid, threadid);
-    if (!readFile(path.c_str(), text, Reading::Whole, TimeLimit + DescriptionLimit)) return {};
-    Lines first(text.view(), TimeLimit);
+Text<64> readDescription(std::string_view fileText, int64_t STime) {
+    Lines first(fileText, TimeLimit);
     std::string_view line;
     // What was written before the thread started is about an earlier thread of the same number.
     if (!first.next(line) || toLong(line) < STime) return {};
@@ -25,12 +22,19 @@ Text<64> getDescription(int32_t pid, int32_t threadid, int64_t STime) {
     return second.next(line) ? dropLast(line) : std::string_view{};
 }
 
+Text<64> getDescription(int32_t pid, int32_t threadid, int64_t STime) {
+    static Contents text;
+    const auto path = Text<64>().addf("./desc/%d-%d", pid, threadid);
+    if (!readFile(path.c_str(), text, Reading::Whole, TimeLimit + DescriptionLimit)) return {};
+    return readDescription(text.view(), STime);
+}
+
 // --- Clean-up
 
-static int32_t readTime(const Contents& text) {
+int32_t readDescriptionTime(std::string_view fileText) {
     constexpr size_t Limit = 512;
     std::string_view line;
-    Lines(text.view(), Limit).next(line);
+    Lines(fileText, Limit).next(line);
     return toInt(line);
 }
 
@@ -45,7 +49,7 @@ static void cleanDescription(const std::string& path, int32_t pid, const TProcTa
     constexpr size_t Most = 511; // one line
     if (!readFile(path.c_str(), text, Reading::Whole, Most))
         return sayMessage("[ERROR] Failed to open file(%s) [ENO(%d):%s]", path.c_str(), errno, strerror(errno));
-    const int32_t time = readTime(text);
+    const int32_t time = readDescriptionTime(text.view());
     if (time > 0 && isRunning(table, pid, time)) return;
     say("Remove %s(started at %s) in desc directory for thread description\n", path.c_str(),
         GetTimeString(time).c_str());

@@ -61,5 +61,8 @@ const TProc* ExtraProcInfo(const TProcTable& table, const TProc* p, char Created
 
 // What the monitored application says a thread is; empty when it says nothing, or said it before the thread started.
 Text<64> getDescription(int32_t pid, int32_t threadid, int64_t STime);
+// The same from the text of its file; when the file was written, seconds since the epoch.
+Text<64> readDescription(std::string_view fileText, int64_t STime);
+int32_t readDescriptionTime(std::string_view fileText);
 // Deletes the description files whose process is not there any more.
 void cleanDescriptions(const TProcTable& table);
