@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# Processes and sockets come and go, hundreds a second, while the program samples them: it comes to its end, says nothing
+# about what has just ended, agrees with /proc before and after, and neither grows nor keeps descriptors.
+# PASSES: how many samples are taken (500). SLACK: how many processes others may start or end meanwhile (20).
+set -u
+
+wyrt=${WYRT:?WYRT must name the program}
+passes=${PASSES:-500} slack=${SLACK:-20}
+sandbox=$(mktemp -d) || exit 1
+run='' worker=''
+trap 'kill $run $worker 2>/dev/null; rm -rf "$sandbox"' EXIT
+
+verdict() { # NAME WHY: good when there is no reason why not
+    if [ -z "$2" ]; then echo "ok $1"; else echo "not ok $1: $2"; fi
+}
+
+# Sets `processes` and `threads` to what there is now.
+count() {
+    processes=0 threads=0
+    local status key value
+    for status in /proc/[0-9]*/status; do
+        while read -r key value _; do
+            [[ $key == Threads: ]] && processes=$((processes + 1)) threads=$((threads + value))
+        done 2>/dev/null <"$status"
+    done 2>/dev/null
+}
+
+# await N: waits for the summary of interval N and sets `total` and `total_threads` to what it says.
+await() {
+    local line=''
+    total=-1 total_threads=-1
+    until line=$(awk -v mark="/#$1]" 'index($0, mark) { seen = 1 } seen && /^Total/ { print; exit }' "$sandbox/out") &&
+        [ -n "$line" ]; do
+        kill -0 "$run" 2>/dev/null || return
+        sleep 0.05
+    done
+    [[ $line =~ Process#\ :\ ([0-9]+),\ Thread#\ :\ ([0-9]+) ]] || return
+    total=${BASH_REMATCH[1]} total_threads=${BASH_REMATCH[2]}
+}
+
+disagreement() { # why the last summary and the last count are too far apart
+    local off=$((total - processes)) off_threads=$((total_threads - threads))
+    if ((${off#-} > slack || ${off_threads#-} > slack)); then
+        echo "$total processes and $total_threads threads, /proc has $processes and $threads"
+    fi
+}
+
+# Sets `memory` (KB) and `descriptors` to what the program has.
+measure() {
+    memory=$(awk '$1 == "VmRSS:" { print $2 }' "/proc/$run/status")
+    descriptors=$(find "/proc/$run/fd" -type l | wc -l)
+}
+
+# Starts and ends processes and sockets until it is killed.
+churn() {
+    while :; do
+        for _ in {1..10}; do
+            (exec 3<>/dev/udp/127.0.0.1/9; read -rt 0.01 <&3) 2>/dev/null &
+            (exec 3</dev/null) &
+        done
+        wait
+    done
+}
+
+# Keeps the lines that are looked at. What others may not read is told in every pass, and is no fault of the run.
+filter() {
+    grep -a --line-buffered -E '^TIME|^Total|Created|\[ERROR\]|^Complete' |
+        grep -a --line-buffered -v 'Permission denied' >"$sandbox/out"
+}
+
+: >"$sandbox/out"
+"$wyrt" -p 24 -f -k -o 10 -R 0 -i 5 -c "$passes" 2>"$sandbox/err" > >(filter) &
+run=$!
+
+await 3
+count
+verdict start "$(disagreement)"
+
+churn &
+worker=$!
+await 20
+measure
+before=$memory open_before=$descriptors
+await $((passes - 60))
+measure
+kill "$worker"
+wait "$worker" 2>/dev/null
+worker=''
+why=
+# The first samples make the rooms; a larger sample than any before may enlarge them by a little.
+((memory * 100 <= before * 101 + 12800)) || why="from $before KB to $memory KB"
+verdict memory "$why"
+why=
+((descriptors <= open_before + 4)) || why="from $open_before to $descriptors"
+verdict descriptors "$why"
+
+await $((passes - 1))
+count
+verdict end "$(disagreement)"
+
+wait "$run"
+status=$?
+run=''
+sleep 0.2 # until the filter has written its last lines
+why=
+((status == 0)) || why="status $status"
+[[ $(tail -n 1 "$sandbox/out") == Complete ]] || why="the last line is not Complete"
+verdict complete "$why"
+why=
+created=$(grep -a -c '++++ Created' "$sandbox/out")
+((created >= 100)) || why="only $created processes were seen to come"
+verdict churn "$why"
+verdict messages "$(grep -a '\[ERROR\]' "$sandbox/out" | head -n 1)"
+# Threads that end before they are read are told on standard error; nothing else is.
+verdict 'standard error' "$(grep -a -v '/task.*: No such file or directory$' "$sandbox/err" | head -n 1)"
