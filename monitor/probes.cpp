@@ -42,7 +42,7 @@ void probeKernel() {
         tell(NoProcessIO);
     }
     if (!canOpen("/proc/vmstat")) {
-        // Quirk: without paging figures the I/O of processes is off, too. Seen by tests/worlds/probes-table.
+        // Quirk: without paging figures the I/O of processes is off, too. Seen by tests/worlds/probes-no-vmstat-no-io.
         basicSON = processIO = proc_io_file = 0;
         tell(NoVirtualMemory);
     }
