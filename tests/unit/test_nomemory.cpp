@@ -21,8 +21,12 @@
 
 static size_t unavailable = SIZE_MAX; // allocations of so many bytes fail
 
+// All of them are replaced, so that what one gives the other can take back, under the sanitizers too.
+[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return size == unavailable ? nullptr : std::malloc(size ? size : 1);
+}
 [[gnu::noinline]] void* operator new(size_t size) {
-    void* room = size == unavailable ? nullptr : std::malloc(size ? size : 1);
+    void* room = operator new(size, std::nothrow);
     if (!room) throw std::bad_alloc();
     return room;
 }
