@@ -142,8 +142,7 @@ TRange getCommandLine(std::string_view fileText, std::string& texts) {
 // character, commonly the newline, must follow them: without it the flags are 0. Seen by tests/worlds/proc-fdinfo.
 static int32_t getFlags(std::string_view line) {
     const auto at = line.find_first_not_of(' ', 6);
-    if (at == line.npos || at + 1 >= line.size()) return 0;
-    return static_cast<int32_t>(ToUINT(line.substr(at + 1)));
+    return at == line.npos ? 0 : static_cast<int32_t>(ToUINT(line.substr(at + 1)));
 }
 
 void getFDInfo(std::string_view fileText, TFDInfo& fd) {

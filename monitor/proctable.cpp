@@ -145,8 +145,7 @@ void dispProcTable(TProcReport& report, const TProcView& view) {
     for (auto* top : report.ranked) {
         if (lines >= procrowcount) return;
         if (isSelected(*top, view)) {
-            dispProcess(*top, view);
-            if (++lines >= procrowcount) return;
+            dispProcess(*top, view), lines++;
             dispDescriptors(*top, view, lines);
         }
         // Quirk: threads have rows even where their process has none. Seen by tests/worlds/threads-without-process.
