@@ -2,7 +2,7 @@
 
 #include "collect/settings.h"
 #include "monitor/options.h"
-#include "monitor/report.h"
+#include "monitor/records.h"
 #include "monitor/reports.h"
 
 // --- Values
@@ -116,11 +116,11 @@ static constexpr TField<TBasic> BasicFields[] = {
     {{"pgmajfault", Form::Real2, "/s"}, basicReal<&TBasic::pgmajfault>},
     // Quirk: three fields more than the header names, always 0.00; readers of old logs count 35. Seen by
     // tests/worlds/basic-records.
-    {{"", Form::Real2, ""}, none},
-    {{"", Form::Real2, ""}, none},
-    {{"", Form::Real2, ""}, none},
+    {{"unused1", Form::Real2, ""}, none},
+    {{"unused2", Form::Real2, ""}, none},
+    {{"unused3", Form::Real2, ""}, none},
 };
-static constexpr size_t BasicNamed = std::size(BasicFields) - 3;
+static constexpr TRecord<TBasic> BasicRecord = {"BASIC", BasicFields, std::size(BasicFields) - 3};
 
 template <auto Value> static constexpr auto coreReal = real<TCPU, Value>;
 
@@ -131,8 +131,14 @@ static constexpr TField<TCPU> CoreFields[] = {
     {{"iowait", Form::Real2, "%"}, coreReal<&TCPU::iowait>}, {{"idle", Form::Real2, "%"}, coreReal<&TCPU::idle>},
     {{"steal", Form::Real2, "%"}, coreReal<&TCPU::steal>},
 };
+static constexpr TRecord<TCPU> CoreRecord = {"CPU", CoreFields};
 
-void dispBasicHeader() { dispHeader("BASIC", BasicFields, BasicNamed); }
+void dispBasicHeader() { dispHeader(BasicRecord); }
+
+void tellBasicRecords(TRecordList& list) {
+    tellRecord(BasicRecord, list);
+    tellRecord(CoreRecord, list);
+}
 
 // --- The report
 
@@ -164,8 +170,8 @@ static void dispTables(int CallingIndex, const TBasicSlots& slots) {
 }
 
 static void dispRecords(const TBasicSlots& slots) {
-    dispRecord("BASIC", BasicFields, slots.basic[2]);
-    for (auto& core : slots.cpu[2]) dispRecord("CPU", CoreFields, core);
+    dispRecord(BasicRecord, slots.basic[2]);
+    for (auto& core : slots.cpu[2]) dispRecord(CoreRecord, core);
 }
 
 int dispbasic(int CallingIndex, int icur, int ipre) {

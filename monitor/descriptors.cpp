@@ -2,7 +2,7 @@
 #include "monitor/options.h"
 #include "monitor/port.h"
 #include "monitor/proc.h"
-#include "monitor/report.h"
+#include "monitor/records.h"
 
 #include "collect/output.h"
 
@@ -54,8 +54,9 @@ static constexpr TField<TFileRow> FileFields[] = {
     {{"flags", Form::Hex7, ""}, [](const TFileRow& r) -> TValue { return r.fd.flags; }},
     {{"filename", Form::Text, ""}, words<TFileRow, &TFileRow::dest>},
 };
+static constexpr TRecord<TFileRow> FileRecord = {"FDINFO", FileFields, std::size(FileFields)};
 
-void dispDescriptorHeader() { dispHeader("FDINFO", FileFields); }
+void dispDescriptorHeader() { dispHeader(FileRecord); }
 
 // --- Sockets
 
@@ -96,8 +97,14 @@ static constexpr TField<TSocketRow> SocketFields[] = {
     {{"command", Form::Text, ""}, [](const TSocketRow& r) -> TValue { return r.proc.cmd.view(); }},
     {{"inode", Form::Long, ""}, [](const TSocketRow& r) -> TValue { return r.fd.inode; }},
 };
+static constexpr TRecord<TSocketRow> SocketRecord = {"SOCKINFO", SocketFields};
 
 // --- Both
+
+void tellDescriptorRecords(TRecordList& list) {
+    tellRecord(FileRecord, list);
+    tellRecord(SocketRecord, list);
+}
 
 void dispDescriptors(const TTop& top, const TProcView& view, int& lines) {
     const auto fds = view.cur.fdinfo(*top.cur);
@@ -110,7 +117,7 @@ void dispDescriptors(const TTop& top, const TProcView& view, int& lines) {
 void dispDescriptorRecords(const TTop& top, const TProcView& view) {
     const auto fds = view.cur.fdinfo(*top.cur);
     for (size_t k = 0; k < fds.size(); k++) {
-        if (fds[k].fdtype == 0 && isMoved(top, view, k)) dispRecord("FDINFO", FileFields, getFileRow(top, view, k));
-        else if (fds[k].fdtype == 1 && AllSocketList == 1) dispRecord("SOCKINFO", SocketFields, {*top.cur, fds[k]});
+        if (fds[k].fdtype == 0 && isMoved(top, view, k)) dispRecord(FileRecord, getFileRow(top, view, k));
+        else if (fds[k].fdtype == 1 && AllSocketList == 1) dispRecord(SocketRecord, {*top.cur, fds[k]});
     }
 }

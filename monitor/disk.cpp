@@ -3,7 +3,7 @@
 
 #include "collect/order.h"
 #include "monitor/options.h"
-#include "monitor/report.h"
+#include "monitor/records.h"
 #include "monitor/reports.h"
 #include "monitor/volumes.h"
 
@@ -72,7 +72,17 @@ static constexpr TField<TDiskLine> VolumeFields[] = {
     {{"fs", Form::Text, ""}, words<TDiskLine, &TDiskLine::fsname>},
 };
 
-void dispDiskHeader() { dispHeader("DISK", DiskFields); }
+static constexpr TRecord<TDiskLine> DiskRecord = {"DISK", DiskFields, std::size(DiskFields)};
+static constexpr TRecord<TDiskLine> GroupRecord = {"LVMVG", VolumeFields};
+static constexpr TRecord<TDiskLine> VolumeRecord = {"LVMLV", VolumeFields};
+
+void dispDiskHeader() { dispHeader(DiskRecord); }
+
+void tellDiskRecords(TRecordList& list) {
+    tellRecord(DiskRecord, list);
+    tellRecord(GroupRecord, list);
+    tellRecord(VolumeRecord, list);
+}
 
 // --- Disks
 
@@ -108,8 +118,7 @@ static void dispDiskTable(const std::vector<TDiskRate>& disks) {
 static void dispDiskRecords(const std::vector<TDiskRate>& disks) {
     for (auto& disk : disks) {
         const auto& perf = disk.perf;
-        if (perf.time + perf.rbytes + perf.wbytes + perf.rxfers + perf.wxfers > 0)
-            dispRecord("DISK", DiskFields, lineOf(disk));
+        if (perf.time + perf.rbytes + perf.wbytes + perf.rxfers + perf.wxfers > 0) dispRecord(DiskRecord, lineOf(disk));
     }
 }
 
@@ -144,7 +153,7 @@ template <typename Volume> static void dispVolumeKind(const std::vector<Volume>&
         if (!isActive(volumes[i].perf)) continue;
         const auto line = lineOf(volumes[i], static_cast<int>(i));
         if (shooting) {
-            dispRecord(isGroup ? "LVMVG" : "LVMLV", VolumeFields, line);
+            dispRecord(isGroup ? GroupRecord : VolumeRecord, line);
             continue;
         }
         if (rows == diskrowcount) return;

@@ -3,7 +3,7 @@
 #include "collect/settings.h"
 #include "collect/voltext.h"
 #include "monitor/options.h"
-#include "monitor/report.h"
+#include "monitor/records.h"
 #include "monitor/reports.h"
 
 #include <cmath>
@@ -90,6 +90,14 @@ static constexpr TField<TChange> DeltaFields[] = {
     {{"dir", Form::Text, ""}, fsText<&TFS::dir>},
 };
 
+static constexpr TRecord<TChange> UsageRecord = {"fsinfo", UsageFields};
+static constexpr TRecord<TChange> DeltaRecord = {"FSDELTA", DeltaFields};
+
+void tellFSRecords(TRecordList& list) {
+    tellRecord(UsageRecord, list);
+    tellRecord(DeltaRecord, list);
+}
+
 // --- The report
 
 static void dispUsageTitles() {
@@ -97,7 +105,7 @@ static void dispUsageTitles() {
 }
 
 static void dispUsage(const TChange& row) {
-    if (shooting) return dispRecord("fsinfo", UsageFields, row);
+    if (shooting) return dispRecord(UsageRecord, row);
     dispCells(UsageColumns, row), sayText("  "), dispCells(MountColumns, row), sayText("\n");
 }
 
@@ -107,7 +115,7 @@ static void dispDeltaTitles() {
 }
 
 static void dispDelta(const TChange& row) {
-    if (shooting) return dispRecord("FSDELTA", DeltaFields, row);
+    if (shooting) return dispRecord(DeltaRecord, row);
     dispCells(UsageColumns, row), sayText(" / Delta : ");
     dispCells(DeltaColumns, row), sayText("  "), dispCells(MountColumns, row), sayText("\n");
 }

@@ -1,7 +1,7 @@
 // Processes that came or ended between two samples.
 #include "monitor/options.h"
 #include "monitor/proc.h"
-#include "monitor/report.h"
+#include "monitor/records.h"
 
 namespace {
 struct TLifeRow {
@@ -16,13 +16,20 @@ static constexpr TField<TLifeRow> LifeFields[] = {
     {{"pid", Form::Int, ""}, [](const TLifeRow& r) -> TValue { return r.proc.pid; }},
     {{"ppid", Form::Int, ""}, [](const TLifeRow& r) -> TValue { return r.proc.ppid; }},
 };
+static constexpr TRecord<TLifeRow> CreatedRecord = {"CPROC", LifeFields};
+static constexpr TRecord<TLifeRow> TerminatedRecord = {"TPROC", LifeFields};
+
+void tellLifeRecords(TRecordList& list) {
+    tellRecord(CreatedRecord, list);
+    tellRecord(TerminatedRecord, list);
+}
 
 const TProc* ExtraProcInfo(const TProcTable& table, const TProc* p, char CreatedOrTerminated) {
     constexpr int Most = 60; // characters of the command line
     const auto command = getCommand(table, *p, Most);
     const TLifeRow row{*p, Text<64>(command.text).add(command.dots)};
     const bool created = CreatedOrTerminated == 'C';
-    if (shooting) dispRecord(created ? "CPROC" : "TPROC", LifeFields, row);
+    if (shooting) dispRecord(created ? CreatedRecord : TerminatedRecord, row);
     else
         say("        %s \"%s\" [%s / PID %d / PPID %d]\n", created ? "++++ Created" : "---- Terminated",
             row.command.c_str(), p->user.c_str(), p->pid, p->ppid);

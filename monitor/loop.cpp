@@ -5,7 +5,7 @@
 #include "collect/system.h"
 #include "monitor/options.h"
 #include "monitor/probes.h"
-#include "monitor/report.h"
+#include "monitor/records.h"
 #include "monitor/reports.h"
 
 #include <algorithm>
@@ -81,9 +81,11 @@ static constexpr TField<TPass> TimeFields[] = {
      }},
     {{"milliseconds", Form::Milli, "ms"}, [](const TPass& p) -> TValue { return p.stamp.millis; }},
 };
+static constexpr TRecord<TPass> TimeRecord = {"TIME", TimeFields};
+static constexpr TRecord<TNothing> EndRecord = {"END_OF_INTERVAL", {}};
 
 static void dispTime(const TRun& run, const TPass& pass) {
-    if (shooting) return dispRecord("TIME", TimeFields, pass);
+    if (shooting) return dispRecord(TimeRecord, pass);
     if (run.ShowHeader != 1) return;
     sayText("------------------------------------------------------------------------------------------\n");
     say("TIME : %s.%03d [%d/#%d]\n", GetTimeString(pass.stamp.seconds).c_str(), pass.stamp.millis,
@@ -116,7 +118,7 @@ static void dispPass(const TRun& run, const TPass& pass) {
     if (run.ShowProtocolDelta > 0) disptcpext(pass.index(), pass.icur, pass.ipre);
     if (run.ShowFSDelta > 0) dispfs(pass.index(), pass.icur, pass.ipre);
     if (!shooting) sayText("\n");
-    else if (pass.timeindex > 0) sayText("^END_OF_INTERVAL$\n");
+    else if (pass.timeindex > 0) dispRecord(EndRecord, {});
 }
 
 // --- The pause
@@ -126,6 +128,7 @@ static constexpr TField<TRatio> RatioFields[] = {
     {{"elapsed", Form::Real6, "s"}, [](const TRatio& r) -> TValue { return r.elapsed; }},
     {{"pause", Form::Int, "us"}, [](const TRatio& r) -> TValue { return r.pause; }},
 };
+static constexpr TRecord<TRatio> RatioRecord = {"elapsedtime", RatioFields};
 
 // Quirk: compared as unsigned, so that a share above 100 % gives the longest pause instead of none. Seen by
 // tests/worlds/ratio-above-100.
@@ -140,8 +143,14 @@ static void rest(const TRun& run, const TPass& pass) {
     TRatio ratio{run.RatioInterval, getClock().value() - pass.rtime[pass.icur] - time4mapping - time4ip, 0};
     ratio.pause = getRatioPause(ratio.elapsed, ratio.percent);
     time4ip = time4mapping = 0;
-    if (shooting) dispRecord("elapsedtime", RatioFields, ratio);
+    if (shooting) dispRecord(RatioRecord, ratio);
     pauseFor(ratio.pause);
+}
+
+void tellIntervalRecords(TRecordList& list) {
+    tellRecord(TimeRecord, list);
+    tellRecord(EndRecord, list);
+    tellRecord(RatioRecord, list);
 }
 
 static void loop(const TRun& run) {

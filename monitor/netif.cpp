@@ -3,7 +3,7 @@
 #include "collect/order.h"
 #include "collect/settings.h"
 #include "monitor/options.h"
-#include "monitor/report.h"
+#include "monitor/records.h"
 #include "monitor/reports.h"
 
 namespace {
@@ -36,8 +36,12 @@ static constexpr TField<TAddressRow> AddressFields[] = {
     {{"broadcast", Form::Text, ""}, words<TAddressRow, broadcast>},
 };
 
+static constexpr TRecord<TAddressRow> AddressRecord = {"info,nif", AddressFields};
+// Closes the list.
+static constexpr TRecord<TNothing> EndRecord = {"info,end", {}};
+
 static void dispAddress(const TAddressRow& row) {
-    if (shooting) return dispRecord("info,nif", AddressFields, row);
+    if (shooting) return dispRecord(AddressRecord, row);
     dispCells(AddressColumns, row);
     sayText("\n");
 }
@@ -46,7 +50,7 @@ static void dispAddresses(const std::vector<TNetif>& netif) {
     if (!shooting && netif.size() > 1) sayText("\n"), dispTitles(AddressColumns), sayText("\n");
     for (auto& row : netif)
         for (int i = 0; i < row.ipcount; i++) dispAddress({row, i});
-    if (shooting) sayText("^info,end$\n");
+    if (shooting) dispRecord(EndRecord, {});
 }
 
 // --- Rates
@@ -86,7 +90,15 @@ static constexpr TField<TNetif> NetifFields[] = {
     {{"colls", Form::Real2, "/s"}, netifReal<&TNetif::colls>},
 };
 
-void dispNetifHeader() { dispHeader("NETIF", NetifFields); }
+static constexpr TRecord<TNetif> NetifRecord = {"NETIF", NetifFields, std::size(NetifFields)};
+
+void dispNetifHeader() { dispHeader(NetifRecord); }
+
+void tellNetifRecords(TRecordList& list) {
+    tellRecord(AddressRecord, list);
+    tellRecord(EndRecord, list);
+    tellRecord(NetifRecord, list);
+}
 
 static bool moved(const TNetif& r) {
     return r.rbytes + r.wbytes + r.rpackets + r.wpackets + r.rerrors + r.werrors + r.rdrop + r.wdrop + r.colls > 0;
@@ -105,7 +117,7 @@ static void dispRates(const TRanking& rows) {
 
 static void dispRateRecords(const TRanking& rows) {
     for (auto* row : rows)
-        if (moved(*row)) dispRecord("NETIF", NetifFields, *row);
+        if (moved(*row)) dispRecord(NetifRecord, *row);
 }
 
 // The busiest first, behind the total, which stays where it is.

@@ -2,7 +2,7 @@
 
 #include "collect/settings.h"
 #include "monitor/options.h"
-#include "monitor/report.h"
+#include "monitor/records.h"
 #include "monitor/reports.h"
 
 #include <algorithm>
@@ -111,9 +111,17 @@ static constexpr const char* StateTitles[] = {"ESTAB",     "LISTEN", "SYN_S",   
                                               "TIME_WAIT", "CLOSE",  "CLOSE_WAIT", "LAST_ACK", "CLOSING", "NA"};
 static_assert(std::size(StateTitles) == std::size(StateFields));
 
+static constexpr TRecord<TPortTable> StateRecord = {"TCP", StateFields, std::size(StateFields)};
+static constexpr TRecord<TPortRow> PortRecord = {"PORT", PortFields, std::size(PortFields)};
+
 void dispPortHeaders() {
-    dispHeader("TCP", StateFields);
-    dispHeader("PORT", PortFields);
+    dispHeader(StateRecord);
+    dispHeader(PortRecord);
+}
+
+void tellPortRecords(TRecordList& list) {
+    tellRecord(StateRecord, list);
+    tellRecord(PortRecord, list);
 }
 
 // --- The report
@@ -161,8 +169,8 @@ static void dispTable(const TPortTable& table) {
 // Quirk: records leave out the sockets with empty queues and have no limit; the table has neither rule. Seen by
 // tests/worlds/port-queues-records and port-queues-limit.
 static void dispRecords(const TPortTable& table) {
-    dispRecord("TCP", StateFields, table);
-    for (auto* row : getRanking(table, true, table.rows.size())) dispRecord("PORT", PortFields, TPortRow(table, *row));
+    dispRecord(StateRecord, table);
+    for (auto* row : getRanking(table, true, table.rows.size())) dispRecord(PortRecord, {table, *row});
 }
 
 static TPortTable& ports() {

@@ -1,7 +1,7 @@
 // The process report as records.
 #include "monitor/proc.h"
 #include "monitor/procrow.h"
-#include "monitor/report.h"
+#include "monitor/records.h"
 #include "monitor/reports.h"
 
 // --- The summary
@@ -25,11 +25,11 @@ static constexpr TField<TProcSummary> SummaryFields[] = {
     {{"filecount", Form::Int, ""}, total<&TProcTotals::FileCount>},
     // Quirk: three fields more than the header names: system calls per second, all, reading and writing. Seen by
     // tests/worlds/proc-table-records.
-    {{"", Form::Real2, "/s"}, [](const TProcSummary& s) -> TValue { return s.rsyscall + s.wsyscall; }},
-    {{"", Form::Real2, "/s"}, real<TProcSummary, &TProcSummary::rsyscall>},
-    {{"", Form::Real2, "/s"}, real<TProcSummary, &TProcSummary::wsyscall>},
+    {{"sysc", Form::Real2, "/s"}, [](const TProcSummary& s) -> TValue { return s.rsyscall + s.wsyscall; }},
+    {{"rsysc", Form::Real2, "/s"}, real<TProcSummary, &TProcSummary::rsyscall>},
+    {{"wsysc", Form::Real2, "/s"}, real<TProcSummary, &TProcSummary::wsyscall>},
 };
-static constexpr size_t SummaryNamed = std::size(SummaryFields) - 3;
+static constexpr TRecord<TProcSummary> SummaryRecord = {"PROCINFO", SummaryFields, std::size(SummaryFields) - 3};
 
 // --- A process
 
@@ -72,6 +72,7 @@ static constexpr TField<TPIDRow> PIDFields[] = {
     {{"command", Form::Text, ""}, name<&TProc::cmd>},
     {{"arg", Form::Text, ""}, [](const TPIDRow& r) -> TValue { return r.arg.view(); }},
 };
+static constexpr TRecord<TPIDRow> PIDRecord = {"PID", PIDFields, std::size(PIDFields)};
 
 static void dispProcess(const TTop& top, const TProcTable& table) {
     constexpr size_t Most = 255, Cut = 252; // characters; a longer command line ends with three dots
@@ -79,19 +80,23 @@ static void dispProcess(const TTop& top, const TProcTable& table) {
     const auto arg = table.arg(*top.cur);
     if (arg.size() < Most) row.arg = arg;
     else row.arg.add(arg.substr(0, Cut)).add("...");
-    dispRecord("PID", PIDFields, row);
+    dispRecord(PIDRecord, row);
 }
 
 void dispProcHeaders() {
-    dispHeader("PROCINFO", SummaryFields, SummaryNamed);
-    dispHeader("PID", PIDFields);
+    dispHeader(SummaryRecord);
+    dispHeader(PIDRecord);
     dispDescriptorHeader();
+}
+
+void tellProcRecords(TRecordList& list) {
+    tellRecord(SummaryRecord, list);
+    tellRecord(PIDRecord, list);
 }
 
 void dispProcRecords(const TProcReport& report, const TProcView& view) {
     if (view.CallingIndex > 0)
-        dispRecord("PROCINFO", SummaryFields,
-                   {view.cur.proccount, report.totals, report.totalrsyscall, report.totalwsyscall});
+        dispRecord(SummaryRecord, {view.cur.proccount, report.totals, report.totalrsyscall, report.totalwsyscall});
     for (auto* top : report.ranked) {
         if (isSelected(*top, view)) dispProcess(*top, view.cur);
         dispDescriptorRecords(*top, view);

@@ -93,7 +93,7 @@ public:
 
 // What a reader of records needs to know of a field.
 struct TFieldInfo {
-    const char* key; // its name in the header record
+    const char* key; // its name, in the header record too
     Form form;
     const char* unit; // of the value: "KB", "bytes/s", "%"; "" for a count or a text
 };
@@ -130,22 +130,27 @@ template <typename Row, auto Value> TValue words(const Row& row) {
     else return Value(row);
 }
 
+// A kind of record. `announced`: how many of its fields the header record names; 0: it has none.
+template <typename Row> struct TRecord {
+    std::string_view tag; // with a comma when it is one of several kinds that share their first word
+    std::span<const TField<Row>> fields;
+    size_t announced = 0;
+};
+
+// The row of a record without fields.
+struct TNothing {};
+
 // "^TAG,field,...$"
-template <typename Row> void dispRecord(std::string_view tag, std::span<const TField<Row>> fields, const Row& row) {
-    sayText("^"), sayText(tag);
-    for (auto& field : fields) sayText(","), field.value(row).say(field.info.form);
+template <typename Row> void dispRecord(const TRecord<Row>& record, const Row& row) {
+    sayText("^"), sayText(record.tag);
+    for (auto& field : record.fields) sayText(","), field.value(row).say(field.info.form);
     sayText("$\n");
 }
-template <typename Row, size_t N>
-void dispRecord(std::string_view tag, const TField<Row> (&fields)[N], const Row& row) {
-    dispRecord(tag, std::span<const TField<Row>>(fields), row);
-}
 
-// "^tag,key,...$": the names of a record's first `announced` fields, under the tag in small letters.
-template <typename Row, size_t N>
-void dispHeader(std::string_view tag, const TField<Row> (&fields)[N], size_t announced = N) {
+// "^tag,key,...$": the names of the announced fields, under the tag in small letters.
+template <typename Row> void dispHeader(const TRecord<Row>& record) {
     sayText("^");
-    for (char c : tag) say("%c", c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-    for (size_t i = 0; i < announced; i++) say(",%s", fields[i].info.key);
+    for (char c : record.tag) say("%c", c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+    for (auto& field : record.fields.first(record.announced)) say(",%s", field.info.key);
     sayText("$\n");
 }

@@ -2,7 +2,7 @@
 
 #include "collect/settings.h"
 #include "monitor/options.h"
-#include "monitor/report.h"
+#include "monitor/records.h"
 #include "monitor/reports.h"
 
 namespace {
@@ -40,19 +40,27 @@ static constexpr TField<TCounter> DeltaFields[] = {
     {{"delta", Form::Real2, "/s"}, real<TCounter, valueIn<&TNetstat::delta>>},
 };
 
+static constexpr TRecord<TCounter> StartRecord = {"N0STAT", StartFields, std::size(StartFields)};
+static constexpr TRecord<TCounter> DeltaRecord = {"NSTAT", DeltaFields, std::size(DeltaFields)};
+
 void dispProtocolHeaders() {
-    dispHeader("N0STAT", StartFields);
-    dispHeader("NSTAT", DeltaFields);
+    dispHeader(StartRecord);
+    dispHeader(DeltaRecord);
+}
+
+void tellProtocolRecords(TRecordList& list) {
+    tellRecord(StartRecord, list);
+    tellRecord(DeltaRecord, list);
 }
 
 static void dispStart(const TNetstatSlots& snmp, int icur) {
     for (size_t group = 0; group < snmp.size(); group++)
         for (auto& row : snmp[group].sample[icur])
-            if (row.curvalue > 0) dispRecord("N0STAT", StartFields, TCounter{NetstatNames[group], row});
+            if (row.curvalue > 0) dispRecord(StartRecord, {NetstatNames[group], row});
 }
 
 static void dispChange(const TCounter& counter) {
-    if (shooting) return dispRecord("NSTAT", DeltaFields, counter);
+    if (shooting) return dispRecord(DeltaRecord, counter);
     dispCells(Columns, counter);
     sayText("\n");
 }

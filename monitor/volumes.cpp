@@ -3,7 +3,7 @@
 #include "collect/disk.h"
 #include "collect/voltext.h"
 #include "monitor/options.h"
-#include "monitor/report.h"
+#include "monitor/records.h"
 
 // --- Shares of a mount
 
@@ -264,38 +264,54 @@ static constexpr TField<TEntry<const TDisk>> DiskMapFields[] = {
     {{"fsname", Form::Text, ""}, label<&TLabels::fsname>},
 };
 
+static constexpr TRecord<TCount> GroupCount = {"vgcount", CountFields};
+static constexpr TRecord<TEntry<TVGData>> GroupRecord = {"vg", GroupFields};
+static constexpr TRecord<TCount> LogicalCount = {"lvcount", CountFields};
+static constexpr TRecord<TEntry<TLVData>> LogicalRecord = {"lv", LogicalFields};
+static constexpr TRecord<TEntry<TSegment>> LogicalSegmentRecord = {"lvseg", LogicalSegmentFields};
+static constexpr TRecord<TCount> MountCount = {"mountcount", CountFields};
+static constexpr TRecord<TEntry<TMount>> MountRecord = {"mount", MountFields};
+static constexpr TRecord<TCount> PhysicalCount = {"pvcount", CountFields};
+static constexpr TRecord<TEntry<TPVData>> PhysicalRecord = {"pv", PhysicalFields};
+static constexpr TRecord<TEntry<TSegment>> PhysicalSegmentRecord = {"pvseg", PhysicalSegmentFields};
+static constexpr TRecord<TCount> PathCount = {"pathcount", CountFields};
+static constexpr TRecord<TEntry<TMultipath>> PathRecord = {"path", PathFields};
+static constexpr TRecord<TEntry<TMemberDisk>> MemberRecord = {"pathmembers", MemberFields};
+static constexpr TRecord<TEntry<const TDisk>> DiskMapRecord = {"diskmap", DiskMapFields};
+static constexpr TRecord<TNothing> CompleteRecord = {"lvm,mapping,complete", {}};
+
+void tellVolumeRecords(TRecordList& list) {
+    const auto tell = [&](const auto&... records) { (tellRecord(records, list), ...); };
+    tell(GroupCount, GroupRecord, LogicalCount, LogicalRecord, LogicalSegmentRecord, MountCount, MountRecord,
+         PhysicalCount, PhysicalRecord, PhysicalSegmentRecord, PathCount, PathRecord, MemberRecord, DiskMapRecord,
+         CompleteRecord);
+}
+
 // A record for each row; `inner` prints what belongs to it.
-template <typename List, typename T, size_t N, typename Inner>
-static void recordAll(std::string_view tag, const TField<TEntry<T>> (&fields)[N], List& rows, int owner,
-                      const Inner& inner) {
+template <typename List, typename T, typename Inner>
+static void recordAll(const TRecord<TEntry<T>>& record, List& rows, int owner, const Inner& inner) {
     for (size_t i = 0; i < rows.size(); i++) {
         const int index = static_cast<int>(i);
-        dispRecord(tag, fields, TEntry<T>{owner, index, rows[i]});
+        dispRecord(record, {owner, index, rows[i]});
         inner(rows[i], index);
     }
 }
 
-template <typename List> static void recordCount(std::string_view tag, const List& rows) {
-    dispRecord(tag, CountFields, countOf(rows));
-}
-
 static void dispRecords(std::span<const TDisk> disks) {
     const auto nothing = [](auto&, int) {};
-    recordCount("vgcount", vglist);
-    recordAll("vg", GroupFields, vglist, 0, nothing);
-    recordCount("lvcount", lvlist);
-    recordAll("lv", LogicalFields, lvlist, 0,
-              [&](TLVData& v, int i) { recordAll("lvseg", LogicalSegmentFields, v.seg, i, nothing); });
-    recordCount("mountcount", mountlist);
-    recordAll("mount", MountFields, mountlist, 0, nothing);
-    recordCount("pvcount", pvlist);
-    recordAll("pv", PhysicalFields, pvlist, 0,
-              [&](TPVData& v, int i) { recordAll("pvseg", PhysicalSegmentFields, v.seg, i, nothing); });
-    recordCount("pathcount", pathlist);
-    recordAll("path", PathFields, pathlist, 0,
-              [&](TMultipath& p, int i) { recordAll("pathmembers", MemberFields, p.disk, i, nothing); });
-    recordAll("diskmap", DiskMapFields, disks, 0, nothing);
-    sayText("^lvm,mapping,complete$\n");
+    dispRecord(GroupCount, countOf(vglist));
+    recordAll(GroupRecord, vglist, 0, nothing);
+    dispRecord(LogicalCount, countOf(lvlist));
+    recordAll(LogicalRecord, lvlist, 0, [&](TLVData& v, int i) { recordAll(LogicalSegmentRecord, v.seg, i, nothing); });
+    dispRecord(MountCount, countOf(mountlist));
+    recordAll(MountRecord, mountlist, 0, nothing);
+    dispRecord(PhysicalCount, countOf(pvlist));
+    recordAll(PhysicalRecord, pvlist, 0,
+              [&](TPVData& v, int i) { recordAll(PhysicalSegmentRecord, v.seg, i, nothing); });
+    dispRecord(PathCount, countOf(pathlist));
+    recordAll(PathRecord, pathlist, 0, [&](TMultipath& p, int i) { recordAll(MemberRecord, p.disk, i, nothing); });
+    recordAll(DiskMapRecord, disks, 0, nothing);
+    dispRecord(CompleteRecord, {});
 }
 
 void dispVolumes(std::span<const TDisk> disks) {

@@ -35,6 +35,8 @@ static constexpr TField<TRow> Fields[] = {
     {{"number", Form::Int, ""}, whole<TRow, &TRow::number>},
 };
 
+static constexpr TRecord<TRow> Row = {"ROW", Fields, std::size(Fields)};
+
 TEST(Report, TitlesAndCells) {
     const TRow row{"sda", 1536, 7};
     EXPECT_EQ(printed([&] { dispTitles(Columns), sayText("\n"), dispCells(Columns, row); }),
@@ -66,8 +68,10 @@ TEST(Report, PlainNumbersKeepAllTheirDigits) {
 
 TEST(Report, RecordsAndTheirHeaders) {
     const TRow row{"a,b$", 1536.005, 4294967297};
-    EXPECT_EQ(printed([&] { dispRecord("ROW", Fields, row); }), "^ROW,a,b$,1536.01,1$\n"); // as it is, no quoting
-    EXPECT_EQ(printed([] { dispHeader("ROW", Fields), dispHeader("N0STAT", Fields, 2); }),
+    EXPECT_EQ(printed([&] { dispRecord(Row, row); }), "^ROW,a,b$,1536.01,1$\n"); // as it is, no quoting
+    EXPECT_EQ(printed([] {
+                  dispHeader(Row), dispHeader(TRecord<TRow>{"N0STAT", Fields, 2});
+              }),
               "^row,name,size,number$\n^n0stat,name,size$\n");
 }
 

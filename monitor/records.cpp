@@ -1,0 +1,10 @@
+#include "monitor/records.h"
+
+TRecordList allRecords() {
+    TRecordList list;
+    for (auto* tell :
+         {tellIntervalRecords, tellBasicRecords, tellProcRecords, tellDescriptorRecords, tellLifeRecords,
+          tellPortRecords, tellNetifRecords, tellProtocolRecords, tellDiskRecords, tellFSRecords, tellVolumeRecords})
+        tell(list);
+    return list;
+}
