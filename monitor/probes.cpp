@@ -3,35 +3,58 @@
 #include "collect/output.h"
 #include "collect/system.h"
 #include "monitor/options.h"
+#include "monitor/records.h"
+
+namespace {
+// What to say of something that this kernel does not supply.
+struct TLack {
+    const char* line; // of the table form
+    const char* tag;
+    const char* note;
+};
+} // namespace
 
 // Quirk: the two wordings differ in a letter here and a bracket there; scripts know both. Seen by
 // tests/worlds/probes-table and probes-records.
-static constexpr const char* NoPositions[] = {
+static constexpr TLack NoPositions = {
     "*** \"Delta of file position\" is not available.(No privilege or This linux version does not support "
     "/proc/[PID]/fdinfo directory.)\n",
-    "^info,Delta of file position,Not available.(No privilege or This linux version does not support "
-    "/proc/[PID]/fdinfo directory.)$\n",
+    "info,Delta of file position",
+    "Not available.(No privilege or This linux version does not support /proc/[PID]/fdinfo directory.)",
 };
-static constexpr const char* NoProcessIO[] = {
+static constexpr TLack NoProcessIO = {
     "*** \"Process I/O(Charactor/SystemCall/Bytes)\" is not available.(No privilege or This linux version does not "
     "support /proc/[PID]/io file.)\n",
-    "^info,Process I/O(Charactor/SystemCall/Bytes),Not available.(No privilege or This linux version does not support "
-    "/proc/[PID]/io file.)$\n",
+    "info,Process I/O(Charactor/SystemCall/Bytes)",
+    "Not available.(No privilege or This linux version does not support /proc/[PID]/io file.)",
 };
-static constexpr const char* NoVirtualMemory[] = {
+static constexpr TLack NoVirtualMemory = {
     "*** \"Virtual memory activities\" is not available.(No privilege or This linux version does not support "
     "/proc/vmstat file.)\n",
-    "^info,Virutal memory activities,Not available.(No privilege or This linux version does not support /proc/vmstat "
-    "file.)$\n",
+    "info,Virutal memory activities",
+    "Not available.(No privilege or This linux version does not support /proc/vmstat file.)",
 };
-static constexpr const char* NoDisks[] = {
+static constexpr TLack NoDisks = {
     "*** \"Disk activities\" is not available.(No privilege or This linux version does not support /proc/diskstats "
     "file.\n",
-    "^info,Disk activities,Not available.(No privilege or This linux version does not support /proc/diskstats "
-    "file.)$\n",
+    "info,Disk activities",
+    "Not available.(No privilege or This linux version does not support /proc/diskstats file.)",
 };
 
-static void tell(const char* const (&wordings)[2]) { sayText(wordings[shooting ? 1 : 0]); }
+static constexpr TField<TLack> LackFields[] = {
+    {{"note", Form::Text, ""}, [](const TLack& lack) -> TValue { return std::string_view(lack.note); }},
+};
+
+static TRecord<TLack> recordOf(const TLack& lack) { return {lack.tag, LackFields}; }
+
+void tellProbeRecords(TRecordList& list) {
+    for (auto* lack : {&NoPositions, &NoProcessIO, &NoVirtualMemory, &NoDisks}) tellRecord(recordOf(*lack), list);
+}
+
+static void tell(const TLack& lack) {
+    if (shooting) dispRecord(recordOf(lack), lack);
+    else sayText(lack.line);
+}
 
 void probeKernel() {
     uint64_t inode = 0;

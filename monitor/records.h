@@ -25,6 +25,8 @@ template <typename Row> void tellRecord(const TRecord<Row>& record, TRecordList&
 // --- What each source prints
 
 void tellIntervalRecords(TRecordList& list);
+void tellSystemInfoRecords(TRecordList& list);
+void tellProbeRecords(TRecordList& list);
 void tellBasicRecords(TRecordList& list);
 void tellProcRecords(TRecordList& list);
 void tellDescriptorRecords(TRecordList& list);
