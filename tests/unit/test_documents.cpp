@@ -1,0 +1,132 @@
+// What the documents say of the program is checked where it can be: run at the top of the tree.
+#include "monitor/options.h"
+
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace fs = std::filesystem;
+
+static std::string textOf(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file) << path;
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+static std::string manualLine(const TOption& option) {
+    const std::string letter(1, option.letter);
+    return option.argument ? ".BI \\-" + letter + " \" " : ".B \\-" + letter + "\n";
+}
+
+TEST(Documents, TheManualHasEveryOption) {
+    const auto manual = textOf("docs/wyrt.1");
+    const auto start = manual.find("\n.SH OPTIONS\n"), end = manual.find("\n.SH OUTPUT\n");
+    ASSERT_TRUE(start < end && end != manual.npos);
+    const auto options = manual.substr(start, end - start);
+    for (auto& option : Options)
+        EXPECT_NE(options.find(".TP\n" + manualLine(option)), options.npos) << "-" << option.letter;
+    size_t entries = 0;
+    for (size_t at = 0; (at = options.find("\n.TP\n", at)) != options.npos; at++) entries++;
+    EXPECT_EQ(entries, Options.size()); // and none that there is not
+}
+
+TEST(Documents, TheManualHasEverySection) {
+    const auto manual = textOf("docs/wyrt.1");
+    size_t at = 0;
+    for (auto section : {"NAME", "SYNOPSIS", "DESCRIPTION", "OPTIONS", "OUTPUT", "RECORDS", "FILES", "LIMITATIONS",
+                         "SECURITY", "EXAMPLES"}) {
+        at = manual.find("\n.SH " + std::string(section) + "\n", at);
+        ASSERT_NE(at, manual.npos) << section;
+    }
+    EXPECT_LT(manual.find(Version), manual.find('\n')); // in its first line
+}
+
+// --- Quirks: each names what would notice its loss
+
+// The comments of a source, their lines joined.
+static std::string commentsOf(const fs::path& path) {
+    std::string result;
+    std::istringstream lines(textOf(path));
+    for (std::string line; std::getline(lines, line);) {
+        const auto at = line.find("// ");
+        result += at == line.npos ? "\n" : line.substr(at + 2);
+    }
+    return result;
+}
+
+// The names behind "Seen by": worlds without their folder, and files.
+static std::vector<std::string> namesOf(std::string text) {
+    for (char& c : text)
+        if (c == '`' || c == ',') c = ' ';
+    std::vector<std::string> names;
+    std::istringstream words(text);
+    for (std::string word; words >> word;) {
+        const bool last = word.back() == '.' || word.back() == ')';
+        while (!word.empty() && (word.back() == '.' || word.back() == ')')) word.pop_back();
+        if (word.starts_with("tests/worlds/")) word.erase(0, 13);
+        if (!word.empty() && word != "to" && word != "and") names.push_back(word);
+        if (last) break;
+    }
+    return names;
+}
+
+static std::set<std::string> quirksIn(const std::string& text) {
+    constexpr std::string_view Mark = "Seen by ";
+    std::set<std::string> result;
+    for (size_t at = 0; (at = text.find(Mark, at)) != text.npos;) {
+        at += Mark.size();
+        for (auto& name : namesOf(text.substr(at, text.find('\n', at) - at))) result.insert(name);
+    }
+    return result;
+}
+
+static bool exists(const std::string& name) {
+    return name.starts_with("tests/") ? fs::exists(name) : fs::exists("tests/worlds/" + name + "/world");
+}
+
+TEST(Documents, WhatQuirksNameIsThere) {
+    const auto told = quirksIn(textOf("docs/quirks.md"));
+    EXPECT_GT(told.size(), 50U);
+    for (auto& name : told) EXPECT_TRUE(exists(name)) << name;
+    size_t sources = 0;
+    for (auto folder : {"collect", "monitor"})
+        for (auto& entry : fs::directory_iterator(folder)) {
+            sources++;
+            for (auto& name : quirksIn(commentsOf(entry.path()))) {
+                EXPECT_TRUE(exists(name)) << entry.path() << " names " << name;
+                EXPECT_TRUE(told.count(name)) << entry.path() << ": docs/quirks.md lacks " << name;
+            }
+        }
+    EXPECT_GT(sources, 30U);
+}
+
+// A quirk that names nothing would not be missed.
+TEST(Documents, EveryQuirkNamesATest) {
+    for (auto folder : {"collect", "monitor"})
+        for (auto& entry : fs::directory_iterator(folder)) {
+            std::istringstream text(commentsOf(entry.path()));
+            for (std::string comment; std::getline(text, comment);)
+                EXPECT_TRUE(comment.find("Quirk:") == comment.npos || comment.find("Seen by tests/") != comment.npos)
+                    << entry.path() << ": " << comment;
+        }
+    std::istringstream lines(textOf("docs/quirks.md"));
+    for (std::string line; std::getline(lines, line);)
+        EXPECT_TRUE(!line.starts_with("- ") || line.find("Seen by `") != line.npos) << line;
+}
+
+TEST(Documents, EveryWorldIsExplained) {
+    size_t worlds = 0;
+    for (auto& entry : fs::directory_iterator("tests/worlds")) {
+        if (!fs::exists(entry.path() / "world")) continue;
+        worlds++;
+        EXPECT_GT(textOf(entry.path() / "README").size(), 20U) << entry.path();
+    }
+    EXPECT_GT(worlds, 100U);
+}
