@@ -4,6 +4,9 @@
 #include "collect/system.h"
 #include "collect/words.h"
 
+#include <cerrno>
+#include <cstring>
+
 static constexpr size_t LineLimit = 1024;
 static constexpr double SectorBytes = 512; // whatever the device's own sectors have
 static constexpr double LeastSeconds = 1e-9;
@@ -43,19 +46,27 @@ bool getDiskLine(std::string_view line, TDisk& disk) {
     return true;
 }
 
+// A message about rows for which there is no memory; errno tells why.
+static void sayNoMemory(const char* what) {
+    say("Failed to get memory for %s [ENO(%d):%s]\n", what, errno, strerror(errno));
+}
+
+// The rows of this sample; false when there is no memory for them.
 // Quirk: a row keeps what the map said of its position in this slot, until it is labelled anew or takes over the labels
 // of the sample before: disks that change places show what belongs to the other. Seen by tests/worlds/disk-swapped.
-static void getDisks(std::vector<TDisk>& disks) {
+static bool getDisks(std::vector<TDisk>& disks) {
     static Contents text;
     size_t index = 0;
-    if (readFile("/proc/diskstats", text)) {
-        Lines lines(text.view(), LineLimit);
-        for (std::string_view line; lines.next(line);) {
-            if (index == disks.size()) disks.emplace_back();
-            if (getDiskLine(line, disks[index])) index++;
+    Lines lines(readFile("/proc/diskstats", text) ? text.view() : std::string_view{}, LineLimit);
+    for (std::string_view line; lines.next(line);) {
+        if (index == disks.size() && !addRow(disks)) {
+            sayNoMemory("disk");
+            return false;
         }
+        if (getDiskLine(line, disks[index])) index++;
     }
     disks.resize(index);
+    return true;
 }
 
 // --- Rates
@@ -128,10 +139,15 @@ static void addToVolumes(const TLabels& labels, const TDiskPerf& rate) {
 
 // --- The result
 
-// Devices are matched by position; one whose name has changed sits this interval out.
-static void getDiskRates(std::vector<TDisk>& now, const std::vector<TDisk>& before, double seconds,
+// False when there is no memory for the rows. Devices are matched by position; one whose name has changed sits this
+// interval out.
+static bool getDiskRates(std::vector<TDisk>& now, const std::vector<TDisk>& before, double seconds,
                          std::vector<TDiskRate>& rates) {
     static const TLabels None;
+    if (!makeRoom(rates, now.size() + 1)) {
+        sayNoMemory("topdisk");
+        return false;
+    }
     TDiskPerf total;
     rates.resize(1);
     for (size_t i = 0; i < now.size(); i++) {
@@ -147,6 +163,7 @@ static void getDiskRates(std::vector<TDisk>& now, const std::vector<TDisk>& befo
     for (auto& group : vglist) divide(group.perf);
     divide(total);
     rates[0] = {"Total", &None, total.count, total.count, total};
+    return true;
 }
 
 int getdisk(int CallingIndex, int icur, int ipre, double seconds, TDiskSlots& slots) {
@@ -154,7 +171,7 @@ int getdisk(int CallingIndex, int icur, int ipre, double seconds, TDiskSlots& sl
     auto& now = slots.sample[icur];
     auto& before = slots.sample[ipre];
     slots.result.clear();
-    getDisks(now);
+    if (!getDisks(now)) return 0;
     if (CallingIndex == 0) mapdisk(now);
     clearPerf(vglist), clearPerf(lvlist), clearPerf(pvlist), clearPerf(mountlist);
     // Quirk: without time between the samples the map is built again as well, and the message, which comes among
@@ -167,6 +184,5 @@ int getdisk(int CallingIndex, int icur, int ipre, double seconds, TDiskSlots& sl
         }
         return 0;
     }
-    getDiskRates(now, before, seconds, slots.result);
-    return static_cast<int>(slots.result.size());
+    return getDiskRates(now, before, seconds, slots.result) ? static_cast<int>(slots.result.size()) : 0;
 }

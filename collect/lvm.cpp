@@ -1,19 +1,20 @@
 // The reports of vgdisplay, lvdisplay -m and pvdisplay -m: blocks of lines "  VG Name               vg00".
 #include "collect/volumes.h"
 
+#include "collect/slots.h"
 #include "collect/voltext.h"
 #include "collect/words.h"
 
 static constexpr size_t LineLimit = 1024; // longer lines come in pieces, each taken for a line of its own
 
-// Calls `take` with every line that can hold a key, from its first non-blank on.
+// Calls `take` with every line that can hold a key, from its first non-blank on, until it returns false.
 template <typename Take> static void eachLine(std::string_view report, const Take& take) {
     constexpr size_t LeastLine = 8, LeastText = 11;
     Lines lines(report, LineLimit);
     for (std::string_view line; lines.next(line);) {
         if (line.size() < LeastLine) continue;
         const auto text = getfirst(cutLineEnd(line, LeastLine));
-        if (text.size() >= LeastText) take(text);
+        if (text.size() >= LeastText && !take(text)) return;
     }
 }
 
@@ -90,8 +91,14 @@ static constexpr TKey<TVGData> GroupKeys[] = {
 
 void getVolumeGroups(std::string_view report) {
     eachLine(report, [](std::string_view line) {
-        if (has(line, "VG Name")) vglist.emplace_back().name = getlast2(line);
-        else if (!vglist.empty()) takeLine(GroupKeys, vglist.back(), line);
+        if (has(line, "VG Name")) {
+            auto* vg = addRow(vglist);
+            if (!vg) return false;
+            vg->name = getlast2(line);
+        } else if (!vglist.empty()) {
+            takeLine(GroupKeys, vglist.back(), line);
+        }
+        return true;
     });
 }
 
@@ -101,8 +108,16 @@ template <auto Field> static constexpr auto lvLast = last<TLVData, Field>;
 template <auto Field> static constexpr auto lvRest = rest<TLVData, Field>;
 template <auto Field> static constexpr auto lvNumber = restNumber<TLVData, Field>;
 
-// The segment that the lines now speak of, null before the first.
-template <typename Row> static TSegment* current(Row& row) { return row.seg.empty() ? nullptr : &row.seg.back(); }
+// The segment that the lines now speak of, null before the first and when there was no memory for it.
+template <typename Row> static TSegment* current(Row& row) {
+    return row.seg.empty() || row.lost ? nullptr : &row.seg.back();
+}
+
+// A new segment with the extents that its line tells; most volumes have but one.
+template <typename Row> static void startSegment(Row& row, std::string_view extents, char kind) {
+    row.lost = !makeRoom(row.seg, row.seg.size() + 1, 1);
+    if (!row.lost) getextent(extents, kind, row.seg.emplace_back());
+}
 
 // Extents stand from a fixed column on, whether the tool writes "extent" or "extents".
 static std::string_view logicalExtents(std::string_view line) { return tail(line, 15); }
@@ -125,7 +140,7 @@ static void setReadAhead(TLVData& lv, std::string_view, std::string_view after) 
 // Quirk: the parts of a mirrored or RAID volume have "Logical extents" lines as well, and each opens a segment. Seen by
 // tests/worlds/disk-capture-lvm-rich.
 static void startLogical(TLVData& lv, std::string_view line, std::string_view) {
-    getextent(logicalExtents(line), 'L', lv.seg.emplace_back());
+    startSegment(lv, logicalExtents(line), 'L');
 }
 
 static void setPhysical(TLVData& lv, std::string_view line, std::string_view) {
@@ -163,13 +178,15 @@ void getLogicalVolumes(std::string_view report) {
         if (has(line, "LV Path")) {
             path = getlast2(line);
         } else if (has(line, "LV Name")) {
-            auto& lv = lvlist.emplace_back();
-            lv.name = getlast2(line);
-            lv.path = path;
+            auto* lv = addRow(lvlist);
+            if (!lv) return false;
+            lv->name = getlast2(line);
+            lv->path = path;
             path.clear();
         } else if (!lvlist.empty()) {
             takeLine(LogicalKeys, lvlist.back(), line);
         }
+        return true;
     });
 }
 
@@ -201,7 +218,7 @@ static void setExtentSize(TPVData& pv, std::string_view line, std::string_view a
 }
 
 static void startPhysical(TPVData& pv, std::string_view line, std::string_view) {
-    getextent(physicalExtents(line), 'P', pv.seg.emplace_back());
+    startSegment(pv, physicalExtents(line), 'P');
 }
 
 static constexpr TKey<TPVData> PhysicalKeys[] = {
@@ -231,11 +248,13 @@ static constexpr TKey<TPVData> PhysicalKeys[] = {
 void getPhysicalVolumes(std::string_view report) {
     eachLine(report, [](std::string_view line) {
         if (has(line, "PV Name")) {
-            auto& pv = pvlist.emplace_back();
-            pv.name = getlast2(line);
-            pv.lastname = getlast(line);
+            auto* pv = addRow(pvlist);
+            if (!pv) return false;
+            pv->name = getlast2(line);
+            pv->lastname = getlast(line);
         } else if (!pvlist.empty()) {
             takeLine(PhysicalKeys, pvlist.back(), line);
         }
+        return true;
     });
 }

@@ -2,6 +2,7 @@
 #include "collect/volumes.h"
 
 #include "collect/output.h"
+#include "collect/slots.h"
 #include "collect/system.h"
 #include "collect/voltext.h"
 
@@ -67,7 +68,9 @@ void getMounts() {
     TUnmounted unmounted;
     while (const auto* entry = table.next()) {
         const int index = static_cast<int>(mountlist.size());
-        auto& mount = mountlist.emplace_back();
+        auto* added = addRow(mountlist);
+        if (!added) return;
+        auto& mount = *added;
         mount.lastfsname = getlast(entry->mnt_fsname);
         mount.fsname = entry->mnt_fsname;
         mount.dir = entry->mnt_dir;

@@ -5,6 +5,7 @@
 //     | `- 0:0:0:0 sda 8:0  active ready running
 #include "collect/volumes.h"
 
+#include "collect/slots.h"
 #include "collect/voltext.h"
 #include "collect/words.h"
 
@@ -21,13 +22,13 @@ class TPathReader {
     Text<65> groupText;
 
     void link(TMultipath& device) const;
-    void startDevice(std::string_view line, size_t at);
+    bool startDevice(std::string_view line, size_t at);
     void setSize(TMultipath& device, std::string_view text);
     void addMember(TMultipath& device, std::string_view address);
 
 public:
     TPathReader();
-    void take(std::string_view line);
+    bool take(std::string_view line); // false: no memory, nothing more is read
 };
 } // namespace
 
@@ -43,8 +44,10 @@ void TPathReader::link(TMultipath& device) const {
 }
 
 // `at`: where " dm-" stands.
-void TPathReader::startDevice(std::string_view line, size_t at) {
-    auto& device = pathlist.emplace_back();
+bool TPathReader::startDevice(std::string_view line, size_t at) {
+    auto* added = addRow(pathlist);
+    if (!added) return false;
+    auto& device = *added;
     group = -1;
     std::fill(std::begin(size), std::end(size), '\0');
     const auto text = getfirst(line);
@@ -61,6 +64,7 @@ void TPathReader::startDevice(std::string_view line, size_t at) {
     delspace(getnext(line.substr(at + 2)), std::span(word).first<255>());
     device.desc = word;
     link(device);
+    return true;
 }
 
 // Quirk: a word that ends with the line is not terminated, so that of a size told before, what is longer stays. Seen by
@@ -73,7 +77,7 @@ void TPathReader::setSize(TMultipath& device, std::string_view text) {
 // `address`: the text from the first ':' of "0:0:0:0 sda 8:0  active ready running" on.
 void TPathReader::addMember(TMultipath& device, std::string_view address) {
     const auto text = getnext(tail(address, 3));
-    if (isNone(text)) return;
+    if (isNone(text) || !makeRoom(device.disk, device.disk.size() + 1, 4)) return;
     auto& member = device.disk.emplace_back();
     char word[32] = {};
     getstring(text, word);
@@ -83,19 +87,23 @@ void TPathReader::addMember(TMultipath& device, std::string_view address) {
     member.pathstate = group < 0 ? "-" : groupText.view();
 }
 
-void TPathReader::take(std::string_view line) {
+bool TPathReader::take(std::string_view line) {
     // Quirk: a path that is itself a device-mapper disk looks like a device, too. Seen by
     // tests/worlds/disk-map-multipath-odd.
     constexpr size_t HeaderFrom = 12; // a name and an identifier stand before " dm-"
     constexpr std::string_view Size = "size=";
     if (const auto at = line.find(" dm-", HeaderFrom); at != line.npos) return startDevice(line, at);
-    if (pathlist.empty()) return;
+    if (pathlist.empty()) return true;
     auto& device = pathlist.back();
-    const auto colon = line.find(':');
-    if (const auto at = line.find(Size); at != line.npos) return setSize(device, line.substr(at + Size.size()));
-    if (colon != line.npos) return addMember(device, line.substr(colon));
-    groupText = getnext(getfirst(line));
-    group++;
+    if (const auto at = line.find(Size); at != line.npos) {
+        setSize(device, line.substr(at + Size.size()));
+    } else if (const auto colon = line.find(':'); colon != line.npos) {
+        addMember(device, line.substr(colon));
+    } else {
+        groupText = getnext(getfirst(line));
+        group++;
+    }
+    return true;
 }
 
 void getMultipaths(std::string_view report) {
@@ -103,5 +111,5 @@ void getMultipaths(std::string_view report) {
     TPathReader reader;
     Lines lines(report, LineLimit);
     for (std::string_view line; lines.next(line);)
-        if (line.size() >= LeastLine) reader.take(cutLineEnd(line, LeastLine));
+        if (line.size() >= LeastLine && !reader.take(cutLineEnd(line, LeastLine))) return;
 }

@@ -16,15 +16,21 @@ template <typename T, typename R = T> struct Slots {
 };
 
 // Room for `n` rows (or bytes of a string). False, with errno set, when there is no memory for them: a report then goes
-// without its rows for one pass, and the run goes on.
-template <typename Rows> bool makeRoom(Rows& rows, size_t n) {
-    constexpr size_t Least = 16;
+// without its rows for one pass, and the run goes on. `least`: what the first room is for.
+template <typename Rows> bool makeRoom(Rows& rows, size_t n, size_t least = 16) {
     if (n <= rows.capacity()) return true;
     try {
-        rows.reserve(std::max({n, rows.capacity() * 2, Least}));
+        rows.reserve(std::max({n, rows.capacity() * 2, least}));
         return true;
     } catch (const std::bad_alloc&) {
         errno = ENOMEM;
         return false;
     }
+}
+
+// A new row at the end; null, and none of the rows is left, when there is no memory for it.
+template <typename Row> Row* addRow(std::vector<Row>& rows) {
+    if (makeRoom(rows, rows.size() + 1)) return &rows.emplace_back();
+    rows.clear();
+    return nullptr;
 }

@@ -53,7 +53,8 @@ struct TLVData {
     Text<64> RHS, curRHS; // read-ahead, sectors: as configured and as it is now
     int major = 0, minor = 0;
     std::vector<TSegment> seg;
-    Text<512> fsname; // "group-volume"
+    bool lost = false; // there was no memory for the segment last read
+    Text<512> fsname;  // "group-volume"
     int mount = NoLink;
     TDiskPerf perf;
 };
@@ -65,6 +66,7 @@ struct TPVData {
     int totalpe = 0, freepe = 0, allocatedpe = 0;
     Text<64> uuid;
     std::vector<TSegment> seg;
+    bool lost = false; // there was no memory for the segment last read
     TDiskPerf perf;
 };
 
@@ -124,7 +126,8 @@ void mapdisk(std::span<TDisk> disks);
 // Prints the map just built; the report sets it.
 extern void (*dispmap)(std::span<const TDisk> disks);
 
-// --- The parts of mapdisk. Each fills its own list, which is empty before, from the text of a command or a file.
+// --- The parts of mapdisk. Each fills its own list, which is empty before, from the text of a command or a file. It is
+// --- empty again when there is no memory for all of it; of the segments and paths in it those that fit are kept.
 
 void getVolumeGroups(std::string_view report);    // vgdisplay
 void getLogicalVolumes(std::string_view report);  // lvdisplay -m

@@ -1,6 +1,8 @@
 #include "collect/disk.h"
 #include "collect/system.h"
 #include "monitor/options.h"
+#include "tests/unit/made.h"
+#include "tests/unit/nomemory.h"
 #include "tests/world/world.h"
 
 #include <gtest/gtest.h>
@@ -399,4 +401,40 @@ TEST(Disk, LongLinesComeInPieces) {
     ASSERT_EQ(disks.slots.sample[0].size(), 2U);
     EXPECT_EQ(disks.slots.sample[0][0].name.view(), "sda");
     EXPECT_EQ(disks.slots.sample[0][1].name.view(), "sdb");
+}
+
+// --- No memory
+
+TEST(Disk, NoMemoryForTheDevices) {
+    NEEDS_ITS_HEAP();
+    Machine machine({"8 0 sda 1 2 3 4\n", "8 0 sda 2 3 4 5\n"});
+    Disks disks(machine);
+    disks.sample();
+    machine.next();
+    EXPECT_EQ(printed([&] {
+                  EXPECT_TRUE(withoutMemory(2048, [&] {
+                      const int count = getdisk(1, 1, 0, 1, disks.slots);
+                      flushOutput();
+                      return count == 0 && disks.slots.sample[1].empty() && disks.slots.result.empty();
+                  }));
+              }),
+              "Failed to get memory for disk [ENO(12):Cannot allocate memory]\n")
+        << "and no map is built";
+}
+
+TEST(Disk, NoMemoryForTheRates) {
+    NEEDS_ITS_HEAP();
+    Machine machine({"8 0 sda 1 2 3 4\n", "8 0 sda 2 3 4 5\n"});
+    Disks disks(machine);
+    disks.sample();
+    machine.next();
+    disks.slots.sample[1].reserve(1);
+    EXPECT_EQ(printed([&] {
+                  EXPECT_TRUE(withoutMemory(1024, [&] {
+                      const int count = getdisk(1, 1, 0, 1, disks.slots);
+                      flushOutput();
+                      return count == 0 && disks.slots.sample[1].size() == 1 && disks.slots.result.empty();
+                  }));
+              }),
+              "Failed to get memory for topdisk [ENO(12):Cannot allocate memory]\n");
 }

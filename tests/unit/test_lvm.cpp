@@ -1,5 +1,7 @@
 #include "collect/volumes.h"
 
+#include "tests/unit/nomemory.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -363,4 +365,48 @@ TEST_F(Lvm, EmptyReports) {
     getLogicalVolumes("\n\n\n");
     getPhysicalVolumes("\r\n");
     EXPECT_TRUE(vglist.empty() && lvlist.empty() && pvlist.empty());
+}
+
+// --- No memory
+
+TEST_F(Lvm, WithoutMemoryAListIsEmpty) {
+    NEEDS_ITS_HEAP();
+    for (auto get : {getVolumeGroups, getLogicalVolumes, getPhysicalVolumes}) {
+        vglist = std::vector<TVGData>();
+        lvlist = std::vector<TLVData>();
+        pvlist = std::vector<TPVData>();
+        vglist.reserve(1);
+        lvlist.reserve(1);
+        pvlist.reserve(1);
+        // The second one does not fit, and what follows it is not read.
+        EXPECT_TRUE(withoutMemory(512, [&] {
+            get("VG Name     a\nLV Name     a\nPV Name     a\nVG Name     b\nLV Name     b\nPV Name     b\n"
+                "VG Name     c\nLV Name     c\nPV Name     c\n");
+            return vglist.empty() && lvlist.empty() && pvlist.empty();
+        }));
+    }
+}
+
+TEST_F(Lvm, WithoutMemoryASegmentIsLost) {
+    NEEDS_ITS_HEAP();
+    lvlist.reserve(1);
+    pvlist.reserve(1);
+    EXPECT_TRUE(withoutMemory(256, [] {
+        getLogicalVolumes("LV Name     a\nLogical extents 0 to 4:\nPhysical volume\t/dev/sda\nType\t\tlinear\n"
+                          "LV UUID     u\n");
+        getPhysicalVolumes("PV Name     b\nPhysical extent 0 to 4:\nLogical volume\t/dev/vg/lv\nPV UUID     u\n");
+        return lvlist.size() == 1 && lvlist[0].seg.empty() && lvlist[0].uuid.view() == "u" && pvlist.size() == 1 &&
+               pvlist[0].seg.empty() && pvlist[0].uuid.view() == "u";
+    }));
+}
+
+TEST_F(Lvm, LinesOfALostSegmentDoNotReachTheOneBefore) {
+    NEEDS_ITS_HEAP();
+    lvlist.reserve(1);
+    lvlist.emplace_back().seg.emplace_back().name = "first";
+    EXPECT_TRUE(withoutMemory(256, [] {
+        getLogicalVolumes("Logical extents 5 to 9:\nPhysical extents 5 to 9:\nPhysical volume\t/dev/sdb\n");
+        const auto& seg = lvlist[0].seg;
+        return seg.size() == 1 && seg[0].name.view() == "first" && seg[0].lext[1] == 0 && seg[0].pext[1] == 0;
+    }));
 }

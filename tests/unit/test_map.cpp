@@ -1,5 +1,8 @@
 #include "collect/disk.h"
 
+#include "tests/unit/machine.h"
+#include "tests/unit/nomemory.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -153,4 +156,15 @@ TEST_F(Map, LabelsAreCut) {
     mount("sda1", "/dev/" + path, "/" + path);
     EXPECT_EQ(labelled("sda1").fsname.view(), ("/" + path).substr(0, 255));
     EXPECT_EQ(labelled("sda1").lvname.view(), ("/dev/" + path).substr(0, 255));
+}
+
+TEST_F(Map, WithoutMemoryThereAreNoMounts) {
+    NEEDS_ITS_HEAP();
+    Machine machine("file /etc/mtab <<END\na /a x rw\nb /b x rw\nc /c x rw\nEND\n");
+    mountlist = std::vector<TMount>();
+    mountlist.reserve(1);
+    EXPECT_TRUE(withoutMemory(16384, [] {
+        getMounts();
+        return mountlist.empty();
+    }));
 }

@@ -1,5 +1,7 @@
 #include "collect/volumes.h"
 
+#include "tests/unit/nomemory.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -195,4 +197,23 @@ TEST_F(Multipath, LongLinesComeInPieces) {
     EXPECT_EQ(pathlist[0].desc.view(), repeated('d', 254));
     EXPECT_EQ(pathlist[0].disk[0].pathindex, 0);
     EXPECT_EQ(pathlist[0].disk[0].pathstate.view(), ""); // of a single word
+}
+
+TEST_F(Multipath, WithoutMemoryTheListIsEmpty) {
+    NEEDS_ITS_HEAP();
+    pathlist = std::vector<TMultipath>();
+    pathlist.reserve(1);
+    EXPECT_TRUE(withoutMemory(512, [] {
+        getMultipaths("mpatha (36) dm-0 A,B\nmpathb (37) dm-1 A,B\nmpathc (38) dm-2 A,B\n");
+        return pathlist.empty();
+    }));
+}
+
+TEST_F(Multipath, WithoutMemoryAMemberIsMissing) {
+    NEEDS_ITS_HEAP();
+    pathlist.reserve(1);
+    EXPECT_TRUE(withoutMemory(512, [] {
+        getMultipaths(Report);
+        return pathlist.size() == 1 && pathlist[0].size.view() == "300M" && pathlist[0].disk.empty();
+    }));
 }
