@@ -2,6 +2,7 @@
 
 #include "collect/voltext.h"
 #include "tests/unit/machine.h"
+#include "tests/unit/nomemory.h"
 
 #include <gtest/gtest.h>
 
@@ -115,4 +116,26 @@ TEST(Fs, ChangesPerSecond) {
     EXPECT_EQ(fs.result[2].totalsize, 0) << "beyond the sample before";
     ASSERT_EQ(getfs(4, 0, 1, 0, fs), 3);
     EXPECT_EQ(fs.result[1].totalsize, 0) << "no time has passed";
+}
+
+// --- No memory
+
+TEST(Fs, WithoutMemoryThereAreNoRows) {
+    NEEDS_ITS_HEAP();
+    constexpr size_t Most = 500;
+    std::string lines;
+    for (size_t i = 0; i < Most; i++) lines += "a /a x rw\n";
+    Machine machine(mounts(lines) + "fs /a 1024 1000 500 400 50 40\n");
+    TFSSlots fs;
+    getfs(0, 0, 1, 0, fs);
+    EXPECT_EQ(printed([&] {
+                  EXPECT_TRUE(withoutMemory(
+                      8192, [&] { return getfs(1, 1, 0, 1, fs) == 0 && fs.sample[1].empty() && fs.result.empty(); }));
+                  fs.sample[1].reserve(Most);
+                  fs.result = std::vector<decltype(fs.result)::value_type>(); // without its room
+                  EXPECT_TRUE(withoutMemory(8192, [&] {
+                      return getfs(1, 1, 0, 1, fs) == 0 && fs.sample[1].size() == Most && fs.result.empty();
+                  }));
+              }),
+              "");
 }

@@ -2,6 +2,7 @@
 
 #include "collect/settings.h"
 #include "tests/unit/machine.h"
+#include "tests/unit/nomemory.h"
 
 #include <gtest/gtest.h>
 
@@ -13,9 +14,7 @@
 #include <sstream>
 #include <vector>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 // --- Lines of /proc/net/dev
@@ -449,31 +448,33 @@ TEST(Netif, TheOrderOfRates) {
 
 // --- No memory
 
-#if !defined(__SANITIZE_ADDRESS__)
-TEST(Netif, WithoutMemoryTheRunGoesOn) {
-    std::string lines;
-    for (int i = 0; i < 50000; i++) lines += row("e", i);
-    Machine machine(device(lines));
-    // In a process of its own, whose memory may not grow by what the rows take.
-    const auto run = [&] {
-        TNetifSlots netif;
-        size_t pages = 0; // in use by now
-        std::ifstream("/proc/self/statm") >> pages;
-        const rlim_t most = pages * static_cast<size_t>(getpagesize()) + (16U << 20U);
-        const rlimit limit{most, most};
-        setrlimit(RLIMIT_AS, &limit);
-        const int count = getnetif(1, 0, 1, 1, netif);
-        flushOutput();
-        _exit(count == 0 && netif.sample[0].empty() ? 0 : 1);
-    };
-    testing::internal::CaptureStdout();
-    fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) run();
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+TEST(Netif, NoMemoryForTheInterfaces) {
+    NEEDS_ITS_HEAP();
+    Machine machine(device(row("eth0", 1)));
+    TNetifSlots netif;
+    getnetif(0, 0, 1, 0, netif);
+    EXPECT_EQ(printed([&] {
+                  EXPECT_TRUE(withoutMemory(2048, [&] {
+                      const int count = getnetif(1, 1, 0, 1, netif);
+                      flushOutput();
+                      return count == 0 && netif.sample[1].empty() && netif.result.empty();
+                  }));
+              }),
               "Failed to get memory for netif [ENO(12):Cannot allocate memory]\n");
-    EXPECT_EQ(status, 0);
 }
-#endif
+
+TEST(Netif, NoMemoryForTheRates) {
+    NEEDS_ITS_HEAP();
+    Machine machine(device(row("eth0", 1)));
+    TNetifSlots netif;
+    getnetif(0, 0, 1, 0, netif);
+    netif.sample[1].reserve(1);
+    EXPECT_EQ(printed([&] {
+                  EXPECT_TRUE(withoutMemory(2048, [&] {
+                      const int count = getnetif(1, 1, 0, 1, netif);
+                      flushOutput();
+                      return count == 0 && netif.sample[1].size() == 1 && netif.result.empty();
+                  }));
+              }),
+              "Failed to get memory for topnet [ENO(12):Cannot allocate memory]\n");
+}

@@ -1,6 +1,7 @@
 #include "collect/tcpext.h"
 
 #include "tests/unit/machine.h"
+#include "tests/unit/nomemory.h"
 
 #include <gtest/gtest.h>
 
@@ -162,4 +163,40 @@ TEST(Tcpext, ChangesOfTheLeadingRunOfEqualNames) {
     gettcpext(5, 1, 0, 1, snmp);
     EXPECT_EQ(snmp[2].result.size(), 1U);
     EXPECT_EQ(snmp[3].result.size(), 0U) << "none twice";
+}
+
+// --- No memory
+
+TEST(Tcpext, NoMemoryForTheCounters) {
+    NEEDS_ITS_HEAP();
+    Machine machine(file("snmp", Snmp));
+    TNetstatSlots snmp;
+    gettcpext(0, 0, 1, 1, snmp);
+    snmp[0].sample[1].reserve(1);
+    EXPECT_EQ(printed([&] {
+                  EXPECT_TRUE(withoutMemory(512, [&] {
+                      gettcpext(1, 1, 0, 1, snmp);
+                      flushOutput();
+                      return snmp[0].sample[1].size() == 1 && snmp[1].sample[1].empty() && snmp[0].result.empty();
+                  }));
+              }),
+              "Failed to get memory for snmp index 1\n")
+        << "and nothing is compared";
+}
+
+TEST(Tcpext, NoMemoryForTheChanges) {
+    NEEDS_ITS_HEAP();
+    Machine machine(file("snmp", Snmp));
+    TNetstatSlots snmp;
+    gettcpext(0, 0, 1, 1, snmp);
+    for (auto& group : snmp) group.sample[1].reserve(1);
+    snmp[0].result.reserve(1);
+    EXPECT_EQ(printed([&] {
+                  EXPECT_TRUE(withoutMemory(512, [&] {
+                      gettcpext(1, 1, 0, 1, snmp);
+                      flushOutput();
+                      return snmp[0].result.size() == 1 && snmp[1].result.empty() && snmp[2].result.empty();
+                  }));
+              }),
+              "Failed to get memory for retsnmp index 1 [ERR(12):Cannot allocate memory]\n");
 }
