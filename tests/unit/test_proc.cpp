@@ -68,7 +68,8 @@ TEST_F(Processes, StatFieldsByTheirNumbers) {
 TEST_F(Processes, StatLinesOfEveryLength) {
     std::string line = "1";
     for (int fields = 1; fields <= 62; fields++) {
-        const TStatLine stat(line + "\n");
+        const std::string text = line + "\n";
+        const TStatLine stat(text);
         EXPECT_EQ(stat.count(), std::min(fields, 60)) << line;
         TProc p;
         TThreadInfo t;
@@ -172,7 +173,7 @@ TEST_F(Processes, StatusKeysArePrefixesAndTheLastLineCounts) {
 }
 
 TEST_F(Processes, StatusPiecesOfALongLine) {
-    for (size_t length : {510, 511, 512}) { // with 511 characters in front of it the key begins a piece
+    for (size_t length : {510U, 511U, 512U}) { // with 511 characters in front of it the key begins a piece
         TProc p;
         getStatus(std::string(length, 'x') + "VmRSS: 9\n", p);
         EXPECT_EQ(p.VmRSS, length == 511 ? 9 : 0) << length;
