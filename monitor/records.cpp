@@ -2,9 +2,9 @@
 
 TRecordList allRecords() {
     TRecordList list;
-    for (auto* tell : {tellIntervalRecords, tellSystemInfoRecords, tellProbeRecords, tellBasicRecords, tellProcRecords,
-                       tellDescriptorRecords, tellLifeRecords, tellPortRecords, tellNetifRecords, tellProtocolRecords,
-                       tellDiskRecords, tellFSRecords, tellVolumeRecords})
+    for (auto* tell : {tellIntervalRecords, tellSystemInfoRecords, tellProbeRecords, tellBasicRecords, tellPortRecords,
+                       tellProcRecords, tellDescriptorRecords, tellLifeRecords, tellNetifRecords, tellDiskRecords,
+                       tellProtocolRecords, tellFSRecords, tellVolumeRecords})
         tell(list);
     return list;
 }
