@@ -199,6 +199,16 @@ TEST_F(Multipath, LongLinesComeInPieces) {
     EXPECT_EQ(pathlist[0].disk[0].pathstate.view(), ""); // of a single word
 }
 
+TEST_F(Multipath, APieceHas1023Characters) {
+    // The first piece is a path group, unless the colon is its last character; the member is in the second one.
+    for (size_t size : {1022U, 1023U}) {
+        pathlist.clear();
+        getMultipaths("mpatha (36005076801810001) dm-0 A,B\n" + repeated('x', size) + ":0:0:0 sda 8:0 active\n");
+        ASSERT_EQ(pathlist[0].disk.size(), 1U);
+        EXPECT_EQ(pathlist[0].disk[0].pathindex, size == 1022 ? -1 : 0) << size;
+    }
+}
+
 TEST_F(Multipath, WithoutMemoryTheListIsEmpty) {
     NEEDS_ITS_HEAP();
     pathlist = std::vector<TMultipath>();
