@@ -1,0 +1,27 @@
+// What lvdisplay -m prints.
+#include "collect/volumes.h"
+
+#include <cstdint>
+#include <cstdlib>
+
+static void check(bool good) {
+    if (!good) abort();
+}
+
+// Every text is a piece of the report, or empty: nothing comes from elsewhere.
+static bool isFrom(std::string_view report, std::string_view text) { return report.find(text) != report.npos; }
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string_view report(reinterpret_cast<const char*>(data), size);
+    lvlist.clear();
+    getLogicalVolumes(report);
+    for (auto& v : lvlist) {
+        for (std::string_view text :
+             {v.path.view(), v.name.view(), v.vgname.view(), v.uuid.view(), v.waccess.view(), v.status.view(),
+              v.lvsize.view(), v.allocation.view(), v.RHS.view(), v.curRHS.view()})
+            check(isFrom(report, text));
+        check(v.fsname.empty() || v.fsname.size() == v.vgname.size() + 1 + v.name.size());
+        for (auto& seg : v.seg) check(isFrom(report, seg.name) && isFrom(report, seg.type));
+    }
+    return 0;
+}
