@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 
 namespace {
@@ -167,4 +168,89 @@ TEST_F(Map, WithoutMemoryThereAreNoMounts) {
         getMounts();
         return mountlist.empty();
     }));
+}
+
+// --- Against searches through the lists in their order
+
+namespace {
+struct TStated {
+    std::string ext, vgname, lvname, fsname;
+    int vg = NoLink, lv = NoLink, pv = NoLink, mount = NoLink, path = NoLink;
+};
+} // namespace
+
+static void searchPaths(const TDisk& disk, TStated& found) {
+    for (size_t i = 0; i < pathlist.size() && found.path == NoLink; i++) {
+        auto& device = pathlist[i];
+        if (disk.name == Text<64>(device.name.view())) {
+            found.ext = device.name.view();
+            found.path = static_cast<int>(i);
+        } else {
+            for (auto& member : device.disk)
+                if (disk.name == member.name) {
+                    found.ext = std::string(device.name.view()) + " [Path" + std::to_string(member.pathindex) + "]";
+                    found.path = static_cast<int>(i);
+                    break;
+                }
+        }
+        if (found.path != NoLink) found.pv = device.pv;
+    }
+}
+
+template <typename Row, typename Match> static int firstOf(const std::vector<Row>& rows, const Match& match) {
+    for (size_t i = 0; i < rows.size(); i++)
+        if (match(rows[i])) return static_cast<int>(i);
+    return NoLink;
+}
+
+static TStated search(const TDisk& disk) {
+    TStated found;
+    searchPaths(disk, found);
+    if (found.pv == NoLink) found.pv = firstOf(pvlist, [&](auto& pv) { return pv.lastname == disk.name; });
+    if (found.pv != NoLink) found.vgname = pvlist[static_cast<size_t>(found.pv)].vgname.view();
+    found.lv = firstOf(lvlist, [&](auto& lv) { return lv.major == disk.major && lv.minor == disk.minor; });
+    if (found.lv != NoLink) {
+        auto& lv = lvlist[static_cast<size_t>(found.lv)];
+        found.lvname = std::string(lv.vgname.view()) + "/" + std::string(lv.name.view());
+        found.mount = lv.mount;
+    } else {
+        found.mount = firstOf(mountlist, [&](auto& mount) { return mount.lastfsname == disk.name; });
+        if (found.mount != NoLink) found.lvname = mountlist[static_cast<size_t>(found.mount)].fsname.view();
+    }
+    if (found.mount != NoLink) found.fsname = mountlist[static_cast<size_t>(found.mount)].dir.view();
+    if (!found.vgname.empty()) found.vg = firstOf(vglist, [&](auto& vg) { return vg.name.view() == found.vgname; });
+    return found;
+}
+
+TEST_F(Map, JoinsAreThoseOfSearchesInOrder) {
+    std::mt19937 random(20);
+    const auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    const auto name = [&] { return std::string(1, static_cast<char>('a' + below(9))); }; // few names: many of a kind
+    for (int round = 0; round < 3000; round++) {
+        SetUp();
+        for (int n = below(6); n > 0; n--) group(below(9) ? name() : "");
+        for (int n = below(6); n > 0; n--) physical(name(), below(9) ? name() : "");
+        for (int n = below(6); n > 0; n--)
+            mount(name(), std::string("/dev/").append(name()), std::string("/").append(name()));
+        for (int n = below(6); n > 0; n--)
+            logical(name(), name(), below(3), below(3),
+                    mountlist.empty() ? NoLink : below(static_cast<int>(mountlist.size()) + 1) - 1);
+        for (int n = below(5); n > 0; n--) {
+            auto& added = device(name(), pvlist.empty() ? NoLink : below(static_cast<int>(pvlist.size()) + 1) - 1);
+            for (int m = below(4); m > 0; m--) member(added, name(), below(3) - 1);
+        }
+        for (int n = 0; n < 10; n++) {
+            const auto& labels = labelled(name(), below(3), below(3));
+            const auto stated = search(disks[0]);
+            ASSERT_EQ(labels.ext.view(), stated.ext);
+            ASSERT_EQ(labels.vgname.view(), stated.vgname);
+            ASSERT_EQ(labels.lvname.view(), stated.lvname);
+            ASSERT_EQ(labels.fsname.view(), stated.fsname);
+            ASSERT_EQ(labels.vg, stated.vg);
+            ASSERT_EQ(labels.lv, stated.lv);
+            ASSERT_EQ(labels.pv, stated.pv);
+            ASSERT_EQ(labels.mount, stated.mount);
+            ASSERT_EQ(labels.path, stated.path);
+        }
+    }
 }
