@@ -62,6 +62,10 @@ static void getMountSpace(TMount& mount, const char* dir) {
     }
 }
 
+static void unlinkVolumes() {
+    for (auto& lv : lvlist) lv.mount = NoLink;
+}
+
 void getMounts() {
     MountTable table;
     if (!table.open("/etc/mtab")) return;
@@ -69,7 +73,7 @@ void getMounts() {
     while (const auto* entry = table.next()) {
         const int index = static_cast<int>(mountlist.size());
         auto* added = addRow(mountlist);
-        if (!added) return;
+        if (!added) return unlinkVolumes(); // the list is empty now
         auto& mount = *added;
         mount.lastfsname = getlast(entry->mnt_fsname);
         mount.fsname = entry->mnt_fsname;

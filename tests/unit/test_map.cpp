@@ -164,9 +164,10 @@ TEST_F(Map, WithoutMemoryThereAreNoMounts) {
     Machine machine("file /etc/mtab <<END\na /a x rw\nb /b x rw\nc /c x rw\nEND\n");
     mountlist = std::vector<TMount>();
     mountlist.reserve(1);
+    lvlist.emplace_back().fsname = "a"; // linked to the first mount before there is no room for the second
     EXPECT_TRUE(withoutMemory(16384, [] {
         getMounts();
-        return mountlist.empty();
+        return mountlist.empty() && lvlist[0].mount == NoLink;
     }));
 }
 
