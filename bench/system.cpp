@@ -46,12 +46,12 @@ static void readBare() {
 }
 
 static void showCost(const char* name, void (*act)()) {
-    std::vector<double> costs;
-    for (int round = 0; round < Rounds; round++)
-        costs.push_back(timed([&] {
-                            for (int i = 0; i < Samples; i++) act();
-                        }) /
-                        Samples);
+    std::vector<double> costs(Rounds);
+    for (auto& cost : costs)
+        cost = timed([&] {
+                   for (int i = 0; i < Samples; i++) act();
+               }) /
+               Samples;
     const double middle = median(costs); // sorts them
     fprintf(shown, "%-28s %8.3f ms %8.3f ms\n", name, costs[0], middle);
 }
@@ -107,11 +107,11 @@ static double wallMillis() {
 }
 
 template <typename Act> static double wallOf(const Act& act) {
-    std::vector<double> times;
-    for (int round = 0; round < Rounds; round++) {
+    std::vector<double> times(Rounds);
+    for (auto& time : times) {
         const double start = wallMillis();
         act();
-        times.push_back(wallMillis() - start);
+        time = wallMillis() - start;
     }
     return median(times);
 }
