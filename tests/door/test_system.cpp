@@ -47,7 +47,7 @@ static std::string pattern(size_t size) {
 
 // Around the buffer's sizes: what it has at first and what it grows to.
 TEST_F(System, ReadsFilesOfEverySize) {
-    for (size_t size : {0, 1, 16383, 16384, 16385, 32767, 32768, 32769, 200000, 10}) {
+    for (size_t size : {0U, 1U, 16383U, 16384U, 16385U, 32767U, 32768U, 32769U, 200000U, 10U}) {
         const auto content = pattern(size);
         const auto name = made("file", content);
         for (auto how : {Reading::Whole, Reading::Single}) {
@@ -65,7 +65,7 @@ TEST_F(System, ReadsFilesOfEverySize) {
 TEST_F(System, ReadsAtMostWhatIsAsked) {
     const auto content = pattern(40000);
     const auto name = made("file", content);
-    for (size_t most : {0, 1, 16383, 16384, 16385, 39999, 40000, 40001}) {
+    for (size_t most : {0U, 1U, 16383U, 16384U, 16385U, 39999U, 40000U, 40001U}) {
         ASSERT_TRUE(readFile(name.c_str(), text, Reading::Whole, most));
         EXPECT_EQ(text.view(), std::string_view(content).substr(0, most)) << most;
     }

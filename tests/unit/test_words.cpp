@@ -49,7 +49,7 @@ TEST(Lines, EqualFgetsOnRandomBytes) {
     for (int round = 0; round < 2000; round++) {
         std::string text;
         for (auto n = random() % 60; n > 0; n--) text += "ab \n\0c"[random() % 6];
-        for (size_t limit : {2, 3, 8, 61}) EXPECT_EQ(linesOf(text, limit), linesByFgets(text, limit)) << round;
+        for (size_t limit : {2U, 3U, 8U, 61U}) EXPECT_EQ(linesOf(text, limit), linesByFgets(text, limit)) << round;
     }
 }
 
