@@ -55,6 +55,7 @@ inline Load::Load(const char* self, std::vector<std::string> options) {
     program.resize(program.rfind('/') + 1);
     options.insert(options.begin(), program + "bench-load");
     std::vector<char*> argv;
+    argv.reserve(options.size() + 1);
     for (auto& option : options) argv.push_back(option.data());
     argv.push_back(nullptr);
     int ready[2];

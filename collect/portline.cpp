@@ -8,7 +8,8 @@
 
 // As the kernel's digits are: capitals. Lower-case letters and anything else give what the subtraction gives.
 static int digitOf(char c) {
-    const int code = static_cast<signed char>(c);
+    int code = static_cast<unsigned char>(c);
+    if (code > 127) code -= 256; // characters have a sign on x86-64
     return code < 'A' ? code - '0' : code - 55;
 }
 

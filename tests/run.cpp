@@ -41,6 +41,7 @@ static void runHere(const fs::path& folder, const fs::path& out) {
     std::istringstream args(textOf(folder / "args"));
     for (std::string line; std::getline(args, line);) words.push_back(line);
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (auto& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
     redirect(STDOUT_FILENO, out / "stdout");

@@ -71,8 +71,11 @@ static TListing* openListing(const std::string& path) {
     const auto* node = world().find(path);
     if (node->kind != TNode::Dir) return errno = ENOTDIR, nullptr;
     auto* listing = new TListing{{{".", node->inode}, {"..", 1}}, 0};
-    for (auto& name : node->entries)
-        listing->entries.emplace_back(name, world().find(path == "/" ? "/" + name : path + "/" + name)->inode);
+    for (auto& name : node->entries) {
+        std::string entry = path == "/" ? "" : path;
+        entry.append("/").append(name);
+        listing->entries.emplace_back(name, world().find(entry)->inode);
+    }
     return listing;
 }
 

@@ -56,7 +56,8 @@ static int errnoByName(const std::string& name) {
         {"EISDIR", EISDIR}, {"ESTALE", ESTALE},
         {"EROFS", EROFS},   {"ENAMETOOLONG", ENAMETOOLONG},
         {"EBUSY", EBUSY},   {"EINVAL", EINVAL},
-        {"ENOSYS", ENOSYS}, {"EHOSTDOWN", EHOSTDOWN}, {"EFAULT", EFAULT},
+        {"ENOSYS", ENOSYS}, {"EHOSTDOWN", EHOSTDOWN},
+        {"EFAULT", EFAULT},
     };
     const auto known = Known.find(name);
     if (known == Known.end()) throw std::runtime_error("unknown error " + name);
