@@ -35,8 +35,9 @@ static constexpr TColumn<TDiskLine> DiskColumns[] = {
 template <auto Value> static TValue figure(const TDiskLine& line) { return line.perf.*Value; }
 template <auto Value> static TValue ofDisk(const TDiskLine& line) { return line.disk->*Value; }
 
-static constexpr TField<TDiskLine> DiskFields[] = {
-    {{"name", Form::Text, ""}, words<TDiskLine, &TDiskLine::name>},
+static constexpr TField<TDiskLine> NameField[] = {{{"name", Form::Text, ""}, words<TDiskLine, &TDiskLine::name>}};
+static constexpr TField<TDiskLine> IndexField[] = {{{"index", Form::Int, ""}, whole<TDiskLine, &TDiskLine::index>}};
+static constexpr TField<TDiskLine> ActivityFields[] = {
     {{"busy", Form::Real2, "%"}, figure<&TDiskPerf::time>},
     {{"rbytes", Form::Real2, "bytes/s"}, figure<&TDiskPerf::rbytes>},
     {{"wbytes", Form::Real2, "bytes/s"}, figure<&TDiskPerf::wbytes>},
@@ -47,6 +48,8 @@ static constexpr TField<TDiskLine> DiskFields[] = {
     {{"await", Form::Real2, "ms"}, figure<&TDiskPerf::await>},
     {{"svctm", Form::Real2, "ms"}, figure<&TDiskPerf::svctm>},
     {{"avgque", Form::Real2, ""}, figure<&TDiskPerf::avgq>},
+};
+static constexpr TField<TDiskLine> DiskPlaceFields[] = {
     {{"maj", Form::Int, ""}, ofDisk<&TDiskRate::major>},
     {{"min", Form::Int, ""}, ofDisk<&TDiskRate::minor>},
     {{"vg", Form::Text, ""}, words<TDiskLine, &TDiskLine::vgname>},
@@ -54,23 +57,13 @@ static constexpr TField<TDiskLine> DiskFields[] = {
     {{"lv", Form::Text, ""}, words<TDiskLine, &TDiskLine::lvname>},
     {{"multipath", Form::Text, ""}, [](const TDiskLine& line) -> TValue { return line.disk->labels->ext.view(); }},
 };
-
-static constexpr TField<TDiskLine> VolumeFields[] = {
-    {{"index", Form::Int, ""}, whole<TDiskLine, &TDiskLine::index>},
-    {{"busy", Form::Real2, "%"}, figure<&TDiskPerf::time>},
-    {{"rbytes", Form::Real2, "bytes/s"}, figure<&TDiskPerf::rbytes>},
-    {{"wbytes", Form::Real2, "bytes/s"}, figure<&TDiskPerf::wbytes>},
-    {{"rxfers", Form::Real2, "/s"}, figure<&TDiskPerf::rxfers>},
-    {{"wxfers", Form::Real2, "/s"}, figure<&TDiskPerf::wxfers>},
-    {{"rawait", Form::Real2, "ms"}, figure<&TDiskPerf::rtime>},
-    {{"wawait", Form::Real2, "ms"}, figure<&TDiskPerf::wtime>},
-    {{"await", Form::Real2, "ms"}, figure<&TDiskPerf::await>},
-    {{"svctm", Form::Real2, "ms"}, figure<&TDiskPerf::svctm>},
-    {{"avgque", Form::Real2, ""}, figure<&TDiskPerf::avgq>},
+static constexpr TField<TDiskLine> VolumePlaceFields[] = {
     {{"vg", Form::Text, ""}, words<TDiskLine, &TDiskLine::vgname>},
     {{"lv", Form::Text, ""}, words<TDiskLine, &TDiskLine::lvname>},
     {{"fs", Form::Text, ""}, words<TDiskLine, &TDiskLine::fsname>},
 };
+static constexpr auto DiskFields = joined(NameField, ActivityFields, DiskPlaceFields);
+static constexpr auto VolumeFields = joined(IndexField, ActivityFields, VolumePlaceFields);
 
 static constexpr TRecord<TDiskLine> DiskRecord = {"DISK", DiskFields, std::size(DiskFields)};
 static constexpr TRecord<TDiskLine> GroupRecord = {"LVMVG", VolumeFields};

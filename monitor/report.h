@@ -6,6 +6,8 @@
 #include "collect/words.h"
 #include "monitor/format.h"
 
+#include <algorithm>
+#include <array>
 #include <concepts>
 #include <cstdint>
 #include <span>
@@ -75,7 +77,7 @@ enum class Form {
     Two,    // %02d
     Hex7,   // %07X
     Letter, // one character
-    Text,   // as it is; may hold commas where it is the last field
+    Text,   // as it is, commas included
 };
 
 // A value on its way into a record.
@@ -101,6 +103,14 @@ template <typename Row> struct TField {
     TFieldInfo info;
     TValue (*value)(const Row&);
 };
+
+// Lists of fields one behind the other: what several records have in common is written once.
+template <typename Row, size_t... N> constexpr auto joined(const TField<Row> (&... parts)[N]) {
+    std::array<TField<Row>, (N + ...)> all{};
+    auto to = all.begin();
+    ((to = std::copy(std::begin(parts), std::end(parts), to)), ...);
+    return all;
+}
 
 // --- What a column or a field shows of its row: a member or a function of the row
 
