@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <unordered_map>
 
 static constexpr size_t TimeLimit = 256, DescriptionLimit = 64; // of the two lines, with the terminator
 
@@ -38,19 +39,31 @@ int32_t readDescriptionTime(std::string_view fileText) {
     return toInt(line);
 }
 
-// A process whose descriptions of that time, or a later one, may be its own.
-static bool isRunning(const TProcTable& table, int32_t pid, int32_t time) {
-    return std::any_of(table.procs.begin(), table.procs.end(),
-                       [=](const TProc& p) { return p.pid == pid && p.STime <= time; });
+// When the processes started, by pid.
+using TStarts = std::unordered_map<int32_t, int64_t>;
+
+static TStarts getStarts(const TProcTable& table) {
+    TStarts starts;
+    for (auto& p : table.procs) {
+        const auto [known, isNew] = starts.emplace(p.pid, p.STime);
+        if (!isNew) known->second = std::min(known->second, p.STime);
+    }
+    return starts;
 }
 
-static void cleanDescription(const std::string& path, int32_t pid, const TProcTable& table) {
+// A process whose descriptions of that time, or a later one, may be its own.
+static bool isRunning(const TStarts& starts, int32_t pid, int32_t time) {
+    const auto found = starts.find(pid);
+    return found != starts.end() && found->second <= time;
+}
+
+static void cleanDescription(const std::string& path, int32_t pid, const TStarts& starts) {
     static Contents text;
     constexpr size_t Most = 511; // one line
     if (!readFile(path.c_str(), text, Reading::Whole, Most))
         return sayMessage("[ERROR] Failed to open file(%s) [ENO(%d):%s]", path.c_str(), errno, strerror(errno));
     const int32_t time = readDescriptionTime(text.view());
-    if (time > 0 && isRunning(table, pid, time)) return;
+    if (time > 0 && isRunning(starts, pid, time)) return;
     say("Remove %s(started at %s) in desc directory for thread description\n", path.c_str(),
         GetTimeString(time).c_str());
     removeFile(path.c_str());
@@ -63,8 +76,9 @@ void cleanDescriptions(const TProcTable& table) {
             sayMessage("[ERROR] Failed to open thread desc directory [ENO(%d):%s]", errno, strerror(errno));
         return;
     }
+    const auto starts = getStarts(table);
     for (Directory::Entry entry; directory.next(entry);) {
         const int32_t pid = toInt(std::string_view(entry.name)); // "1234-5678", and 0 for "." and ".."
-        if (pid >= 1) cleanDescription(std::string("./desc/") + entry.name, pid, table);
+        if (pid >= 1) cleanDescription(std::string("./desc/") + entry.name, pid, starts);
     }
 }
