@@ -90,10 +90,18 @@ static void readAll(int fd, Contents& text, Reading how, size_t most) {
     }
 }
 
+namespace {
+// Closed also when there is no memory for what it holds.
+struct Opened {
+    int fd;
+    ~Opened() { close(fd); }
+};
+} // namespace
+
 static bool readOpened(int fd, Contents& text, Reading how, size_t most) {
     if (fd < 0) return false;
-    readAll(fd, text, how, most);
-    close(fd);
+    const Opened file{fd};
+    readAll(file.fd, text, how, most);
     return true;
 }
 

@@ -2,12 +2,14 @@
 #include "collect/system.h"
 
 #include "collect/output.h"
+#include "tests/unit/nomemory.h"
 
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <set>
 #include <string>
 #include <thread>
@@ -446,4 +448,20 @@ TEST_F(System, OnATerminal) {
     ASSERT_EQ(say(path("out")), 0);
     ASSERT_TRUE(readFile(path("out").c_str(), text));
     EXPECT_EQ(text.view(), "name \x1b[2J\x9b tail\n");
+}
+
+// A text that there is no memory for leaves no descriptor open.
+TEST(SystemMemory, ReadWithoutMemory) {
+    NEEDS_ITS_HEAP();
+    EXPECT_TRUE(withoutMemory(16384, [] {
+        const int before = dup(STDERR_FILENO);
+        close(before);
+        try {
+            Contents text;
+            readFile("/proc/self/stat", text);
+            return false;
+        } catch (const std::bad_alloc&) {
+            return dup(STDERR_FILENO) == before;
+        }
+    }));
 }
