@@ -1,6 +1,7 @@
 #include "collect/basic.h"
 
 #include "collect/output.h"
+#include "collect/slots.h"
 #include "collect/system.h"
 #include "collect/words.h"
 
@@ -52,15 +53,16 @@ static void getCoreLine(std::string_view line, std::vector<TCPU>& cpu) {
     if (scanCore(line, id, counters) <= 7) return;
     const auto value = [&](int column) { return static_cast<double>(counters[column]); };
     const size_t index = cpu.size();
-    auto& core = cpu.emplace_back();
-    core.id = id;
-    core.usr = value(0), core.nice = value(1), core.sys = value(2), core.idle = value(3), core.iowait = value(4);
-    core.irq = value(5), core.softirq = value(6);
+    auto* core = addRow(cpu);
+    if (!core) return;
+    core->id = id;
+    core->usr = value(0), core->nice = value(1), core->sys = value(2), core->idle = value(3), core->iowait = value(4);
+    core->irq = value(5), core->softirq = value(6);
     // Quirk: the row's position, not the number of columns, decides whether the last three are taken, so the first nine
     // cores never show a steal share. Seen by tests/worlds/basic-cores-steal.
-    if (index > 8) core.steal = value(7);
-    if (index > 9) core.guest = value(8);
-    if (index > 10) core.guest_nice = value(9);
+    if (index > 8) core->steal = value(7);
+    if (index > 9) core->guest = value(8);
+    if (index > 10) core->guest_nice = value(9);
 }
 
 void getStatLine(std::string_view line, TBasic& basic, std::vector<TCPU>& cpu) {

@@ -9,6 +9,7 @@
 #include "monitor/reports.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace {
@@ -109,14 +110,22 @@ static void dispProcessesAndPorts(const TRun& run, const TPass& pass) {
     }
 }
 
-static void dispPass(const TRun& run, const TPass& pass) {
-    if (pass.timeindex > 0) dispTime(run, pass);
+static void dispReports(const TRun& run, const TPass& pass) {
     if (ShowBasic == 1 || EachCoreCount > 0) dispbasic(pass.index(), pass.icur, pass.ipre);
     dispProcessesAndPorts(run, pass);
     if (netifrowcount > 0) dispnetif(pass.index(), pass.icur, pass.ipre);
     if (diskrowcount > 0) dispdisk(pass.index(), pass.icur, pass.ipre);
     if (run.ShowProtocolDelta > 0) disptcpext(pass.index(), pass.icur, pass.ipre);
     if (run.ShowFSDelta > 0) dispfs(pass.index(), pass.icur, pass.ipre);
+}
+
+static void dispPass(const TRun& run, const TPass& pass) {
+    if (pass.timeindex > 0) dispTime(run, pass);
+    try {
+        dispReports(run, pass);
+    } catch (const std::bad_alloc&) {
+        // The rest of this interval is lost; the next one may find memory.
+    }
     if (!shooting) sayText("\n");
     else if (pass.timeindex > 0) dispRecord(EndRecord, {});
 }

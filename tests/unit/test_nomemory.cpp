@@ -1,8 +1,10 @@
-// The process collector and its report when there is no memory for what they want to keep, and when the processes grow
-// faster than the room for them.
+// A run that finds no memory for what it wants to keep, above all the process collector and its report, and processes
+// that grow faster than the room for them.
+#include "collect/basic.h"
 #include "collect/output.h"
 #include "collect/proc.h"
 #include "collect/settings.h"
+#include "monitor/loop.h"
 #include "monitor/options.h"
 #include "monitor/proc.h"
 #include "monitor/reports.h"
@@ -10,9 +12,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <string>
+#include <vector>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -135,6 +139,49 @@ TEST_F(NoMemory, ForAThread) {
     EXPECT_EQ(getproclist(table, totals), 1);
     EXPECT_EQ(table.procs[0].curthrdbuf.count, 2U);
     EXPECT_EQ(totals.AllocatedThreadBuf, 1);
+}
+
+// The rows of the sample are lost, and nothing is said.
+TEST_F(NoMemory, ForACore) {
+    TBasic basic;
+    std::vector<TCPU> cpu;
+    const auto line = [&](int core) { getStatLine("cpu" + std::to_string(core) + " 1 2 3 4 5 6 7\n", basic, cpu); };
+    for (int core = 0; core < 16; core++) line(core);
+    ASSERT_EQ(cpu.size(), LeastRoom);
+    {
+        const NoRoom none(2 * LeastRoom, sizeof(TCPU));
+        line(16);
+    }
+    EXPECT_EQ(cpu.size(), 0U);
+    line(17);
+    ASSERT_EQ(cpu.size(), 1U);
+    EXPECT_EQ(cpu[0].id, 17);
+}
+
+// The interval ends where it was, and the next one begins as ever.
+TEST_F(NoMemory, InAnInterval) {
+    Made machine("text /proc/stat \"\"\ntext /proc/meminfo \"MemTotal: 8 kB\\n\"\nstep 1\nstep 2\n");
+    int opened = 0;
+    machine.world.watch = [&](const std::string& path) {
+        if (path == "/proc/meminfo" && ++opened == 2) throw std::bad_alloc();
+    };
+    const std::string output = apart([] {
+        procrowcount = -1, FDMonitoring = 0;
+        char program[] = "wyrt", basic[] = "-b", header[] = "-H", records[] = "-Z", count[] = "-c2";
+        char* argv[] = {program, basic, header, records, count, nullptr};
+        EXPECT_EQ(monitor(5, argv), 0);
+    });
+    std::string zeros;
+    for (int i = 0; i < 20; i++) zeros += ",0.00";
+    EXPECT_EQ(output.substr(output.find("^TIME")),
+              "^TIME,2,1,-30.01.01 00:00:02,000$\n"
+              "^END_OF_INTERVAL$\n"
+              "^TIME,4,2,-30.01.01 00:00:04,000$\n"
+              "^BASIC,0.00,0.00,0.00,0.00,0.00,0.00,0.00,0.00,0,0,0.00,0.00,0.00,8192.00,100.00" +
+                  zeros +
+                  "$\n"
+                  "^END_OF_INTERVAL$\n"
+                  "Complete\n");
 }
 
 // --- The report
