@@ -97,7 +97,7 @@ template <typename Row> static bool getShares(const Row& now, const Row& before,
 static void getCoreShares(const std::vector<TCPU>& now, const std::vector<TCPU>& before, double seconds,
                           std::vector<TCPU>& result) {
     result.clear();
-    if (now.size() != before.size()) return;
+    if (now.size() != before.size() || !makeRoom(result, now.size())) return;
     for (size_t i = 0; i < now.size() && now[i].id == before[i].id; i++) {
         TCPU core;
         if (!getShares(now[i], before[i], seconds, core)) break;

@@ -11,6 +11,9 @@
 #include <sstream>
 #include <string>
 
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
 #include <unistd.h>
 
 // A folder that is gone with its variable.
@@ -61,4 +64,21 @@ inline std::string printed(const std::function<void()>& act, int stream = STDOUT
     std::fclose(file);
     delete machine;
     return text;
+}
+
+// What `run` prints to both streams, in a process of its own: for what keeps its tables or settings for a whole run.
+template <typename Run> std::string apart(const Run& run) {
+    const auto alone = [&] {
+        const pid_t child = fork();
+        if (child == 0) {
+            dup2(STDOUT_FILENO, STDERR_FILENO);
+            run();
+            flushOutput();
+            _exit(0);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    };
+    return printed(alone);
 }

@@ -18,9 +18,6 @@
 #include <string>
 #include <vector>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 // --- Memory that is not there
 
 static size_t unavailable = SIZE_MAX; // allocations of so many bytes fail
@@ -77,23 +74,6 @@ static std::string processes(int from, int to) {
     std::string lines;
     for (int number = from; number < to; number++) lines += process(number);
     return lines;
-}
-
-// What `run` prints to both streams, in a process of its own: the report keeps its tables for the whole run.
-template <typename Run> static std::string apart(const Run& run) {
-    const auto fork1 = [&] {
-        const pid_t child = fork();
-        if (child == 0) {
-            dup2(STDOUT_FILENO, STDERR_FILENO);
-            run();
-            flushOutput();
-            _exit(0);
-        }
-        int status = -1;
-        waitpid(child, &status, 0);
-        EXPECT_EQ(status, 0);
-    };
-    return printed(fork1);
 }
 
 // Both calls of a pass; thresholds that let every process through.
@@ -182,6 +162,30 @@ TEST_F(NoMemory, InAnInterval) {
                   "$\n"
                   "^END_OF_INTERVAL$\n"
                   "Complete\n");
+}
+
+// The file that tells of so many cores, each busy for `ticks`.
+static std::string cores(int count, int ticks) {
+    std::string lines = "file /proc/stat <<END\n";
+    for (int id = 0; id < count; id++)
+        lines += "cpu" + std::to_string(id) + " " + std::to_string(ticks) + " 0 0 50 0 0 0 0 0 0\n";
+    return lines + "END\n";
+}
+static const std::string NoOtherFigures = "dir /proc/meminfo\ndir /proc/vmstat\n";
+
+// The rows of the interval are lost, the samples are not.
+TEST_F(NoMemory, ForSharesOfCores) {
+    Made machine(NoOtherFigures + cores(20, 100) + "step 1\n" + cores(20, 150) + "step 2\n" + cores(20, 250));
+    TBasicSlots slots;
+    getbasicperf(0, 0, 1, 1, slots), machine.world.pause(0);
+    {
+        const NoRoom none(20, sizeof(TCPU));
+        getbasicperf(1, 1, 0, 1, slots), machine.world.pause(0);
+    }
+    EXPECT_EQ(slots.cpu[2].size(), 0U);
+    getbasicperf(2, 0, 1, 1, slots);
+    ASSERT_EQ(slots.cpu[2].size(), 20U);
+    EXPECT_EQ(slots.cpu[2][19].usr, 100);
 }
 
 // --- The report
