@@ -166,6 +166,7 @@ static void loop(const TRun& run) {
     TPass pass;
     pass.rtime[pass.ipre] = getClock().value();
     while (anyReport(run)) {
+        tzset(); // the host's time zone may have changed: localtime_r alone keeps the one it first saw
         pass.stamp = getClock();
         pass.rtime[pass.icur] = pass.stamp.value();
         timediff = pass.rtime[pass.icur] - pass.rtime[pass.ipre];

@@ -1,6 +1,10 @@
 #include "monitor/loop.h"
 
+#include "tests/unit/made.h"
+
 #include <gtest/gtest.h>
+
+#include <string>
 
 // The work's seconds times (100 / percent - 1).
 TEST(Loop, RatioPause) {
@@ -38,4 +42,22 @@ TEST(Loop, PauseWrapsIn32Bits) {
     EXPECT_EQ(getRatioPause(4294.967296, 50), 100000U);
     EXPECT_EQ(getRatioPause(4295.467296, 50), 500000U);
     EXPECT_EQ(getRatioPause(1e300, 50), 100000U); // does not fit into 64 bits: the lowest number, whose low bits are 0
+}
+
+// A host's time zone may change while a run goes on: from the next interval on its times are shown.
+TEST(Loop, FollowsTheTimeZone) {
+    Made machine("clock 1457359509.000\ndir /proc/1/fdinfo\ndir /proc/1/io\ndir /proc/vmstat\ndir /proc/diskstats\n"
+                 "dir /proc/meminfo\ndir /proc/stat\nstep 1\nstep 2\n");
+    int passes = 0;
+    machine.world.watch = [&](const std::string& path) {
+        if (path == "/proc/stat" && ++passes == 2) setenv("TZ", "KST-9", 1);
+    };
+    const auto out = apart([] {
+        std::string words[] = {"wyrt", "-r", "-c", "2"};
+        char* argv[] = {words[0].data(), words[1].data(), words[2].data(), words[3].data(), nullptr};
+        optind = 0;
+        monitor(4, argv);
+    });
+    EXPECT_NE(out.find("TIME : 16.03.07 14:05:11.000 [1457359511/#1]\n"), out.npos) << out;
+    EXPECT_NE(out.find("TIME : 16.03.07 23:05:13.000 [1457359513/#2]\n"), out.npos) << out;
 }
