@@ -149,6 +149,8 @@ unsigned getRatioPause(double elapsed, int percent) {
 
 static void rest(const TRun& run, const TPass& pass) {
     if (run.RatioInterval <= 0) return pauseFor(static_cast<unsigned>(run.interval));
+    // Quirk: a volume map that was built before the loop is taken out of the first pass, too, which it was no part of.
+    // Seen by tests/worlds/ratio-map-at-start.
     TRatio ratio{run.RatioInterval, getClock().value() - pass.rtime[pass.icur] - time4mapping - time4ip, 0};
     ratio.pause = getRatioPause(ratio.elapsed, ratio.percent);
     time4ip = time4mapping = 0;

@@ -279,6 +279,12 @@ TEST(BasicRates, TheLastGoodIntervalStays) {
     idle.next(0.001);
     idle.next(2); // user, system and idle were all 0: no sample to compare with
     EXPECT_EQ(idle.slots.basic[2].usr, 0);
+    for (const std::string one : {"cpu  1 0 0 0", "cpu  0 0 1 0", "cpu  0 0 0 1"}) { // any of the three will do
+        Passes any(NoOthers + step(0, one + "\n") + step(1, "cpu  3 3 3 3\n"));
+        any.next(0.001);
+        any.next(2);
+        EXPECT_NE(any.slots.basic[2].usr, 0) << one;
+    }
 }
 
 TEST(BasicRates, LeadingRunOfCores) {
