@@ -52,10 +52,6 @@ template <typename Map, typename Key> static int find(const Map& index, const Ke
     return found == index.end() ? NoLink : found->second;
 }
 
-template <typename Row> static const Row* at(const std::vector<Row>& rows, int link) {
-    return link == NoLink ? nullptr : &rows[static_cast<size_t>(link)];
-}
-
 static uint64_t deviceNumber(int major, int minor) {
     return static_cast<uint64_t>(static_cast<uint32_t>(major)) << 32 | static_cast<uint32_t>(minor);
 }

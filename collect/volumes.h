@@ -11,6 +11,10 @@ struct TDisk;
 
 // A link to an entry of another list of the same map: its index there.
 constexpr int NoLink = -1;
+// What a link leads to, null: nothing.
+template <typename Row> const Row* at(const std::vector<Row>& rows, int link) {
+    return link == NoLink ? nullptr : &rows[static_cast<size_t>(link)];
+}
 
 // What the disks of a volume did in an interval, added up by the disk collector.
 struct TDiskPerf {

@@ -133,8 +133,8 @@ static void dispVolumeRow(const TDiskLine& line, bool isGroup) {
 static TDiskLine lineOf(const TVGData& vg, int index) { return {"VG", vg.perf, nullptr, index, vg.name, {}, {}}; }
 
 static TDiskLine lineOf(const TLVData& lv, int index) {
-    const auto dir = lv.mount == NoLink ? std::string_view() : mountlist[static_cast<size_t>(lv.mount)].dir.view();
-    return {"LV", lv.perf, nullptr, index, lv.vgname, lv.name, dir};
+    const auto* mount = at(mountlist, lv.mount);
+    return {"LV", lv.perf, nullptr, index, lv.vgname, lv.name, mount ? mount->dir.view() : std::string_view()};
 }
 
 // `rows`: how many volumes of both kinds were printed so far.
