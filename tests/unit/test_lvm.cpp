@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 static std::string repeated(char c, size_t count) { return std::string(count, c); }
 
@@ -133,11 +134,35 @@ TEST_F(Lvm, ValuesThatAreMissing) {
     EXPECT_EQ(vglist[0].freesize.view(), ""); // beyond the end of the line
 }
 
+// Of two keys in a line the one that stands first in the list decides, wherever it stands in the line: the other one
+// may as well not be there. `values` tells the record that a line makes.
+static void expectOrder(const std::vector<std::string>& keys, std::string (*values)(const std::string& line)) {
+    for (size_t first = 0; first < keys.size(); first++)
+        for (size_t second = first + 1; second < keys.size(); second++) {
+            const auto rest = "  " + keys[first] + "   7 / 77";
+            const auto alone = values(std::string(keys[second].size(), '.') + rest);
+            EXPECT_EQ(values(keys[second] + rest), alone) << keys[second] << " before " << keys[first];
+            EXPECT_NE(values(keys[second] + "  .........  7 / 77"), alone) << keys[second];
+        }
+}
+
+static std::string groupValues(const std::string& line) {
+    vglist.clear();
+    getVolumeGroups("VG Name               vg\n" + line + "\n");
+    const auto& v = vglist.at(0);
+    std::string all = v.name.c_str();
+    for (std::string_view text : {v.format.view(), v.access.view(), v.status.view(), v.vgsize.view(), v.pesize.view(),
+                                  v.allocsize.view(), v.freesize.view(), v.uuid.view()})
+        all.append(",").append(text);
+    for (int number : {v.maxlv, v.curlv, v.openlv, v.maxpv, v.curpv, v.actpv, v.totalpe, v.allocpe, v.freepe})
+        all.append(",").append(std::to_string(number));
+    return all;
+}
+
 TEST_F(Lvm, FirstKeyOfTheTableDecides) {
-    // "Format" is asked for before "VG Size", wherever both stand.
-    getVolumeGroups("VG Name               vg\nVG Size Format 12\n");
-    EXPECT_EQ(vglist[0].format.view(), "12");
-    EXPECT_EQ(vglist[0].vgsize.view(), "");
+    expectOrder({"Format", "Access", "Status", "MAX LV", "Cur LV", "Open LV", "MAX PV", "Cur PV", "Act PV", "VG Size",
+                 "PE Size", "Total PE", "Alloc PE / Size", "Free  PE / Size", "VG UUID"},
+                groupValues);
 }
 
 // --- Logical volumes
@@ -193,6 +218,37 @@ TEST_F(Lvm, VolumeAsTheToolPrintsIt) {
     EXPECT_EQ(v.seg[0].lext[1], 29);
     EXPECT_EQ(v.seg[0].pext[0], 5);
     EXPECT_EQ(v.seg[0].pext[1], 34);
+}
+
+static std::string extentsOf(const std::vector<TSegment>& segments) {
+    std::string all;
+    for (auto& s : segments) {
+        for (int number : {s.lext[0], s.lext[1], s.pext[0], s.pext[1]}) all.append(",").append(std::to_string(number));
+        all.append(",").append(s.name.view()).append(",").append(s.type.view());
+    }
+    return all;
+}
+
+static std::string volumeValues(const std::string& line) {
+    lvlist.clear();
+    getLogicalVolumes("LV Name               lv\nLogical extents 0 to 29:\n" + line + "\n");
+    const auto& v = lvlist.at(0);
+    std::string all = v.name.c_str();
+    for (std::string_view text : {v.vgname.view(), v.uuid.view(), v.waccess.view(), v.status.view(), v.lvsize.view(),
+                                  v.allocation.view(), v.RHS.view(), v.curRHS.view()})
+        all.append(",").append(text);
+    for (int number : {v.open, v.curle, v.segments, v.major, v.minor}) all.append(",").append(std::to_string(number));
+    return all + extentsOf(v.seg);
+}
+
+TEST_F(Lvm, FirstKeyOfAVolumeDecides) {
+    expectOrder({"VG Name", "LV UUID", "LV Write Access", "LV Status", "# open", "LV Size", "Current LE", "Allocation",
+                 "Read ahead sectors", "currently set to", "Block device", "Logical extent", "Physical extent",
+                 "Physical volume", "Type"},
+                volumeValues);
+    // "Segments" stands between "Current LE" and "Allocation" and sets its number only at the start of a line.
+    EXPECT_EQ(volumeValues("Segments  Current LE   7"), volumeValues("........  Current LE   7"));
+    EXPECT_EQ(volumeValues("Allocation  Segments   7"), volumeValues(".........."));
 }
 
 TEST_F(Lvm, SegmentsHeadingDecidesButDoesNothing) {
@@ -294,6 +350,24 @@ TEST_F(Lvm, PhysicalVolumeAsTheToolPrintsIt) {
     EXPECT_EQ(v.seg[1].lext[1], 0);
 }
 
+static std::string physicalValues(const std::string& line) {
+    pvlist.clear();
+    getPhysicalVolumes("PV Name               /dev/sdc\nPhysical extent 0 to 29:\n" + line + "\n");
+    const auto& v = pvlist.at(0);
+    std::string all = v.name.c_str();
+    for (std::string_view text :
+         {v.vgname.view(), v.pvsize.view(), v.notusable.view(), v.allocatable.view(), v.pesize.view(), v.uuid.view()})
+        all.append(",").append(text);
+    for (int number : {v.totalpe, v.freepe, v.allocatedpe}) all.append(",").append(std::to_string(number));
+    return all + extentsOf(v.seg);
+}
+
+TEST_F(Lvm, FirstKeyOfAPhysicalVolumeDecides) {
+    expectOrder({"VG Name", "PV Size", "Allocatable", "PE Size", "Total PE", "Free PE", "Allocated PE", "PV UUID",
+                 "Physical extent", "Logical extent", "Logical volume"},
+                physicalValues);
+}
+
 TEST_F(Lvm, SizeOfAPhysicalVolume) {
     static constexpr struct {
         std::string_view line, pvsize, notusable;
@@ -303,6 +377,7 @@ TEST_F(Lvm, SizeOfAPhysicalVolume) {
         {"PV Size   / not usable 1 MiB", "", "1 MiB"},
         {"PV Size   1/ not usable 1 MiB", "", "1 MiB"}, // the character before the '/' goes as well
         {"PV Size   8 MiB / not usable", "8 MiB", ""},
+        {"PV Size   8 MiB \t / not usable 1 MiB", "8 MiB", "1 MiB"},
         {"PV Size    ", "", ""},
     };
     for (auto& c : Cases) {

@@ -110,6 +110,9 @@ TEST_F(Multipath, SizeKeepsWhatTheNewOneDoesNotReach) {
     EXPECT_EQ(pathlist[1].size.view(), "7");
     getMultipaths("size=" + repeated('9', 40) + " x\n");
     EXPECT_EQ(pathlist[1].size.view(), repeated('9', 31));
+    getMultipaths("mpathc (36005076801810003) dm-2 QEMU\nsize=300M features='1'\n"
+                  "mpathd (36005076801810004) dm-3 QEMU\n            size=8\n"); // also behind another in a report
+    EXPECT_EQ(pathlist[3].size.view(), "8");
 }
 
 TEST_F(Multipath, NothingBeforeTheFirstDevice) {
@@ -149,6 +152,9 @@ TEST_F(Multipath, MemberLines) {
         {"  |- 1:0:0:0     sdb", "sdb", ""},
         {"  |- 1:0:0:0 sdb 8:16 [active][ready]", "sdb", "[active][ready]"},
         {"  |- 1:0:0:0 [sdb] 8:16 x y", "[sdb", "x y"},
+        // The name is the second word of what begins three characters behind the first ':'.
+        {"  |- here :b c sdb 8:16 x y", "sdb", "x y"},
+        {"  |- here :bc sdb 8:16 x y", "sdb", "x y"},
         {"  |- 1:0:0:0 " + repeated('n', 40) + " 8:16 " + repeated('p', 70), repeated('n', 31), repeated('p', 63)},
     };
     for (auto& c : Cases) {
