@@ -264,7 +264,8 @@ int getportinfo(int CallingIndex, TPortTable& table, TProcTable* processes, int 
     static Contents tcp, udp;
     if (CallingIndex == 0) table.rows.clear();
     try {
-        return getportrows(textOf("/proc/net/tcp", tcp), textOf("/proc/net/udp", udp), table, processes, reflen);
+        const auto tcpText = textOf("/proc/net/tcp", tcp), udpText = textOf("/proc/net/udp", udp); // in this order
+        return getportrows(tcpText, udpText, table, processes, reflen);
     } catch (const std::bad_alloc&) {
         table = {};
         say("Failed to get memory for port info [ENO(%d):%s]\n", ENOMEM, strerror(ENOMEM));
