@@ -122,7 +122,7 @@ static void askAddresses(TNetif& netif) {
 
 // Runs ifconfig as rarely as possible: for a name that its row did not have before.
 // Quirk: a row beyond those of the sample before has no addresses, and a name of one letter has none at the start. Seen
-// by tests/worlds/netif-appears and netif-short-name.
+// by tests/worlds/netif-appears, netif-file-gone and netif-short-name.
 static void setAddresses(int CallingIndex, const TNetif* before, TNetif& netif) {
     const bool first = CallingIndex == 0 && netif.name.size() > 1;
     if (first || (before && !(before->name == netif.name))) askAddresses(netif);
