@@ -245,7 +245,7 @@ TEST_F(Port, AMissingTableIsPassedOver) {
 TEST_F(Port, LinesOf1023Bytes) {
     const std::string twelve = "1: 2 3 4 5 6 7 8 9 10 11 12";
     for (size_t before : {size_t(1021), size_t(1022), size_t(1023), size_t(1024)}) {
-        // The thirteenth word begins behind so many bytes: from 1023 on it is not of the same piece, and no row is left.
+        // The thirteenth word begins behind so many bytes; from 1023 on it is of the next piece, and there is no row.
         Sockets machine({Header + twelve + std::string(before - twelve.size(), ' ') + "13 14\n"});
         TPortTable table;
         EXPECT_EQ(getportinfo(0, table, nullptr, 64), before < 1023 ? 1 : 0) << before;
