@@ -54,6 +54,12 @@ struct TThreadRow {
 };
 } // namespace
 
+// Clock ticks between the samples.
+static double getTicks(const TThreadInfo& now, const TThreadInfo& before) {
+    return (now.usr + now.sys) - before.usr - before.sys;
+}
+static double threadCPU(const TThreadRow& r) { return timediff > 0 ? getTicks(r.now, r.before) / timediff : 0; }
+
 // Unlike those of a process, the differences are summed before they are divided.
 template <auto... Fields> static double threadRate(const TThreadRow& r) {
     return timediff > 0 ? (... + (r.now.*Fields - r.before.*Fields)) / timediff : 0;
@@ -68,7 +74,7 @@ static constexpr TColumn<TThreadRow> ThreadColumns[] = {
     {"", 6, "", "] ", number<TThreadRow, [](const TThreadRow& r) { return r.now.pid; }>},
     {"", 10, "", " ", nothing},
     {"", 1, "", " ", [](const TThreadRow& r) -> TCell { return std::string_view(&r.now.status, 1); }},
-    {"", 6, "", " ", threadCount<&TCounters::usr, &TCounters::sys>},
+    {"", 6, "", " ", count<TThreadRow, threadCPU>},
     {"", 6, "", " ", threadCount<&TCounters::usr>},
     {"", 6, "", " ", threadCount<&TCounters::sys>},
     {"", 6, "", " ", threadBytes<&TCounters::rchar, &TCounters::wchar>, &processIO},
@@ -108,7 +114,7 @@ static void dispThreads(const TTop& top, const TProcView& view, int& lines) {
         } else if (p->threadid < q->threadid) {
             ++p;
         } else {
-            if ((p->usr + p->sys) - q->usr - q->sys >= least) {
+            if (getTicks(*p, *q) >= least) {
                 dispThread(*p, *q, *top.cur);
                 lines++;
             }
