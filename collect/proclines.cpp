@@ -148,7 +148,7 @@ static int32_t getFlags(std::string_view line) {
 void getFDInfo(std::string_view fileText, TFDInfo& fd) {
     Lines lines(fileText, FDInfoLineLimit);
     std::string_view line, rest;
-    if (lines.next(line) && afterKey(line, "pos:", rest)) fd.pos = toLong(skipBlanks(rest));
+    if (lines.next(line) && afterKey(line, "pos:", rest)) fd.pos = toLong(rest);
     if (lines.next(line) && line.starts_with("flags:")) fd.flags = getFlags(line);
 }
 

@@ -381,6 +381,12 @@ TEST_F(Processes, TargetsAreCutAt4095Characters) {
         EXPECT_EQ(table.dest(fd).size(), static_cast<size_t>(std::min<int64_t>(fd.fd, 4095)));
 }
 
+TEST_F(Processes, ATargetEndsAtANul) {
+    const Made machine(process(1) + "link /proc/1/fd/3 /a\\0b\n");
+    scan(1);
+    EXPECT_EQ(table.dest(table.fdinfo(table.procs[0])[0]), "/a");
+}
+
 TEST_F(Processes, IOIsReadOnlyWhereTheProbeFoundIt) {
     const Made machine(process(1, 2) + "text /proc/1/io \"rchar: 5\\n\"\nfile /proc/1/task/1/stat <<END\n" +
                        statOf("1") + "END\ntext /proc/1/task/1/io \"wchar: 6\\n\"\n");
