@@ -133,6 +133,16 @@ TEST_F(Processes, SmallOrUnknownPagesGiveNoMemory) {
     }
 }
 
+TEST_F(Processes, StartTimesAreDividedAsWholeNumbers) {
+    g_boottime = 0;
+    const auto start = [](const std::string& ticks) {
+        return TStatLine("1 (app) S 1 2 3 0 -1 4 10 11 12 13 14 15 16 17 20 0 1 0 " + ticks + " 23 24\n").startTime();
+    };
+    EXPECT_EQ(start("199"), 1);
+    EXPECT_EQ(start("-199"), -1);
+    EXPECT_EQ(start("9223372036854775807"), 92233720368547758);
+}
+
 TEST_F(Processes, ExtremeStartTimesWrap) {
     constexpr auto Most = std::numeric_limits<int64_t>::max();
     g_boottime = Most;
@@ -344,6 +354,14 @@ TEST_F(Processes, ThreadsOnlyWhereThereAreSeveral) {
     scan(5);
     EXPECT_TRUE(table.threads.empty());
     EXPECT_EQ(totals.AllocatedThreadBuf, 0);
+}
+
+TEST_F(Processes, ThreadsWithoutAnInodeAreNone) {
+    const Made machine(process(1, 2) + "file /proc/1/task/1/stat <<END\n" + statOf("1") +
+                       "END\nfile /proc/1/task/2/stat <<END\n" + statOf("2") + "END\ninode /proc/1/task/1 0\n");
+    scan(1);
+    ASSERT_EQ(table.threads.size(), 1U);
+    EXPECT_EQ(table.threads[0].threadid, 2);
 }
 
 TEST_F(Processes, DescriptorsAreCountedByType) {
