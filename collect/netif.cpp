@@ -41,7 +41,7 @@ static constexpr double TNetif::*Columns[] = {
 bool getNetifLine(std::string_view line, TNetif& netif) {
     std::string_view tokens[MostTokens];
     // A word also starts behind a colon: old kernels print "eth0:123" without a blank between name and number.
-    const auto count = static_cast<size_t>(splitWords(line, tokens, ":"));
+    const auto count = static_cast<size_t>(splitWords(line, tokens, ':'));
     if (count < NameEnd + std::size(Columns)) return false; // the two lines of titles
     netif.name = tokens[0].substr(0, tokens[0].find_first_of(" :"));
     for (size_t i = 0; i < std::size(Columns); i++)

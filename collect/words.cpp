@@ -44,12 +44,12 @@ int splitFields(std::string_view line, std::span<std::string_view> fields) {
     return static_cast<int>(count);
 }
 
-int splitWords(std::string_view line, std::span<std::string_view> words, std::string_view also) {
+int splitWords(std::string_view line, std::span<std::string_view> words, char also) {
     size_t count = 0;
     bool fresh = true;
     for (size_t i = 0; i < line.size() && count < words.size(); i++) {
         if (line[i] != ' ' && fresh) words[count++] = line.substr(i);
-        fresh = line[i] == ' ' || also.find(line[i]) != also.npos;
+        fresh = line[i] == ' ' || line[i] == also;
     }
     return static_cast<int>(count);
 }

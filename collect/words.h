@@ -58,10 +58,10 @@ int64_t toLong(double v);
 // runs to the next space, too.
 int splitFields(std::string_view line, std::span<std::string_view> fields);
 
-// Words as most tables need them: a word starts at a non-space character that is first or follows a space (or one of
-// the characters of `also`). Each view reaches to the end of the line: conversions stop by themselves. Only as many as
+// Words as most tables need them: a word starts at a non-space character that is first or follows a space (or the
+// character `also`). Each view reaches to the end of the line: conversions stop by themselves. Only as many as
 // fit.
-int splitWords(std::string_view line, std::span<std::string_view> words, std::string_view also = {});
+int splitWords(std::string_view line, std::span<std::string_view> words, char also = ' ');
 
 // The text up to its first space.
 inline std::string_view word(std::string_view s) { return s.substr(0, s.find(' ')); }

@@ -41,7 +41,7 @@ static void checkWords(std::string_view text, size_t most) {
     }
     expect(fields.size() == most || at == text.size() + 1);
     std::vector<std::string_view> words(most);
-    words.resize(static_cast<size_t>(splitWords(text, words, ":")));
+    words.resize(static_cast<size_t>(splitWords(text, words, ':')));
     for (auto w : words) {
         expect(!w.empty() && w[0] != ' ' && w.data() + w.size() == text.data() + text.size());
         expect(w.size() == text.size() || w.data()[-1] == ' ' || w.data()[-1] == ':');

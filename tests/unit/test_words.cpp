@@ -192,7 +192,7 @@ TEST(Words, FieldsBeginAfterEverySpace) {
     EXPECT_EQ(fieldsOf("1 2 3", 0), Fields{});
 }
 
-static std::vector<std::string> wordsOf(std::string_view line, std::string_view also = {}, size_t most = 10) {
+static std::vector<std::string> wordsOf(std::string_view line, char also = ' ', size_t most = 10) {
     std::vector<std::string_view> words(most);
     const int count = splitWords(line, words, also);
     return {words.begin(), words.begin() + count};
@@ -205,10 +205,10 @@ TEST(Words, WordsReachToTheEndOfTheLine) {
     EXPECT_EQ(wordsOf("  a  bc\n"), (Words{"a  bc\n", "bc\n"}));
     EXPECT_EQ(wordsOf("a \n"), (Words{"a \n", "\n"})); // a newline behind a space is a word
     EXPECT_EQ(wordsOf("a\tb"), Words{"a\tb"});
-    EXPECT_EQ(wordsOf("eth0:12 3", ":"), (Words{"eth0:12 3", "12 3", "3"}));
-    EXPECT_EQ(wordsOf("a::b", ":"), (Words{"a::b", ":b", "b"})); // only a space is never a word's beginning
-    EXPECT_EQ(wordsOf("1 2 3", {}, 2), (Words{"1 2 3", "2 3"}));
-    EXPECT_EQ(wordsOf("1 2 3", {}, 0), Words{});
+    EXPECT_EQ(wordsOf("eth0:12 3", ':'), (Words{"eth0:12 3", "12 3", "3"}));
+    EXPECT_EQ(wordsOf("a::b", ':'), (Words{"a::b", ":b", "b"})); // only a space is never a word's beginning
+    EXPECT_EQ(wordsOf("1 2 3", ' ', 2), (Words{"1 2 3", "2 3"}));
+    EXPECT_EQ(wordsOf("1 2 3", ' ', 0), Words{});
 }
 
 TEST(Words, WordEndsAtTheFirstSpace) {
