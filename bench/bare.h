@@ -1,80 +1,17 @@
-// What the benchmarks of samples share: the time, a load to measure on, and a bare reader that opens, reads and closes
-// what a sample does and parses nothing.
+// The bare readers: they open, read and close what a sample does and parse nothing. Where the files are made up, they
+// take the text apart into lines and words.
 #pragma once
 
-#include <algorithm>
-#include <csignal>
-#include <cstdio>
-#include <ctime>
-#include <functional>
+#include "collect/system.h"
+
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-inline double cpuMillis() {
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
-}
-
-inline double median(std::vector<double>& values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
-
-inline double timed(const std::function<void()>& run) {
-    const double start = cpuMillis();
-    run();
-    return cpuMillis() - start;
-}
-
-// --- The load
-
-// Runs bench-load, which stands beside this program, until it goes out of scope.
-class Load {
-    pid_t pid = -1;
-
-public:
-    Load(const char* self, std::vector<std::string> options);
-    ~Load() {
-        kill(pid, SIGKILL);
-        waitpid(pid, nullptr, 0);
-        usleep(1000000); // until all its processes are gone
-    }
-    Load(const Load&) = delete;
-    Load& operator=(const Load&) = delete;
-};
-
-inline Load::Load(const char* self, std::vector<std::string> options) {
-    std::string program(self);
-    program.resize(program.rfind('/') + 1);
-    options.insert(options.begin(), program + "bench-load");
-    std::vector<char*> argv;
-    argv.reserve(options.size() + 1);
-    for (auto& option : options) argv.push_back(option.data());
-    argv.push_back(nullptr);
-    int ready[2];
-    if (pipe(ready) != 0) perror("pipe"), _exit(1);
-    pid = fork();
-    if (pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(ready[1], STDOUT_FILENO);
-        execv(argv[0], argv.data());
-        perror(argv[0]);
-        _exit(1);
-    }
-    close(ready[1]);
-    char told = 0;
-    if (read(ready[0], &told, 1) != 1) fprintf(stderr, "the load does not stand\n"), _exit(1);
-    close(ready[0]);
-}
-
-// --- The bare reader
+// --- The machine's files
 
 struct TBare {
     DIR* dir;
@@ -132,4 +69,43 @@ inline void bareSample(bool threads, bool descriptors) {
         if (threads) bareThreads(proc.at, name);
         if (descriptors) bareDescriptors(proc.at, name);
     }
+}
+
+// Files that the kernel hands out page by page.
+inline void bareFile(const char* path) {
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    while (read(fd, bareBuffer, sizeof bareBuffer) > 0) {
+    }
+    close(fd);
+}
+
+// Asks each mounted filesystem for its space; the table is read by the C library's rules.
+inline void bareMounts() {
+    MountTable table;
+    if (!table.open("/etc/mtab")) return;
+    TSpace space;
+    while (const auto* mount = table.next()) getSpace(mount->mnt_dir, space);
+}
+
+// --- Made-up text
+
+inline size_t bareWords = 0; // how many there were: somebody looks at the words
+
+inline void bareSplit(std::string_view text) {
+    bool inside = false;
+    for (char c : text) {
+        const bool blank = c == ' ' || c == '\t' || c == '\n';
+        if (inside && blank) bareWords++;
+        inside = !blank;
+    }
+}
+
+inline void bareSplitFile(const char* path) {
+    static Contents text;
+    if (readFile(path, text)) bareSplit(text.view());
+}
+
+inline void bareSplitCommand(const char* command) {
+    static Contents text;
+    if (runCommand(command, text)) bareSplit(text.view());
 }

@@ -73,6 +73,15 @@ static void openFiles(long count) {
         if (open("/proc/self/exe", O_RDONLY) < 0) fail("open");
 }
 
+// Connections that are gone at once with their ends, without minutes in which the tables still hold them. What a
+// listening socket accepts has its options.
+static int makeSocket() {
+    const linger none{1, 0};
+    const int end = socket(AF_INET, SOCK_STREAM, 0);
+    if (end < 0 || setsockopt(end, SOL_SOCKET, SO_LINGER, &none, sizeof none) != 0) fail("socket");
+    return end;
+}
+
 static void connectSockets(long count) {
     if (count < 1) return;
     sockaddr_in address{};
@@ -80,12 +89,11 @@ static void connectSockets(long count) {
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
     auto* at = reinterpret_cast<sockaddr*>(&address);
-    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    const int listener = makeSocket();
     if (bind(listener, at, size) != 0 || listen(listener, 16) != 0 || getsockname(listener, at, &size) != 0)
         fail("listen");
     for (long i = 0; i < count; i += 2) {
-        const int end = socket(AF_INET, SOCK_STREAM, 0);
-        if (end < 0 || connect(end, at, size) != 0 || accept(listener, nullptr, nullptr) < 0) fail("connect");
+        if (connect(makeSocket(), at, size) != 0 || accept(listener, nullptr, nullptr) < 0) fail("connect");
     }
 }
 

@@ -1,0 +1,40 @@
+// Made-up machines, as text of a world (tests/worlds/README.md).
+#pragma once
+
+#include "tests/world/world.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+// What a pass finds; a later pass finds other figures.
+std::string getCores(int count, int pass);
+std::string getInterfaces(int count, int pass);
+std::string getCounters(int count, int pass);
+std::string getMounted(int count, int pass);
+std::string getDiskstats(int disks, int pass);
+
+// The addresses that a command tells, each of its own.
+std::string getInterfaceAddresses(int count);
+
+// The reports of the volume tools; the disks are physical volumes, half of them through multipath devices.
+struct TSize {
+    int disks, paths, groups, volumes, segments, mounts;
+};
+std::string getReports(const TSize& size);
+
+// A table of sockets as the kernel prints it.
+std::string getSocketTable(int count);
+
+// A machine that stands as long as this does: what never changes, and the figures of each pass.
+class Machine {
+    std::string folder = (std::filesystem::temp_directory_path() / "wyrt-bench.XXXXXX").string();
+    std::unique_ptr<World> world;
+
+public:
+    Machine(const std::string& base, const std::function<std::string(int pass)>& figures, int passes);
+    Machine(const Machine&) = delete;
+    Machine& operator=(const Machine&) = delete;
+    ~Machine() { std::filesystem::remove_all(folder); }
+};
