@@ -12,8 +12,7 @@
 
 // --- /proc/net/dev
 
-static constexpr size_t LineLimit = 257; // 256 bytes of a line and its end: every kernel's lines are shorter
-static constexpr size_t MostTokens = 20; // a line of today has 17
+static constexpr size_t LineLimit = 257; // 256 bytes of a line and its end; those of real counters are shorter
 static constexpr size_t NameEnd = 1;     // tokens: the name, then one for each counter
 
 // "  eth0: 1296 9 0 0 0 0 0 0  2412 12 0 0 0 0 0 0": the columns as the kernel orders them.
@@ -39,10 +38,10 @@ static constexpr double TNetif::*Columns[] = {
 };
 
 bool getNetifLine(std::string_view line, TNetif& netif) {
-    std::string_view tokens[MostTokens];
+    std::string_view tokens[NameEnd + std::size(Columns)];
     // A word also starts behind a colon: old kernels print "eth0:123" without a blank between name and number.
-    const auto count = static_cast<size_t>(splitWords(line, tokens, ':'));
-    if (count < NameEnd + std::size(Columns)) return false; // the two lines of titles
+    const int count = splitWords(line, tokens, ':');
+    if (count < static_cast<int>(std::size(tokens))) return false; // the two lines of titles
     netif.name = tokens[0].substr(0, tokens[0].find_first_of(" :"));
     for (size_t i = 0; i < std::size(Columns); i++)
         netif.*Columns[i] = static_cast<double>(toLong(tokens[NameEnd + i]));
