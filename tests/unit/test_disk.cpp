@@ -177,6 +177,33 @@ TEST(Disk, Formulas) {
     EXPECT_DOUBLE_EQ(total.perf.rbytes, 200 * 512);
 }
 
+// The order of the divisions shows in the last digits, and those where a value stands between two that can be printed.
+TEST(Disk, FormulasAreRoundedInTheirOrder) {
+    constexpr int Steps = 60;
+    std::vector<std::string> texts;
+    for (int i = 0; i < Steps; i++) {
+        const auto of = [&](int change) { return std::to_string(1 + i * change); };
+        texts.push_back(disk("sda", of(7) + " 0 " + of(23) + " " + of(13) + " " + of(3) + " 0 " + of(41) + " " +
+                                        of(11) + " 0 " + of(17) + " " + of(29)));
+    }
+    Machine machine(texts);
+    Disks disks(machine);
+    EXPECT_EQ(disks.sample(), 0);
+    for (int i = 1; i < Steps; i++) {
+        const double seconds = 0.037 + 0.1 * i;
+        ASSERT_EQ(disks.sample(seconds), 2);
+        const auto& p = disks.row(1).perf;
+        EXPECT_EQ(p.time, 17 / seconds / 10.0);
+        EXPECT_EQ(p.rbytes, 23 * 512 / seconds);
+        EXPECT_EQ(p.wbytes, 41 * 512 / seconds);
+        EXPECT_EQ(p.rtime, 13 / (7 / seconds) / seconds);
+        EXPECT_EQ(p.wtime, 11 / (3 / seconds) / seconds);
+        EXPECT_EQ(p.await, 24 / (7 / seconds + 3 / seconds) / seconds);
+        EXPECT_EQ(p.svctm, 17 / seconds / 10.0 * 10.0 / (7 / seconds + 3 / seconds));
+        EXPECT_EQ(p.avgq, 29 / seconds / 1000.0);
+    }
+}
+
 TEST(Disk, BusyEndsAtHundred) {
     Machine machine({disk("sda", "1 0 0 0 0 0 0 0 0 0 0"), disk("sda", "1 0 0 0 0 0 0 0 0 1001 0")});
     Disks disks(machine);

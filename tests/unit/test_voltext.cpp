@@ -222,6 +222,8 @@ TEST(Voltext, GetextentByKind) {
     EXPECT_EQ(seg.pext[1], 7);
     EXPECT_EQ(getextent("3 to x", 'P', seg), 1);
     EXPECT_EQ(seg.pext[1], 0);
+    EXPECT_EQ(getextent("3 to 4/9:", 'P', seg), 1); // a last word begins behind a '/' as well
+    EXPECT_EQ(seg.pext[1], 9);
     EXPECT_EQ(getextent("  ", 'L', seg), 0);
     EXPECT_EQ(getextent("", 'P', seg), 0);
     EXPECT_EQ(getextent("1 to 2", 'X', seg), 0);
