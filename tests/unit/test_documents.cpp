@@ -1,6 +1,9 @@
 // What the documents say of the program is checked where it can be: run at the top of the tree.
 #include "monitor/options.h"
+#include "monitor/records.h"
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -46,6 +49,45 @@ TEST(Documents, TheManualHasEverySection) {
         ASSERT_NE(at, manual.npos) << section;
     }
     EXPECT_LT(manual.find(Version), manual.find('\n')); // in its first line
+}
+
+TEST(Documents, TheManualHasEveryRecordOfIntervals) {
+    const auto manual = textOf("docs/wyrt.1");
+    const auto start = manual.find("\n.SH RECORDS\n"), end = manual.find("\n.SH FILES\n");
+    ASSERT_TRUE(start < end && end != manual.npos);
+    std::istringstream words(manual.substr(start, end - start));
+    std::set<std::string> told;
+    for (std::string word; words >> word;) told.insert(word.substr(0, word.find_last_not_of(".,:") + 1));
+    size_t tags = 0;
+    for (auto& record : allRecords()) {
+        const std::string tag(record.tag);
+        if (std::any_of(tag.begin(), tag.end(), [](unsigned char c) { return std::islower(c); })) continue;
+        if (tag == "CPROC" || tag == "TPROC") continue; // never in a log: -k does nothing there
+        tags++;
+        EXPECT_TRUE(told.count(tag)) << "docs/wyrt.1 lacks " << tag;
+    }
+    EXPECT_GT(tags, 15U);
+}
+
+// The map names every source, some by the beginning of their name: `proc…`.
+TEST(Documents, TheMapHasEverySource) {
+    std::set<std::string> names;
+    std::vector<std::string> beginnings;
+    std::istringstream quoted(textOf("docs/ARCHITECTURE.md"));
+    bool inside = false;
+    for (std::string part; std::getline(quoted, part, '`'); inside = !inside) {
+        if (!inside) continue;
+        if (part.starts_with("collect/") || part.starts_with("monitor/")) part.erase(0, 8);
+        if (part.ends_with("…")) beginnings.push_back(part.substr(0, part.size() - std::string("…").size()));
+        else names.insert(part.ends_with(".h") ? part.substr(0, part.size() - 2) : part);
+    }
+    for (auto folder : {"collect", "monitor"})
+        for (auto& entry : fs::directory_iterator(folder)) {
+            const std::string stem = entry.path().stem();
+            bool told = names.count(stem) > 0;
+            for (auto& beginning : beginnings) told |= stem.starts_with(beginning);
+            EXPECT_TRUE(told) << "docs/ARCHITECTURE.md lacks " << entry.path();
+        }
 }
 
 // --- Quirks: each names what would notice its loss
