@@ -102,7 +102,6 @@ static void dispThreads(const TTop& top, const TProcView& view, int& lines) {
     static std::vector<TThreadInfo> spare;
     const auto now = view.cur.curthrdbuf(*top.cur);
     const auto before = view.pre.curthrdbuf(*top.pre);
-    if (now.empty() || before.empty()) return;
     sortByNumber(now.data(), now.size(), spare, &TThreadInfo::threadid);
     sortByNumber(before.data(), before.size(), spare, &TThreadInfo::threadid);
     const double least = view.TPUThreshold * timediff / 1000.0; // clock ticks in the interval

@@ -555,4 +555,6 @@ TEST_F(Processes, DescriptionsOfThreads) {
     EXPECT_EQ(getDescription(1, 3, 0).view(), "");
     EXPECT_EQ(getDescription(1, 4, 0).view(), "");
     EXPECT_EQ(getDescription(2, 1, 0).view(), "");
+    EXPECT_EQ(readDescription("4294967297\nlater\n", 4294967297).view(), "later"); // beyond 32 bits
+    EXPECT_EQ(readDescription("4294967297\nlater\n", 4294967298).view(), "");
 }
