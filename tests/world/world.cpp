@@ -69,7 +69,8 @@ std::string World::normal(std::string_view path) {
     while (!path.empty()) {
         const auto part = path.substr(0, path.find('/'));
         path.remove_prefix(std::min(part.size() + 1, path.size()));
-        if (!part.empty() && part != ".") result.append("/").append(part);
+        if (part == "..") result.resize(std::min(result.rfind('/'), result.size()));
+        else if (!part.empty() && part != ".") result.append("/").append(part);
     }
     return result.empty() ? "/" : result;
 }
