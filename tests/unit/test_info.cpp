@@ -156,6 +156,57 @@ TEST(Info, LimitsOfLines) {
     EXPECT_EQ(infoOf(command(Cores, std::string(28, ' ') + "47")).corecount, 47);
 }
 
+// Each command has a limit of its own: a byte of it is for the end, another is dropped.
+TEST(Info, LimitsOfTexts) {
+    std::string text;
+    for (int i = 0; i < 100; i++) text += static_cast<char>('!' + i % 90);
+    static constexpr struct {
+        const char* command;
+        Text<64> TSystemInfo::*field;
+        size_t limit;
+        const char* before; // what is said first, so that the command is asked
+        const char* answer;
+    } Cases[] = {
+        {OS, &TSystemInfo::os, 64, nullptr, nullptr},
+        {Release, &TSystemInfo::lx_description, 63, Which, "1"},
+        {Serial, &TSystemInfo::sn, 64, nullptr, nullptr},
+        {FirmwareSerial, &TSystemInfo::sn, 64, Serial, "123"},
+        {Model, &TSystemInfo::model, 64, nullptr, nullptr},
+        {FirmwareModel, &TSystemInfo::model, 64, Model, "123"},
+        {CPUModel, &TSystemInfo::cpumodel, 63, nullptr, nullptr},
+    };
+    for (auto& c : Cases) {
+        const auto before = c.before ? command(c.before, c.answer) : std::string();
+        EXPECT_EQ((infoOf(before + command(c.command, text)).*c.field).view(), text.substr(0, c.limit - 2))
+            << c.command;
+    }
+}
+
+// The last digit that counts, and the one behind it.
+TEST(Info, LimitsOfNumbers) {
+    static constexpr struct {
+        const char* command;
+        size_t limit;
+        int64_t (*value)(const TSystemInfo&);
+    } Cases[] = {
+        {Logical, 1024, [](const TSystemInfo& i) -> int64_t { return i.lcpucount; }},
+        {Clock, 1024, [](const TSystemInfo& i) -> int64_t { return i.clockMHz; }},
+        {Cores, 32, [](const TSystemInfo& i) -> int64_t { return i.corecount; }},
+        {Siblings, 32, [](const TSystemInfo& i) -> int64_t { return i.siblingcount; }},
+        {Boot, 64, [](const TSystemInfo& i) -> int64_t { return i.boottime; }},
+        {Which, 64, [](const TSystemInfo& i) -> int64_t { return i.lx_distributor.empty() ? 0 : 7; }},
+    };
+    for (auto& c : Cases) {
+        const auto zeros = [&](size_t more) { return std::string(c.limit - 3 + more, '0'); };
+        EXPECT_EQ(c.value(infoOf(command(c.command, zeros(0) + "7"))), 7) << c.command;
+        EXPECT_EQ(c.value(infoOf(command(c.command, zeros(1) + "7"))), 0) << c.command;
+    }
+    for (auto& [name, value] : {std::pair{Memory, &TSystemInfo::memoryMB}, {Swap, &TSystemInfo::swapMB}}) {
+        EXPECT_EQ(infoOf(command(name, std::string(1018, '0') + "2048")).*value, 2);
+        EXPECT_EQ(infoOf(command(name, std::string(1018, '0') + "20480")).*value, 2);
+    }
+}
+
 TEST(Info, NumbersAreCutToTheirWidth) {
     EXPECT_EQ(infoOf(command(Clock, "4294969695.9")).clockMHz, 2399);
     EXPECT_EQ(infoOf(command(Clock, "3000000000")).clockMHz, -1294967296);
