@@ -76,7 +76,8 @@ TEST(BasicStat, SystemLine) {
 
 TEST(BasicStat, OtherLines) {
     const auto b = sample("ctxt 101\nintr 202 7 8 9\nprocesses 303\nprocs_running 4294967297\nprocs_blocked 5\n"
-                          "btime 1\nsoftirq 1 2 3\nctxt\nintrx 5\nprocs 7\n xprocesses 9\n")
+                          "btime 1\nsoftirq 1 2 3\nctxt\nctxt2 5\nintrx 5\nprocesses_all 5\n"
+                          "procs_running2 5\nprocs_blocked2 6\nprocs 7\n xprocesses 9\n")
                        .basic[0];
     EXPECT_EQ(b.ctxt, 101);
     EXPECT_EQ(b.intr, 202);

@@ -292,6 +292,14 @@ TEST_F(Lvm, SegmentLinesBeforeASegmentAreNobodys) {
     EXPECT_EQ(lvlist[1].seg[0].lext[1], 0);
 }
 
+// The numbers stand from a fixed column on, the 16th and the 17th, whatever the key before them.
+TEST_F(Lvm, ExtentsStandFromAColumnOn) {
+    getLogicalVolumes("LV Name                lv\nLogical extent 7 to 9:\n    Physical extent 5 to 8:\n");
+    ASSERT_EQ(lvlist[0].seg.size(), 1U);
+    EXPECT_EQ(lvlist[0].seg[0].lext[0], 7);
+    EXPECT_EQ(lvlist[0].seg[0].pext[0], 5);
+}
+
 TEST_F(Lvm, ShortTypeLinesAreSkipped) {
     getLogicalVolumes("LV Name                lv\nLogical extents 0 to 9:\n    Type\t\tzero\n");
     EXPECT_EQ(lvlist[0].seg[0].type.view(), ""); // 10 characters

@@ -60,6 +60,7 @@ TEST_F(Multipath, HeadersOfAllKinds) {
         {"mpathabcdefg dm-3 a dm-4", "mpathabcdefg", "", "dm-3", "adm-4"}, // the first one counts
         {"]mpathabcdef dm-3", "", "", "dm-3", ""},
         {"mpathabcdefg dm-)x y", "mpathabcdefg", "", "dm-", "xy"},
+        {"mpathabcdefg dm- x", "mpathabcdefg", "", "dm-", "x"},
         {"mpatha (1234567) dm-" + repeated('1', 40) + " D", "mpatha", "1234567", "dm-" + repeated('1', 28), "D"},
         {repeated('a', 70) + " (" + repeated('w', 300) + ") dm-1 " + repeated('d', 300), repeated('a', 63),
          repeated('w', 255), "dm-1", repeated('d', 254)},
@@ -113,6 +114,17 @@ TEST_F(Multipath, SizeKeepsWhatTheNewOneDoesNotReach) {
     getMultipaths("mpathc (36005076801810003) dm-2 QEMU\nsize=300M features='1'\n"
                   "mpathd (36005076801810004) dm-3 QEMU\n            size=8\n"); // also behind another in a report
     EXPECT_EQ(pathlist[3].size.view(), "8");
+}
+
+// The name is the next word behind the third character after the first colon, as it would be behind ":0:0:0".
+TEST_F(Multipath, MembersWithOddAddresses) {
+    getMultipaths("mpatha (36005076801810001) dm-0 QEMU\n"
+                  "             :x y sda 8:0 active\n"
+                  "             :xy sdb sdc 8:0 active\n");
+    ASSERT_EQ(pathlist.size(), 1U);
+    ASSERT_EQ(pathlist[0].disk.size(), 2U);
+    EXPECT_EQ(pathlist[0].disk[0].name.view(), "sda");
+    EXPECT_EQ(pathlist[0].disk[1].name.view(), "sdb");
 }
 
 TEST_F(Multipath, NothingBeforeTheFirstDevice) {

@@ -206,6 +206,16 @@ TEST(AddressCommand, PlainNamesStandAsTheyAre) {
         EXPECT_EQ(getAddressCommand(name), std::string("ifconfig ") + name + " |grep \"inet \"");
 }
 
+// Every byte by itself, with the bytes beside the letters and digits.
+TEST(AddressCommand, LettersDigitsAndAFewMarksArePlain) {
+    const std::string plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.:_-@";
+    for (int code = 1; code < 256; code++) {
+        const std::string name(1, static_cast<char>(code));
+        const bool quoted = getAddressCommand(name).starts_with("ifconfig '");
+        EXPECT_EQ(quoted, plain.find(name) == plain.npos) << code;
+    }
+}
+
 TEST(AddressCommand, OtherNamesAreQuoted) {
     static constexpr struct {
         const char* name;

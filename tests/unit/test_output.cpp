@@ -85,7 +85,13 @@ TEST(Output, ControlsAreMasked) {
         {"\xe2\x9b", "\xe2?"},            // ... but it is in one that was cut off
         {"\xe2\x82", "\xe2?"},            // cut off at the end
         {"\xe2\x82x", "\xe2?x"},          // ... and in the middle
-        {"\xc0\x9b", "\xc0?"},            // spelled too long, in every length
+        // The first and the last character of each length that is spelled with bytes of the upper control range.
+        {"\xdf\x80x", "\xdf\x80x"},
+        {"\xe0\xa0\x80", "\xe0\xa0\x80"},
+        {"\xed\x9f\xbf\xee\x80\x80", "\xed\x9f\xbf\xee\x80\x80"},
+        {"\xef\x80\x80", "\xef\x80\x80"},
+        {"\xf0\x90\x80\x80\xf4\x8f\xbf\xbf", "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
+        {"\xc0\x9b", "\xc0?"}, // spelled too long, in every length
         {"\xe0\x82\x9b", "\xe0??"},
         {"\xf0\x80\x82\x9b", "\xf0???"},
         {"\xed\xa0\x80", "\xed\xa0?"},            // a surrogate

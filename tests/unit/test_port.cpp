@@ -118,6 +118,8 @@ TEST_F(Port, HexadecimalNumbersEndAtASeparator) {
         {"1@ ", 1},
         {"1`", 1},
         {"1g", 1},
+        {"1G", 1},
+        {"1/", 1},
     };
     for (auto& c : cases) EXPECT_EQ(ToUINT(c.text), c.value) << c.text;
 }
@@ -135,6 +137,8 @@ TEST_F(Port, AddressesAreWrittenBackwards) {
         {"0000:000", "0.160.0.0"},           // what stands between '9' and 'A' counts on from 9
         {"        ", "-272.-272.-272.-272"}, // a blank is 16 below '0'
         {"\x80\x80\x80\x80\x80\x80\x80\x80", "-2992.-2992.-2992.-2992"},
+        {"0@0?", "15.16"},
+        {"0\x7f", "72"}, // the last one without a sign
         {"7F", "127"},
         {"017", "1"}, // half a byte is none
         {"", ""},

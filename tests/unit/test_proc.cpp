@@ -258,6 +258,7 @@ TEST_F(Processes, DescriptorFiles) {
                  {"pos:\t5\nflags: \n", 5, 0},
                  {"pos:\t5\nflags:\t\n", 5, 0},
                  {"pos:\t5\nflags:xF\n", 5, 15},
+                 {"pos:\t5\nflags \t02\n", 5, 0}, // the key ends in a colon
                  {"pos:" + std::string(56, ' ') + "5\nflags:\t01\n", 5, 1},
                  {"pos:" + std::string(57, ' ') + "5\nflags:\t01\n", 5, 0}, // the newline is the second line
                  {"pos:" + std::string(58, ' ') + "5\nflags:\t01\n", 0, 0},
@@ -320,6 +321,23 @@ TEST_F(Processes, AProcessWithoutStatIsNotCountedAmongThoseRead) {
     const auto told = printed([this] { EXPECT_EQ(scan(5), 1); });
     EXPECT_EQ(told, "[ERROR] Failed to open stat file of PID 7(Read field count : 2)\n\n");
     EXPECT_EQ(table.procs[0].pid, 10);
+}
+
+TEST_F(Processes, NamesFromTheFirstDigitToTheLast) {
+    const auto thread = [](const std::string& name, int id) {
+        return "file /proc/1/task/" + name + "/stat <<END\n" + statOf(std::to_string(id)) + "END\n";
+    };
+    const auto entry = [](const std::string& name, int pid) {
+        return "file /proc/" + name + "/stat <<END\n" + statOf(std::to_string(pid)) + "END\n";
+    };
+    const Made machine(process(1, 2) + entry("0", 5) + entry("9", 9) + entry(":", 6) + entry("-", 7) + entry("a", 8) +
+                       thread("1", 1) + thread("0", 2) + thread("9", 3) + thread(":", 4) + thread("-", 5));
+    ASSERT_EQ(scan(9), 3);
+    EXPECT_EQ(table.procs[0].pid, 1);
+    EXPECT_EQ(table.procs[1].pid, 5);
+    EXPECT_EQ(table.procs[2].pid, 9);
+    ASSERT_EQ(table.threads.size(), 3U);
+    EXPECT_EQ(table.threads[1].threadid, 2);
 }
 
 TEST_F(Processes, NoProcessDirectory) {

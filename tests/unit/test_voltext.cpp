@@ -181,6 +181,9 @@ TEST(Voltext, GetstringWithoutEndOrRoom) {
     char one[1] = {'x'};
     EXPECT_EQ(getstring("abc", one), 0);
     EXPECT_EQ(one[0], 'x');
+    char two[2];
+    EXPECT_EQ(getstring("a b", two), 1); // room for one character, none to see the end
+    EXPECT_EQ(textOf(two), "a");
     EXPECT_EQ(getstring({}, des), 0);
 }
 

@@ -87,6 +87,7 @@ static const char* const Numbers[] = {
     "  12",
     "\t\n\v\f\r 12",
     "\b12",
+    "\x0e\t12",
     "12abc",
     "abc12",
     "0x10",
