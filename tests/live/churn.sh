@@ -62,10 +62,11 @@ churn() {
     done
 }
 
-# Keeps the lines that are looked at. What others may not read is told in every pass, and is no fault of the run.
+# Keeps the lines that are looked at. What others may not read is told in every pass, and is no fault of the run; nor is
+# a process that ends just when its file is opened, of which the kernel says "No such process" now and then.
 filter() {
     grep -a --line-buffered -E '^TIME|^Total|Created|\[ERROR\]|^Complete' |
-        grep -a --line-buffered -v 'Permission denied' >"$sandbox/out"
+        grep -a --line-buffered -v -e 'Permission denied' -e 'No such process' >"$sandbox/out"
 }
 
 : >"$sandbox/out"

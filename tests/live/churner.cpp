@@ -1,0 +1,82 @@
+// Threads to watch, until it is killed.
+//
+//     live-churner          threads and loopback connections that come, work for a moment and end; each thread tells in
+//                           ./desc/PID-TID what it is, as applications do
+//     live-churner THREADS  so many threads that stay and work a little
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <thread>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+// Of the next second: the time of the start is only known to the second.
+static std::string describe() {
+    auto path = "./desc/" + std::to_string(getpid()) + "-" + std::to_string(syscall(SYS_gettid));
+    if (FILE* file = fopen(path.c_str(), "w")) {
+        fprintf(file, "%lld\na thread of the churn\n", static_cast<long long>(time(nullptr)) + 1);
+        fclose(file);
+    }
+    return path;
+}
+
+static void burn(std::chrono::milliseconds time) {
+    const auto end = std::chrono::steady_clock::now() + time;
+    while (std::chrono::steady_clock::now() < end) {
+    }
+}
+
+// A connection to itself with something unread in it, taken down without a rest that would stay for a minute.
+static void connectForAWhile() {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* at = reinterpret_cast<sockaddr*>(&address);
+    const int listener = socket(AF_INET, SOCK_STREAM, 0), end = socket(AF_INET, SOCK_STREAM, 0);
+    int other = -1;
+    if (bind(listener, at, size) == 0 && listen(listener, 1) == 0 && getsockname(listener, at, &size) == 0 &&
+        connect(end, at, size) == 0)
+        other = accept(listener, nullptr, nullptr);
+    const linger hard{1, 0};
+    if (other >= 0 && send(other, "unread", 6, 0) == 6) setsockopt(other, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+    burn(std::chrono::milliseconds(5));
+    for (int fd : {other, end, listener})
+        if (fd >= 0) close(fd);
+}
+
+// Long enough to be in two samples and longer.
+static void live() {
+    const auto path = describe();
+    connectForAWhile();
+    for (int i = 0; i < 3; i++) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        burn(std::chrono::milliseconds(5));
+    }
+    unlink(path.c_str());
+}
+
+[[noreturn]] static void stay() {
+    for (;;) {
+        burn(std::chrono::milliseconds(2));
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
+int main(int argc, char** argv) {
+    if (argc > 1) {
+        for (int i = atoi(argv[1]); i > 1; i--) std::thread(stay).detach();
+        stay();
+    }
+    const auto live_on = [] {
+        for (;;) std::thread(live).join();
+    };
+    std::thread one(live_on), two(live_on);
+    live_on();
+}

@@ -1,0 +1,352 @@
+#!/usr/bin/env bash
+# All reports at once at the smallest pause, as records and as tables, while processes, threads, sockets, descriptions,
+# mounts and interfaces come and go: every line is as documented, nothing grows, and the figures are those of /proc at the
+# end as they were at the start. Runs in namespaces of its own, where nothing but its own work happens.
+# PASSES: how many samples are taken of each form (150). FORMS: "records tables". LOG: a file for what was measured.
+set -u
+
+wyrt=${WYRT:?WYRT must name the program}
+passes=${PASSES:-150} log=${LOG:-/dev/null}
+here=$(cd "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
+documents=$here/../../docs/records.md
+churner=${wyrt%/*}/live-churner
+
+if [ -z "${WYRT_LIVE_INSIDE:-}" ]; then
+    for user in --mount-proc --map-root-user; do # the second: an ordinary user that may have a user namespace
+        if unshare "$user" --mount --net --pid --fork --mount-proc true 2>/dev/null; then
+            WYRT_LIVE_INSIDE=1 exec unshare "$user" --mount --net --pid --fork --kill-child --mount-proc bash "${BASH_SOURCE[0]}"
+        fi
+    done
+    echo "skip soak: no namespaces can be made"
+    exit 0
+fi
+for tool in ip mount umount "$churner"; do
+    if ! command -v "$tool" >/dev/null; then
+        echo "skip soak: there is no $tool"
+        exit 0
+    fi
+done
+
+sandbox=$(mktemp -d) || exit 1
+workers=()
+finish() {
+    cd / || exit 1
+    kill "${workers[@]}" 2>/dev/null
+    umount -l "$sandbox" 2>/dev/null # with all that is mounted below
+    rm -rf --one-file-system "$sandbox"
+}
+trap finish EXIT # what still runs ends with the first process of its namespace, this one
+mount -t tmpfs wyrt-soak "$sandbox" 2>/dev/null
+cd "$sandbox" || exit 1
+mkdir desc fs come
+mkfifo never
+exec {never}<>never
+ip link set lo up
+if ! mount -t tmpfs -o size=64m wyrt-known fs; then
+    echo "skip soak: no filesystem can be mounted"
+    exit 0
+fi
+
+verdict() { # NAME WHY: good when there is no reason why not
+    if [ -z "$2" ]; then echo "ok $1"; else echo "not ok $1: $2"; fi
+}
+pause() { read -rt "$1" -u "$never"; } # without a process
+now() { printf -v "$1" '%s' "$((${EPOCHREALTIME/[.,]/} / 1000))"; } # into a variable, ms
+
+# --- Readers: a line for each interval in "intervals", what is wrong in "faults"
+
+# Number, TIME in ms, processes, threads, sockets; the burner's ticks, bytes received and sent through lo, bytes freed on
+# wyrt-known, each per second. Records have the fields that the document lists; only texts at the end may hold commas.
+cat >records.awk <<'END'
+BEGIN {
+    while ((getline line < documents) > 0) {
+        if (line ~ /^### /) { names = line; rows = 0; type = "" }
+        if (line !~ /^\|/ || line ~ /^\| (field \| type|record \| field|type \| as|---)/) {
+            if (rows || line ~ /^```/) while (match(names, /`\^[A-Z0-9_]+`/)) {
+                tag = substr(names, RSTART + 1, RLENGTH - 2); names = substr(names, RSTART + RLENGTH)
+                fields[tag] = rows; open_end[tag] = type == "text"
+            }
+            continue
+        }
+        split(line, cell, / *\| */); type = cell[3]; rows++
+    }
+    if (!("^PID" in fields) || fields["^TIME"] != 4) print "the document cannot be read" > "faults"
+}
+function fault(what) { print "interval " number ": " what ": " $0 > "faults"; fflush("faults") }
+/^\^TIME,/ {
+    if (open || $3 != number + 1) fault("out of order")
+    open = 1; number = $3; stamp = $2 * 1000 + $NF; processes = 0
+    ticks = received = sent = freed = 0
+}
+# What has come and ended is told in plain text, too. Of a process that ends while its files are opened, the kernel
+# says now and then that there is no such process, where otherwise there is no such file, of which nothing is told.
+!/^\^/ && open && !/^(Previous netif count|\+\+\+\+ Reuse|==== Invalid|---- Port inode|---- Reset inode|\[ERROR\] Failed to open \/proc\/[0-9]+\/.*:No such process\]$)/ { fault("no record") }
+/^\^/ && open {
+    tag = $1; sub(/\$.*/, "", tag); n = NF - 1
+    if (!/\$$/) fault("no end")
+    else if (!(tag in fields)) fault("unknown")
+    else if (n < fields[tag] || (n > fields[tag] && !open_end[tag])) fault(n " fields, not " fields[tag])
+    seen[tag] = 1
+}
+$1 == "^PROCINFO" { processes = $2; threads = $3; sockets = $4 }
+$1 == "^PID" && $2 == burner { ticks = $6 }
+$1 == "^NETIF" && $2 == "lo" { received = $4; sent = $5 }
+$1 == "^FSDELTA" && $2 == "wyrt-known" { freed = $9 }
+$1 == "^END_OF_INTERVAL$" {
+    open = 0
+    # The stamp by its format: some awks print large numbers otherwise.
+    printf "%d %.0f %d %d %d %s %s %s %s\n", number, stamp, processes, threads, sockets, ticks, received, sent, freed
+    fflush()
+    # Everything at once: each kind of record was there by then.
+    if (number == 100)
+        for (tag in fields)
+            if (!(tag in seen) && tag !~ /^\^(elapsedtime|DISK|LVMVG|LVMLV|CPROC|TPROC|N0STAT)$/)
+                print "no " tag " so far" > "faults"
+}
+END
+
+cat >tables.awk <<'END'
+function fault(what) { print "interval " number ": " what ": " $0 > "faults"; fflush("faults") }
+/^TIME : / {
+    if (number > 0) printf "%d %.0f %d %d %d 0 0 0 0\n", number, stamp, processes, threads, sockets
+    fflush()
+    match($0, /\[[0-9]+\/#/); seconds = substr($0, RSTART + 1, RLENGTH - 3)
+    match($0, /#[0-9]+/)
+    if (substr($0, RSTART + 1, RLENGTH - 1) != number + 1) fault("out of order")
+    number++; processes = threads = sockets = -1
+    match($0, /\.[0-9][0-9][0-9] \[/); stamp = seconds * 1000 + substr($0, RSTART + 1, 3)
+}
+/^Total Process# : / { split($0, f, /[:,] ?/); processes = f[2] + 0; threads = f[4] + 0; sockets = f[6] + 0 }
+/\[ERROR\]/ && !/Failed to open \/proc\/[0-9]+\/.*:No such process\]$/ { fault("an error") }
+{ seen[$1] = 1 }
+/\[a thread of the churn\]/ { seen["description"] = 1 }
+number == 101 && !checked {
+    checked = 1
+    n = split("USER MEM CORE TCP Total PID I/F_name Device --> ++++ ---- NETWORK description", word, " ")
+    for (i = 1; i <= n; i++) if (!(word[i] in seen)) print "no row of " word[i] " so far" > "faults"
+}
+END
+
+last() { # sets `number` and `stamp` to those of the last interval read
+    read -r number stamp _ < <(tail -n 1 intervals) || number=0 stamp=0
+}
+await() { # VARIABLE VALUE: until it is above that
+    until last && ((${!1} > $2)); do
+        kill -0 "$run" 2>/dev/null || return
+        measure
+        pause 0.3
+    done
+}
+
+# --- What /proc says
+
+measure() { # a line: interval, KB resident, KB of them its own, descriptors
+    local key value rss=0 own=0 fd=(/proc/"$run"/fd/*)
+    while read -r key value _; do
+        case $key in
+            VmRSS:) rss=$value ;;
+            RssAnon:) own=$value ;;
+        esac
+    done <"/proc/$run/status"
+    echo "$number $rss $own ${#fd[@]}" >>memory
+}
+
+count() { # processes, threads and sockets, no process being started for it
+    local key value file
+    processes=0 threads=0 sockets=0
+    for file in /proc/[0-9]*/status; do
+        while read -r key value _; do
+            [[ $key == Threads: ]] && processes=$((processes + 1)) threads=$((threads + value))
+        done <"$file"
+    done 2>/dev/null
+    for file in /proc/[0-9]*/fd/*; do [[ -S $file ]] && sockets=$((sockets + 1)); done
+}
+
+snapshot() { # NAME: begin and end in ms, the burner's ticks, bytes received and sent through lo
+    local begin end stat line lo
+    now begin
+    read -r -a stat <"/proc/$burner/stat"
+    while read -r -a line; do [[ ${line[0]} == lo: ]] && lo=("${line[@]}"); done </proc/net/dev
+    now end
+    echo "$begin $end $((stat[13] + stat[14])) ${lo[1]} ${lo[9]}" >"$1"
+}
+
+# A counter read for a sample is read between its stamp and that of the next one. So what the samples counted between
+# the snapshots is at most what these did, and what the samples around them counted at least.
+compare() {
+    awk -v stored="$Stored" -v traffic="$Traffic" '
+        FNR == 1 && ++file <= 2 { for (i = 1; i <= 5; i++) shot[file, i] = $i; next }
+        { n++; stamp[n] = $2; for (i = 6; i <= 9; i++) amount[n, i] = $i * ($2 - stamp[n - 1]) / 1000 }
+        function amounts(from, to, field,   k, all) { for (k = from + 1; k <= to; k++) all += amount[k, field]; return all }
+        function within(name, field, shot_field,   low, high, known) {
+            low = amounts(inner, inner_end, field); high = amounts(outer, outer_end, field)
+            known = shot[2, shot_field] - shot[1, shot_field]
+            figures = figures " " name " " known " (" low " to " high ")"
+            if (low > known + 1 || high < known - 1 || known <= 0) print name " is " known " in /proc, counted " low " to " high
+            return known
+        }
+        END {
+            for (k = 2; k < n; k++) {
+                if (stamp[k + 1] < shot[1, 1]) outer = k
+                if (!inner && stamp[k] > shot[1, 2]) inner = k
+                if (stamp[k + 1] < shot[2, 1]) inner_end = k
+                if (!outer_end && stamp[k] > shot[2, 2]) outer_end = k
+            }
+            if (!outer || !outer_end || inner_end <= inner) { print "no samples around and between"; exit }
+            within("ticks", 6, 3)
+            if (within("received", 7, 4) < traffic || within("sent", 8, 5) < traffic) print "less than was sent"
+            freed = amounts(outer, outer_end, 9)
+            if (freed < -stored - 100 || freed > -stored + 100) print "of " stored " bytes " -freed " were seen to be stored"
+            print figures " stored " (0 - freed) > "/dev/stderr"
+        }' "$1" "$2" intervals
+}
+
+# check NAME: a known load while nothing else happens, then the counts.
+Stored=8388608 Traffic=$((50 * 1028))
+check() {
+    local i begin end why
+    if [ "$form" = records ]; then
+        last
+        await number $((number + 2))
+        snapshot before
+        for ((i = 1; i <= 50; i++)); do
+            printf '%01000d' "$i" >/dev/udp/127.0.0.1/9
+            ((i % 5)) || pause 0.1
+        done
+        dd bs="$Stored" count=1 if=/dev/zero of="fs/$1" status=none
+        snapshot after
+        await stamp "$(($(cut -d' ' -f2 after) + 1))"
+        await number $((number + 1))
+        why=$(compare before after 2>figures)
+        verdict "$form: $1: figures" "${why%%$'\n'*}"
+        echo "$form: $1:$(cat figures)" >>"$log"
+    fi
+    # Again while what this script has run may still be ending.
+    for i in {1..9}; do
+        pause 0.1
+        now begin
+        pause "0.$i"
+        count
+        pause 0.1
+        now end
+        await stamp "$end"
+        why=$(awk -v b="$begin" -v e="$end" -v p="$processes" -v t="$threads" -v s="$sockets" '
+            # Only a sample that begins and ends between the two; the next one begins behind its end.
+            line != "" && $2 > b && $2 < e { n++; split(line, f, " "); if (f[2] > b && (f[3] != p || f[4] != t || f[5] != s)) { why = f[3] " processes, " f[4] " threads, " f[5] " sockets; /proc has " p ", " t ", " s; exit } }
+            { line = $0 }
+            END { print n < 2 ? "no sample between" : why }' intervals)
+        [ -z "$why" ] && break
+    done
+    verdict "$form: $1: counts" "${why%%$'\n'*}"
+    echo "$form: $1: $processes processes, $threads threads, $sockets sockets" >>"$log"
+}
+
+# --- What comes and goes
+
+come_and_go() {
+    local i
+    while :; do
+        for i in {1..5}; do
+            (exec 3<>/dev/udp/127.0.0.1/9; read -rt 0.01 <&3) 2>/dev/null &
+            (exec 3</dev/null) &
+        done
+        wait
+        pause 0.03
+    done
+}
+mount_and_unmount() {
+    local i
+    while :; do
+        for i in 1 2; do mkdir -p "come/$i" && mount -t tmpfs "wyrt-come-$i" "come/$i"; done
+        printf '%010000d' 1 >come/1/file
+        pause 0.05
+        for i in 2 1; do umount "come/$i"; done
+        pause 0.05
+    done
+}
+plug_and_unplug() {
+    local i=0
+    while :; do
+        i=$(((i + 1) % 7))
+        ip link add "come$i" type veth peer name "go$i" && ip link set "come$i" up && ip link set "go$i" up
+        pause 0.2
+        ip link del "come$i"
+        pause 0.2
+    done
+}
+
+run_form() { # FORM
+    local reader busy=() why options=(-a -m -t -r -V -v -R 0 -i 1)
+    # shellcheck disable=SC2034 # await looks at both by their names
+    form=$1 number=0 stamp=0
+    rm -f intervals memory faults fs/*
+    : >intervals
+    : >memory
+    : >faults
+    (while :; do :; done) &
+    burner=$!
+    # shellcheck disable=SC2217 # a socket that stays
+    sleep 1000000 </dev/udp/127.0.0.1/9 &
+    workers=("$burner" $!)
+    if [ "$form" = records ]; then
+        exec {reader}> >(exec awk -F, -v burner="$burner" -v documents="$documents" -f records.awk >intervals)
+        options+=(-Z -S) # the rest without -S, whose listing turns the threads off
+    else
+        exec {reader}> >(exec awk -f tables.awk >intervals)
+    fi
+    "$wyrt" "${options[@]}" 1>&"$reader" 2>err &
+    run=$!
+    workers+=("$run")
+    exec {reader}>&-
+    await number 3
+    check start
+
+    SECONDS=0
+    for work in come_and_go mount_and_unmount plug_and_unplug; do
+        "$work" 2>/dev/null &
+        busy+=($!)
+    done
+    "$churner" &
+    busy+=($!)
+    await number "$passes"
+    kill "${busy[@]}" && wait "${busy[@]}" 2>/dev/null
+    echo "$form: $number passes, $SECONDS s of churn" >>"$log"
+    # What the last of them left: processes end, mounts and interfaces go.
+    umount come/2 come/1 2>/dev/null
+    for ((i = 0; i < 7; i++)); do ip link del "come$i" 2>/dev/null; done
+    while count && ((processes != ${#workers[@]} + 2)); do
+        ((SECONDS++ > 1000000)) && break
+        pause 0.1
+    done
+    check end
+    await number "$number"
+
+    # The first samples under churn make the rooms; a larger sample than any before may enlarge them by a little.
+    why=$(awk -v passes="$passes" '
+        $1 >= passes / 4 && $1 <= passes / 2 { if ($2 > rss) rss = $2; if ($3 > own) own = $3; if ($4 > fds) fds = $4 }
+        function least(a, b) { return n == 1 || b < a ? b : a }
+        $1 > passes * 3 / 4 {
+            n++; last_rss = least(last_rss, $2); last_own = least(last_own, $3); last_fds = least(last_fds, $4)
+        }
+        END {
+            if (!rss || !n) print "not measured"
+            else if (last_rss * 100 > rss * 101 + 25600) print "resident: from " rss " KB to " last_rss " KB"
+            else if (last_own * 100 > own * 101 + 25600) print "its own: from " own " KB to " last_own " KB"
+            else if (last_fds > fds) print "descriptors: from " fds " to " last_fds
+        }' memory)
+    verdict "$form: memory and descriptors" "$why"
+    awk -v form="$form" 'NR % every == 1 || NR == 1 { print form ": pass " $1 ": resident " $2 " KB, own " $3 " KB, descriptors " $4 }' every="$(($(wc -l <memory) / 24 + 1))" memory >>"$log"
+    tail -n 1 memory >>"$log"
+
+    kill "$run"
+    wait "$run" 2>/dev/null
+    status=$? why=
+    ((status == 143)) || why="status $status instead of the signal's"
+    kill "${workers[@]}" 2>/dev/null
+    wait
+    verdict "$form: every line" "${why:-$(head -n 1 faults)}"
+    # Told there: tools that are not installed, threads and interfaces that ended before they were looked at.
+    verdict "$form: standard error" "$(grep -a -v -e 'not found$' -e '/task.*: No such file or directory$' -e '^come\|^go' -e 'No such process$' err | head -n 1)"
+}
+
+for form in ${FORMS:-records tables}; do run_form "$form"; done
