@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Killed at any moment, a saved log ends in a whole interval or in a tail that begins after one, and intervals are counted
-# without a gap. KILLS: how often (200).
+# Killed at any moment, a saved log, of records or of tables, ends in a whole interval or in a tail that begins after one,
+# and intervals are counted without a gap. KILLS: how often (200).
 set -u
 
 wyrt=${WYRT:?WYRT must name the program}
@@ -9,9 +9,9 @@ sandbox=$(mktemp -d) || exit 1
 run=''
 trap 'kill -9 $run 2>/dev/null; rm -rf "$sandbox"' EXIT
 
-# What is wrong with a log: intervals begin with ^TIME and the next number, end with ^END_OF_INTERVAL$, and nothing but
-# the last one may be cut.
-fault() {
+# What is wrong with a log; the number of whole intervals is written to "whole". Nothing but the last interval may be cut.
+# Records: intervals begin with ^TIME and the next number, and end with ^END_OF_INTERVAL$.
+fault_records() {
     awk -F, '
         /^\^TIME,/ && /\$$/ {
             if (open) { print "interval " number " has no end"; exit }
@@ -25,18 +25,51 @@ fault() {
         /^\^(BASIC|CPU|PROCINFO|PID),/ && !open { print "a record outside of an interval after " number + 0; exit }
         END { print whole + 0 > "/dev/stderr" }' "$1" 2>"$sandbox/whole"
 }
+# Tables: a line of dashes, TIME with the next number, then the tables in their order, without that of the cores where no
+# tick has passed; a blank line ends the last one.
+fault_tables() {
+    awk '
+        /^-----------/ { if (parts != "" && parts !~ /^USER MEM (CORE )?Total PID $/) { print "interval " number " has only " parts; exit } parts = "" }
+        /^TIME : .*\]$/ {
+            n = $NF; sub(/.*#/, "", n); sub(/\]/, "", n)
+            if (n != number + 1) { print "interval " n " follows " number + 0; exit }
+            if (parts != "") { print "TIME within interval " number + 0; exit }
+            number = n
+        }
+        number && $1 ~ /^(USER|MEM|CORE|Total|PID)$/ { parts = parts $1 " " }
+        number && $0 == "" && parts ~ /PID $/ { whole++ }
+        END { print whole + 0 > "/dev/stderr" }' "$1" 2>"$sandbox/whole"
+}
 
-why='' whole=0
-for ((i = 0; i < kills; i++)); do
-    "$wyrt" -Z -b -r -p 24 -T 0 -i 1 >"$sandbox/log" 2>/dev/null &
-    run=$!
-    sleep "$(printf '0.%02d' $((RANDOM % 20 + 5)))" # up to a quarter of a second, the start among it
-    kill -9 "$run"
-    wait "$run" 2>/dev/null
-    run=''
-    found=$(fault "$sandbox/log")
-    if [ -n "$found" ]; then why="kill $i: $found"; break; fi
-    whole=$((whole + $(cat "$sandbox/whole")))
-done
-if [ -z "$why" ]; then echo "ok whole intervals"; else echo "not ok whole intervals: $why"; fi
-if ((whole >= kills)); then echo "ok intervals were saved"; else echo "not ok intervals were saved: only $whole"; fi
+# kill_often FORM OPTION...: half of the times at any moment from the start on, else soon after the first interval.
+kill_often() {
+    local form=$1 mark=$2 why='' whole=0 i tries found
+    shift 2
+    for ((i = 0; i < kills / 2; i++)); do
+        # On a slow machine fewer are enough.
+        ((SECONDS > 60 && i >= 10)) && break
+        "$wyrt" "$@" -b -r -p 24 -T 0 -i 1 >"$sandbox/log" 2>/dev/null &
+        run=$!
+        if ((i % 2)); then
+            for ((tries = 0; tries < 1000; tries++)); do
+                grep -qs "$mark" "$sandbox/log" && break
+                sleep 0.02
+            done
+            sleep "0.00$((RANDOM % 10))"
+        else
+            sleep "$(printf '0.%02d' $((RANDOM % 20 + 5)))"
+        fi
+        kill -9 "$run"
+        wait "$run" 2>/dev/null
+        run=''
+        found=$("fault_$form" "$sandbox/log")
+        if [ -n "$found" ]; then why="kill $i: $found"; break; fi
+        whole=$((whole + $(cat "$sandbox/whole")))
+    done
+    if [ -z "$why" ]; then echo "ok whole intervals: $form"; else echo "not ok whole intervals: $form: $why"; fi
+    if ((whole >= i / 2)); then echo "ok intervals were saved: $form"; else echo "not ok intervals were saved: $form: only $whole"; fi
+}
+
+kill_often records '^^END_OF_INTERVAL' -Z
+SECONDS=0
+kill_often tables '^TIME : '

@@ -70,3 +70,41 @@ rest=$(cat <&"$pipe")
 exec {pipe}<&-
 last=$(tail -n 1 <<<"$rest")
 if [ -z "$rest" ] || [ "$last" = '^END_OF_INTERVAL$' ]; then ok 'killed between intervals'; else bad 'killed between intervals' "$last"; fi
+
+# A small filesystem of its own fills up: the run goes on at its pace, and what it says is stored again when there is room.
+cat >"$folder/small.sh" <<'END'
+mkdir "$folder/small" && mount -t tmpfs -o size=128k wyrt-small "$folder/small" || exit 3
+dd if=/dev/zero of="$folder/small/other" bs=64k count=1 status=none
+$WYRT -Z -b -r -p 24 -i 20 >"$folder/small/log" &
+program=$!
+free() { stat -f -c %f "$folder/small"; }
+wait_for() { for ((i = 0; i < 1000; i++)); do eval "$1" && return; sleep 0.02; done; echo "no $2"; kill "$program"; exit; }
+spent() { read -r -a f <"/proc/$program/stat" && echo "$((f[13] + f[14]))"; }
+wait_for '(($(free) == 0))' 'full filesystem'
+before=$(spent)
+sleep 1
+after=$(spent)
+kill -0 "$program" || echo "ended on a full filesystem"
+# Ticks of a second, at 100 to 1000 of them: a run without pauses takes them all.
+((after - before < $(getconf CLK_TCK) / 2)) || echo "$((after - before)) ticks in a second"
+size=$(stat -c %s "$folder/small/log")
+rm "$folder/small/other"
+wait_for '(($(stat -c %s "$folder/small/log") > size + 4096))' 'more in the log'
+kill "$program"
+wait "$program" 2>/dev/null
+# Once, where there was no room, a record is cut.
+cut=$(tail -c +"$((size + 1))" "$folder/small/log" | grep '^^' | grep -vc '\$$')
+((cut <= 1)) || echo "$cut cut records"
+END
+for user in --mount --map-root-user; do
+    said=$(timeout 60 unshare "$user" --mount bash "$folder/small.sh" 2>/dev/null)
+    status=$?
+    ((status == 0)) && break
+done
+if ((status != 0)); then
+    echo "skip a filesystem that fills up: none can be mounted"
+elif [ -z "$said" ]; then
+    ok 'a filesystem that fills up'
+else
+    bad 'a filesystem that fills up' "${said%%$'\n'*}"
+fi
