@@ -25,7 +25,7 @@ static std::string textOf(const fs::path& path) {
 
 static std::string manualLine(const TOption& option) {
     const std::string letter(1, option.letter);
-    return option.argument ? ".BI \\-" + letter + " \" " : ".B \\-" + letter + "\n";
+    return option.argument ? ".BI \\-" + letter + " \" " + option.argument + "\"\n" : ".B \\-" + letter + "\n";
 }
 
 TEST(Documents, TheManualHasEveryOption) {
