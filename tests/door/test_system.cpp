@@ -15,7 +15,9 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -110,6 +112,23 @@ TEST_F(System, AFifoDoesNotHoldTheRun) {
     TSpace space;
     EXPECT_EQ(getSpace(path("fifo").c_str(), space), SpaceAnswer::Ok);
     alarm(0);
+}
+
+// A socket and a device under a name that is read: the one cannot be opened, the other has no end.
+TEST_F(System, SocketsAndDevicesDoNotHoldTheRun) {
+    const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const auto name = path("socket");
+    ASSERT_LT(name.size(), sizeof address.sun_path);
+    std::copy_n(name.c_str(), name.size() + 1, address.sun_path);
+    ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_FALSE(readFile(name.c_str(), text));
+    EXPECT_EQ(errno, ENXIO);
+    close(listener);
+    fs::create_symlink("/dev/zero", path("endless"));
+    EXPECT_TRUE(readFile(path("endless").c_str(), text, Reading::Whole, 100000));
+    EXPECT_EQ(text.view(), std::string(100000, '\0'));
 }
 
 TEST_F(System, KernelFiles) {

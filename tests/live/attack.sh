@@ -70,10 +70,12 @@ writing $'\e[31m a,b$\x9b\nc' &
 printf -v part '%0250d' 0
 (for ((i = 0; i < 20; i++)); do mkdir -p "$part" && cd -P "./$part" 2>/dev/null || cd "./$part" || exit; done; writing file) &
 # A user whose name is not friendly.
+Hostile_user=''
 uid=64321
 if { cat /etc/passwd; printf 'u\e[1m\x9b;$(>oops):x:%d:%d::/:/bin/sh\n' "$uid" "$uid"; } >passwd &&
     mount --bind passwd /etc/passwd 2>/dev/null && command -v setpriv >/dev/null; then
     setpriv --reuid "$uid" --clear-groups sleep 1000 &
+    Hostile_user=$'u\e[1m\x9b'
 fi
 
 # --- Descriptions: a thread each, and the file that is in its place
@@ -124,7 +126,7 @@ verdict 'only links and files are removed' "$(
 )"
 # Names may hold newlines, so a record may go on in the next line.
 ended 'hostile names: records' -Z -p 60 -f -R 0 -T 1 -c 2 -i 300
-verdict 'names are shown' "$(for name in kept-name '%s%n%x%d' 123456789012345 $'\e[31mred\a' '((('; do shows "$name" ",$name,"; done)"
+verdict 'names are shown' "$(for name in kept-name '%s%n%x%d' 123456789012345 $'\e[31mred\a' '((('; do shows "$name" ",$name,"; done)$(shows 'a user name' ",$Hostile_user")"
 ended 'hostile names: listing' -P ps,mem -F -S -c 0 -b
 
 # --- As an ordinary user

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Killed at any moment, a saved log, of records or of tables, ends in a whole interval or in a tail that begins after one,
-# and intervals are counted without a gap. KILLS: how often (200).
+# and intervals are counted without a gap. KILLS: how often (60).
 set -u
 
 wyrt=${WYRT:?WYRT must name the program}
-kills=${KILLS:-200}
+kills=${KILLS:-60}
 sandbox=$(mktemp -d) || exit 1
 run=''
 trap 'kill -9 $run 2>/dev/null; rm -rf "$sandbox"' EXIT
