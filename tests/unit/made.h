@@ -43,6 +43,9 @@ public:
     World world;
     explicit Made(const std::string& lines) : world(folder.with("world", lines)) {}
     ~Made() { World::current = before; }
+    // On to the next step.
+    void step() { world.pause(1000000); }
+    const std::string& log() const { return world.log; }
     Made(const Made&) = delete;
     Made& operator=(const Made&) = delete;
 };

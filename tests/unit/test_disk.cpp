@@ -1,15 +1,12 @@
 #include "collect/disk.h"
-#include "collect/system.h"
 #include "monitor/options.h"
 #include "tests/unit/made.h"
 #include "tests/unit/nomemory.h"
-#include "tests/world/world.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <string>
+#include <vector>
 
 // --- Lines
 
@@ -102,29 +99,17 @@ TEST(DiskLine, NumbersAsTheCLibraryReadsThem) {
 
 namespace {
 // A machine whose step N has the N-th text as its diskstats.
-class Machine {
-    std::filesystem::path folder;
-    std::unique_ptr<World> world;
-
-public:
-    explicit Machine(const std::vector<std::string>& diskstats, const std::string& first = {}) {
-        std::string name = (std::filesystem::temp_directory_path() / "machine-XXXXXX").string();
-        folder = mkdtemp(name.data());
-        std::ofstream file(folder / "world", std::ios::binary);
-        file << first << "\n";
-        for (size_t i = 0; i < diskstats.size(); i++)
-            file << "step " << i << "\nfile /proc/diskstats <<END\n" << diskstats[i] << "END\n";
-        file.close();
-        world = std::make_unique<World>(folder.string());
-        World::current = world.get();
+struct Machine : Made {
+    explicit Machine(const std::vector<std::string>& diskstats, const std::string& first = {})
+        : Made(first + "\n" + steps(diskstats)) {
         ShowDiskInfo = 0;
     }
-    ~Machine() {
-        World::current = nullptr;
-        std::filesystem::remove_all(folder);
+    static std::string steps(const std::vector<std::string>& diskstats) {
+        std::string lines;
+        for (size_t i = 0; i < diskstats.size(); i++)
+            lines += "step " + std::to_string(i) + "\nfile /proc/diskstats <<END\n" + diskstats[i] + "END\n";
+        return lines;
     }
-    void next() { world->pause(0); }
-    const std::string& log() const { return world->log; }
 };
 
 // Takes the samples of the machine one after the other.
@@ -136,7 +121,7 @@ public:
     TDiskSlots slots;
     explicit Disks(Machine& m) : machine(m) {}
     int sample(double seconds = 1) {
-        if (pass > 0) machine.next();
+        if (pass > 0) machine.step();
         const int count = getdisk(pass, pass % 2, 1 - pass % 2, seconds, slots);
         pass++;
         return count;
@@ -283,9 +268,9 @@ TEST(Disk, MapIsRebuiltWhenTheCountChanges) {
     EXPECT_EQ(disks.sample(), 1);
     EXPECT_EQ(mapNumber, first + 2);
     EXPECT_EQ(machine.log(), "run vgdisplay 2>/dev/null\nrun lvdisplay -m 2>/dev/null\nrun pvdisplay -m 2>/dev/null\n"
-                             "run multipath -ll 2>/dev/null\npause 0\n"
+                             "run multipath -ll 2>/dev/null\npause 1000000\n"
                              "run vgdisplay 2>/dev/null\nrun lvdisplay -m 2>/dev/null\nrun pvdisplay -m 2>/dev/null\n"
-                             "run multipath -ll 2>/dev/null\npause 0\n");
+                             "run multipath -ll 2>/dev/null\npause 1000000\n");
 }
 
 TEST(Disk, IntervalsBelowANanosecond) {
@@ -437,7 +422,7 @@ TEST(Disk, NoMemoryForTheDevices) {
     Machine machine({"8 0 sda 1 2 3 4\n", "8 0 sda 2 3 4 5\n"});
     Disks disks(machine);
     disks.sample();
-    machine.next();
+    machine.step();
     EXPECT_EQ(printed([&] {
                   EXPECT_TRUE(withoutMemory(2048, [&] {
                       const int count = getdisk(1, 1, 0, 1, disks.slots);
@@ -454,7 +439,7 @@ TEST(Disk, NoMemoryForTheRates) {
     Machine machine({"8 0 sda 1 2 3 4\n", "8 0 sda 2 3 4 5\n"});
     Disks disks(machine);
     disks.sample();
-    machine.next();
+    machine.step();
     disks.slots.sample[1].reserve(1);
     EXPECT_EQ(printed([&] {
                   EXPECT_TRUE(withoutMemory(1024, [&] {

@@ -1,7 +1,7 @@
 #include "collect/fs.h"
 
 #include "collect/voltext.h"
-#include "tests/unit/machine.h"
+#include "tests/unit/made.h"
 #include "tests/unit/nomemory.h"
 
 #include <gtest/gtest.h>
@@ -70,12 +70,12 @@ TEST(Getnameonly, TheLastComponent) {
 static std::string mounts(const std::string& lines) { return "file /etc/mtab <<END\n" + lines + "END\n"; }
 
 TEST(Fs, WhatCannotBeAskedIsPassedOver) {
-    Machine machine(mounts("/dev/a / ext4 rw 0 0\nproc /proc proc rw 0 0\nnas:/x /stale nfs rw 0 0\n"
-                           "nas:/y /closed nfs rw 0 0\nnas:/z /lost nfs rw 0 0\n/dev/a /again ext4 rw 0 0\n"
-                           "/dev/b /with\\040blank ext4 rw 0 0\n/dev/c /missing ext4 rw 0 0\n") +
-                    "fs / 1024 10 5 4 3 2\nfs /proc 4096 0 0 0 0 0\nfs /stale 1 1 1 1 1 1\nfail stat /stale ESTALE\n"
-                    "fs /closed 1 1 1 1 1 1\nfail open /closed EACCES\nfs /lost 1 1 1 1 1 1\nfail statfs /lost EIO\n"
-                    "fs /again 1024 10 5 4 3 2\nfs /with\\sblank 1 2 1 1 0 0\n");
+    Made machine(mounts("/dev/a / ext4 rw 0 0\nproc /proc proc rw 0 0\nnas:/x /stale nfs rw 0 0\n"
+                        "nas:/y /closed nfs rw 0 0\nnas:/z /lost nfs rw 0 0\n/dev/a /again ext4 rw 0 0\n"
+                        "/dev/b /with\\040blank ext4 rw 0 0\n/dev/c /missing ext4 rw 0 0\n") +
+                 "fs / 1024 10 5 4 3 2\nfs /proc 4096 0 0 0 0 0\nfs /stale 1 1 1 1 1 1\nfail stat /stale ESTALE\n"
+                 "fs /closed 1 1 1 1 1 1\nfail open /closed EACCES\nfs /lost 1 1 1 1 1 1\nfail statfs /lost EIO\n"
+                 "fs /again 1024 10 5 4 3 2\nfs /with\\sblank 1 2 1 1 0 0\n");
     TFSSlots fs;
     EXPECT_EQ(printed([&] { EXPECT_EQ(getfs(0, 0, 1, 0, fs), 3); }), "");
     EXPECT_EQ(fs.sample[0][0].dir.view(), "/");
@@ -85,16 +85,16 @@ TEST(Fs, WhatCannotBeAskedIsPassedOver) {
 }
 
 TEST(Fs, WithoutAMountTableThereIsNothing) {
-    Machine machine("dir /\n");
+    Made machine("dir /\n");
     TFSSlots fs;
     EXPECT_EQ(printed([&] { EXPECT_EQ(getfs(0, 0, 1, 0, fs), 0); }), "");
 }
 
 TEST(Fs, ChangesPerSecond) {
-    Machine machine(mounts("a /a x rw\nb /b x rw\nc /c x rw\n") + "fs /a 1024 1000 500 400 50 40\n" +
-                    "fs /b 1 100 50 40 5 4\nfs /c 1 100 50 40 5 4\nstep 1\nfs /a 1024 1002 498 402 52 39\nstep 2\n" +
-                    mounts("a /a x rw\nc /c x rw\n") + "fs /c 1 200 50 40 5 4\nstep 3\n" +
-                    mounts("a /a x rw\nc /c x rw\nd /d x rw\n") + "fs /d 1 1 1 1 1 1\nfs /c 1 201 50 40 5 4\n");
+    Made machine(mounts("a /a x rw\nb /b x rw\nc /c x rw\n") + "fs /a 1024 1000 500 400 50 40\n" +
+                 "fs /b 1 100 50 40 5 4\nfs /c 1 100 50 40 5 4\nstep 1\nfs /a 1024 1002 498 402 52 39\nstep 2\n" +
+                 mounts("a /a x rw\nc /c x rw\n") + "fs /c 1 200 50 40 5 4\nstep 3\n" +
+                 mounts("a /a x rw\nc /c x rw\nd /d x rw\n") + "fs /d 1 1 1 1 1 1\nfs /c 1 201 50 40 5 4\n");
     TFSSlots fs;
     getfs(0, 0, 1, 9, fs);
     EXPECT_EQ(fs.result[0].totalsize, 0) << "nothing to compare with";
@@ -125,7 +125,7 @@ TEST(Fs, WithoutMemoryThereAreNoRows) {
     constexpr size_t Most = 500;
     std::string lines;
     for (size_t i = 0; i < Most; i++) lines += "a /a x rw\n";
-    Machine machine(mounts(lines) + "fs /a 1024 1000 500 400 50 40\n");
+    Made machine(mounts(lines) + "fs /a 1024 1000 500 400 50 40\n");
     TFSSlots fs;
     getfs(0, 0, 1, 0, fs);
     EXPECT_EQ(printed([&] {

@@ -1,6 +1,6 @@
 #include "collect/disk.h"
 
-#include "tests/unit/machine.h"
+#include "tests/unit/made.h"
 #include "tests/unit/nomemory.h"
 
 #include <gtest/gtest.h>
@@ -161,7 +161,7 @@ TEST_F(Map, LabelsAreCut) {
 
 TEST_F(Map, WithoutMemoryThereAreNoMounts) {
     NEEDS_ITS_HEAP();
-    Machine machine("file /etc/mtab <<END\na /a x rw\nb /b x rw\nc /c x rw\nEND\n");
+    Made machine("file /etc/mtab <<END\na /a x rw\nb /b x rw\nc /c x rw\nEND\n");
     mountlist = std::vector<TMount>();
     mountlist.reserve(1);
     lvlist.emplace_back().fsname = "a"; // linked to the first mount before there is no room for the second

@@ -1,7 +1,7 @@
 #include "collect/netif.h"
 
 #include "collect/settings.h"
-#include "tests/unit/machine.h"
+#include "tests/unit/made.h"
 #include "tests/unit/nomemory.h"
 
 #include <gtest/gtest.h>
@@ -341,9 +341,8 @@ static std::string answer(const std::string& name, const std::string& address) {
 }
 
 TEST(Netif, RatesOfEveryColumn) {
-    Machine machine(device("eth0: 100 200 300 400 500 600 700 800 900 1000 1100 1200 1300 1400 1500 1600\n") +
-                    "step 1\n" +
-                    device("eth0: 102 204 306 408 510 612 714 816 918 1020 1122 1224 1326 1428 1530 1632\n"));
+    Made machine(device("eth0: 100 200 300 400 500 600 700 800 900 1000 1100 1200 1300 1400 1500 1600\n") + "step 1\n" +
+                 device("eth0: 102 204 306 408 510 612 714 816 918 1020 1122 1224 1326 1428 1530 1632\n"));
     TNetifSlots netif;
     EXPECT_EQ(getnetif(0, 0, 1, 5, netif), 0);
     machine.step();
@@ -355,9 +354,8 @@ TEST(Netif, RatesOfEveryColumn) {
 }
 
 TEST(Netif, TheTotalIsWithoutLoopbacks) {
-    Machine machine(
-        device(row("lo", 1) + row("lo:1", 1) + row("eth0", 10) + row("lora0", 1) + row("l", 20)) + "step 1\n" +
-        device(row("lo", 11) + row("lo:1", 101) + row("eth0", 1010) + row("lora0", 10001) + row("l", 100020)));
+    Made machine(device(row("lo", 1) + row("lo:1", 1) + row("eth0", 10) + row("lora0", 1) + row("l", 20)) + "step 1\n" +
+                 device(row("lo", 11) + row("lo:1", 101) + row("eth0", 1010) + row("lora0", 10001) + row("l", 100020)));
     TNetifSlots netif;
     getnetif(0, 0, 1, 0, netif);
     machine.step();
@@ -368,11 +366,11 @@ TEST(Netif, TheTotalIsWithoutLoopbacks) {
 }
 
 TEST(Netif, AddressesAreAskedOnlyForNewNames) {
-    Machine machine(device(row("lo", 0) + row("eth0", 0) + row("x", 0)) + answer("lo", "127.0.0.1") +
-                    answer("eth0", "10.0.0.1") + answer("eth1", "10.0.0.2") + answer("x", "10.0.0.9") + "step 1\n" +
-                    device(row("lo", 1) + row("eth1", 1) + row("x", 1)) + "step 2\n" +
-                    device(row("lo", 1) + row("eth1", 1) + row("x", 1) + row("eth0", 1)) + "step 3\n" +
-                    device(row("x", 1)));
+    Made machine(device(row("lo", 0) + row("eth0", 0) + row("x", 0)) + answer("lo", "127.0.0.1") +
+                 answer("eth0", "10.0.0.1") + answer("eth1", "10.0.0.2") + answer("x", "10.0.0.9") + "step 1\n" +
+                 device(row("lo", 1) + row("eth1", 1) + row("x", 1)) + "step 2\n" +
+                 device(row("lo", 1) + row("eth1", 1) + row("x", 1) + row("eth0", 1)) + "step 3\n" +
+                 device(row("x", 1)));
     TNetifSlots netif;
     getnetif(0, 0, 1, 0, netif);
     EXPECT_EQ(netif.sample[0][1].ipstring.view(), "10.0.0.1");
@@ -397,7 +395,7 @@ TEST(Netif, AddressesAreAskedOnlyForNewNames) {
 }
 
 TEST(Netif, APipeThatFailsLeavesTheRowWithoutAddresses) {
-    Machine machine(device(row("eth0", 0)) + answer("eth0", "10.0.0.1") + "nopipe ifconfig eth0 |grep \"inet \"\n");
+    Made machine(device(row("eth0", 0)) + answer("eth0", "10.0.0.1") + "nopipe ifconfig eth0 |grep \"inet \"\n");
     TNetifSlots netif;
     time4ip = 5;
     EXPECT_EQ(printed([&] { getnetif(0, 0, 1, 0, netif); }), "");
@@ -407,7 +405,7 @@ TEST(Netif, APipeThatFailsLeavesTheRowWithoutAddresses) {
 }
 
 TEST(Netif, WithoutTheFileThereAreNoRows) {
-    Machine machine(device(row("eth0", 0)) + "step 1\ngone /proc/net/dev\nstep 2\n");
+    Made machine(device(row("eth0", 0)) + "step 1\ngone /proc/net/dev\nstep 2\n");
     TNetifSlots netif;
     getnetif(0, 0, 1, 0, netif);
     machine.step();
@@ -418,7 +416,7 @@ TEST(Netif, WithoutTheFileThereAreNoRows) {
 }
 
 TEST(Netif, AnIntervalOfNothingHasNoRates) {
-    Machine machine(device(row("eth0", 0)));
+    Made machine(device(row("eth0", 0)));
     TNetifSlots netif;
     EXPECT_EQ(printed([&] { EXPECT_EQ(getnetif(0, 0, 1, 0, netif), 0); }), "");
     for (double seconds : {0.0, 0.9e-9, -1.0})
@@ -431,7 +429,7 @@ TEST(Netif, LinesOf256Bytes) {
     for (size_t length : {size_t(255), size_t(256), size_t(257), size_t(258)}) {
         // The last number ends at `length`: cut at 256 it is 7, or no number at all and so no interface.
         const std::string line = start + std::string(length - 2 - start.size(), ' ') + "77";
-        Machine machine(device(line + "\n"));
+        Made machine(device(line + "\n"));
         TNetifSlots netif;
         getnetif(0, 0, 1, 0, netif);
         ASSERT_EQ(netif.sample[0].size(), length < 258 ? 1U : 0U) << length;
@@ -460,7 +458,7 @@ TEST(Netif, TheOrderOfRates) {
 
 TEST(Netif, NoMemoryForTheInterfaces) {
     NEEDS_ITS_HEAP();
-    Machine machine(device(row("eth0", 1)));
+    Made machine(device(row("eth0", 1)));
     TNetifSlots netif;
     getnetif(0, 0, 1, 0, netif);
     EXPECT_EQ(printed([&] {
@@ -475,7 +473,7 @@ TEST(Netif, NoMemoryForTheInterfaces) {
 
 TEST(Netif, NoMemoryForTheRates) {
     NEEDS_ITS_HEAP();
-    Machine machine(device(row("eth0", 1)));
+    Made machine(device(row("eth0", 1)));
     TNetifSlots netif;
     getnetif(0, 0, 1, 0, netif);
     netif.sample[1].reserve(1);

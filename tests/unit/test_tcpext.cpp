@@ -1,6 +1,6 @@
 #include "collect/tcpext.h"
 
-#include "tests/unit/machine.h"
+#include "tests/unit/made.h"
 #include "tests/unit/nomemory.h"
 
 #include <gtest/gtest.h>
@@ -93,7 +93,7 @@ static std::string file(const char* name, const std::string& lines) {
 static const std::string Snmp = "Ip: A\nIp: 1\nIcmp: B\nIcmp: 2\nTcp: C\nTcp: 3\nUdp: D\nUdp: 4\n";
 
 static std::string sampleOf(const std::string& world) {
-    Machine machine(world);
+    Made machine(world);
     TNetstatSlots snmp;
     gettcpext(0, 0, 1, 0, snmp);
     std::string text;
@@ -135,10 +135,10 @@ TEST(Tcpext, LinesOf4095Bytes) {
 }
 
 TEST(Tcpext, ChangesOfTheLeadingRunOfEqualNames) {
-    Machine machine(file("snmp", "Tcp: A B C D\nTcp: 10 20 30 40\nUdp: A B\nUdp: 1 1\n") + "step 1\n" +
-                    file("snmp", "Tcp: A B X D\nTcp: 12 16 31 41\nUdp: A B C\nUdp: 2 2 2\n") + "step 2\n" +
-                    file("snmp", "Tcp: A B X D\nTcp: 13 17 32 42\nUdp: A B C\nUdp: 4 4 4\n") + "step 3\n" +
-                    file("snmp", "Tcp: A\nTcp: 99\n"));
+    Made machine(file("snmp", "Tcp: A B C D\nTcp: 10 20 30 40\nUdp: A B\nUdp: 1 1\n") + "step 1\n" +
+                 file("snmp", "Tcp: A B X D\nTcp: 12 16 31 41\nUdp: A B C\nUdp: 2 2 2\n") + "step 2\n" +
+                 file("snmp", "Tcp: A B X D\nTcp: 13 17 32 42\nUdp: A B C\nUdp: 4 4 4\n") + "step 3\n" +
+                 file("snmp", "Tcp: A\nTcp: 99\n"));
     TNetstatSlots snmp;
     gettcpext(0, 0, 1, 9, snmp);
     machine.step();
@@ -169,7 +169,7 @@ TEST(Tcpext, ChangesOfTheLeadingRunOfEqualNames) {
 
 TEST(Tcpext, NoMemoryForTheCounters) {
     NEEDS_ITS_HEAP();
-    Machine machine(file("snmp", Snmp));
+    Made machine(file("snmp", Snmp));
     TNetstatSlots snmp;
     gettcpext(0, 0, 1, 1, snmp);
     snmp[0].sample[1].reserve(1);
@@ -186,7 +186,7 @@ TEST(Tcpext, NoMemoryForTheCounters) {
 
 TEST(Tcpext, NoMemoryForTheChanges) {
     NEEDS_ITS_HEAP();
-    Machine machine(file("snmp", Snmp));
+    Made machine(file("snmp", Snmp));
     TNetstatSlots snmp;
     gettcpext(0, 0, 1, 1, snmp);
     for (auto& group : snmp) group.sample[1].reserve(1);
