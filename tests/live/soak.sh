@@ -2,7 +2,7 @@
 # All reports at once at the smallest pause, as records and as tables, while processes, threads, sockets, descriptions,
 # mounts and interfaces come and go: every line is as documented, nothing grows, and the figures are those of /proc at the
 # end as they were at the start. Runs in namespaces of its own, where nothing but its own work happens.
-# PASSES: how many samples are taken of each form (150). FORMS: "records tables". LOG: a file for what was measured.
+# PASSES: how many samples are taken of each form at least (150). FORMS: "records tables". LOG: a file for what was measured.
 set -u
 
 wyrt=${WYRT:?WYRT must name the program}
@@ -57,7 +57,7 @@ now() { printf -v "$1" '%s' "$((${EPOCHREALTIME/[.,]/} / 1000))"; } # into a var
 
 # Number, TIME in ms, processes, threads, sockets; the burner's ticks, bytes received and sent through lo, bytes freed on
 # wyrt-known, each per second. Records have the fields that the document lists; only texts at the end may hold commas.
-cat >records.awk <<'END'
+cat >records.awk <<'AWK'
 BEGIN {
     while ((getline line < documents) > 0) {
         if (line ~ /^### /) { names = line; rows = 0; type = "" }
@@ -97,15 +97,17 @@ $1 == "^END_OF_INTERVAL$" {
     # The stamp by its format: some awks print large numbers otherwise.
     printf "%d %.0f %d %d %d %s %s %s %s\n", number, stamp, processes, threads, sockets, ticks, received, sent, freed
     fflush()
-    # Everything at once: each kind of record was there by then.
-    if (number == 100)
-        for (tag in fields)
-            if (!(tag in seen) && tag !~ /^\^(elapsedtime|DISK|LVMVG|LVMLV|CPROC|TPROC|N0STAT)$/)
-                print "no " tag " so far" > "faults"
 }
-END
+END { # everything at once: each kind of record was there
+    for (tag in fields)
+        if (!(tag in seen) && tag !~ /^\^(elapsedtime|DISK|LVMVG|LVMLV|CPROC|TPROC|N0STAT)$/)
+            print "no " tag > "faults"
+    close("faults")
+    print "all is read" > "read"
+}
+AWK
 
-cat >tables.awk <<'END'
+cat >tables.awk <<'AWK'
 function fault(what) { print "interval " number ": " what ": " $0 > "faults"; fflush("faults") }
 /^TIME : / {
     if (number > 0) printf "%d %.0f %d %d %d 0 0 0 0\n", number, stamp, processes, threads, sockets
@@ -120,12 +122,72 @@ function fault(what) { print "interval " number ": " what ": " $0 > "faults"; ff
 /\[ERROR\]/ && !/Failed to open \/proc\/[0-9]+\/.*:No such process\]$/ { fault("an error") }
 { seen[$1] = 1 }
 /\[a thread of the churn\]/ { seen["description"] = 1 }
-number == 101 && !checked {
-    checked = 1
+END {
     n = split("USER MEM CORE TCP Total PID I/F_name Device --> ++++ ---- NETWORK description", word, " ")
-    for (i = 1; i <= n; i++) if (!(word[i] in seen)) print "no row of " word[i] " so far" > "faults"
+    for (i = 1; i <= n; i++) if (!(word[i] in seen)) print "no row of " word[i] > "faults"
+    close("faults")
+    print "all is read" > "read"
 }
-END
+AWK
+
+# --- What is made of it. In files, too: the command lines of what runs beside the program are in its records.
+
+# A counter read for a sample is read between its stamp and that of the next one. So what the samples counted between
+# the snapshots is at most what these did, and what the samples around them counted at least.
+cat >compare.awk <<'AWK'
+FNR == 1 && ++file <= 2 { for (i = 1; i <= 5; i++) shot[file, i] = $i; next }
+{ n++; stamp[n] = $2; for (i = 6; i <= 9; i++) amount[n, i] = $i * ($2 - stamp[n - 1]) / 1000 }
+function amounts(from, to, field,   k, all) { for (k = from + 1; k <= to; k++) all += amount[k, field]; return all }
+function within(name, field, shot_field,   low, high, known) {
+    low = amounts(inner, inner_end, field); high = amounts(outer, outer_end, field)
+    known = shot[2, shot_field] - shot[1, shot_field]
+    figures = figures " " name " " known " (" low " to " high ")"
+    if (low > known + 1 || high < known - 1 || known <= 0) print name " is " known " in /proc, counted " low " to " high
+    return known
+}
+END {
+    for (k = 2; k < n; k++) {
+        if (stamp[k + 1] < shot[1, 1]) outer = k
+        if (!inner && stamp[k] > shot[1, 2]) inner = k
+        if (stamp[k + 1] < shot[2, 1]) inner_end = k
+        if (!outer_end && stamp[k] > shot[2, 2]) outer_end = k
+    }
+    if (!outer || !outer_end || inner_end <= inner) { print "no samples around and between"; exit }
+    within("ticks", 6, 3)
+    if (within("received", 7, 4) < traffic || within("sent", 8, 5) < traffic) print "less than was sent"
+    freed = amounts(outer, outer_end, 9)
+    if (freed < -stored - 100 || freed > -stored + 100) print "of " stored " bytes " (0 - freed) " were seen to be stored"
+    print figures " stored " (0 - freed) > "/dev/stderr"
+}
+AWK
+
+cat >counts.awk <<'AWK'
+# Only a sample that begins and ends between the two; the next one begins behind its end.
+line != "" && $2 > b && $2 < e { n++; split(line, f, " "); if (f[2] > b && (f[3] != p || f[4] != t || f[5] != s)) { why = f[3] " processes, " f[4] " threads, " f[5] " sockets; /proc has " p ", " t ", " s; exit } }
+{ line = $0 }
+END { print n < 2 ? "no sample between" : why }
+AWK
+
+# The first samples under churn make the rooms; a larger sample than any before may enlarge them by a little.
+cat >growth.awk <<'AWK'
+{ rss[NR] = $2; own[NR] = $3; fds[NR] = $4 }
+# Among the lines of the last quarter the least one, else among those of the second quarter the largest.
+function least(all,   i, found) {
+    for (i = int(NR * 3 / 4) + 1; i <= NR; i++) if (!found || all[i] < found) found = all[i]
+    return found
+}
+function most(all,   i, found) {
+    for (i = int(NR / 4) + 1; i <= NR / 2; i++) if (all[i] > found) found = all[i]
+    return found
+}
+function check(what, all, more) {
+    if (least(all) > most(all) * 1.01 + more) print what ": from " most(all) " to " least(all)
+}
+END {
+    if (NR < 4) print "not measured"
+    check("KB resident", rss, 256); check("KB of its own", own, 256); check("descriptors", fds, 3)
+}
+AWK
 
 last() { # sets `number` and `stamp` to those of the last interval read
     read -r number stamp _ < <(tail -n 1 intervals) || number=0 stamp=0
@@ -171,34 +233,8 @@ snapshot() { # NAME: begin and end in ms, the burner's ticks, bytes received and
     echo "$begin $end $((stat[13] + stat[14])) ${lo[1]} ${lo[9]}" >"$1"
 }
 
-# A counter read for a sample is read between its stamp and that of the next one. So what the samples counted between
-# the snapshots is at most what these did, and what the samples around them counted at least.
 compare() {
-    awk -v stored="$Stored" -v traffic="$Traffic" '
-        FNR == 1 && ++file <= 2 { for (i = 1; i <= 5; i++) shot[file, i] = $i; next }
-        { n++; stamp[n] = $2; for (i = 6; i <= 9; i++) amount[n, i] = $i * ($2 - stamp[n - 1]) / 1000 }
-        function amounts(from, to, field,   k, all) { for (k = from + 1; k <= to; k++) all += amount[k, field]; return all }
-        function within(name, field, shot_field,   low, high, known) {
-            low = amounts(inner, inner_end, field); high = amounts(outer, outer_end, field)
-            known = shot[2, shot_field] - shot[1, shot_field]
-            figures = figures " " name " " known " (" low " to " high ")"
-            if (low > known + 1 || high < known - 1 || known <= 0) print name " is " known " in /proc, counted " low " to " high
-            return known
-        }
-        END {
-            for (k = 2; k < n; k++) {
-                if (stamp[k + 1] < shot[1, 1]) outer = k
-                if (!inner && stamp[k] > shot[1, 2]) inner = k
-                if (stamp[k + 1] < shot[2, 1]) inner_end = k
-                if (!outer_end && stamp[k] > shot[2, 2]) outer_end = k
-            }
-            if (!outer || !outer_end || inner_end <= inner) { print "no samples around and between"; exit }
-            within("ticks", 6, 3)
-            if (within("received", 7, 4) < traffic || within("sent", 8, 5) < traffic) print "less than was sent"
-            freed = amounts(outer, outer_end, 9)
-            if (freed < -stored - 100 || freed > -stored + 100) print "of " stored " bytes " -freed " were seen to be stored"
-            print figures " stored " (0 - freed) > "/dev/stderr"
-        }' "$1" "$2" intervals
+    awk -v stored="$Stored" -v traffic="$Traffic" -f compare.awk "$1" "$2" intervals
 }
 
 # check NAME: a known load while nothing else happens, then the counts.
@@ -230,11 +266,7 @@ check() {
         pause 0.1
         now end
         await stamp "$end"
-        why=$(awk -v b="$begin" -v e="$end" -v p="$processes" -v t="$threads" -v s="$sockets" '
-            # Only a sample that begins and ends between the two; the next one begins behind its end.
-            line != "" && $2 > b && $2 < e { n++; split(line, f, " "); if (f[2] > b && (f[3] != p || f[4] != t || f[5] != s)) { why = f[3] " processes, " f[4] " threads, " f[5] " sockets; /proc has " p ", " t ", " s; exit } }
-            { line = $0 }
-            END { print n < 2 ? "no sample between" : why }' intervals)
+        why=$(awk -v b="$begin" -v e="$end" -v p="$processes" -v t="$threads" -v s="$sockets" -f counts.awk intervals)
         [ -z "$why" ] && break
     done
     verdict "$form: $1: counts" "${why%%$'\n'*}"
@@ -279,7 +311,7 @@ run_form() { # FORM
     local reader busy=() why options=(-a -m -t -r -V -v -R 0 -i 1)
     # shellcheck disable=SC2034 # await looks at both by their names
     form=$1 number=0 stamp=0
-    rm -f intervals memory faults fs/*
+    rm -f intervals memory faults read fs/*
     : >intervals
     : >memory
     : >faults
@@ -302,6 +334,7 @@ run_form() { # FORM
     check start
 
     SECONDS=0
+    : >memory
     for work in come_and_go mount_and_unmount plug_and_unplug; do
         "$work" 2>/dev/null &
         busy+=($!)
@@ -309,6 +342,7 @@ run_form() { # FORM
     "$churner" &
     busy+=($!)
     await number "$passes"
+    while ((SECONDS < 3)); do await number "$((number + 10))"; done
     kill "${busy[@]}" && wait "${busy[@]}" 2>/dev/null
     echo "$form: $number passes, $SECONDS s of churn" >>"$log"
     # What the last of them left: processes end, mounts and interfaces go.
@@ -321,20 +355,8 @@ run_form() { # FORM
     check end
     await number "$number"
 
-    # The first samples under churn make the rooms; a larger sample than any before may enlarge them by a little.
-    why=$(awk -v passes="$passes" '
-        $1 >= passes / 4 && $1 <= passes / 2 { if ($2 > rss) rss = $2; if ($3 > own) own = $3; if ($4 > fds) fds = $4 }
-        function least(a, b) { return n == 1 || b < a ? b : a }
-        $1 > passes * 3 / 4 {
-            n++; last_rss = least(last_rss, $2); last_own = least(last_own, $3); last_fds = least(last_fds, $4)
-        }
-        END {
-            if (!rss || !n) print "not measured"
-            else if (last_rss * 100 > rss * 101 + 25600) print "resident: from " rss " KB to " last_rss " KB"
-            else if (last_own * 100 > own * 101 + 25600) print "its own: from " own " KB to " last_own " KB"
-            else if (last_fds > fds) print "descriptors: from " fds " to " last_fds
-        }' memory)
-    verdict "$form: memory and descriptors" "$why"
+    why=$(awk -f growth.awk memory)
+    verdict "$form: memory and descriptors" "${why%%$'\n'*}"
     awk -v form="$form" 'NR % every == 1 || NR == 1 { print form ": pass " $1 ": resident " $2 " KB, own " $3 " KB, descriptors " $4 }' every="$(($(wc -l <memory) / 24 + 1))" memory >>"$log"
     tail -n 1 memory >>"$log"
 
@@ -344,6 +366,11 @@ run_form() { # FORM
     ((status == 143)) || why="status $status instead of the signal's"
     kill "${workers[@]}" 2>/dev/null
     wait
+    for ((i = 0; i < 100; i++)); do
+        [ -e read ] && break
+        pause 0.1
+    done
+    [ -e read ] || why="not read to the end"
     verdict "$form: every line" "${why:-$(head -n 1 faults)}"
     # Told there: tools that are not installed, threads and interfaces that ended before they were looked at.
     verdict "$form: standard error" "$(grep -a -v -e 'not found$' -e '/task.*: No such file or directory$' -e '^come\|^go' -e 'No such process$' err | head -n 1)"
