@@ -2,6 +2,7 @@
 #include "collect/system.h"
 
 #include "collect/output.h"
+#include "tests/unit/child.h"
 #include "tests/unit/nomemory.h"
 
 #include <cerrno>
@@ -349,7 +350,7 @@ template <typename Act> static int inChild(const Act& act) {
     if (child == 0) {
         alarm(20); // a busy or blocked one ends, too
         act();
-        _exit(0);
+        endChild(0);
     }
     int status = 0;
     waitpid(child, &status, 0);
@@ -411,7 +412,7 @@ TEST_F(System, ASlowReaderGetsEverything) {
         dup2(ends[1], STDOUT_FILENO);
         close(ends[0]), close(ends[1]);
         sayText(content), flushOutput();
-        _exit(0);
+        endChild(0);
     }
     close(ends[1]);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -433,9 +434,9 @@ TEST_F(System, FlushedBeforeCommandsAndPauses) {
                   runCommand(("echo second >> " + name).c_str(), output);
                   sayText("third\n");
                   pauseFor(1);
-                  if (fs::file_size(name) != 19) _exit(1);
+                  if (fs::file_size(name) != 19) endChild(1);
                   sayText("never flushed\n");
-                  _exit(0);
+                  endChild(0);
               }),
               0);
     ASSERT_TRUE(readFile(name.c_str(), text));
@@ -450,9 +451,9 @@ TEST_F(System, OnATerminal) {
     const auto say = [&](const std::string& file) {
         return inChild([&] {
             const int fd = open(file.c_str(), O_RDWR | O_NOCTTY | O_CREAT, 0600);
-            if (fd < 0 || dup2(fd, STDOUT_FILENO) < 0) _exit(1);
+            if (fd < 0 || dup2(fd, STDOUT_FILENO) < 0) endChild(1);
             sayText("name \x1b[2J\x9b tail\n");
-            if (isTerminal() != (file == slave)) _exit(2);
+            if (isTerminal() != (file == slave)) endChild(2);
             flushOutput();
         });
     };

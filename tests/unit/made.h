@@ -2,6 +2,7 @@
 #pragma once
 
 #include "collect/output.h"
+#include "tests/unit/child.h"
 #include "tests/world/world.h"
 
 #include <cstdlib>
@@ -77,7 +78,7 @@ template <typename Run> std::string apart(const Run& run) {
             dup2(STDOUT_FILENO, STDERR_FILENO);
             run();
             flushOutput();
-            _exit(0);
+            endChild(0);
         }
         int status = -1;
         waitpid(child, &status, 0);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "collect/output.h"
+#include "tests/unit/child.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -52,11 +53,15 @@ inline bool withoutMemory(size_t least, const std::function<bool()>& act) {
         std::vector<void*> small, between; // those between keep neighbours from being joined when they are freed
         for (size_t size = 16; size + 32 < least && size <= 1024; size += 16)
             for (int i = 0; i < 7; i++) small.push_back(std::malloc(size)), between.push_back(std::malloc(16));
-        const rlimit nothing{0, 0};
+        rlimit limit{}, nothing{};
+        getrlimit(RLIMIT_AS, &limit);
+        nothing.rlim_max = limit.rlim_max;
         setrlimit(RLIMIT_AS, &nothing);
         emptyHeap(least);
         for (auto* block : small) std::free(block);
-        _exit(act() ? 0 : 1);
+        const bool result = act();
+        setrlimit(RLIMIT_AS, &limit); // how the process ends may need some
+        endChild(result ? 0 : 1);
     }
     int status = -1;
     waitpid(child, &status, 0);

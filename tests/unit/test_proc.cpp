@@ -5,6 +5,7 @@
 #include "collect/settings.h"
 #include "monitor/options.h"
 #include "monitor/proc.h"
+#include "tests/unit/child.h"
 #include "tests/unit/made.h"
 
 #include <gtest/gtest.h>
@@ -256,6 +257,7 @@ TEST_F(Processes, DescriptorFiles) {
                  {"pos:7\nflags:02\n", 7, 2},
                  {"pos:\nflags:\n", 0, 0},
                  {"pos:\t5\nflags: \n", 5, 0},
+                 {"pos:\t5\nflags:  ", 5, 0},
                  {"pos:\t5\nflags:\t\n", 5, 0},
                  {"pos:\t5\nflags:xF\n", 5, 15},
                  {"pos:\t5\nflags \t02\n", 5, 0}, // the key ends in a colon
@@ -514,7 +516,7 @@ static int namesOfManyUsers() {
 
 TEST_F(Processes, NamesOfMoreThanAThousandUsers) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(_exit(namesOfManyUsers() ? 1 : 0), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(endChild(namesOfManyUsers() ? 1 : 0), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Processes, NamesHave15CharactersAtTheMost) {
