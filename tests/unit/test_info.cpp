@@ -1,7 +1,9 @@
 #include "collect/info.h"
 
+#include "monitor/reports.h"
 #include "tests/unit/made.h"
 
+#include <limits>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -222,4 +224,13 @@ TEST(Info, TrimString) {
     EXPECT_EQ(trimstring(" \t "), "");
     EXPECT_EQ(trimstring(""), "");
     EXPECT_EQ(trimstring("\na"), "\na");
+}
+
+// Beyond the years that the C library counts there is no date.
+TEST(Info, BootTimeWithoutADate) {
+    Made machine("");
+    TSystemInfo info;
+    info.boottime = std::numeric_limits<int64_t>::max();
+    EXPECT_NE(printed([&] { dispSystemInfo(info); }).find("\n      Boot Time    : , 9223372036854775807\n"),
+              std::string::npos);
 }
