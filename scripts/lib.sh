@@ -41,6 +41,7 @@ has_need() {
 package_of() {
     case $1 in
         compiler | g++) echo g++ ;;
+        gcov) echo gcc ;;
         clang++) echo clang ;;
         generator) echo make ;;
         gtest) echo libgtest-dev ;;
