@@ -49,6 +49,16 @@ TWalls getWalls(const std::function<void()>& one, const std::function<void()>& o
     return {median(ones), median(others)};
 }
 
+double getCPU(const std::function<void()>& work, int times) {
+    std::vector<double> costs;
+    for (int i = 0; i < times; i++) {
+        const double start = cpuMillis();
+        work();
+        costs.push_back(cpuMillis() - start);
+    }
+    return median(costs);
+}
+
 // The peak of this process, bytes.
 static double peakMemory() {
     rusage usage{};

@@ -41,6 +41,8 @@ struct TWalls {
     double one, other;
 };
 TWalls getWalls(const std::function<void()>& one, const std::function<void()>& other, int times);
+// CPU time of the work in this process, that of the commands it runs left out, ms; the median.
+double getCPU(const std::function<void()>& work, int times);
 
 // --- The table
 
