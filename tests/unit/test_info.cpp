@@ -9,27 +9,27 @@
 #include <gtest/gtest.h>
 
 // The commands as they are run, in their order.
-static const char* const OS = "echo `uname -s` `uname -r` `uname -i`";
-static const char* const Which = "which lsb_release >/dev/null 2>&1 ; echo $?";
-static const char* const Release =
+static constexpr const char* OS = "echo `uname -s` `uname -r` `uname -i`";
+static constexpr const char* Which = "which lsb_release >/dev/null 2>&1 ; echo $?";
+static constexpr const char* Release =
     "find /etc -maxdepth 1 -type f -name \"*release\" |egrep -v \"/os-release|/lsb-release\" |awk '{print \"cat \"$1\" "
     "|head -1\"}' |sh";
-static const char* const LsbRelease = "lsb_release -idrc |cut -d':' -f2-";
-static const char* const Serial = "lshal 2>/dev/null |grep \"system.hardware.serial\" |cut -f2 -d\"'\"";
-static const char* const FirmwareSerial =
+static constexpr const char* LsbRelease = "lsb_release -idrc |cut -d':' -f2-";
+static constexpr const char* Serial = "lshal 2>/dev/null |grep \"system.hardware.serial\" |cut -f2 -d\"'\"";
+static constexpr const char* FirmwareSerial =
     "echo `dmidecode 2>/dev/null |grep -A 8 \"System Information\" |grep \"Serial Number\" |egrep -v \"None|Not Spec\" "
     "|head -1 |cut -d\":\" -f2`";
-static const char* const Model = "lshal 2>/dev/null |grep \"system.hardware.product\" |cut -f2 -d\"'\"";
-static const char* const FirmwareModel =
+static constexpr const char* Model = "lshal 2>/dev/null |grep \"system.hardware.product\" |cut -f2 -d\"'\"";
+static constexpr const char* FirmwareModel =
     "echo `dmidecode 2>/dev/null |grep \"Product Name\" |head -1 |cut -d\":\" -f2`";
-static const char* const Logical = "grep cpu /proc/stat |grep -v \"cpu \" |grep cpu |wc -l";
-static const char* const CPUModel = "echo `grep \"^model name\" /proc/cpuinfo |head -1 |cut -d':' -f2-`";
-static const char* const Clock = "grep MHz /proc/cpuinfo |head -1 |awk '{print $4}'";
-static const char* const Cores = "cat /proc/cpuinfo |grep \"cpu core\"|awk {'print $4'}|tail -1";
-static const char* const Siblings = "cat /proc/cpuinfo |grep siblings|awk {'print $3'}|tail -1";
-static const char* const Memory = "grep MemTotal /proc/meminfo |awk '{print $2}'";
-static const char* const Swap = "grep SwapTotal /proc/meminfo |awk '{print $2}'";
-static const char* const Boot = "grep btime /proc/stat |awk '{print $2}'";
+static constexpr const char* Logical = "grep cpu /proc/stat |grep -v \"cpu \" |grep cpu |wc -l";
+static constexpr const char* CPUModel = "echo `grep \"^model name\" /proc/cpuinfo |head -1 |cut -d':' -f2-`";
+static constexpr const char* Clock = "grep MHz /proc/cpuinfo |head -1 |awk '{print $4}'";
+static constexpr const char* Cores = "cat /proc/cpuinfo |grep \"cpu core\"|awk {'print $4'}|tail -1";
+static constexpr const char* Siblings = "cat /proc/cpuinfo |grep siblings|awk {'print $3'}|tail -1";
+static constexpr const char* Memory = "grep MemTotal /proc/meminfo |awk '{print $2}'";
+static constexpr const char* Swap = "grep SwapTotal /proc/meminfo |awk '{print $2}'";
+static constexpr const char* Boot = "grep btime /proc/stat |awk '{print $2}'";
 
 static std::string command(const char* name, const std::string& output) {
     return std::string("command ") + name + " <<END\n" + output + "\nEND\n";
