@@ -4,19 +4,13 @@
 # reaches a terminal. As root and as an ordinary user. In namespaces of its own.
 # shellcheck disable=SC2016 # names like "$(>oops)" are meant as they stand
 set -u
+# shellcheck source=tests/live/common.bash
+. "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
 
 wyrt=${WYRT:?WYRT must name the program}
 churner=${wyrt%/*}/live-churner
 
-if [ -z "${WYRT_LIVE_INSIDE:-}" ]; then
-    for user in --mount-proc --map-root-user; do # the second: an ordinary user that may have a user namespace
-        if unshare "$user" --mount --net --pid --fork --mount-proc true 2>/dev/null; then
-            WYRT_LIVE_INSIDE=1 exec unshare "$user" --mount --net --pid --fork --kill-child --mount-proc bash "${BASH_SOURCE[0]}"
-        fi
-    done
-    echo "skip attack: no namespaces can be made"
-    exit 0
-fi
+in_namespaces attack
 
 export LC_ALL=C
 sandbox=$(mktemp -d) || exit 1
@@ -33,9 +27,6 @@ mkdir desc
 mkfifo never
 exec {never}<>never
 
-verdict() { # NAME WHY: good when there is no reason why not
-    if [ -z "$2" ]; then echo "ok $1"; else echo "not ok $1: ${2%%$'\n'*}"; fi
-}
 pause() { read -rt "$1" -u "$never"; }
 
 # ended NAME OPTION...: the program ends by itself, in time and with 200 MB of addresses, most of which are its code's

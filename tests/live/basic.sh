@@ -2,15 +2,14 @@
 # The real program against /proc/stat and /proc/meminfo as they were around the moments of its samples. The shell keeps
 # snapshots; the program's sample lies between the last one before its TIME stamp and the first one after its output.
 set -u
+# shellcheck source=tests/live/common.bash
+. "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
 
 folder=$(mktemp -d) || exit 1
 watcher=
 trap '[ -n "$watcher" ] && kill "$watcher"; rm -rf "$folder"' EXIT
 trap 'exit 1' INT TERM
 mkfifo "$folder/wake" || exit 1
-
-ok() { echo "ok $1"; }
-bad() { echo "not ok $1: $2"; }
 
 now() { printf -v "$1" '%s' "${EPOCHREALTIME/[.,]/}"; } # into a variable, microseconds
 

@@ -3,16 +3,14 @@
 # about what has just ended, agrees with /proc before and after, and neither grows nor keeps descriptors.
 # PASSES: how many samples are taken (500). SLACK: how many processes others may start or end meanwhile (20).
 set -u
+# shellcheck source=tests/live/common.bash
+. "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
 
 wyrt=${WYRT:?WYRT must name the program}
 passes=${PASSES:-500} slack=${SLACK:-20}
 sandbox=$(mktemp -d) || exit 1
 run='' worker=''
 trap 'kill $run $worker 2>/dev/null; rm -rf "$sandbox"' EXIT
-
-verdict() { # NAME WHY: good when there is no reason why not
-    if [ -z "$2" ]; then echo "ok $1"; else echo "not ok $1: $2"; fi
-}
 
 # Sets `processes` and `threads` to what there is now.
 count() {

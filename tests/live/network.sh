@@ -2,6 +2,8 @@
 # Interfaces, protocol counters and filesystems of the real kernel: a known number of datagrams over loopback, a file of
 # known size on a tmpfs of its own, and an interface whose name is a command.
 set -u
+# shellcheck source=tests/live/common.bash
+. "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
 export LC_ALL=C
 
 # In a mount namespace of its own, where it may have one, so that no mount outlives the run.
@@ -18,10 +20,6 @@ finish() {
 }
 trap finish EXIT
 cd "$sandbox" || exit 1
-
-verdict() { # NAME WHY: good when there is no reason why not
-    if [ -z "$2" ]; then echo "ok $1"; else echo "not ok $1: $2"; fi
-}
 
 # during WORK...: runs the program in intervals, and the work behind its first one. The records of the intervals behind
 # the first, up to the first that began when the work was done, stand in "intervals", all before them in "start".

@@ -3,13 +3,12 @@
 # never turns without pause.
 # shellcheck disable=SC2016 # the commands are for another shell
 set -u
+# shellcheck source=tests/live/common.bash
+. "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
 
 folder=$(mktemp -d) || exit 1
 trap 'rm -rf "$folder"' EXIT
 trap 'exit 1' INT TERM
-
-ok() { echo "ok $1"; }
-bad() { echo "not ok $1: $2"; }
 
 # run STATUS NAME COMMAND: a shell command in which $WYRT is the program; it must end by itself.
 run() {

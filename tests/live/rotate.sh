@@ -1,16 +1,14 @@
 #!/usr/bin/env bash
 # Saved logs: rotation by renaming loses and cuts no interval, nor does a stop; a full disk costs whole intervals.
 set -u
+# shellcheck source=tests/live/common.bash
+. "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
 
 here=$(cd "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 writer=${WYRT%/*}/wyrt-log
 sandbox=$(mktemp -d) || exit 1
 trap 'rm -rf "$sandbox"' EXIT
 cd "$sandbox" || exit 1
-
-verdict() { # NAME WHY: good when there is no reason why not
-    if [ -z "$2" ]; then echo "ok $1"; else echo "not ok $1: $2"; fi
-}
 
 # saved LOG COMMAND...: returns when the writer is done, too: it keeps the standard output until then.
 saved() { "$writer" "$@" | cat; return "${PIPESTATUS[0]}"; }

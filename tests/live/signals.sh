@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Signals: what ends the program, what only holds it, and what it does not notice.
 set -u
+# shellcheck source=tests/live/common.bash
+. "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
 
 wyrt=${WYRT:?WYRT must name the program}
 sandbox=$(mktemp -d) || exit 1
@@ -9,9 +11,6 @@ trap 'kill -9 $run 2>/dev/null; rm -rf "$sandbox"' EXIT
 cd "$sandbox" || exit 1
 ulimit -c 0
 
-verdict() { # NAME WHY: good when there is no reason why not
-    if [ -z "$2" ]; then echo "ok $1"; else echo "not ok $1: $2"; fi
-}
 intervals() { grep -sc '^^END_OF_INTERVAL\$$' log || [ -e log ] || echo 0; }
 await() { # COUNT: until there are that many intervals
     local tries

@@ -4,6 +4,8 @@
 # end as they were at the start. Runs in namespaces of its own, where nothing but its own work happens.
 # PASSES: how many samples are taken of each form at least (150). FORMS: "records tables". LOG: a file for what was measured.
 set -u
+# shellcheck source=tests/live/common.bash
+. "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
 
 wyrt=${WYRT:?WYRT must name the program}
 passes=${PASSES:-150} log=${LOG:-/dev/null}
@@ -11,15 +13,7 @@ here=$(cd "$(dirname -- "${BASH_SOURCE[0]}")" && pwd)
 documents=$here/../../docs/records.md
 churner=${wyrt%/*}/live-churner
 
-if [ -z "${WYRT_LIVE_INSIDE:-}" ]; then
-    for user in --mount-proc --map-root-user; do # the second: an ordinary user that may have a user namespace
-        if unshare "$user" --mount --net --pid --fork --mount-proc true 2>/dev/null; then
-            WYRT_LIVE_INSIDE=1 exec unshare "$user" --mount --net --pid --fork --kill-child --mount-proc bash "${BASH_SOURCE[0]}"
-        fi
-    done
-    echo "skip soak: no namespaces can be made"
-    exit 0
-fi
+in_namespaces soak
 for tool in ip mount umount "$churner"; do
     if ! command -v "$tool" >/dev/null; then
         echo "skip soak: there is no $tool"
@@ -47,9 +41,6 @@ if ! mount -t tmpfs -o size=64m wyrt-known fs; then
     exit 0
 fi
 
-verdict() { # NAME WHY: good when there is no reason why not
-    if [ -z "$2" ]; then echo "ok $1"; else echo "not ok $1: $2"; fi
-}
 pause() { read -rt "$1" -u "$never"; } # without a process
 now() { printf -v "$1" '%s' "$((${EPOCHREALTIME/[.,]/} / 1000))"; } # into a variable, ms
 
