@@ -1,11 +1,11 @@
 // A load to measure on: bench-load (bench/load.cpp), which stands beside this program, until it goes out of scope.
 #pragma once
 
+#include "bench/words.h"
+
 #include <csignal>
 #include <cstdio>
-#include <sstream>
 #include <string>
-#include <vector>
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -26,20 +26,15 @@ public:
 };
 
 inline Load::Load(const std::string& self, const std::string& options) {
-    std::vector<std::string> words = {self.substr(0, self.rfind('/') + 1) + "bench-load"};
-    std::istringstream text(options);
-    for (std::string word; text >> word;) words.push_back(word);
-    std::vector<char*> argv;
-    for (auto& word : words) argv.push_back(word.data());
-    argv.push_back(nullptr);
+    Words words({self.substr(0, self.rfind('/') + 1) + "bench-load"}, options);
     int ready[2];
     if (pipe(ready) != 0) perror("pipe"), exit(1);
     pid = fork();
     if (pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         dup2(ready[1], STDOUT_FILENO);
-        execv(argv[0], argv.data());
-        perror(argv[0]);
+        execv(words.argv()[0], words.argv());
+        perror(words.argv()[0]);
         _exit(1);
     }
     close(ready[1]);

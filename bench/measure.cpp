@@ -1,5 +1,6 @@
 #include "bench/measure.h"
 
+#include "bench/words.h"
 #include "collect/output.h"
 #include "monitor/loop.h"
 
@@ -8,7 +9,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
-#include <sstream>
 
 #include <csignal>
 #include <fcntl.h>
@@ -155,13 +155,8 @@ TCost runMetered(const std::string& options, const std::function<void()>& bare, 
         meter.passes = passes;
         meter.files = files;
         if (files == Files::MadeUp) meter.before = peakMemory();
-        std::vector<std::string> words = {"wyrt", "-i", std::to_string(Pause)};
-        std::istringstream text(options);
-        for (std::string word; text >> word;) words.push_back(word);
-        std::vector<char*> argv;
-        for (auto& word : words) argv.push_back(word.data());
-        argv.push_back(nullptr);
-        monitor(static_cast<int>(words.size()), argv.data());
+        Words words({"wyrt", "-i", std::to_string(Pause)}, options);
+        monitor(words.argc(), words.argv());
     });
 }
 
