@@ -1,13 +1,9 @@
 // The lines of /proc/diskstats; which of them are devices is told by counting words another way.
 #include "collect/disk.h"
 #include "collect/words.h"
+#include "fuzz/check.h"
 
 #include <cstdint>
-#include <cstdlib>
-
-static void check(bool good) {
-    if (!good) abort();
-}
 
 static int countWords(std::string_view line) {
     int count = 0;

@@ -1,12 +1,8 @@
 // What ifconfig prints of an interface.
 #include "collect/netif.h"
+#include "fuzz/check.h"
 
 #include <cstdint>
-#include <cstdlib>
-
-static void check(bool good) {
-    if (!good) abort();
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     TAddresses addresses;

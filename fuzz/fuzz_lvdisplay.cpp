@@ -1,15 +1,8 @@
 // What lvdisplay -m prints.
 #include "collect/volumes.h"
+#include "fuzz/check.h"
 
 #include <cstdint>
-#include <cstdlib>
-
-static void check(bool good) {
-    if (!good) abort();
-}
-
-// Every text is a piece of the report, or empty: nothing comes from elsewhere.
-static bool isFrom(std::string_view report, std::string_view text) { return report.find(text) != report.npos; }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string_view report(reinterpret_cast<const char*>(data), size);

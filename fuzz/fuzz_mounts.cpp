@@ -1,14 +1,10 @@
 // A mount table, as the C library takes it apart, with filesystems whose sizes come from the same bytes.
 #include "collect/fs.h"
 #include "collect/voltext.h"
+#include "fuzz/check.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-
-static void check(bool good) {
-    if (!good) abort();
-}
 
 static TSpace spaceOf(const uint8_t* data, size_t size) {
     uint64_t numbers[6] = {};

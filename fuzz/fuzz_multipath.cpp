@@ -1,12 +1,8 @@
 // What multipath -ll prints, with physical volumes of names that occur in it.
 #include "collect/volumes.h"
+#include "fuzz/check.h"
 
 #include <cstdint>
-#include <cstdlib>
-
-static void check(bool good) {
-    if (!good) abort();
-}
 
 static int firstVolume(const TMultipath& device) {
     for (size_t i = 0; i < pvlist.size(); i++)

@@ -2,13 +2,9 @@
 #include "collect/netif.h"
 
 #include "collect/words.h"
+#include "fuzz/check.h"
 
 #include <cstdint>
-#include <cstdlib>
-
-static void check(bool good) {
-    if (!good) abort();
-}
 
 // What a shell makes of one word: false when it would see more than a word in it.
 static bool getShellWord(std::string_view text, std::string& word) {

@@ -2,13 +2,9 @@
 #include "collect/tcpext.h"
 
 #include "collect/words.h"
+#include "fuzz/check.h"
 
 #include <cstdint>
-#include <cstdlib>
-
-static void check(bool good) {
-    if (!good) abort();
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     TNetstatSlots snmp;

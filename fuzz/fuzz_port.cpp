@@ -1,13 +1,9 @@
 // Socket tables of two passes and the descriptors that may own their sockets, parted by form feeds. The first part has
 // the descriptors: each byte is an inode number, a newline begins the next process.
 #include "collect/port.h"
+#include "fuzz/check.h"
 
 #include <algorithm>
-#include <cstdlib>
-
-static void check(bool good) {
-    if (!good) abort();
-}
 
 static void addProcess(TProcTable& processes) {
     auto& p = processes.procs.emplace_back();

@@ -1,20 +1,14 @@
 // What pvdisplay -m prints.
 #include "collect/volumes.h"
+#include "fuzz/check.h"
 
 #include <cstdint>
-#include <cstdlib>
-
-static void check(bool good) {
-    if (!good) abort();
-}
-
-// Every text but a size joined with its unit is a piece of the report, or empty: nothing comes from elsewhere.
-static bool isFrom(std::string_view report, std::string_view text) { return report.find(text) != report.npos; }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string_view report(reinterpret_cast<const char*>(data), size);
     pvlist.clear();
     getPhysicalVolumes(report);
+    // Every text but a size joined with its unit is a piece of the report.
     for (auto& v : pvlist) {
         for (std::string_view text : {v.name.view(), v.lastname.view(), v.vgname.view(), v.pvsize.view(),
                                       v.notusable.view(), v.allocatable.view(), v.uuid.view()})

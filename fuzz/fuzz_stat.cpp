@@ -1,12 +1,7 @@
 // The stat file of a process and of a thread.
 #include "collect/proclines.h"
 #include "collect/settings.h"
-
-#include <cstdlib>
-
-static void check(bool good) {
-    if (!good) abort();
-}
+#include "fuzz/check.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     clocktick = 100, pagesize = 4096, g_boottime = 1700000000;
