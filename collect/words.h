@@ -59,8 +59,7 @@ int64_t toLong(double v);
 int splitFields(std::string_view line, std::span<std::string_view> fields);
 
 // Words as most tables need them: a word starts at a non-space character that is first or follows a space (or the
-// character `also`). Each view reaches to the end of the line: conversions stop by themselves. Only as many as
-// fit.
+// character `also`). Each view reaches to the end of the line: conversions stop by themselves. Only as many as fit.
 int splitWords(std::string_view line, std::span<std::string_view> words, char also = ' ');
 
 // The text up to its first space.
