@@ -2,7 +2,7 @@
 // take the text apart into lines and words.
 #pragma once
 
-#include "collect/system.h"
+#include "base/door.h"
 
 #include <string>
 #include <string_view>

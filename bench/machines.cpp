@@ -1,6 +1,6 @@
 #include "bench/machines.h"
 
-#include "collect/text.h"
+#include "base/text.h"
 
 #include <fstream>
 #include <iterator>

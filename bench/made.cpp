@@ -6,8 +6,8 @@
 #include "bench/bare.h"
 #include "bench/machines.h"
 #include "bench/measure.h"
-#include "collect/disk.h"
-#include "collect/port.h"
+#include "classic/collect/disk.h"
+#include "classic/collect/port.h"
 
 #include <algorithm>
 #include <string>

@@ -1,8 +1,8 @@
 #include "bench/measure.h"
 
+#include "base/output.h"
 #include "bench/words.h"
-#include "collect/output.h"
-#include "monitor/loop.h"
+#include "classic/monitor/loop.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,14 +1,14 @@
 // What the start of a run and the volume map take here, by the clock, their shell commands and our own CPU time apart;
 // and the system calls of a sample of the machine's figures. WYRT names the program whose start is measured.
+#include "base/door.h"
+#include "base/output.h"
 #include "bench/measure.h"
-#include "collect/info.h"
-#include "collect/output.h"
-#include "collect/settings.h"
-#include "collect/system.h"
-#include "collect/volumes.h"
-#include "monitor/loop.h"
-#include "monitor/options.h"
-#include "monitor/reports.h"
+#include "classic/collect/info.h"
+#include "classic/collect/settings.h"
+#include "classic/collect/volumes.h"
+#include "classic/monitor/loop.h"
+#include "classic/monitor/options.h"
+#include "classic/monitor/reports.h"
 
 #include <cstdio>
 #include <cstdlib>

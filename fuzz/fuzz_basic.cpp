@@ -1,6 +1,6 @@
 // The lines of /proc/stat, /proc/meminfo and /proc/vmstat; core lines are compared with scanf.
-#include "collect/basic.h"
-#include "collect/words.h"
+#include "base/words.h"
+#include "classic/collect/basic.h"
 
 #include <cinttypes>
 #include <cstdio>

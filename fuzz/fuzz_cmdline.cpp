@@ -1,5 +1,5 @@
 // The cmdline file of a process.
-#include "collect/proclines.h"
+#include "classic/collect/proclines.h"
 
 #include <cstdlib>
 

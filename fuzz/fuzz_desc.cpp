@@ -1,5 +1,5 @@
 // A file in which an application describes a thread.
-#include "monitor/proc.h"
+#include "classic/monitor/proc.h"
 
 #include <cstdlib>
 

@@ -1,6 +1,6 @@
 // The lines of /proc/diskstats; which of them are devices is told by counting words another way.
-#include "collect/disk.h"
-#include "collect/words.h"
+#include "base/words.h"
+#include "classic/collect/disk.h"
 #include "fuzz/check.h"
 
 #include <cstdint>

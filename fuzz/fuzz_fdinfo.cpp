@@ -1,5 +1,5 @@
 // The target of a descriptor (the first line) and its fdinfo file (the rest).
-#include "collect/proclines.h"
+#include "classic/collect/proclines.h"
 
 #include <cstdlib>
 

@@ -1,5 +1,5 @@
 // What ifconfig prints of an interface.
-#include "collect/netif.h"
+#include "classic/collect/netif.h"
 #include "fuzz/check.h"
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // The io file of a process or thread.
-#include "collect/proclines.h"
+#include "classic/collect/proclines.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     TCounters counters;

@@ -1,5 +1,5 @@
 // What a terminal is shown: no control characters are left, in bytes or as UTF-8.
-#include "collect/output.h"
+#include "base/output.h"
 
 #include <cstdint>
 #include <cstdlib>

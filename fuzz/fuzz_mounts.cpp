@@ -1,6 +1,6 @@
 // A mount table, as the C library takes it apart, with filesystems whose sizes come from the same bytes.
-#include "collect/fs.h"
-#include "collect/voltext.h"
+#include "classic/collect/fs.h"
+#include "classic/collect/voltext.h"
 #include "fuzz/check.h"
 
 #include <cstdio>

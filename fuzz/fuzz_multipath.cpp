@@ -1,5 +1,5 @@
 // What multipath -ll prints, with physical volumes of names that occur in it.
-#include "collect/volumes.h"
+#include "classic/collect/volumes.h"
 #include "fuzz/check.h"
 
 #include <cstdint>

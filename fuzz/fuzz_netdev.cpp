@@ -1,7 +1,7 @@
 // /proc/net/dev, and the command that is made from the names in it.
-#include "collect/netif.h"
+#include "classic/collect/netif.h"
 
-#include "collect/words.h"
+#include "base/words.h"
 #include "fuzz/check.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 // /proc/net/snmp and /proc/net/netstat, one behind the other.
-#include "collect/tcpext.h"
+#include "classic/collect/tcpext.h"
 
-#include "collect/words.h"
+#include "base/words.h"
 #include "fuzz/check.h"
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // What pvdisplay -m prints.
-#include "collect/volumes.h"
+#include "classic/collect/volumes.h"
 #include "fuzz/check.h"
 
 #include <cstdint>

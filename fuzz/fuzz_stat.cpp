@@ -1,6 +1,6 @@
 // The stat file of a process and of a thread.
-#include "collect/proclines.h"
-#include "collect/settings.h"
+#include "classic/collect/proclines.h"
+#include "classic/collect/settings.h"
 #include "fuzz/check.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

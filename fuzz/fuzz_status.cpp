@@ -1,5 +1,5 @@
 // The status file of a process.
-#include "collect/proclines.h"
+#include "classic/collect/proclines.h"
 #include "tests/unit/made.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

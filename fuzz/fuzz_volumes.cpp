@@ -1,9 +1,9 @@
 // The whole map: the reports of the four tools, the mount table and the disks, each ended by a form feed, read from a
 // machine that has them and printed in both forms.
-#include "collect/disk.h"
-#include "collect/output.h"
-#include "monitor/options.h"
-#include "monitor/volumes.h"
+#include "base/output.h"
+#include "classic/collect/disk.h"
+#include "classic/monitor/options.h"
+#include "classic/monitor/volumes.h"
 #include "tests/world/world.h"
 
 #include <cstdint>

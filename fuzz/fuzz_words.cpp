@@ -1,5 +1,5 @@
 // Lines, numbers and words, compared with fgets and strtoll.
-#include "collect/words.h"
+#include "base/words.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // Runs worlds: worlds [--update] FOLDER...       compares each run with the expected files, prints a diff
 //              worlds --show WORLD OUTPUT-FOLDER writes stdout, stderr, status and log of one run
-#include "monitor/loop.h"
+#include "classic/monitor/loop.h"
 #include "tests/world/world.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // What the unit tests share: a made-up machine for one test, and what the program prints.
 #pragma once
 
-#include "collect/output.h"
+#include "base/output.h"
 #include "tests/unit/child.h"
 #include "tests/world/world.h"
 

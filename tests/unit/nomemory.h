@@ -1,7 +1,7 @@
 // What the program does when it gets no memory.
 #pragma once
 
-#include "collect/output.h"
+#include "base/output.h"
 #include "tests/unit/child.h"
 
 #include <algorithm>

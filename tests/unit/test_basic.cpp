@@ -1,4 +1,4 @@
-#include "collect/basic.h"
+#include "classic/collect/basic.h"
 
 #include "tests/unit/made.h"
 

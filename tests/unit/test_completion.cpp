@@ -1,5 +1,5 @@
 // packaging/completion.bash says what the program says: the letters of the option table, the words of -P.
-#include "monitor/options.h"
+#include "classic/monitor/options.h"
 
 #include <fstream>
 #include <sstream>

@@ -1,5 +1,5 @@
-#include "collect/disk.h"
-#include "monitor/options.h"
+#include "classic/collect/disk.h"
+#include "classic/monitor/options.h"
 #include "tests/unit/made.h"
 #include "tests/unit/nomemory.h"
 

@@ -1,6 +1,6 @@
 // What the documents say of the program is checked where it can be: run at the top of the tree.
-#include "monitor/options.h"
-#include "monitor/records.h"
+#include "classic/monitor/options.h"
+#include "classic/monitor/records.h"
 
 #include <algorithm>
 #include <cctype>
@@ -69,25 +69,34 @@ TEST(Documents, TheManualHasEveryRecordOfIntervals) {
     EXPECT_GT(tags, 15U);
 }
 
-// The map names every source, some by the beginning of their name: `proc…`.
-TEST(Documents, TheMapHasEverySource) {
-    std::set<std::string> names;
-    std::vector<std::string> beginnings;
+// The folders of the product, each a layer of the map.
+static constexpr const char* Layers[] = {"base",  "parse", "record", "classic", "sample",
+                                         "model", "why",   "view",   "wyrt",    "wyrtlog"};
+
+static std::vector<fs::path> productSources() {
+    std::vector<fs::path> sources;
+    for (auto layer : Layers)
+        if (fs::exists(layer))
+            for (auto& entry : fs::recursive_directory_iterator(layer))
+                if (entry.path().extension() == ".h" || entry.path().extension() == ".cpp")
+                    sources.push_back(entry.path());
+    return sources;
+}
+
+// The map names every folder that has sources, and names none that is not there.
+TEST(Documents, TheMapHasEveryFolder) {
+    std::set<std::string> named;
     std::istringstream quoted(textOf("docs/ARCHITECTURE.md"));
     bool inside = false;
-    for (std::string part; std::getline(quoted, part, '`'); inside = !inside) {
-        if (!inside) continue;
-        if (part.starts_with("collect/") || part.starts_with("monitor/")) part.erase(0, 8);
-        if (part.ends_with("…")) beginnings.push_back(part.substr(0, part.size() - std::string("…").size()));
-        else names.insert(part.ends_with(".h") ? part.substr(0, part.size() - 2) : part);
-    }
-    for (auto folder : {"collect", "monitor"})
-        for (auto& entry : fs::directory_iterator(folder)) {
-            const std::string stem = entry.path().stem();
-            bool told = names.count(stem) > 0;
-            for (auto& beginning : beginnings) told |= stem.starts_with(beginning);
-            EXPECT_TRUE(told) << "docs/ARCHITECTURE.md lacks " << entry.path();
+    for (std::string part; std::getline(quoted, part, '`'); inside = !inside)
+        if (inside && part.ends_with("/") && part.find(' ') == part.npos) {
+            EXPECT_TRUE(fs::exists(part)) << "docs/ARCHITECTURE.md names " << part;
+            named.insert(part);
         }
+    for (auto& source : productSources()) {
+        const std::string folder = source.parent_path().string() + "/";
+        EXPECT_TRUE(named.count(folder)) << "docs/ARCHITECTURE.md lacks " << folder;
+    }
 }
 
 // --- Quirks: each names what would notice its loss
@@ -138,26 +147,24 @@ TEST(Documents, WhatQuirksNameIsThere) {
     EXPECT_GT(told.size(), 50U);
     for (auto& name : told) EXPECT_TRUE(exists(name)) << name;
     size_t sources = 0;
-    for (auto folder : {"collect", "monitor"})
-        for (auto& entry : fs::directory_iterator(folder)) {
-            sources++;
-            for (auto& name : quirksIn(commentsOf(entry.path()))) {
-                EXPECT_TRUE(exists(name)) << entry.path() << " names " << name;
-                EXPECT_TRUE(told.count(name)) << entry.path() << ": docs/quirks.md lacks " << name;
-            }
+    for (auto& source : productSources()) {
+        sources++;
+        for (auto& name : quirksIn(commentsOf(source))) {
+            EXPECT_TRUE(exists(name)) << source << " names " << name;
+            EXPECT_TRUE(told.count(name)) << source << ": docs/quirks.md lacks " << name;
         }
+    }
     EXPECT_GT(sources, 30U);
 }
 
 // A quirk that names nothing would not be missed.
 TEST(Documents, EveryQuirkNamesATest) {
-    for (auto folder : {"collect", "monitor"})
-        for (auto& entry : fs::directory_iterator(folder)) {
-            std::istringstream text(commentsOf(entry.path()));
-            for (std::string comment; std::getline(text, comment);)
-                EXPECT_TRUE(comment.find("Quirk:") == comment.npos || comment.find("Seen by tests/") != comment.npos)
-                    << entry.path() << ": " << comment;
-        }
+    for (auto& source : productSources()) {
+        std::istringstream text(commentsOf(source));
+        for (std::string comment; std::getline(text, comment);)
+            EXPECT_TRUE(comment.find("Quirk:") == comment.npos || comment.find("Seen by tests/") != comment.npos)
+                << source << ": " << comment;
+    }
     std::istringstream lines(textOf("docs/quirks.md"));
     for (std::string line; std::getline(lines, line);)
         EXPECT_TRUE(!line.starts_with("- ") || line.find("Seen by `") != line.npos) << line;

@@ -1,4 +1,4 @@
-#include "monitor/format.h"
+#include "classic/monitor/format.h"
 
 #include <cmath>
 #include <cstdlib>

@@ -1,6 +1,6 @@
-#include "collect/fs.h"
+#include "classic/collect/fs.h"
 
-#include "collect/voltext.h"
+#include "classic/collect/voltext.h"
 #include "tests/unit/made.h"
 #include "tests/unit/nomemory.h"
 

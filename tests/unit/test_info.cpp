@@ -1,6 +1,6 @@
-#include "collect/info.h"
+#include "classic/collect/info.h"
 
-#include "monitor/reports.h"
+#include "classic/monitor/reports.h"
 #include "tests/unit/made.h"
 
 #include <limits>

@@ -1,4 +1,4 @@
-#include "monitor/loop.h"
+#include "classic/monitor/loop.h"
 
 #include "tests/unit/made.h"
 

@@ -1,4 +1,4 @@
-#include "collect/volumes.h"
+#include "classic/collect/volumes.h"
 
 #include "tests/unit/nomemory.h"
 

@@ -1,4 +1,4 @@
-#include "collect/disk.h"
+#include "classic/collect/disk.h"
 
 #include "tests/unit/made.h"
 #include "tests/unit/nomemory.h"

@@ -1,6 +1,6 @@
-#include "collect/netif.h"
+#include "classic/collect/netif.h"
 
-#include "collect/settings.h"
+#include "classic/collect/settings.h"
 #include "tests/unit/made.h"
 #include "tests/unit/nomemory.h"
 

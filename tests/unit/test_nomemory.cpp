@@ -1,13 +1,13 @@
 // A run that finds no memory for what it wants to keep, above all the process collector and its report, and processes
 // that grow faster than the room for them.
-#include "collect/basic.h"
-#include "collect/output.h"
-#include "collect/proc.h"
-#include "collect/settings.h"
-#include "monitor/loop.h"
-#include "monitor/options.h"
-#include "monitor/proc.h"
-#include "monitor/reports.h"
+#include "base/output.h"
+#include "classic/collect/basic.h"
+#include "classic/collect/proc.h"
+#include "classic/collect/settings.h"
+#include "classic/monitor/loop.h"
+#include "classic/monitor/options.h"
+#include "classic/monitor/proc.h"
+#include "classic/monitor/reports.h"
 #include "tests/unit/made.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "monitor/options.h"
+#include "classic/monitor/options.h"
 
 #include "tests/unit/made.h"
 

@@ -1,4 +1,4 @@
-#include "collect/order.h"
+#include "base/order.h"
 
 #include <functional>
 #include <random>

@@ -1,4 +1,4 @@
-#include "collect/output.h"
+#include "base/output.h"
 
 #include "tests/unit/made.h"
 

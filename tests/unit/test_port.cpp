@@ -1,6 +1,6 @@
-#include "collect/port.h"
-#include "collect/settings.h"
-#include "monitor/port.h"
+#include "classic/collect/port.h"
+#include "classic/collect/settings.h"
+#include "classic/monitor/port.h"
 #include "tests/unit/made.h"
 #include "tests/unit/nomemory.h"
 

@@ -1,10 +1,10 @@
-#include "collect/proc.h"
+#include "classic/collect/proc.h"
 
-#include "collect/order.h"
-#include "collect/proclines.h"
-#include "collect/settings.h"
-#include "monitor/options.h"
-#include "monitor/proc.h"
+#include "base/order.h"
+#include "classic/collect/proclines.h"
+#include "classic/collect/settings.h"
+#include "classic/monitor/options.h"
+#include "classic/monitor/proc.h"
 #include "tests/unit/child.h"
 #include "tests/unit/made.h"
 

@@ -1,6 +1,6 @@
 // docs/records.md against the definitions that print the records, and both against what the worlds print. Run at the
 // top of the tree.
-#include "monitor/records.h"
+#include "classic/monitor/records.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "monitor/report.h"
+#include "classic/monitor/report.h"
 
 #include "tests/unit/made.h"
 

@@ -1,4 +1,4 @@
-#include "collect/tcpext.h"
+#include "classic/collect/tcpext.h"
 
 #include "tests/unit/made.h"
 #include "tests/unit/nomemory.h"

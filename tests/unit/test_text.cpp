@@ -1,4 +1,4 @@
-#include "collect/text.h"
+#include "base/text.h"
 
 #include <string>
 

@@ -1,5 +1,5 @@
-#include "collect/voltext.h"
-#include "collect/volumes.h"
+#include "classic/collect/voltext.h"
+#include "classic/collect/volumes.h"
 
 #include <gtest/gtest.h>
 

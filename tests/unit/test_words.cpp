@@ -1,4 +1,4 @@
-#include "collect/words.h"
+#include "base/words.h"
 
 #include <cmath>
 #include <cstdio>

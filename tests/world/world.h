@@ -1,5 +1,5 @@
 // A made-up machine in steps, read from a folder of tests/worlds (its format: tests/worlds/README.md). The functions of
-// collect/system.h answer from the one that stands.
+// base/door.h answer from the one that stands.
 #pragma once
 
 #include <cstdint>

@@ -1,0 +1,212 @@
+#include "base/door.h"
+
+#include "base/output.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+// O_NONBLOCK: a FIFO or a device planted under a name that is read cannot hold the run; it changes nothing for the
+// rest.
+static constexpr int OpenFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+
+bool Place::open(const char* path) {
+    close();
+    fd = ::open(path, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    return fd >= 0;
+}
+
+bool Place::open(const Place& at, const char* name) {
+    close();
+    fd = openat(at.handle(), name, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    return fd >= 0;
+}
+
+void Place::close() {
+    if (fd >= 0) ::close(fd);
+    fd = -1;
+}
+
+bool Directory::hold(void* opened) {
+    dir = opened;
+    fd = opened ? dirfd(static_cast<DIR*>(opened)) : -1;
+    return opened != nullptr;
+}
+
+bool Directory::open(const char* path) {
+    close();
+    return hold(opendir(path));
+}
+
+bool Directory::open(const Place& at, const char* name) {
+    close();
+    const int opened = openat(at.handle(), name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (opened < 0) return false;
+    if (hold(fdopendir(opened))) return true;
+    ::close(opened);
+    return false;
+}
+
+bool Directory::next(Entry& entry) {
+    const dirent* d = readdir(static_cast<DIR*>(dir));
+    if (d) entry = {d->d_name, d->d_ino};
+    return d != nullptr;
+}
+
+void Directory::close() {
+    if (dir) closedir(static_cast<DIR*>(dir)); // and its handle
+    hold(nullptr);
+}
+
+// Doubles the buffer, keeping what was read.
+static void grow(Contents& text) {
+    constexpr size_t First = 16384; // a process's files and most of the rest fit at once
+    const size_t capacity = text.capacity ? text.capacity * 2 : First;
+    std::unique_ptr<char[]> data(new char[capacity]);
+    std::copy_n(text.data.get(), text.size, data.get());
+    text.data = std::move(data);
+    text.capacity = capacity;
+}
+
+static void readAll(int fd, Contents& text, Reading how, size_t most) {
+    text.size = 0;
+    text.error = 0;
+    while (text.size < most) {
+        if (text.size == text.capacity) grow(text);
+        const size_t wanted = std::min(text.capacity, most) - text.size;
+        const ssize_t n = read(fd, text.data.get() + text.size, wanted);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) text.error = errno;
+        if (n <= 0) return;
+        text.size += static_cast<size_t>(n);
+        if (how == Reading::Single && static_cast<size_t>(n) < wanted) return;
+    }
+}
+
+namespace {
+// Closed also when there is no memory for what it holds.
+struct Opened {
+    int fd;
+    ~Opened() { close(fd); }
+};
+} // namespace
+
+static bool readOpened(int fd, Contents& text, Reading how, size_t most) {
+    if (fd < 0) return false;
+    const Opened file{fd};
+    readAll(file.fd, text, how, most);
+    return true;
+}
+
+bool readFile(const char* path, Contents& text, Reading how, size_t most) {
+    return readOpened(open(path, OpenFlags), text, how, most);
+}
+
+bool readFile(const Place& at, const char* name, Contents& text, Reading how, size_t most) {
+    return readOpened(openat(at.handle(), name, OpenFlags), text, how, most);
+}
+
+bool canOpen(const char* path) {
+    const int fd = open(path, OpenFlags);
+    if (fd >= 0) close(fd);
+    return fd >= 0;
+}
+
+ptrdiff_t readLink(const Place& at, const char* name, char* target, size_t size) {
+    return readlinkat(at.handle(), name, target, size);
+}
+
+bool getInode(const char* path, uint64_t& inode) {
+    struct stat status;
+    if (stat(path, &status) != 0) return false;
+    inode = status.st_ino;
+    return true;
+}
+
+bool removeFile(const char* path) { return unlink(path) == 0; }
+
+bool MountTable::open(const char* path) {
+    table.reset(setmntent(path, "r"));
+    return table != nullptr;
+}
+
+const mntent* MountTable::next() { return getmntent(table.get()); }
+
+SpaceAnswer getSpace(const char* dir, TSpace& space) {
+    struct stat status;
+    if (stat(dir, &status) != 0) return SpaceAnswer::StatFailed;
+    const int fd = open(dir, OpenFlags);
+    if (fd < 0) return SpaceAnswer::OpenFailed;
+    struct statfs fs;
+    const int result = fstatfs(fd, &fs);
+    const int error = errno;
+    close(fd);
+    errno = error;
+    if (result != 0) return SpaceAnswer::StatfsFailed;
+    space = {fs.f_bsize, fs.f_blocks, fs.f_bfree, fs.f_bavail, fs.f_files, fs.f_ffree};
+    return SpaceAnswer::Ok;
+}
+
+bool runCommand(const char* command, Contents& text) {
+    flushOutput();
+    const std::unique_ptr<FILE, Closer<pclose>> pipe(popen(command, "r"));
+    if (!pipe) return false;
+    text.size = 0;
+    text.error = 0;
+    do {
+        if (text.size == text.capacity) grow(text);
+        text.size += fread(text.data.get() + text.size, 1, text.capacity - text.size, pipe.get());
+    } while (text.size == text.capacity);
+    return true;
+}
+
+bool getUserName(uint32_t uid, std::string& name) {
+    const passwd* account = getpwuid(uid);
+    if (account) name = account->pw_name;
+    return account != nullptr;
+}
+
+bool getHostName(char* name, size_t size) { return gethostname(name, size) == 0; }
+
+int getPageSize() { return static_cast<int>(sysconf(_SC_PAGESIZE)); }
+
+int getClockTicks() { return static_cast<int>(sysconf(_SC_CLK_TCK)); }
+
+TStamp getClock() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return {now.tv_sec, static_cast<int>(now.tv_nsec / 1000000)};
+}
+
+void pauseFor(unsigned microseconds) {
+    flushOutput();
+    usleep(microseconds);
+}
+
+bool isTerminal() { return isatty(STDOUT_FILENO) == 1; }
+
+// Writes all of the text; what a full disk or a closed descriptor refuses is lost, and the run goes on.
+static void put(int fd, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t n = write(fd, text.data(), text.size());
+        if (n > 0) {
+            text.remove_prefix(static_cast<size_t>(n));
+        } else if (n < 0 && errno == EAGAIN) { // a reader that set the shared descriptor non-blocking: wait for room
+            pollfd ready{fd, POLLOUT, 0};
+            if (poll(&ready, 1, -1) < 0 && errno != EINTR) return;
+        } else if (n == 0 || errno != EINTR) {
+            return;
+        }
+    }
+}
+
+void putOut(std::string_view text) { put(STDOUT_FILENO, text); }
+
+void putErr(std::string_view text) { put(STDERR_FILENO, text); }

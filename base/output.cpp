@@ -1,0 +1,103 @@
+#include "base/output.h"
+
+#include "base/door.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+static std::string& pending() {
+    static std::string text;
+    return text;
+}
+
+static void addFormatted(std::string& to, const char* format, va_list args) {
+    constexpr size_t Usual = 512; // most lines fit: formatted in place, without a second round
+    const size_t start = to.size();
+    va_list again;
+    va_copy(again, args);
+    to.resize(start + Usual);
+    const int n = vsnprintf(to.data() + start, Usual, format, args);
+    const size_t size = n > 0 ? static_cast<size_t>(n) : 0;
+    if (size >= Usual) {
+        to.resize(start + size + 1);
+        vsnprintf(to.data() + start, size + 1, format, again);
+    }
+    va_end(again);
+    to.resize(start + size);
+}
+
+void say(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    addFormatted(pending(), format, args);
+    va_end(args);
+}
+
+void sayText(std::string_view text) { pending() += text; }
+
+void sayError(std::string_view text, int error) {
+    std::string line(text);
+    line.append(": ").append(strerror(error)).append("\n");
+    putErr(line);
+}
+
+void sayMessage(const char* format, ...) {
+    char line[1024];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(line, sizeof line, format, args);
+    va_end(args);
+    pending().append(line).append("\n");
+}
+
+void sayOpenFailed(std::string_view path, int error) {
+    sayMessage("[ERROR] Failed to open %.*s [ENO(%d):%s]", static_cast<int>(path.size()), path.data(), error,
+               strerror(error));
+}
+
+void flushOutput() {
+    auto& text = pending();
+    if (text.empty()) return;
+    static const bool terminal = isTerminal();
+    if (terminal) maskControls(text);
+    putOut(text);
+    text.clear();
+}
+
+// The length of the valid UTF-8 character at `s`, 1 when there is none; `code` is its number or the byte itself.
+static size_t getCharacter(std::string_view s, unsigned& code) {
+    const auto first = static_cast<unsigned char>(s[0]);
+    code = first;
+    const size_t length = first >= 0xF0 && first <= 0xF4 ? 4 : first >= 0xE0 ? 3 : first >= 0xC2 ? 2 : 1;
+    if (length == 1 || first > 0xF4 || s.size() < length) return 1;
+    unsigned value = first & (0xFFU >> (length + 1));
+    for (size_t i = 1; i < length; i++) {
+        const auto next = static_cast<unsigned char>(s[i]);
+        if ((next & 0xC0U) != 0x80) return 1;
+        value = value << 6 | (next & 0x3FU);
+    }
+    constexpr unsigned Least[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (value < Least[length] || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) return 1;
+    code = value;
+    return length;
+}
+
+static bool isControl(unsigned code) { return (code < 0x20 && code != '\n') || (code >= 0x7F && code <= 0x9F); }
+
+void maskControls(std::string& text) {
+    size_t to = 0;
+    for (size_t at = 0; at < text.size();) {
+        unsigned code = 0;
+        const size_t length = getCharacter(std::string_view(text).substr(at), code);
+        if (isControl(code)) {
+            text[to++] = '?';
+        } else {
+            std::copy_n(text.data() + at, length, text.data() + to); // forwards: `to` is at or before `at`
+            to += length;
+        }
+        at += length;
+    }
+    text.resize(to);
+}

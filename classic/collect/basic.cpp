@@ -1,0 +1,216 @@
+#include "classic/collect/basic.h"
+
+#include "base/door.h"
+#include "base/output.h"
+#include "base/words.h"
+#include "classic/collect/slots.h"
+
+#include <cerrno>
+#include <cstring>
+
+static constexpr size_t LineLimit = 1024; // longer lines come in pieces; only "intr" is ever that long
+
+static int64_t getNumberBehind(std::string_view line, char separator) {
+    const auto at = line.find(separator);
+    return at == line.npos ? 0 : toLong(skipBlanks(line.substr(at + 1)));
+}
+
+int64_t getvalue(std::string_view line) { return getNumberBehind(line, ':'); }
+int64_t getvalue2(std::string_view line) { return getNumberBehind(line, ' '); }
+
+// --- /proc/stat
+
+// "cpu  1393280 32966 572056 13343292 6130 0 17875 0 23933 0": the columns as the kernel orders them.
+static constexpr double TBasic::*SystemColumns[] = {
+    &TBasic::usr, &TBasic::nice,    &TBasic::sys,   &TBasic::idle,  &TBasic::iowait,
+    &TBasic::irq, &TBasic::softirq, &TBasic::steal, &TBasic::guest, &TBasic::guest_nice,
+};
+
+static void getSystemLine(std::string_view line, TBasic& basic) {
+    size_t column = 0;
+    for (size_t i = 4; i < line.size() && column < std::size(SystemColumns); i++)
+        if (line[i - 1] == ' ' && line[i - 2] != ' ')
+            basic.*SystemColumns[column++] = static_cast<double>(toLong(line.substr(i)));
+}
+
+// Reads "cpu3 393280 2966 ..." as scanf would: how many items there are, the core number among them.
+static int scanCore(std::string_view line, int& id, int64_t (&counters)[10]) {
+    if (!afterKey(line, "cpu", line)) return 0;
+    size_t end = 0;
+    id = static_cast<int>(toLong(line, &end));
+    int items = 0;
+    while (end > 0) {
+        line.remove_prefix(end);
+        if (++items == 11) break;
+        counters[items - 1] = toLong(line, &end);
+    }
+    return items;
+}
+
+static void getCoreLine(std::string_view line, std::vector<TCPU>& cpu) {
+    int id = 0;
+    int64_t counters[10] = {};
+    if (scanCore(line, id, counters) <= 7) return;
+    const auto value = [&](int column) { return static_cast<double>(counters[column]); };
+    const size_t index = cpu.size();
+    auto* core = addRow(cpu);
+    if (!core) return;
+    core->id = id;
+    core->usr = value(0), core->nice = value(1), core->sys = value(2), core->idle = value(3), core->iowait = value(4);
+    core->irq = value(5), core->softirq = value(6);
+    // Quirk: the row's position, not the number of columns, decides whether the last three are taken, so the first nine
+    // cores never show a steal share. Seen by tests/worlds/basic-cores-steal.
+    if (index > 8) core->steal = value(7);
+    if (index > 9) core->guest = value(8);
+    if (index > 10) core->guest_nice = value(9);
+}
+
+void getStatLine(std::string_view line, TBasic& basic, std::vector<TCPU>& cpu) {
+    std::string_view rest;
+    const auto number = [&] { return static_cast<double>(toLong(rest)); };
+    if (line.starts_with("cpu ")) return getSystemLine(line, basic);
+    if (afterKey(line, "ctxt ", rest)) basic.ctxt = number();
+    else if (afterKey(line, "intr ", rest)) basic.intr = number();
+    else if (afterKey(line, "processes ", rest)) basic.fork = number();
+    else if (afterKey(line, "procs_running ", rest)) basic.running = toLong(rest);
+    else if (afterKey(line, "procs_blocked ", rest)) basic.blocked = toLong(rest);
+    else getCoreLine(line, cpu);
+}
+
+template <typename Row> static double getTotal(const Row& row) {
+    return row.usr + row.nice + row.sys + row.iowait + row.idle + row.irq + row.softirq + row.steal;
+}
+
+// The shares of CPU time between two samples; false (and nothing set) when the counters did not move or there is no
+// sample before.
+template <typename Row> static bool getShares(const Row& now, const Row& before, double seconds, Row& result) {
+    const double all = getTotal(now) - getTotal(before);
+    if (!(all > 0 && before.usr + before.sys + before.idle > 0 && seconds > 0)) return false;
+    for (auto field :
+         {&Row::usr, &Row::nice, &Row::sys, &Row::idle, &Row::iowait, &Row::irq, &Row::softirq, &Row::steal})
+        result.*field = 100.0 * (now.*field - before.*field) / all;
+    for (auto field : {&Row::guest, &Row::guest_nice}) result.*field = now.*field - before.*field;
+    return true;
+}
+
+// The leading run of cores that both samples have at the same position.
+static void getCoreShares(const std::vector<TCPU>& now, const std::vector<TCPU>& before, double seconds,
+                          std::vector<TCPU>& result) {
+    result.clear();
+    if (now.size() != before.size() || !makeRoom(result, now.size())) return;
+    for (size_t i = 0; i < now.size() && now[i].id == before[i].id; i++) {
+        TCPU core;
+        if (!getShares(now[i], before[i], seconds, core)) break;
+        core.id = now[i].id;
+        result.push_back(core);
+    }
+}
+
+static void getStat(Contents& text, int icur, int ipre, double seconds, TBasicSlots& slots) {
+    auto& now = slots.basic[icur];
+    auto& before = slots.basic[ipre];
+    auto& result = slots.basic[2];
+    slots.cpu[icur].clear();
+    if (!readFile("/proc/stat", text, Reading::Single)) return sayError("Failed to open /proc/stat", errno);
+    Lines lines(text.view(), LineLimit);
+    for (std::string_view line; lines.next(line);) getStatLine(line, now, slots.cpu[icur]);
+    if (getShares(now, before, seconds, result)) {
+        result.running = now.running, result.blocked = now.blocked;
+        for (auto field : {&TBasic::fork, &TBasic::intr, &TBasic::ctxt})
+            result.*field = (now.*field - before.*field) / seconds;
+    }
+    getCoreShares(slots.cpu[icur], slots.cpu[ipre], seconds, slots.cpu[2]);
+}
+
+// --- /proc/meminfo
+
+static constexpr struct {
+    std::string_view key;
+    double TBasic::*field;
+} MemKeys[] = {
+    {"MemTotal:", &TBasic::memtotal}, {"MemFree:", &TBasic::memfree},       {"Active:", &TBasic::active},
+    {"Buffers:", &TBasic::buffers},   {"Cached:", &TBasic::cached},         {"SwapTotal:", &TBasic::swaptotal},
+    {"SwapFree:", &TBasic::swapfree}, {"SwapCached:", &TBasic::swapcached},
+};
+
+static void sayUnreadable(const char* path) { say("Failed to open %s [ENO(%d):%s]\n", path, errno, strerror(errno)); }
+
+void getMemLine(std::string_view line, TBasic& now) {
+    for (auto& known : MemKeys)
+        if (line.starts_with(known.key)) {
+            now.*known.field = static_cast<double>(getvalue(line));
+            return;
+        }
+}
+
+static void getMeminfo(Contents& text, TBasic& now, TBasic& result) {
+    if (!readFile("/proc/meminfo", text, Reading::Single)) return sayUnreadable("/proc/meminfo");
+    Lines lines(text.view(), LineLimit);
+    for (std::string_view line; lines.next(line);) getMemLine(line, now);
+    for (auto& known : MemKeys) result.*known.field = now.*known.field;
+}
+
+// --- /proc/vmstat
+
+static constexpr struct {
+    std::string_view key;
+    double TBasic::*field;
+    bool zone; // added up over the zones; the value stands behind the first space, because a key may go on ("dma32")
+} VmKeys[] = {
+    {"pgfree ", &TBasic::pgfree, false},
+    {"pgpgin ", &TBasic::pgin, false},
+    {"pgpgout ", &TBasic::pgout, false},
+    {"pswpin ", &TBasic::swapin, false},
+    {"pswpout ", &TBasic::swapout, false},
+    {"pgmajfault ", &TBasic::pgmajfault, false},
+    {"pgrotated ", &TBasic::pgrotated, false},
+    {"pgscan_kswapd_dma", &TBasic::pgscank, true},
+    {"pgscan_kswapd_normal", &TBasic::pgscank, true},
+    {"pgscan_direct_dma", &TBasic::pgscand, true},
+    {"pgscan_direct_normal", &TBasic::pgscand, true},
+    {"pgsteal_kswapd_dma", &TBasic::pgstealk, true},
+    {"pgsteal_kswapd_normal", &TBasic::pgstealk, true},
+    {"pgsteal_direct_dma", &TBasic::pgsteald, true},
+    {"pgsteal_direct_normal", &TBasic::pgsteald, true},
+};
+
+void getVmLine(std::string_view line, TBasic& now) {
+    if (line.empty() || line[0] != 'p') return;
+    for (auto& known : VmKeys) {
+        std::string_view rest;
+        if (!afterKey(line, known.key, rest)) continue;
+        auto& field = now.*known.field;
+        field = known.zone ? field + static_cast<double>(getvalue2(line)) : static_cast<double>(toLong(rest));
+        return;
+    }
+}
+
+static void getVmRates(const TBasic& now, const TBasic& before, double seconds, TBasic& result) {
+    for (auto field : {&TBasic::pgfree, &TBasic::swapin, &TBasic::swapout, &TBasic::pgmajfault, &TBasic::pgrotated,
+                       &TBasic::pgscank, &TBasic::pgscand, &TBasic::pgstealk, &TBasic::pgsteald})
+        result.*field = (now.*field - before.*field) / seconds;
+    for (auto field : {&TBasic::pgin, &TBasic::pgout}) // the kernel counts KB
+        result.*field = 1024.0 * (now.*field - before.*field) / seconds;
+    const double scanned = result.pgscank + result.pgscand;
+    result.vmeff = scanned > 0 ? 100.0 * (result.pgstealk + result.pgsteald) / scanned : 0;
+}
+
+static void getVmstat(Contents& text, TBasic& now, const TBasic& before, double seconds, TBasic& result) {
+    if (!readFile("/proc/vmstat", text)) {
+        if (errno != ENOENT) sayUnreadable("/proc/vmstat"); // a missing file was told at start-up
+        return;
+    }
+    Lines lines(text.view(), LineLimit);
+    for (std::string_view line; lines.next(line);) getVmLine(line, now);
+    if (seconds > 0) getVmRates(now, before, seconds, result);
+}
+
+int getbasicperf(int CallingIndex, int icur, int ipre, double seconds, TBasicSlots& slots) {
+    static Contents text;
+    if (CallingIndex == 0) slots = {};
+    slots.basic[icur] = {};
+    getStat(text, icur, ipre, seconds, slots);
+    getMeminfo(text, slots.basic[icur], slots.basic[2]);
+    getVmstat(text, slots.basic[icur], slots.basic[ipre], seconds, slots.basic[2]);
+    return 0;
+}

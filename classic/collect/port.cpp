@@ -1,0 +1,274 @@
+#include "classic/collect/port.h"
+
+#include "base/door.h"
+#include "base/output.h"
+#include "base/words.h"
+#include "classic/collect/settings.h"
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <iterator>
+#include <new>
+
+static constexpr size_t LineLimit = 1024; // longer lines come in pieces
+static constexpr size_t RowSize = 150;    // bytes of a row of TCP as the kernel pads it
+static constexpr size_t MostOwners = 16;  // of one socket; the search ends there
+static constexpr size_t MostText = 960;   // characters an owner text may be told to have
+
+// --- Descriptors by inode
+
+// The process rows that are there: the count is of all that the scan met and can be above them.
+static size_t rowsOf(const TProcTable& processes) {
+    return std::min(processes.procs.size(), static_cast<size_t>(processes.proccount));
+}
+
+namespace {
+// The descriptors of all processes by inode, so that the search for a socket's owners does not walk all of them for
+// every socket. Owners come in the order in which that walk would meet them.
+class DescriptorIndex {
+    struct Entry {
+        int64_t inode;
+        TOwner owner;
+        uint32_t next; // of the same slot: position + 1, 0: none
+    };
+    std::vector<Entry> entries;
+    std::vector<uint32_t> slots; // first entry of each: position + 1, 0: none
+    int shift = 63;
+
+    size_t slotOf(int64_t inode) const {
+        constexpr uint64_t Golden = 0x9E3779B97F4A7C15; // spreads neighbouring numbers
+        return static_cast<uint64_t>(inode) * Golden >> shift;
+    }
+
+public:
+    void build(TProcTable& processes) {
+        entries.clear();
+        entries.reserve(processes.fds.size());
+        slots.assign(std::bit_ceil(processes.fds.size() + 2), 0);
+        shift = 64 - std::countr_zero(slots.size());
+        // From the last to the first, each put before what its slot has.
+        for (size_t p = rowsOf(processes); p-- > 0;) {
+            const auto fds = processes.fdinfo(processes.procs[p]);
+            for (size_t f = fds.size(); f-- > 0;) {
+                if (fds[f].inode <= 0) continue;
+                auto& first = slots[slotOf(fds[f].inode)];
+                entries.push_back({fds[f].inode, {static_cast<int>(p), static_cast<int>(f)}, first});
+                first = static_cast<uint32_t>(entries.size());
+            }
+        }
+    }
+    // Adds at most `most` owners of the inode.
+    void find(int64_t inode, size_t most, std::vector<TOwner>& owners) const {
+        for (uint32_t at = slots[slotOf(inode)]; at && most > 0; at = entries[at - 1].next)
+            if (entries[at - 1].inode == inode) owners.push_back(entries[at - 1].owner), most--;
+    }
+};
+
+struct TPass {
+    TPortTable& table;
+    TProcTable* processes; // null: none to search
+    size_t known;          // rows of the pass before
+    size_t count = 0;      // rows of this one so far
+};
+} // namespace
+
+// --- Rows that stand where they stood
+
+static bool stillOwns(TProcTable& processes, const TOwner& owner, int64_t inode) {
+    const auto p = static_cast<size_t>(owner.procindex), f = static_cast<size_t>(owner.fdindex);
+    if (p >= rowsOf(processes)) return false;
+    const auto fds = processes.fdinfo(processes.procs[p]);
+    return f < fds.size() && fds[f].inode == inode;
+}
+
+static void sayReuse(const TPortInfo& row, const TProc& p) {
+    say("++++ Reuse of previous inode info - %s:%d %s:%d %lld <-> %d %s\n", row.loc.c_str(), row.loc_port,
+        row.rem.c_str(), row.rem_port, static_cast<long long>(row.inode), p.pid, p.cmd.c_str());
+}
+
+static void sayReset(const TPortInfo& row) {
+    say("---- Reset inode info - %s:%d %s:%d %lld\n", row.loc.c_str(), row.loc_port, row.rem.c_str(), row.rem_port,
+        static_cast<long long>(row.inode));
+}
+
+static bool allStillOwn(TProcTable& processes, std::span<const TOwner> owners, const TPortInfo& row) {
+    for (auto& owner : owners) {
+        const bool still = stillOwns(processes, owner, row.inode);
+        if (netdebug && still) sayReuse(row, processes.procs[static_cast<size_t>(owner.procindex)]);
+        if (netdebug && !still) sayReset(row);
+        if (!still) return false;
+    }
+    return true;
+}
+
+// Brings a part of the pool before into this one.
+template <typename Pool> static TRange moved(const Pool& from, TRange range, Pool& to) {
+    const auto start = from.begin() + range.first;
+    const TRange result{static_cast<uint32_t>(to.size()), range.count};
+    to.insert(to.end(), start, start + range.count);
+    return result;
+}
+
+// The owners found in the pass before are kept while the kernel lists the same socket at the same position and all of
+// them still hold it: that saves the search.
+// Quirk: owners are positions in the process table, and the text stays as it is, so that it can name a process that is
+// gone when others that hold the socket moved up into its place. Seen by tests/worlds/port-reuse.
+// Quirk: a socket with all sixteen owners is searched for every time. Seen by tests/worlds/port-reuse.
+static void judgeOwners(const TPass& pass, bool isKnown, int64_t inodeBefore, TPortInfo& row) {
+    auto& t = pass.table;
+    const bool valid = isKnown && row.inode == inodeBefore && row.owners.count < MostOwners && pass.processes;
+    if (!valid && netdebug)
+        say("==== Invalid previous inode info - cur inode : %lld, old inode : %lld, refcount :%d\n",
+            static_cast<long long>(row.inode), static_cast<long long>(inodeBefore), row.refcount());
+    const auto before = std::span<const TOwner>(t.ownersBefore).subspan(row.owners.first, row.owners.count);
+    if (valid && allStillOwn(*pass.processes, before, row)) {
+        row.owners = moved(t.ownersBefore, row.owners, t.owners);
+        row.ref = moved(t.textsBefore, row.ref, t.texts);
+    } else {
+        row.owners = row.ref = {};
+    }
+}
+
+// --- The two tables
+
+static void addLine(TPass& pass, std::string_view line, char protocol) {
+    auto& rows = pass.table.rows;
+    if (pass.count == rows.size()) rows.emplace_back();
+    auto& row = rows[pass.count];
+    const int64_t inodeBefore = row.inode;
+    if (!getportline(line, protocol, row)) return;
+    if (protocol == 'T') pass.table.statuscount[row.status]++;
+    judgeOwners(pass, pass.count < pass.known, inodeBefore, row);
+    pass.count++;
+}
+
+static void addTable(TPass& pass, std::string_view text, char protocol) {
+    if (pass.table.rows.empty()) pass.table.rows.reserve(text.size() / RowSize);
+    Lines lines(text, LineLimit);
+    std::string_view line;
+    lines.next(line); // the names of the columns
+    while (lines.next(line)) addLine(pass, line, protocol);
+}
+
+// --- Owner texts
+
+static void addNumber(std::string& text, int number) {
+    char digits[12];
+    text.append(digits, std::to_chars(digits, std::end(digits), number).ptr);
+}
+
+// "name[pid/ppid]"
+static void addOwner(std::string& text, std::string_view name, const TProc& p) {
+    text.append(name).append("[");
+    addNumber(text, p.pid);
+    text.append("/");
+    addNumber(text, p.ppid);
+    text.append("]");
+}
+
+static void addCommand(std::string& text, std::string_view arg, const TProc& p, size_t limit) {
+    if (arg.size() <= limit) return addOwner(text, arg, p);
+    text.append(arg.substr(0, limit));
+    addOwner(text, "...", p);
+}
+
+// Quirk: every owner that does not fit adds its own "...", as long as these fit. Seen by tests/worlds/port-owners.
+static void addFurtherOwner(std::string& text, size_t start, const TProc& p, size_t limit) {
+    constexpr size_t Numbers = 24, Dots = 5; // room for the two process ids, for the dots
+    const size_t length = text.size() - start;
+    if (length + p.cmd.size() + Numbers < limit) {
+        text.append(" ");
+        addOwner(text, p.cmd, p);
+    } else if (length + Dots < limit) {
+        text.append("...");
+    }
+}
+
+// What names the owners of a socket: a single one's command line, otherwise the command names. Without any the row
+// keeps the text it has.
+static void setOwnerText(TPortTable& table, const TProcTable& processes, size_t limit, TPortInfo& row) {
+    const auto owners = table.ownersOf(row);
+    if (owners.empty()) return;
+    auto& text = table.texts;
+    const size_t start = text.size();
+    for (auto& owner : owners) {
+        const auto& p = processes.procs[static_cast<size_t>(owner.procindex)];
+        if (owners.size() == 1 && processes.arglen(p) > 0) addCommand(text, processes.arg(p), p, limit);
+        else if (text.size() == start) addOwner(text, p.cmd, p);
+        else addFurtherOwner(text, start, p, limit);
+    }
+    row.ref = {static_cast<uint32_t>(start), static_cast<uint32_t>(text.size() - start)};
+}
+
+static void setText(TPortTable& table, std::string_view text, TPortInfo& row) {
+    row.ref = {static_cast<uint32_t>(table.texts.size()), static_cast<uint32_t>(text.size())};
+    table.texts.append(text);
+}
+
+// Searches for the owners of all sockets that could have some and have none yet.
+static void findOwners(TPortTable& table, TProcTable* processes, size_t limit) {
+    static DescriptorIndex index;
+    bool built = false;
+    for (auto& row : table.rows) {
+        if (row.inode <= 0 || row.owners.count > 0) {
+            if (netdebug == 1)
+                say("---- Port inode mapping Skip [ inode : %lld, refcount : %d ]\n", static_cast<long long>(row.inode),
+                    row.refcount());
+        } else if (limit == 0 || !processes) {
+            setText(table, "-f not used", row);
+        } else {
+            if (!built) index.build(*processes), built = true;
+            row.owners.first = static_cast<uint32_t>(table.owners.size());
+            index.find(row.inode, MostOwners, table.owners);
+            row.owners.count = static_cast<uint32_t>(table.owners.size()) - row.owners.first;
+            setOwnerText(table, *processes, limit, row);
+        }
+    }
+}
+
+// Shows every owning descriptor its row.
+// Quirk: a descriptor beyond the sixteenth of its socket has none. Seen by tests/worlds/port-listing.
+static void linkDescriptors(const TPortTable& table, TProcTable& processes) {
+    for (size_t i = 0; i < table.rows.size(); i++)
+        for (auto& owner : table.ownersOf(table.rows[i])) {
+            const auto fds = processes.fdinfo(processes.procs[static_cast<size_t>(owner.procindex)]);
+            fds[static_cast<size_t>(owner.fdindex)].portinfo = static_cast<int32_t>(i);
+        }
+}
+
+int getportrows(std::string_view tcp, std::string_view udp, TPortTable& table, TProcTable* processes, int reflen) {
+    std::fill(std::begin(table.statuscount), std::end(table.statuscount), 0);
+    std::swap(table.owners, table.ownersBefore);
+    std::swap(table.texts, table.textsBefore);
+    table.owners.clear();
+    table.texts.clear();
+    if (processes && processes->proccount < 1) processes = nullptr;
+    TPass pass{table, processes, table.rows.size()};
+    addTable(pass, tcp, 'T');
+    addTable(pass, udp, 'U');
+    table.rows.resize(pass.count);
+    findOwners(table, processes, std::min(static_cast<size_t>(std::max(reflen, 0)), MostText));
+    if (processes) linkDescriptors(table, *processes);
+    return static_cast<int>(table.rows.size());
+}
+
+// Empty when the file cannot be opened.
+static std::string_view textOf(const char* path, Contents& text) {
+    return readFile(path, text) ? text.view() : std::string_view{};
+}
+
+int getportinfo(int CallingIndex, TPortTable& table, TProcTable* processes, int reflen) {
+    static Contents tcp, udp;
+    if (CallingIndex == 0) table.rows.clear();
+    try {
+        const auto tcpText = textOf("/proc/net/tcp", tcp), udpText = textOf("/proc/net/udp", udp); // in this order
+        return getportrows(tcpText, udpText, table, processes, reflen);
+    } catch (const std::bad_alloc&) {
+        table = {};
+        say("Failed to get memory for port info [ENO(%d):%s]\n", ENOMEM, strerror(ENOMEM));
+        return 0;
+    }
+}

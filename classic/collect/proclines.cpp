@@ -1,0 +1,160 @@
+#include "classic/collect/proclines.h"
+
+#include "base/words.h"
+#include "classic/collect/basic.h"
+#include "classic/collect/port.h"
+#include "classic/collect/settings.h"
+
+#include <algorithm>
+
+// --- stat
+
+// The first line of a text; empty when there is none.
+static std::string_view firstLine(std::string_view text, size_t limit) {
+    std::string_view line;
+    Lines(text, limit).next(line);
+    return line;
+}
+
+TStatLine::TStatLine(std::string_view fileText) : found(splitFields(firstLine(fileText, ProcLineLimit), fields)) {}
+
+int64_t TStatLine::number(int n) const { return toLong(text(n)); }
+
+std::string_view TStatLine::command() const {
+    constexpr ptrdiff_t Brackets = 3; // "(", ")" and the blank behind them
+    const auto length = fields[2].data() - fields[1].data() - Brackets;
+    return length > 0 ? std::string_view(fields[1].data() + 1, static_cast<size_t>(length)) : std::string_view{};
+}
+
+int64_t TStatLine::startTime() const {
+    const int64_t ticks = number(22);
+    const int64_t seconds = clocktick > 0 ? ticks / clocktick : 0;
+    return static_cast<int64_t>(static_cast<uint64_t>(seconds) + static_cast<uint64_t>(g_boottime));
+}
+
+void TStatLine::getCounters(TCounters& counters) const {
+    const auto value = [this](int n) { return static_cast<double>(number(n)); };
+    counters.minfault = value(10);
+    counters.majfault = value(12);
+    counters.usr = value(14);
+    counters.sys = value(15);
+}
+
+bool getStat(const TStatLine& line, TProc& p) {
+    if (line.count() < 22) return false;
+    p.pid = toInt(line.text(1));
+    p.cmd = line.command();
+    p.status = line.letter(3);
+    p.ppid = toInt(line.text(4));
+    line.getCounters(p);
+    p.threadcnt = static_cast<int32_t>(line.number(20));
+    p.STime = line.startTime();
+    constexpr int LeastPage = 4096; // bytes; below it the constant is not known
+    if (line.count() > 22) p.VmSize = static_cast<double>(line.number(23)) / 1024.0;
+    if (line.count() >= 24 && pagesize >= LeastPage) p.VmRSS = pagesize / 1024.0 * static_cast<double>(line.number(24));
+    return true;
+}
+
+bool getThreadStat(const TStatLine& line, TThreadInfo& t) {
+    // Quirk: a line of exactly 22 fields is enough for a process but not for a thread. Seen by
+    // tests/worlds/proc-threads-odd.
+    if (line.count() <= 22) return false;
+    t.threadid = toInt(line.text(1));
+    t.status = line.letter(3);
+    line.getCounters(t);
+    t.STime = line.startTime();
+    return true;
+}
+
+// --- status
+
+static constexpr struct {
+    std::string_view key;
+    double TProc::*field;
+} MemoryKeys[] = {
+    {"VmSize", &TProc::VmSize}, {"VmPin", &TProc::VmPin}, {"VmRSS", &TProc::VmRSS},   {"VmData", &TProc::VmData},
+    {"VmStk", &TProc::VmStack}, {"VmLib", &TProc::VmLib}, {"VmSwap", &TProc::VmSwap},
+};
+
+static void getMemoryLine(std::string_view line, TProc& p) {
+    for (auto& known : MemoryKeys) {
+        if (!line.starts_with(known.key)) continue;
+        p.*known.field = static_cast<double>(getvalue(line));
+        return;
+    }
+}
+
+void getStatus(std::string_view fileText, TProc& p) {
+    Lines lines(fileText, ProcLineLimit);
+    for (std::string_view line; lines.next(line);) {
+        if (line.starts_with("Vm")) {
+            getMemoryLine(line, p);
+        } else if (line.starts_with("Threads")) {
+            p.threadcnt = static_cast<int32_t>(getvalue(line));
+        } else if (line.starts_with("Uid")) {
+            p.uid = static_cast<int32_t>(getvalue(line));
+            p.user = getuser(p.uid);
+        }
+    }
+}
+
+// --- io
+
+static constexpr struct {
+    std::string_view key;
+    double TCounters::*field;
+} IOKeys[] = {
+    {"rchar: ", &TCounters::rchar}, {"wchar: ", &TCounters::wchar},       {"syscr: ", &TCounters::syscr},
+    {"syscw: ", &TCounters::syscw}, {"read_bytes: ", &TCounters::rbytes}, {"write_bytes: ", &TCounters::wbytes},
+};
+
+void getIO(std::string_view fileText, TCounters& counters) {
+    Lines lines(fileText, ProcLineLimit);
+    for (std::string_view line, rest; lines.next(line);)
+        for (auto& known : IOKeys)
+            if (afterKey(line, known.key, rest)) counters.*known.field = static_cast<double>(toLong(rest));
+}
+
+// --- cmdline
+
+TRange getCommandLine(std::string_view fileText, std::string& texts) {
+    // Quirk: read like a line, so that a newline inside an argument ends it (and stays). Seen by
+    // tests/worlds/proc-command-lines.
+    auto line = fileText.substr(0, CommandLineLimit - 1);
+    if (auto end = line.find('\n'); end != line.npos) line = line.substr(0, end + 1);
+    const auto first = texts.size();
+    // A NUL ends an argument; two of them, or one at the end, the command line.
+    for (size_t at = 0; at < line.size();) {
+        const auto argument = line.substr(at, line.find('\0', at) - at);
+        texts.append(argument);
+        at += argument.size();
+        if (at + 1 >= line.size() || line[at + 1] == '\0') break;
+        texts.push_back(' ');
+        at++;
+    }
+    return {static_cast<uint32_t>(first), static_cast<uint32_t>(texts.size() - first)};
+}
+
+// --- fdinfo
+
+// Behind the key stands the first character that is no blank, a tab, and is passed over.
+// Quirk: the octal digits are read as hexadecimal ones, so that %X shows the kernel's own digits. The line's last
+// character, commonly the newline, must follow them: without it the flags are 0. Seen by tests/worlds/proc-fdinfo.
+static int32_t getFlags(std::string_view line) {
+    const auto at = line.find_first_not_of(' ', 6);
+    return at == line.npos ? 0 : static_cast<int32_t>(ToUINT(line.substr(at + 1)));
+}
+
+void getFDInfo(std::string_view fileText, TFDInfo& fd) {
+    Lines lines(fileText, FDInfoLineLimit);
+    std::string_view line, rest;
+    if (lines.next(line) && afterKey(line, "pos:", rest)) fd.pos = toLong(rest);
+    if (lines.next(line) && line.starts_with("flags:")) fd.flags = getFlags(line);
+}
+
+void getFDType(std::string_view dest, TFDInfo& fd) {
+    std::string_view rest;
+    if (afterKey(dest, "socket:[", rest)) fd.fdtype = 1, fd.inode = toLong(rest);
+    else if (afterKey(dest, "pipe:[", rest)) fd.fdtype = 2, fd.inode = toLong(rest);
+    else fd.fdtype = dest.starts_with("anon_inode:") ? 3 : 0;
+}

@@ -1,0 +1,68 @@
+// What the parts of the process report share. Its two calls a pass are in classic/monitor/reports.h.
+#pragma once
+
+#include "base/door.h"
+#include "classic/collect/port.h"
+#include "classic/collect/proc.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// A process that both samples have: what it did per second in between.
+struct TTop {
+    const TProc* cur = nullptr; // in the current slot
+    const TProc* pre = nullptr; // in the previous slot
+    TCounters rates;
+};
+
+// The two samples and what came out of them; kept from the collecting call to the printing call and from pass to pass.
+struct TProcReport {
+    TProcTable buf[2];
+    std::vector<TTop> top;           // in pid order
+    std::vector<const TTop*> ranked; // busiest first
+    int topbufcount = 0;             // the most that `top` takes
+    TProcTotals totals;
+    double totalrsyscall = 0, totalwsyscall = 0; // calls per second of all ranked processes
+};
+
+// What the printing call needs to know.
+struct TProcView {
+    int CallingIndex;
+    int CPUThreshold, TPUThreshold; // 0.001 % of a core
+    int64_t RSSThreshold;           // KB
+    int CommandLength;              // characters
+    TProcTable& cur;
+    TProcTable& pre;
+};
+
+// A command line as a column shows it.
+struct TCommand {
+    std::string_view text;
+    std::string_view dots; // behind a text that was cut
+};
+// At most `length` characters of the command line; the short name without one, or when length is below 1.
+TCommand getCommand(const TProcTable& table, const TProc& p, int length);
+
+void dispProcTable(TProcReport& report, const TProcView& view);
+void dispProcRecords(const TProcReport& report, const TProcView& view);
+
+// The open files that moved and the sockets of a ranked process. Lines count against `procrowcount`.
+void dispDescriptors(const TTop& top, const TProcView& view, int& lines);
+void dispDescriptorRecords(const TTop& top, const TProcView& view);
+void dispDescriptorHeader();
+
+// A socket's addresses and state behind a text like "Port 0/0 "; `none` when the socket table does not have it.
+std::string_view getPortText(const TFDInfo& fd, const char* queues, std::string_view none, Text<160>& text);
+
+// One line for a process that came ('C') or ended ('T') between the samples.
+const TProc* ExtraProcInfo(const TProcTable& table, const TProc* p, char CreatedOrTerminated);
+
+// What the monitored application says a thread is; empty when it says nothing, or said it before the thread started.
+Text<64> getDescription(int32_t pid, int32_t threadid, int64_t STime);
+// The same from the text of its file; when the file was written, seconds since the epoch.
+Text<64> readDescription(std::string_view fileText, int64_t STime);
+int32_t readDescriptionTime(std::string_view fileText);
+// Deletes the description files whose process is not there any more.
+void cleanDescriptions(const TProcTable& table);

@@ -1,0 +1,89 @@
+#include "classic/collect/tcpext.h"
+
+#include "classic/collect/settings.h"
+#include "classic/monitor/options.h"
+#include "classic/monitor/records.h"
+#include "classic/monitor/reports.h"
+
+namespace {
+// A counter with the group that it belongs to.
+struct TCounter {
+    std::string_view group;
+    const TNetstat& netstat;
+};
+} // namespace
+
+template <auto Value> static auto valueIn(const TCounter& c) { return c.netstat.*Value; }
+static std::string_view name(const TCounter& c) { return c.netstat.name; }
+
+// All digits: the values since boot.
+template <auto Value> static TCell total(const TCounter& c) { return ValueText().addf("%.0f", c.netstat.*Value); }
+
+static constexpr TColumn<TCounter> Columns[] = {
+    {"Name", 32, "", " ", text<TCounter, name>},
+    {"Type", 6, "", " ", text<TCounter, &TCounter::group>},
+    {"Delta", 6, "", " ", count<TCounter, valueIn<&TNetstat::delta>>},
+    {"Prev", 10, "", " ", total<&TNetstat::prevalue>},
+    {"Curr", 10, "", "", total<&TNetstat::curvalue>},
+};
+
+// What the counters stand at when the run begins.
+static constexpr TField<TCounter> StartFields[] = {
+    {{"field", Form::Text, ""}, words<TCounter, &TCounter::group>},
+    {{"name", Form::Text, ""}, words<TCounter, name>},
+    {{"currentvalue", Form::Real0, ""}, real<TCounter, valueIn<&TNetstat::curvalue>>},
+};
+
+static constexpr TField<TCounter> DeltaFields[] = {
+    {{"field", Form::Text, ""}, words<TCounter, &TCounter::group>},
+    {{"name", Form::Text, ""}, words<TCounter, name>},
+    {{"delta", Form::Real2, "/s"}, real<TCounter, valueIn<&TNetstat::delta>>},
+};
+
+static constexpr TRecord<TCounter> StartRecord = {"N0STAT", StartFields, std::size(StartFields)};
+static constexpr TRecord<TCounter> DeltaRecord = {"NSTAT", DeltaFields, std::size(DeltaFields)};
+
+void dispProtocolHeaders() {
+    dispHeader(StartRecord);
+    dispHeader(DeltaRecord);
+}
+
+void tellProtocolRecords(TRecordList& list) {
+    tellRecord(StartRecord, list);
+    tellRecord(DeltaRecord, list);
+}
+
+static void dispStart(const TNetstatSlots& snmp, int icur) {
+    for (size_t group = 0; group < snmp.size(); group++)
+        for (auto& row : snmp[group].sample[icur])
+            if (row.curvalue > 0) dispRecord(StartRecord, {NetstatNames[group], row});
+}
+
+static void dispChange(const TCounter& counter) {
+    if (shooting) return dispRecord(DeltaRecord, counter);
+    dispCells(Columns, counter);
+    sayText("\n");
+}
+
+// Quirk: the titles come also when no counter grew. Seen by tests/worlds/tcpext-nothing-moved.
+static void dispTitlesOnce() {
+    sayText("\n"), sayCell("NETWORK STATISTIC", Columns[0].width), sayText("\n");
+    dispTitles(Columns), sayText("\n");
+}
+
+int disptcpext(int CallingIndex, int icur, int ipre) {
+    static TNetstatSlots snmp;
+    gettcpext(CallingIndex, icur, ipre, timediff, snmp);
+    if (CallingIndex == 0) {
+        if (shooting) dispStart(snmp, icur);
+        return 0;
+    }
+    if (!shooting) dispTitlesOnce();
+    size_t total = 0;
+    for (size_t group = 0; group < snmp.size(); group++) {
+        for (auto& row : snmp[group].result)
+            if (row.delta > 0) dispChange({NetstatNames[group], row});
+        total += snmp[group].result.size();
+    }
+    return static_cast<int>(total);
+}

@@ -1,0 +1,19 @@
+// Prints the volume map that was just built.
+#pragma once
+
+#include "classic/collect/volumes.h"
+
+#include <span>
+#include <vector>
+
+// As ShowDiskInfo says: not at all, as a listing or as records.
+void dispVolumes(std::span<const TDisk> disks);
+
+// --- What its two forms share
+
+void dispVolumeRecords(std::span<const TDisk> disks);
+
+// Percent of a mount's inodes that are in use; 0 without a mount that counts them.
+double useOfInodes(const TMount* mount);
+
+template <typename Row> int countOf(const Row& rows) { return static_cast<int>(rows.size()); }

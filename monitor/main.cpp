@@ -1,3 +1,0 @@
-#include "monitor/loop.h"
-
-int main(int argc, char** argv) { return monitor(argc, argv); }
