@@ -36,7 +36,7 @@ struct TLoad {
 
 static constexpr struct {
     const char* name;
-    long TLoad::*value;
+    long TLoad::* value;
 } Options[] = {
     {"--processes", &TLoad::processes}, {"--threads", &TLoad::threads}, {"--fds", &TLoad::fds},
     {"--sockets", &TLoad::sockets},     {"--seconds", &TLoad::seconds},

@@ -37,9 +37,7 @@ static std::string getSomeVolumes(int disks) {
 static const TMade Mades[] = {
     {{"cores", "cores `-b -r`, made up", {16, 128, 1024}, {}},
      "-b -r",
-     [] {
-         bareTextOf({"/proc/stat", "/proc/meminfo", "/proc/vmstat"});
-     },
+     [] { bareTextOf({"/proc/stat", "/proc/meminfo", "/proc/vmstat"}); },
      getCores,
      nullptr},
     {{"interfaces", "interfaces `-n 24`, made up", {50, 500, 5000}, {}},
@@ -50,9 +48,7 @@ static const TMade Mades[] = {
     // The kernel's lines have some 130 counters; a row more would not fit into the 4096 bytes that are read of one.
     {{"counters", "protocol counters `-t`, made up", {8, 32, 130}, {}},
      "-t",
-     [] {
-         bareTextOf({"/proc/net/snmp", "/proc/net/netstat"});
-     },
+     [] { bareTextOf({"/proc/net/snmp", "/proc/net/netstat"}); },
      getCounters,
      nullptr},
     {{"mounts", "filesystems `-m`, made up", {50, 500, 5000}, {}}, "-m", bareMounts, getMounted, nullptr},
@@ -82,8 +78,7 @@ static void bareReports() {
 
 static TCost measureMap(int segments) {
     const TSize size{segments / 50, segments / 25, segments / 100, segments / 10, segments / 2, segments / 10};
-    const Machine machine(
-        getReports(size), [&](int) { return getDiskstats(size.disks * 2, 0); }, 1);
+    const Machine machine(getReports(size), [&](int) { return getDiskstats(size.disks * 2, 0); }, 1);
     TDiskSlots slots;
     getdisk(0, 0, 1, 0, slots);
     if (lvlist.size() != static_cast<size_t>(size.volumes) || mountlist.back().lv == NoLink) exit(1);

@@ -26,6 +26,18 @@ has_gtest() {
     printf '#include <gtest/gtest.h>\n' | "${CXX:-g++}" -x c++ -E -o /dev/null - 2>/dev/null
 }
 
+# The name of a clang-format that knows all of .clang-format; version 14 crashes on it.
+clang_format() {
+    local name
+    for name in clang-format-19 clang-format; do
+        if [[ $("$name" --version 2>/dev/null) =~ version\ ([0-9]+) ]] && ((BASH_REMATCH[1] >= 16)); then
+            echo "$name"
+            return 0
+        fi
+    done
+    return 1
+}
+
 # One word each for what a script can ask for: is it there?
 has_need() {
     case $1 in
@@ -33,6 +45,7 @@ has_need() {
         cmake) has_cmake ;;
         generator) has ninja || has make || has gmake ;;
         gtest) has_gtest ;;
+        clang-format) clang_format >/dev/null ;;
         *) has "$1" ;;
     esac
 }
@@ -45,6 +58,7 @@ package_of() {
         clang++) echo clang ;;
         generator) echo make ;;
         gtest) echo libgtest-dev ;;
+        clang-format) echo clang-format-19 ;;
         *) echo "$1" ;;
     esac
 }
@@ -56,6 +70,7 @@ name_of() {
         cmake) echo "cmake 3.25 or newer" ;;
         generator) echo "make or ninja" ;;
         gtest) echo "GoogleTest" ;;
+        clang-format) echo "clang-format 16 or newer" ;;
         *) echo "$1" ;;
     esac
 }

@@ -21,7 +21,7 @@ int64_t getvalue2(std::string_view line) { return getNumberBehind(line, ' '); }
 // --- /proc/stat
 
 // "cpu  1393280 32966 572056 13343292 6130 0 17875 0 23933 0": the columns as the kernel orders them.
-static constexpr double TBasic::*SystemColumns[] = {
+static constexpr double TBasic::* SystemColumns[] = {
     &TBasic::usr, &TBasic::nice,    &TBasic::sys,   &TBasic::idle,  &TBasic::iowait,
     &TBasic::irq, &TBasic::softirq, &TBasic::steal, &TBasic::guest, &TBasic::guest_nice,
 };
@@ -126,11 +126,16 @@ static void getStat(Contents& text, int icur, int ipre, double seconds, TBasicSl
 
 static constexpr struct {
     std::string_view key;
-    double TBasic::*field;
+    double TBasic::* field;
 } MemKeys[] = {
-    {"MemTotal:", &TBasic::memtotal}, {"MemFree:", &TBasic::memfree},       {"Active:", &TBasic::active},
-    {"Buffers:", &TBasic::buffers},   {"Cached:", &TBasic::cached},         {"SwapTotal:", &TBasic::swaptotal},
-    {"SwapFree:", &TBasic::swapfree}, {"SwapCached:", &TBasic::swapcached},
+    {"MemTotal:",   &TBasic::memtotal  },
+    {"MemFree:",    &TBasic::memfree   },
+    {"Active:",     &TBasic::active    },
+    {"Buffers:",    &TBasic::buffers   },
+    {"Cached:",     &TBasic::cached    },
+    {"SwapTotal:",  &TBasic::swaptotal },
+    {"SwapFree:",   &TBasic::swapfree  },
+    {"SwapCached:", &TBasic::swapcached},
 };
 
 static void sayUnreadable(const char* path) { say("Failed to open %s [ENO(%d):%s]\n", path, errno, strerror(errno)); }
@@ -154,24 +159,24 @@ static void getMeminfo(Contents& text, TBasic& now, TBasic& result) {
 
 static constexpr struct {
     std::string_view key;
-    double TBasic::*field;
+    double TBasic::* field;
     bool zone; // added up over the zones; the value stands behind the first space, because a key may go on ("dma32")
 } VmKeys[] = {
-    {"pgfree ", &TBasic::pgfree, false},
-    {"pgpgin ", &TBasic::pgin, false},
-    {"pgpgout ", &TBasic::pgout, false},
-    {"pswpin ", &TBasic::swapin, false},
-    {"pswpout ", &TBasic::swapout, false},
-    {"pgmajfault ", &TBasic::pgmajfault, false},
-    {"pgrotated ", &TBasic::pgrotated, false},
-    {"pgscan_kswapd_dma", &TBasic::pgscank, true},
-    {"pgscan_kswapd_normal", &TBasic::pgscank, true},
-    {"pgscan_direct_dma", &TBasic::pgscand, true},
-    {"pgscan_direct_normal", &TBasic::pgscand, true},
-    {"pgsteal_kswapd_dma", &TBasic::pgstealk, true},
-    {"pgsteal_kswapd_normal", &TBasic::pgstealk, true},
-    {"pgsteal_direct_dma", &TBasic::pgsteald, true},
-    {"pgsteal_direct_normal", &TBasic::pgsteald, true},
+    {"pgfree ",               &TBasic::pgfree,     false},
+    {"pgpgin ",               &TBasic::pgin,       false},
+    {"pgpgout ",              &TBasic::pgout,      false},
+    {"pswpin ",               &TBasic::swapin,     false},
+    {"pswpout ",              &TBasic::swapout,    false},
+    {"pgmajfault ",           &TBasic::pgmajfault, false},
+    {"pgrotated ",            &TBasic::pgrotated,  false},
+    {"pgscan_kswapd_dma",     &TBasic::pgscank,    true },
+    {"pgscan_kswapd_normal",  &TBasic::pgscank,    true },
+    {"pgscan_direct_dma",     &TBasic::pgscand,    true },
+    {"pgscan_direct_normal",  &TBasic::pgscand,    true },
+    {"pgsteal_kswapd_dma",    &TBasic::pgstealk,   true },
+    {"pgsteal_kswapd_normal", &TBasic::pgstealk,   true },
+    {"pgsteal_direct_dma",    &TBasic::pgsteald,   true },
+    {"pgsteal_direct_normal", &TBasic::pgsteald,   true },
 };
 
 void getVmLine(std::string_view line, TBasic& now) {

@@ -98,10 +98,10 @@ static bool isActive(const TDiskPerf& rate) {
 // tests/worlds/disk-total.
 static bool isWhole(std::string_view name) { return !name.empty() && static_cast<signed char>(name.back()) > '9'; }
 
-static constexpr double TDiskPerf::*Sums[] = {&TDiskPerf::rbytes, &TDiskPerf::wbytes, &TDiskPerf::rxfers,
-                                              &TDiskPerf::wxfers};
-static constexpr double TDiskPerf::*Means[] = {&TDiskPerf::time,  &TDiskPerf::rtime, &TDiskPerf::wtime,
-                                               &TDiskPerf::await, &TDiskPerf::svctm, &TDiskPerf::avgq};
+static constexpr double TDiskPerf::* Sums[] = {&TDiskPerf::rbytes, &TDiskPerf::wbytes, &TDiskPerf::rxfers,
+                                               &TDiskPerf::wxfers};
+static constexpr double TDiskPerf::* Means[] = {&TDiskPerf::time,  &TDiskPerf::rtime, &TDiskPerf::wtime,
+                                                &TDiskPerf::await, &TDiskPerf::svctm, &TDiskPerf::avgq};
 
 static void add(TDiskPerf& total, const TDiskPerf& rate) {
     for (auto field : Sums) total.*field += rate.*field;

@@ -30,7 +30,7 @@ static bool getSample(std::vector<TFS>& rows) {
     return true;
 }
 
-static constexpr double TSizes::*Figures[] = {
+static constexpr double TSizes::* Figures[] = {
     &TSizes::totalsize, &TSizes::freesize, &TSizes::availsize, &TSizes::totalinode, &TSizes::freeinode,
 };
 

@@ -40,7 +40,7 @@ public:
 };
 } // namespace
 
-template <typename Row, size_t N> static TIndex getIndex(const std::vector<Row>& rows, Text<N> Row::*key) {
+template <typename Row, size_t N> static TIndex getIndex(const std::vector<Row>& rows, Text<N> Row::* key) {
     TIndex index;
     index.reserve(rows.size());
     for (size_t i = 0; i < rows.size(); i++) index.emplace(rows[i].*key, static_cast<int>(i));

@@ -16,7 +16,7 @@ static constexpr size_t LineLimit = 257; // 256 bytes of a line and its end; tho
 static constexpr size_t NameEnd = 1;     // tokens: the name, then one for each counter
 
 // "  eth0: 1296 9 0 0 0 0 0 0  2412 12 0 0 0 0 0 0": the columns as the kernel orders them.
-static constexpr double TNetif::*Columns[] = {
+static constexpr double TNetif::* Columns[] = {
     &TNetif::rbytes,
     &TNetif::rpackets,
     &TNetif::rerrors,
@@ -155,7 +155,7 @@ static bool getSample(int CallingIndex, int icur, int ipre, TNetifSlots& netif) 
 
 // --- Rates
 
-static constexpr double TNetif::*Rates[] = {
+static constexpr double TNetif::* Rates[] = {
     &TNetif::rbytes,  &TNetif::wbytes, &TNetif::rpackets, &TNetif::wpackets, &TNetif::rerrors,
     &TNetif::werrors, &TNetif::rdrop,  &TNetif::wdrop,    &TNetif::colls,
 };

@@ -55,7 +55,8 @@ public:
             for (size_t f = fds.size(); f-- > 0;) {
                 if (fds[f].inode <= 0) continue;
                 auto& first = slots[slotOf(fds[f].inode)];
-                entries.push_back({fds[f].inode, {static_cast<int>(p), static_cast<int>(f)}, first});
+                const TOwner owner{static_cast<int>(p), static_cast<int>(f)};
+                entries.push_back({fds[f].inode, owner, first});
                 first = static_cast<uint32_t>(entries.size());
             }
         }

@@ -61,8 +61,8 @@ static void readThreads(TProcTable& table, TProcTotals& totals, TProc& p) {
 // --- The descriptors of one process
 
 static void countType(const TFDInfo& fd, TProcTotals& totals) {
-    constexpr int TProcTotals::*Counts[] = {&TProcTotals::FileCount, &TProcTotals::SocketCount, &TProcTotals::PipeCount,
-                                            &TProcTotals::ANONCount};
+    constexpr int TProcTotals::* Counts[] = {&TProcTotals::FileCount, &TProcTotals::SocketCount,
+                                             &TProcTotals::PipeCount, &TProcTotals::ANONCount};
     (totals.*Counts[fd.fdtype])++;
 }
 

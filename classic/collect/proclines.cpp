@@ -70,10 +70,15 @@ bool getThreadStat(const TStatLine& line, TThreadInfo& t) {
 
 static constexpr struct {
     std::string_view key;
-    double TProc::*field;
+    double TProc::* field;
 } MemoryKeys[] = {
-    {"VmSize", &TProc::VmSize}, {"VmPin", &TProc::VmPin}, {"VmRSS", &TProc::VmRSS},   {"VmData", &TProc::VmData},
-    {"VmStk", &TProc::VmStack}, {"VmLib", &TProc::VmLib}, {"VmSwap", &TProc::VmSwap},
+    {"VmSize", &TProc::VmSize },
+    {"VmPin",  &TProc::VmPin  },
+    {"VmRSS",  &TProc::VmRSS  },
+    {"VmData", &TProc::VmData },
+    {"VmStk",  &TProc::VmStack},
+    {"VmLib",  &TProc::VmLib  },
+    {"VmSwap", &TProc::VmSwap },
 };
 
 static void getMemoryLine(std::string_view line, TProc& p) {
@@ -102,10 +107,14 @@ void getStatus(std::string_view fileText, TProc& p) {
 
 static constexpr struct {
     std::string_view key;
-    double TCounters::*field;
+    double TCounters::* field;
 } IOKeys[] = {
-    {"rchar: ", &TCounters::rchar}, {"wchar: ", &TCounters::wchar},       {"syscr: ", &TCounters::syscr},
-    {"syscw: ", &TCounters::syscw}, {"read_bytes: ", &TCounters::rbytes}, {"write_bytes: ", &TCounters::wbytes},
+    {"rchar: ",       &TCounters::rchar },
+    {"wchar: ",       &TCounters::wchar },
+    {"syscr: ",       &TCounters::syscr },
+    {"syscw: ",       &TCounters::syscw },
+    {"read_bytes: ",  &TCounters::rbytes},
+    {"write_bytes: ", &TCounters::wbytes},
 };
 
 void getIO(std::string_view fileText, TCounters& counters) {

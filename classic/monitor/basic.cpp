@@ -70,10 +70,14 @@ static constexpr TColumn<TBasic> MemoryColumns[] = {
 template <auto Value> static constexpr auto coreCount = count<TCPU, Value>;
 
 static constexpr TColumn<TCPU> CoreColumns[] = {
-    {"CORE", 6, "", " ", number<TCPU, &TCPU::id>},   {"USER", 6, "", " ", coreCount<user<TCPU>>},
-    {"SYSall", 6, "", " ", coreCount<sysAll<TCPU>>}, {"SYS", 6, "", " ", coreCount<&TCPU::sys>},
-    {"IRQ", 6, "", " ", coreCount<&TCPU::irq>},      {"S-IRQ", 6, "", " ", coreCount<&TCPU::softirq>},
-    {"WAIT", 6, "", " ", coreCount<&TCPU::iowait>},  {"IDLE", 6, "", " ", coreCount<&TCPU::idle>},
+    {"CORE", 6, "", " ", number<TCPU, &TCPU::id>},
+    {"USER", 6, "", " ", coreCount<user<TCPU>>},
+    {"SYSall", 6, "", " ", coreCount<sysAll<TCPU>>},
+    {"SYS", 6, "", " ", coreCount<&TCPU::sys>},
+    {"IRQ", 6, "", " ", coreCount<&TCPU::irq>},
+    {"S-IRQ", 6, "", " ", coreCount<&TCPU::softirq>},
+    {"WAIT", 6, "", " ", coreCount<&TCPU::iowait>},
+    {"IDLE", 6, "", " ", coreCount<&TCPU::idle>},
     {"STEAL", 6, "", "", coreCount<&TCPU::steal>},
 };
 
@@ -125,10 +129,14 @@ static constexpr TRecord<TBasic> BasicRecord = {"BASIC", BasicFields, std::size(
 template <auto Value> static constexpr auto coreReal = real<TCPU, Value>;
 
 static constexpr TField<TCPU> CoreFields[] = {
-    {{"id", Form::Int, ""}, whole<TCPU, &TCPU::id>},         {{"usr", Form::Real2, "%"}, coreReal<&TCPU::usr>},
-    {{"nice", Form::Real2, "%"}, coreReal<&TCPU::nice>},     {{"sys", Form::Real2, "%"}, coreReal<&TCPU::sys>},
-    {{"irq", Form::Real2, "%"}, coreReal<&TCPU::irq>},       {{"softirq", Form::Real2, "%"}, coreReal<&TCPU::softirq>},
-    {{"iowait", Form::Real2, "%"}, coreReal<&TCPU::iowait>}, {{"idle", Form::Real2, "%"}, coreReal<&TCPU::idle>},
+    {{"id", Form::Int, ""}, whole<TCPU, &TCPU::id>},
+    {{"usr", Form::Real2, "%"}, coreReal<&TCPU::usr>},
+    {{"nice", Form::Real2, "%"}, coreReal<&TCPU::nice>},
+    {{"sys", Form::Real2, "%"}, coreReal<&TCPU::sys>},
+    {{"irq", Form::Real2, "%"}, coreReal<&TCPU::irq>},
+    {{"softirq", Form::Real2, "%"}, coreReal<&TCPU::softirq>},
+    {{"iowait", Form::Real2, "%"}, coreReal<&TCPU::iowait>},
+    {{"idle", Form::Real2, "%"}, coreReal<&TCPU::idle>},
     {{"steal", Form::Real2, "%"}, coreReal<&TCPU::steal>},
 };
 static constexpr TRecord<TCPU> CoreRecord = {"CPU", CoreFields};

@@ -93,9 +93,9 @@ struct TSocketRow {
 } // namespace
 
 static constexpr TField<TSocketRow> SocketFields[] = {
-    {{"pid", Form::Int, ""}, [](const TSocketRow& r) -> TValue { return r.proc.pid; }},
+    {{"pid", Form::Int, ""},      [](const TSocketRow& r) -> TValue { return r.proc.pid; }       },
     {{"command", Form::Text, ""}, [](const TSocketRow& r) -> TValue { return r.proc.cmd.view(); }},
-    {{"inode", Form::Long, ""}, [](const TSocketRow& r) -> TValue { return r.fd.inode; }},
+    {{"inode", Form::Long, ""},   [](const TSocketRow& r) -> TValue { return r.fd.inode; }       },
 };
 static constexpr TRecord<TSocketRow> SocketRecord = {"SOCKINFO", SocketFields};
 

@@ -24,30 +24,39 @@ template <auto Value> static TCell normal(const TDiskLine& line) { return GetVal
 template <auto Value> static TCell size(const TDiskLine& line) { return GetValueStr(line.perf.*Value); }
 
 static constexpr TColumn<TDiskLine> DiskColumns[] = {
-    {"Name", 12, "", " ", text<TDiskLine, &TDiskLine::name>}, {"Busy", 6, "", " ", normal<&TDiskPerf::time>},
-    {"RBytes", 6, "", " ", size<&TDiskPerf::rbytes>},         {"WBytes", 6, "", " ", size<&TDiskPerf::wbytes>},
-    {"Rxfers", 6, "", " ", normal<&TDiskPerf::rxfers>},       {"Wxfers", 6, "", " ", normal<&TDiskPerf::wxfers>},
-    {"Rawait", 6, "", " ", normal<&TDiskPerf::rtime>},        {"Wawait", 6, "", " ", normal<&TDiskPerf::wtime>},
-    {"Await", 6, "", " ", normal<&TDiskPerf::await>},         {"SVC-tm", 6, "", " ", normal<&TDiskPerf::svctm>},
+    {"Name", 12, "", " ", text<TDiskLine, &TDiskLine::name>},
+    {"Busy", 6, "", " ", normal<&TDiskPerf::time>},
+    {"RBytes", 6, "", " ", size<&TDiskPerf::rbytes>},
+    {"WBytes", 6, "", " ", size<&TDiskPerf::wbytes>},
+    {"Rxfers", 6, "", " ", normal<&TDiskPerf::rxfers>},
+    {"Wxfers", 6, "", " ", normal<&TDiskPerf::wxfers>},
+    {"Rawait", 6, "", " ", normal<&TDiskPerf::rtime>},
+    {"Wawait", 6, "", " ", normal<&TDiskPerf::wtime>},
+    {"Await", 6, "", " ", normal<&TDiskPerf::await>},
+    {"SVC-tm", 6, "", " ", normal<&TDiskPerf::svctm>},
     {"AVG-Q", 6, "", "  ", normal<&TDiskPerf::avgq>},
 };
 
 template <auto Value> static TValue figure(const TDiskLine& line) { return line.perf.*Value; }
 template <auto Value> static TValue ofDisk(const TDiskLine& line) { return line.disk->*Value; }
 
-static constexpr TField<TDiskLine> NameField[] = {{{"name", Form::Text, ""}, words<TDiskLine, &TDiskLine::name>}};
-static constexpr TField<TDiskLine> IndexField[] = {{{"index", Form::Int, ""}, whole<TDiskLine, &TDiskLine::index>}};
+static constexpr TField<TDiskLine> NameField[] = {
+    {{"name", Form::Text, ""}, words<TDiskLine, &TDiskLine::name>}
+};
+static constexpr TField<TDiskLine> IndexField[] = {
+    {{"index", Form::Int, ""}, whole<TDiskLine, &TDiskLine::index>}
+};
 static constexpr TField<TDiskLine> ActivityFields[] = {
-    {{"busy", Form::Real2, "%"}, figure<&TDiskPerf::time>},
+    {{"busy", Form::Real2, "%"},         figure<&TDiskPerf::time>  },
     {{"rbytes", Form::Real2, "bytes/s"}, figure<&TDiskPerf::rbytes>},
     {{"wbytes", Form::Real2, "bytes/s"}, figure<&TDiskPerf::wbytes>},
-    {{"rxfers", Form::Real2, "/s"}, figure<&TDiskPerf::rxfers>},
-    {{"wxfers", Form::Real2, "/s"}, figure<&TDiskPerf::wxfers>},
-    {{"rawait", Form::Real2, "ms"}, figure<&TDiskPerf::rtime>},
-    {{"wawait", Form::Real2, "ms"}, figure<&TDiskPerf::wtime>},
-    {{"await", Form::Real2, "ms"}, figure<&TDiskPerf::await>},
-    {{"svctm", Form::Real2, "ms"}, figure<&TDiskPerf::svctm>},
-    {{"avgque", Form::Real2, ""}, figure<&TDiskPerf::avgq>},
+    {{"rxfers", Form::Real2, "/s"},      figure<&TDiskPerf::rxfers>},
+    {{"wxfers", Form::Real2, "/s"},      figure<&TDiskPerf::wxfers>},
+    {{"rawait", Form::Real2, "ms"},      figure<&TDiskPerf::rtime> },
+    {{"wawait", Form::Real2, "ms"},      figure<&TDiskPerf::wtime> },
+    {{"await", Form::Real2, "ms"},       figure<&TDiskPerf::await> },
+    {{"svctm", Form::Real2, "ms"},       figure<&TDiskPerf::svctm> },
+    {{"avgque", Form::Real2, ""},        figure<&TDiskPerf::avgq>  },
 };
 static constexpr TField<TDiskLine> DiskPlaceFields[] = {
     {{"maj", Form::Int, ""}, ofDisk<&TDiskRate::major>},

@@ -53,34 +53,40 @@ static constexpr TColumn<TChange> UsageColumns[] = {
 };
 
 static constexpr TColumn<TChange> DeltaColumns[] = {
-    {"Total", 7, "", " ", deltaBytes<&TFS::totalsize>},      {"Free", 7, "", " ", deltaBytes<&TFS::freesize>},
-    {"Avail", 7, "", " ", deltaBytes<&TFS::availsize>},      {"Total-inode", 12, "", " ", deltaBytes<&TFS::totalinode>},
-    {"free-inode", 10, "", "", deltaBytes<&TFS::freeinode>},
+    {"Total",       7,  "", " ", deltaBytes<&TFS::totalsize> },
+    {"Free",        7,  "", " ", deltaBytes<&TFS::freesize>  },
+    {"Avail",       7,  "", " ", deltaBytes<&TFS::availsize> },
+    {"Total-inode", 12, "", " ", deltaBytes<&TFS::totalinode>},
+    {"free-inode",  10, "", "",  deltaBytes<&TFS::freeinode> },
 };
 
-static constexpr TColumn<TChange> MountColumns[] = {{"mount", 0, "", "", text<TChange, textOf<&TFS::dir>>}};
+static constexpr TColumn<TChange> MountColumns[] = {
+    {"mount", 0, "", "", text<TChange, textOf<&TFS::dir>>}
+};
 
 template <auto Value> static constexpr auto nowReal = real<TChange, nowOf<Value>>;
 template <auto Value> static constexpr auto deltaReal = real<TChange, deltaOf<Value>>;
 template <auto Value> static constexpr auto fsText = words<TChange, textOf<Value>>;
 
 static constexpr TField<TChange> NowFields[] = {
-    {{"device", Form::Text, ""}, fsText<&TFS::dev>},
-    {{"total", Form::Real0, "bytes"}, nowReal<&TFS::totalsize>},
-    {{"free", Form::Real0, "bytes"}, nowReal<&TFS::freesize>},
-    {{"avail", Form::Real0, "bytes"}, nowReal<&TFS::availsize>},
+    {{"device", Form::Text, ""},      fsText<&TFS::dev>        },
+    {{"total", Form::Real0, "bytes"}, nowReal<&TFS::totalsize> },
+    {{"free", Form::Real0, "bytes"},  nowReal<&TFS::freesize>  },
+    {{"avail", Form::Real0, "bytes"}, nowReal<&TFS::availsize> },
     {{"totalinode", Form::Real0, ""}, nowReal<&TFS::totalinode>},
-    {{"freeinode", Form::Real0, ""}, nowReal<&TFS::freeinode>},
+    {{"freeinode", Form::Real0, ""},  nowReal<&TFS::freeinode> },
 };
 static constexpr TField<TChange> ChangeFields[] = {
-    {{"totaldelta", Form::Real0, "bytes/s"}, deltaReal<&TFS::totalsize>},
-    {{"freedelta", Form::Real0, "bytes/s"}, deltaReal<&TFS::freesize>},
-    {{"availdelta", Form::Real0, "bytes/s"}, deltaReal<&TFS::availsize>},
+    {{"totaldelta", Form::Real0, "bytes/s"}, deltaReal<&TFS::totalsize> },
+    {{"freedelta", Form::Real0, "bytes/s"},  deltaReal<&TFS::freesize>  },
+    {{"availdelta", Form::Real0, "bytes/s"}, deltaReal<&TFS::availsize> },
     {{"totalinodedelta", Form::Real0, "/s"}, deltaReal<&TFS::totalinode>},
-    {{"freeinodedelta", Form::Real0, "/s"}, deltaReal<&TFS::freeinode>},
-    {{"type", Form::Text, ""}, fsText<&TFS::type>},
+    {{"freeinodedelta", Form::Real0, "/s"},  deltaReal<&TFS::freeinode> },
+    {{"type", Form::Text, ""},               fsText<&TFS::type>         },
 };
-static constexpr TField<TChange> DirField[] = {{{"dir", Form::Text, ""}, fsText<&TFS::dir>}};
+static constexpr TField<TChange> DirField[] = {
+    {{"dir", Form::Text, ""}, fsText<&TFS::dir>}
+};
 static constexpr auto UsageFields = joined(NowFields, DirField);
 static constexpr auto DeltaFields = joined(NowFields, ChangeFields, DirField);
 

@@ -72,15 +72,15 @@ static void startUp(const TRun& run) {
 // --- One pass
 
 static constexpr TField<TPass> TimeFields[] = {
-    {{"seconds", Form::Int, "s"}, [](const TPass& p) -> TValue { return p.stamp.seconds; }},
-    {{"interval", Form::Int, ""}, [](const TPass& p) -> TValue { return p.timeindex; }},
+    {{"seconds", Form::Int, "s"},         [](const TPass& p) -> TValue { return p.stamp.seconds; }},
+    {{"interval", Form::Int, ""},         [](const TPass& p) -> TValue { return p.timeindex; }    },
     {{"time", Form::Text, ""},
      [](const TPass& p) -> TValue {
          static Text<64> text; // outlives the value that views it
          text = GetTimeString(p.stamp.seconds);
          return text.view();
-     }},
-    {{"milliseconds", Form::Milli, "ms"}, [](const TPass& p) -> TValue { return p.stamp.millis; }},
+     }                                                                                            },
+    {{"milliseconds", Form::Milli, "ms"}, [](const TPass& p) -> TValue { return p.stamp.millis; } },
 };
 static constexpr TRecord<TPass> TimeRecord = {"TIME", TimeFields};
 static constexpr TRecord<TNothing> EndRecord = {"END_OF_INTERVAL", {}};
@@ -133,9 +133,9 @@ static void dispPass(const TRun& run, const TPass& pass) {
 // --- The pause
 
 static constexpr TField<TRatio> RatioFields[] = {
-    {{"ratio", Form::Int, "%"}, [](const TRatio& r) -> TValue { return r.percent; }},
+    {{"ratio", Form::Int, "%"},     [](const TRatio& r) -> TValue { return r.percent; }},
     {{"elapsed", Form::Real6, "s"}, [](const TRatio& r) -> TValue { return r.elapsed; }},
-    {{"pause", Form::Int, "us"}, [](const TRatio& r) -> TValue { return r.pause; }},
+    {{"pause", Form::Int, "us"},    [](const TRatio& r) -> TValue { return r.pause; }  },
 };
 static constexpr TRecord<TRatio> RatioRecord = {"elapsedtime", RatioFields};
 

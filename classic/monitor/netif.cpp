@@ -23,16 +23,16 @@ static constexpr auto netmask = entry<&TNetif::netmask>;
 static constexpr auto broadcast = entry<&TNetif::broadcast>;
 
 static constexpr TColumn<TAddressRow> AddressColumns[] = {
-    {"Network Interface", 20, "", " ", text<TAddressRow, name>},
-    {"Address", 20, "", " ", text<TAddressRow, address>},
-    {"Netmask", 20, "", " ", text<TAddressRow, netmask>},
-    {"Broadcast", 20, "", "", text<TAddressRow, broadcast>},
+    {"Network Interface", 20, "", " ", text<TAddressRow, name>     },
+    {"Address",           20, "", " ", text<TAddressRow, address>  },
+    {"Netmask",           20, "", " ", text<TAddressRow, netmask>  },
+    {"Broadcast",         20, "", "",  text<TAddressRow, broadcast>},
 };
 
 static constexpr TField<TAddressRow> AddressFields[] = {
-    {{"name", Form::Text, ""}, words<TAddressRow, name>},
-    {{"address", Form::Text, ""}, words<TAddressRow, address>},
-    {{"netmask", Form::Text, ""}, words<TAddressRow, netmask>},
+    {{"name", Form::Text, ""},      words<TAddressRow, name>     },
+    {{"address", Form::Text, ""},   words<TAddressRow, address>  },
+    {{"netmask", Form::Text, ""},   words<TAddressRow, netmask>  },
     {{"broadcast", Form::Text, ""}, words<TAddressRow, broadcast>},
 };
 

@@ -91,20 +91,20 @@ static constexpr TField<TPortRow> PortFields[] = {
 template <int Status> static TValue sockets(const TPortTable& table) { return table.statuscount[Status]; }
 
 static constexpr TField<TPortTable> StateFields[] = {
-    {{"established", Form::Int, "sockets"}, sockets<1>},
-    {{"listen", Form::Int, "sockets"}, sockets<10>},
-    {{"syn_sent", Form::Int, "sockets"}, sockets<2>},
-    {{"syn_recv", Form::Int, "sockets"}, sockets<3>},
-    {{"fin_wait1", Form::Int, "sockets"}, sockets<4>},
-    {{"fin_wait2", Form::Int, "sockets"}, sockets<5>},
+    {{"established", Form::Int, "sockets"}, sockets<1> },
+    {{"listen", Form::Int, "sockets"},      sockets<10>},
+    {{"syn_sent", Form::Int, "sockets"},    sockets<2> },
+    {{"syn_recv", Form::Int, "sockets"},    sockets<3> },
+    {{"fin_wait1", Form::Int, "sockets"},   sockets<4> },
+    {{"fin_wait2", Form::Int, "sockets"},   sockets<5> },
     // Quirk: TIME_WAIT under a name that is none of TCP's; readers of old logs know it. Seen by
     // tests/worlds/port-states-records.
-    {{"fin_wait", Form::Int, "sockets"}, sockets<6>},
-    {{"close", Form::Int, "sockets"}, sockets<7>},
-    {{"close_wait", Form::Int, "sockets"}, sockets<8>},
-    {{"last_ack", Form::Int, "sockets"}, sockets<9>},
-    {{"closing", Form::Int, "sockets"}, sockets<11>},
-    {{"na", Form::Int, "sockets"}, sockets<0>},
+    {{"fin_wait", Form::Int, "sockets"},    sockets<6> },
+    {{"close", Form::Int, "sockets"},       sockets<7> },
+    {{"close_wait", Form::Int, "sockets"},  sockets<8> },
+    {{"last_ack", Form::Int, "sockets"},    sockets<9> },
+    {{"closing", Form::Int, "sockets"},     sockets<11>},
+    {{"na", Form::Int, "sockets"},          sockets<0> },
 };
 // What the table form calls them.
 static constexpr const char* StateTitles[] = {"ESTAB",     "LISTEN", "SYN_S",      "SYN_R",    "F_WAIT1", "F_WAIT2",

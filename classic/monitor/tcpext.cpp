@@ -29,15 +29,15 @@ static constexpr TColumn<TCounter> Columns[] = {
 
 // What the counters stand at when the run begins.
 static constexpr TField<TCounter> StartFields[] = {
-    {{"field", Form::Text, ""}, words<TCounter, &TCounter::group>},
-    {{"name", Form::Text, ""}, words<TCounter, name>},
-    {{"currentvalue", Form::Real0, ""}, real<TCounter, valueIn<&TNetstat::curvalue>>},
+    {{"field", Form::Text, ""},         words<TCounter, &TCounter::group>            },
+    {{"name", Form::Text, ""},          words<TCounter, name>                        },
+    {{"currentvalue", Form::Real0, ""}, real<TCounter,  valueIn<&TNetstat::curvalue>>},
 };
 
 static constexpr TField<TCounter> DeltaFields[] = {
-    {{"field", Form::Text, ""}, words<TCounter, &TCounter::group>},
-    {{"name", Form::Text, ""}, words<TCounter, name>},
-    {{"delta", Form::Real2, "/s"}, real<TCounter, valueIn<&TNetstat::delta>>},
+    {{"field", Form::Text, ""},    words<TCounter, &TCounter::group>         },
+    {{"name", Form::Text, ""},     words<TCounter, name>                     },
+    {{"delta", Form::Real2, "/s"}, real<TCounter,  valueIn<&TNetstat::delta>>},
 };
 
 static constexpr TRecord<TCounter> StartRecord = {"N0STAT", StartFields, std::size(StartFields)};

@@ -29,7 +29,9 @@ template <typename T, auto Field> static TValue freeText(const TEntry<T>& e) {
     return checkcomma(e.item.*Field).view();
 }
 
-static constexpr TField<TCount> CountFields[] = {{{"count", Form::Int, ""}, [](const int& n) -> TValue { return n; }}};
+static constexpr TField<TCount> CountFields[] = {
+    {{"count", Form::Int, ""}, [](const int& n) -> TValue { return n; }}
+};
 
 template <auto Field> static constexpr auto vg = value<TVGData, Field>;
 static constexpr TField<TEntry<TVGData>> GroupFields[] = {
@@ -123,19 +125,19 @@ static constexpr TField<TEntry<TMount>> MountFields[] = {
 
 template <auto Field> static constexpr auto pv = value<TPVData, Field>;
 static constexpr TField<TEntry<TPVData>> PhysicalFields[] = {
-    {{"index", Form::Int, ""}, index<TPVData>},
-    {{"name", Form::Text, ""}, pv<&TPVData::name>},
-    {{"lastname", Form::Text, ""}, pv<&TPVData::lastname>},
-    {{"vgname", Form::Text, ""}, pv<&TPVData::vgname>},
-    {{"pvsize", Form::Text, ""}, pv<&TPVData::pvsize>},
-    {{"notusable", Form::Text, ""}, pv<&TPVData::notusable>},
-    {{"allocatable", Form::Text, ""}, pv<&TPVData::allocatable>},
-    {{"pesize", Form::Text, ""}, pv<&TPVData::pesize>},
-    {{"totalpe", Form::Int, "extents"}, pv<&TPVData::totalpe>},
-    {{"freepe", Form::Int, "extents"}, pv<&TPVData::freepe>},
-    {{"allocatedpe", Form::Int, "extents"}, pv<&TPVData::allocatedpe>},
-    {{"uuid", Form::Text, ""}, pv<&TPVData::uuid>},
-    {{"segcount", Form::Int, ""}, [](const TEntry<TPVData>& e) -> TValue { return e.item.seg.size(); }},
+    {{"index", Form::Int, ""},              index<TPVData>                                                      },
+    {{"name", Form::Text, ""},              pv<&TPVData::name>                                                  },
+    {{"lastname", Form::Text, ""},          pv<&TPVData::lastname>                                              },
+    {{"vgname", Form::Text, ""},            pv<&TPVData::vgname>                                                },
+    {{"pvsize", Form::Text, ""},            pv<&TPVData::pvsize>                                                },
+    {{"notusable", Form::Text, ""},         pv<&TPVData::notusable>                                             },
+    {{"allocatable", Form::Text, ""},       pv<&TPVData::allocatable>                                           },
+    {{"pesize", Form::Text, ""},            pv<&TPVData::pesize>                                                },
+    {{"totalpe", Form::Int, "extents"},     pv<&TPVData::totalpe>                                               },
+    {{"freepe", Form::Int, "extents"},      pv<&TPVData::freepe>                                                },
+    {{"allocatedpe", Form::Int, "extents"}, pv<&TPVData::allocatedpe>                                           },
+    {{"uuid", Form::Text, ""},              pv<&TPVData::uuid>                                                  },
+    {{"segcount", Form::Int, ""},           [](const TEntry<TPVData>& e) -> TValue { return e.item.seg.size(); }},
 };
 
 static constexpr TField<TEntry<TMultipath>> PathFields[] = {
@@ -159,12 +161,12 @@ static constexpr TField<TEntry<TMemberDisk>> MemberFields[] = {
 
 template <auto Field> static TValue label(const TEntry<const TDisk>& e) { return (e.item.labels().*Field).view(); }
 static constexpr TField<TEntry<const TDisk>> DiskMapFields[] = {
-    {{"index", Form::Int, ""}, index<const TDisk>},
-    {{"name", Form::Text, ""}, [](const TEntry<const TDisk>& e) -> TValue { return e.item.name.view(); }},
-    {{"ext", Form::Text, ""}, label<&TLabels::ext>},
-    {{"vgname", Form::Text, ""}, label<&TLabels::vgname>},
-    {{"lvname", Form::Text, ""}, label<&TLabels::lvname>},
-    {{"fsname", Form::Text, ""}, label<&TLabels::fsname>},
+    {{"index", Form::Int, ""},   index<const TDisk>                                                       },
+    {{"name", Form::Text, ""},   [](const TEntry<const TDisk>& e) -> TValue { return e.item.name.view(); }},
+    {{"ext", Form::Text, ""},    label<&TLabels::ext>                                                     },
+    {{"vgname", Form::Text, ""}, label<&TLabels::vgname>                                                  },
+    {{"lvname", Form::Text, ""}, label<&TLabels::lvname>                                                  },
+    {{"fsname", Form::Text, ""}, label<&TLabels::fsname>                                                  },
 };
 
 // --- The records

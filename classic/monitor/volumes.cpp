@@ -6,7 +6,7 @@
 
 // --- Shares of a mount
 
-static double share(const TMount* mount, double TMount::*left, double TMount::*total) {
+static double share(const TMount* mount, double TMount::* left, double TMount::* total) {
     return mount && mount->set > 0 ? 100 - mount->*left * 100 / mount->*total : 0;
 }
 static double useByFree(const TMount* m) { return share(m, &TMount::freesize, &TMount::totalsize); }

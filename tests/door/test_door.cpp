@@ -240,7 +240,7 @@ TEST_F(System, Links) {
 TEST_F(System, InodesAndRemoval) {
     const auto name = made("file", "x");
     ASSERT_EQ(symlink("file", path("link").c_str()), 0);
-    struct stat status {};
+    struct stat status{};
     ASSERT_EQ(stat(name.c_str(), &status), 0);
     uint64_t inode = 0;
     ASSERT_TRUE(getInode(path("link").c_str(), inode)); // of what it leads to

@@ -164,7 +164,7 @@ TEST(Info, LimitsOfTexts) {
     for (int i = 0; i < 100; i++) text += static_cast<char>('!' + i % 90);
     static constexpr struct {
         const char* command;
-        Text<64> TSystemInfo::*field;
+        Text<64> TSystemInfo::* field;
         size_t limit;
         const char* before; // what is said first, so that the command is asked
         const char* answer;

@@ -69,9 +69,7 @@ TEST(Report, PlainNumbersKeepAllTheirDigits) {
 TEST(Report, RecordsAndTheirHeaders) {
     const TRow row{"a,b$", 1536.005, 4294967297};
     EXPECT_EQ(printed([&] { dispRecord(Row, row); }), "^ROW,a,b$,1536.01,1$\n"); // as it is, no quoting
-    EXPECT_EQ(printed([] {
-                  dispHeader(Row), dispHeader(TRecord<TRow>{"N0STAT", Fields, 2});
-              }),
+    EXPECT_EQ(printed([] { dispHeader(Row), dispHeader(TRecord<TRow>{"N0STAT", Fields, 2}); }),
               "^row,name,size,number$\n^n0stat,name,size$\n");
 }
 
