@@ -1,6 +1,7 @@
 #include "base/output.h"
 
 #include "base/door.h"
+#include "base/words.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -64,24 +65,6 @@ void flushOutput() {
     if (terminal) maskControls(text);
     putOut(text);
     text.clear();
-}
-
-// The length of the valid UTF-8 character at `s`, 1 when there is none; `code` is its number or the byte itself.
-static size_t getCharacter(std::string_view s, unsigned& code) {
-    const auto first = static_cast<unsigned char>(s[0]);
-    code = first;
-    const size_t length = first >= 0xF0 && first <= 0xF4 ? 4 : first >= 0xE0 ? 3 : first >= 0xC2 ? 2 : 1;
-    if (length == 1 || first > 0xF4 || s.size() < length) return 1;
-    unsigned value = first & (0xFFU >> (length + 1));
-    for (size_t i = 1; i < length; i++) {
-        const auto next = static_cast<unsigned char>(s[i]);
-        if ((next & 0xC0U) != 0x80) return 1;
-        value = value << 6 | (next & 0x3FU);
-    }
-    constexpr unsigned Least[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (value < Least[length] || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) return 1;
-    code = value;
-    return length;
 }
 
 static bool isControl(unsigned code) { return (code < 0x20 && code != '\n') || (code >= 0x7F && code <= 0x9F); }

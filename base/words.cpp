@@ -53,3 +53,20 @@ int splitWords(std::string_view line, std::span<std::string_view> words, char al
     }
     return static_cast<int>(count);
 }
+
+size_t getCharacter(std::string_view s, unsigned& code) {
+    const auto first = static_cast<unsigned char>(s[0]);
+    code = first;
+    const size_t length = first >= 0xF0 && first <= 0xF4 ? 4 : first >= 0xE0 ? 3 : first >= 0xC2 ? 2 : 1;
+    if (length == 1 || first > 0xF4 || s.size() < length) return 1;
+    unsigned value = first & (0xFFU >> (length + 1));
+    for (size_t i = 1; i < length; i++) {
+        const auto next = static_cast<unsigned char>(s[i]);
+        if ((next & 0xC0U) != 0x80) return 1;
+        value = value << 6 | (next & 0x3FU);
+    }
+    constexpr unsigned Least[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (value < Least[length] || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) return 1;
+    code = value;
+    return length;
+}

@@ -64,3 +64,7 @@ int splitWords(std::string_view line, std::span<std::string_view> words, char al
 
 // The text up to its first space.
 inline std::string_view word(std::string_view s) { return s.substr(0, s.find(' ')); }
+
+// The length of the UTF-8 character (RFC 3629) that a text begins with and its number in `code`; 1 and the byte itself
+// when there is none. The text is not empty.
+size_t getCharacter(std::string_view s, unsigned& code);
