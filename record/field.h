@@ -1,0 +1,59 @@
+// What a kind of record is, as data: its tag, and the name, role, unit and form of each field. Logs, exports, tables
+// and rules all go by these lists.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+// How a value is spelled.
+enum class Form : uint8_t {
+    Whole,   // a whole number of 64 bits, signed or unsigned, all its digits
+    Int,     // the low 32 bits of a whole number, with a sign
+    Long,    // the low 64 bits of a whole number, with a sign
+    Real,    // as few digits as give the same double when they are read back
+    Real0,   // so many decimals: "12"
+    Real1,   // "12.5"
+    Real2,   // "12.50"
+    Real6,   // "12.500000"
+    Milli,   // 32 bits with a sign, at least three digits: "007"
+    Two,     // 32 bits with a sign, at least two digits: "07"
+    Hex7,    // 32 bits, at least seven hexadecimal digits, upper case: "0102001"
+    Letter,  // one byte
+    Text,    // the bytes as they are
+    Escaped, // a text with \xHH for what could break a line, a field or a terminal: see record/escape.h
+};
+
+// What a field says about its record.
+enum class Role : uint8_t {
+    Time,    // when
+    Elapsed, // how long the interval was
+    Id,      // which thing the record is about
+    Text,    // what else is known of it, in words
+    Amount,  // what happened in the interval; amounts of several intervals can be added
+    Level,   // a state at the interval's end, or a rate; to add levels means nothing
+};
+
+struct Field {
+    std::string_view name;
+    Role role;
+    std::string_view unit; // "B", "us", "%"; empty for a count or a text
+    Form form;
+};
+
+struct Kind {
+    std::string_view tag;
+    std::span<const Field> fields;
+    size_t announced = 0; // how many of the fields a header names; 0: the kind has no header
+};
+
+// Lists of fields put together, so that what several kinds share is written once.
+template <size_t... N> constexpr auto joined(const std::array<Field, N>&... parts) {
+    std::array<Field, (N + ...)> all{};
+    auto to = all.begin();
+    ((to = std::copy(parts.begin(), parts.end(), to)), ...);
+    return all;
+}
