@@ -126,7 +126,7 @@ static void showMap() {
 int main(int, char** argv) {
     keepOutput();
     show(
-        "| ms, median of %d | all, by the clock | its shell commands | our own CPU time |\n| --- | --- | --- | --- |\n",
+        "| ms, median of %d | whole, wall clock | its shell commands, wall clock | our own CPU time |\n| --- | --- | --- | --- |\n",
         Rounds);
     showStart(argv[0]);
     showMap();

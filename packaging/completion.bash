@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Completion of wyrt's command line. A test compares letters and words with what the program takes.
+# Completion of wyrt's command line. A test compares the letters and words below with those that the program accepts.
 
 _wyrt() {
     local flags='h e v H a b B V Z k f F S m t r'
@@ -8,7 +8,7 @@ _wyrt() {
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]} letter head='' list letters=()
     local cluster="^(-[${flags// }]*([${valued// }]))(.*)$"
 
-    # The argument stands by itself or behind its letter: -P io,time or -kPio,time.
+    # The argument is a word of its own or follows its letter: -P io,time or -kPio,time.
     if [[ $prev =~ $cluster && ! ${BASH_REMATCH[3]} ]]; then
         letter=${BASH_REMATCH[2]} list=$cur
     elif [[ $cur =~ $cluster && ${BASH_REMATCH[3]} ]]; then
