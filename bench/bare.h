@@ -1,5 +1,5 @@
-// The bare readers: they open, read and close what a sample does and parse nothing. Where the files are made up, they
-// take the text apart into lines and words.
+// The bare readers open, read and close the same files as a sample and parse nothing. For made-up files they split the
+// text into words.
 #pragma once
 
 #include "base/door.h"
@@ -40,7 +40,7 @@ inline void bareRead(int at, const char* name) {
     const int fd = openat(at, name, O_RDONLY | O_CLOEXEC);
     if (fd < 0) return;
     if (read(fd, bareBuffer, sizeof bareBuffer) < 0) {
-    } // ended in between
+    } // the process has ended meanwhile
     close(fd);
 }
 
@@ -71,7 +71,7 @@ inline void bareSample(bool threads, bool descriptors) {
     }
 }
 
-// Files that the kernel hands out page by page.
+// Reads a file that the kernel returns page by page.
 inline void bareFile(const char* path) {
     const int fd = open(path, O_RDONLY | O_CLOEXEC);
     while (read(fd, bareBuffer, sizeof bareBuffer) > 0) {
@@ -79,7 +79,7 @@ inline void bareFile(const char* path) {
     close(fd);
 }
 
-// Asks each mounted filesystem for its space; the table is read by the C library's rules.
+// Asks each mounted filesystem for its space. The mount table is read with the C library's rules.
 inline void bareMounts() {
     MountTable table;
     if (!table.open("/etc/mtab")) return;
@@ -89,7 +89,7 @@ inline void bareMounts() {
 
 // --- Made-up text
 
-inline size_t bareWords = 0; // how many there were: somebody looks at the words
+inline size_t bareWords = 0; // counts the words, so that the compiler cannot drop the loop
 
 inline void bareSplit(std::string_view text) {
     bool inside = false;

@@ -1,15 +1,15 @@
-// A machine to measure on: makes idle processes with threads, open files and loopback connections.
+// Makes a load to measure on: idle processes with threads, open files and loopback connections.
 //
 //     bench-load [--processes N] [--threads N] [--fds N] [--sockets N] [--seconds N]
 //
-// --processes  how many processes (none)
-// --threads    threads of each, its first one counted (1)
-// --fds        open files of each (none)
-// --sockets    ends of loopback TCP connections in each, both ends of a connection in the same process; a listening
-//              socket comes with them (none)
-// --seconds    ends by itself after so long (600)
+// --processes  number of processes (0)
+// --threads    threads of each process, including the first (1)
+// --fds        open files of each process (0)
+// --sockets    ends of loopback TCP connections in each process, which holds both ends of a connection and a listening
+//              socket (0)
+// --seconds    the load ends by itself after this time (600)
 //
-// Writes "ready" and a newline to standard output when all of them stand, then waits. It ends, with all its processes,
+// Writes "ready" and a newline to standard output when the load is complete, then waits. It ends with all its processes
 // when it is killed or when the process that started it ends. Without options it does nothing.
 
 #include <algorithm>
@@ -47,7 +47,7 @@ static constexpr struct {
     _exit(1);
 }
 
-// Ends this process when the one that made it ends, and after the given time in any case.
+// Makes this process end with its parent, and after the given time in any case.
 static void endWith(pid_t parent, long seconds) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(0);
@@ -73,8 +73,8 @@ static void openFiles(long count) {
         if (open("/proc/self/exe", O_RDONLY) < 0) fail("open");
 }
 
-// Connections that are gone at once with their ends, without minutes in which the tables still hold them. What a
-// listening socket accepts has its options.
+// Makes a socket whose connection disappears from the kernel's tables as soon as it is closed, not minutes later. The
+// sockets that a listening socket accepts inherit this option.
 static int makeSocket() {
     const linger none{1, 0};
     const int end = socket(AF_INET, SOCK_STREAM, 0);
@@ -97,7 +97,7 @@ static void connectSockets(long count) {
     }
 }
 
-// One process of the load; tells through `ready` that it stands.
+// One process of the load; writes a byte to `ready` when it is complete.
 [[noreturn]] static void beProcess(const TLoad& load, pid_t parent, int ready) {
     endWith(parent, load.seconds);
     makeThreads(load.threads);
@@ -116,7 +116,7 @@ static void allowDescriptors() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-// Waits until each of `count` processes has told that it stands.
+// Waits until each of `count` processes has reported that it is complete.
 static void awaitAll(int ready, long count) {
     char told[256];
     while (count > 0) {
@@ -137,7 +137,7 @@ static TLoad getLoad(int argc, char** argv) {
 int main(int argc, char** argv) {
     const TLoad load = getLoad(argc, argv);
     if (load.processes < 1) {
-        puts("bench-load: nothing asked for; its options are at the top of bench/load.cpp");
+        puts("bench-load: no options given; bench/load.cpp lists them at its top");
         return 0;
     }
     endWith(getppid(), load.seconds);

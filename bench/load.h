@@ -1,4 +1,5 @@
-// A load to measure on: bench-load (bench/load.cpp), which stands beside this program, until it goes out of scope.
+// A load to measure on: runs bench-load (bench/load.cpp), which is in the same folder as this program, until the object
+// goes out of scope.
 #pragma once
 
 #include "bench/words.h"
@@ -39,6 +40,6 @@ inline Load::Load(const std::string& self, const std::string& options) {
     }
     close(ready[1]);
     char told = 0;
-    if (read(ready[0], &told, 1) != 1) fprintf(stderr, "the load does not stand\n"), exit(1);
+    if (read(ready[0], &told, 1) != 1) fprintf(stderr, "the load could not be made\n"), exit(1);
     close(ready[0]);
 }

@@ -1,4 +1,4 @@
-// Made-up machines, as text of a world (tests/worlds/README.md).
+// Made-up machines, as the text of a world (tests/worlds/README.md).
 #pragma once
 
 #include "tests/world/world.h"
@@ -8,17 +8,17 @@
 #include <memory>
 #include <string>
 
-// What a pass finds; a later pass finds other figures.
+// Directives for the files that a pass reads; each pass reads other figures.
 std::string getCores(int count, int pass);
 std::string getInterfaces(int count, int pass);
 std::string getCounters(int count, int pass);
 std::string getMounted(int count, int pass);
 std::string getDiskstats(int disks, int pass);
 
-// The addresses that a command tells, each of its own.
+// Directives for the output of ifconfig: an address for each interface.
 std::string getInterfaceAddresses(int count);
 
-// The reports of the volume tools; the disks are physical volumes, half of them through multipath devices.
+// The reports of the volume tools. The disks are physical volumes, half of them behind multipath devices.
 struct TSize {
     int disks, paths, groups, volumes, segments, mounts;
 };
@@ -27,7 +27,7 @@ std::string getReports(const TSize& size);
 // A table of sockets as the kernel prints it.
 std::string getSocketTable(int count);
 
-// A machine that stands as long as this does: what never changes, and the figures of each pass.
+// A made-up machine that exists as long as this object: a base that never changes, and the figures of each pass.
 class Machine {
     std::string folder = (std::filesystem::temp_directory_path() / "wyrt-bench.XXXXXX").string();
     std::unique_ptr<World> world;

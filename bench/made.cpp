@@ -1,6 +1,6 @@
-// What a sample costs at sizes that this machine does not have, on made-up ones: their files are in memory, so that the
-// kernel's part is left out. The bare reader gets the same texts through the same stand-in and takes them apart into
-// words.
+// Measures what a sample costs on made-up machines, which are larger than this one. Their files are in memory, so the
+// kernel's share of the cost is missing. The bare reader gets the same texts through the same made-up door and splits
+// them into words.
 //
 //     bench-made [AREA...]
 #include "bench/bare.h"
@@ -21,7 +21,7 @@ struct TMade {
     const char* options;
     void (*bare)();
     std::string (*figures)(int rows, int pass);
-    std::string (*base)(int rows); // null: nothing stands besides
+    std::string (*base)(int rows); // directives for the rest of the machine; null: there is none
 };
 } // namespace
 
@@ -29,7 +29,7 @@ static void bareTextOf(std::initializer_list<const char*> files) {
     for (const char* file : files) bareSplitFile(file);
 }
 
-// Some volumes on the disks, so that the rows have labels.
+// Puts some volumes on the disks, so that their rows have labels.
 static std::string getSomeVolumes(int disks) {
     return getReports({disks / 10, disks / 5, disks / 20 + 1, disks / 2, disks, disks / 2});
 }
@@ -45,7 +45,7 @@ static const TMade Mades[] = {
      [] { bareTextOf({"/proc/net/dev"}); },
      getInterfaces,
      getInterfaceAddresses},
-    // The kernel's lines have some 130 counters; a row more would not fit into the 4096 bytes that are read of one.
+    // The kernel's lines have about 130 counters. More would not fit into the 4096 bytes that are read of a line.
     {{"counters", "protocol counters `-t`, made up", {8, 32, 130}, {}},
      "-t",
      [] { bareTextOf({"/proc/net/snmp", "/proc/net/netstat"}); },
@@ -87,7 +87,7 @@ static TCost measureMap(int segments) {
 
 // --- The owners of sockets
 
-// Twenty processes with as many sockets each.
+// Twenty processes, each with the same number of sockets.
 static TProcTable getProcesses(int count) {
     TProcTable processes;
     processes.texts = "/usr/bin/server --with options";
@@ -127,7 +127,8 @@ int main(int argc, char** argv) {
                      [](int n) { return measureOwners(n, false); });
     showWhenSelected({"owners", "sockets whose owners are kept, made up", sizes, {}},
                      [](int n) { return measureOwners(n, true); });
-    // 10,000 segments: of 400 disks, 1,000 volumes and 1,000 mounts; the texts of the commands are there.
+    // 10,000 segments belong to 400 disks, 1,000 volumes and 1,000 mounts. The output of the commands is already in
+    // memory.
     showWhenSelected(
         {"map", "volume map `-v`, made up; rows: segments", {1000, 10000, 100000}, {{TAim::Millis, 1, 50}}},
         measureMap);

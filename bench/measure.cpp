@@ -59,7 +59,7 @@ double getCPU(const std::function<void()>& work, int times) {
     return median(costs);
 }
 
-// The peak of this process, bytes.
+// The peak of this process's resident memory, bytes.
 static double peakMemory() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
@@ -80,7 +80,7 @@ struct TMeter {
     double before = 0;
     std::vector<double> ours, theirs;
 
-    // One sample ended; the bare reader has its turn.
+    // A sample has ended; runs the bare reader.
     void lap() {
         const double now = cpuMillis();
         if (files == Files::Real) usleep(Pause * 1000);
@@ -90,9 +90,9 @@ struct TMeter {
         bare();
         theirs.push_back(cpuMillis() - start);
     }
-    // The next one begins.
+    // The next sample begins.
     void begin() {
-        if (files == Files::MadeUp) bare(); // the texts are new
+        if (files == Files::MadeUp) bare(); // warms the new texts
         mark = cpuMillis();
     }
     bool enough() const {
@@ -104,15 +104,14 @@ struct TMeter {
 } // namespace
 
 static TMeter meter;
-static int answer = -1; // where the process that measures tells the cost
+static int answer = -1; // the pipe to which the measuring process writes the cost
 
 [[noreturn]] static void tell(const TCost& cost) {
     const bool told = write(answer, &cost, sizeof cost) == sizeof cost;
     _exit(told ? 0 : 1);
 }
 
-// The linker puts the meter in the place of the program's pause (--wrap), so that what is measured is the program's own
-// loop.
+// The linker replaces the program's pause by the meter (--wrap), so that the program's own loop is measured.
 void pauseInside(unsigned microseconds) asm("__real__Z8pauseForj");
 void pauseMetered(unsigned microseconds) asm("__wrap__Z8pauseForj");
 
@@ -126,7 +125,7 @@ void pauseMetered(unsigned microseconds) {
     meter.begin();
 }
 
-// Calls `measure`, which does not return, in a process of its own, so that nobody's memory is in the figures of
+// Calls `measure`, which does not return, in a process of its own, so that no measurement includes the memory of
 // another.
 static TCost runApart(const std::function<void()>& measure) {
     int ends[2];
@@ -185,7 +184,7 @@ void keepOutput() {
     shown = fdopen(dup(STDOUT_FILENO), "w");
     const int nowhere = open("/dev/null", O_WRONLY);
     if (!shown || nowhere < 0 || dup2(nowhere, STDOUT_FILENO) < 0) perror("/dev/null"), exit(1);
-    setvbuf(shown, nullptr, _IOLBF, 0); // before processes are made
+    setvbuf(shown, nullptr, _IOLBF, 0); // before any process is forked
 }
 
 void show(const char* format, ...) {
@@ -207,11 +206,11 @@ static std::string text(const char* format, double value) {
     return text;
 }
 
-// Three digits or so.
+// About three significant digits.
 static std::string shortly(double value) { return text(value < 1 ? "%.4f" : value < 100 ? "%.2f" : "%.1f", value); }
 
 namespace {
-// An area's costs so far.
+// The costs of an area at the sizes measured so far.
 struct TCosts {
     const TArea& area;
     std::vector<TCost> of;
@@ -245,11 +244,11 @@ double TCosts::value(TAim::Kind kind, size_t i) const {
     return NAN;
 }
 
-// "ratio 1.10: met"; true when it is.
+// Shows "ratio 1.10: met" or "MISSED"; true when it is met.
 static bool showAim(const TCosts& costs, const TAim& aim) {
     static constexpr const char* Names[] = {"ratio %.2f", "%.1f ms", "%.0f MB", "%.0f times the size before",
                                             "%.0f B/row"};
-    const bool met = costs.value(aim.kind, aim.size) <= aim.limit; // not a number: no
+    const bool met = costs.value(aim.kind, aim.size) <= aim.limit; // false for NaN
     show("%s: %s", text(Names[aim.kind], aim.limit).c_str(), met ? "met" : "MISSED");
     if (aim.kind == TAim::Times) show(" (%.1f)", costs.growth(aim.size));
     return met;

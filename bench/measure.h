@@ -1,5 +1,5 @@
-// What the benchmarks share: a measurement in a process of its own, the program with a meter in its pauses, and the
-// table of what was measured.
+// Shared by the benchmarks: a measurement in a process of its own, the program with a meter in its pauses, and the
+// table of results.
 #pragma once
 
 #include <cstddef>
@@ -16,49 +16,49 @@ struct TCost {
     double memory = 0;         // peak resident memory, bytes
 };
 
-// Whose files are read.
+// The files that are read.
 enum class Files {
-    Real,   // this machine's
-    MadeUp, // they stand in this process's own memory, which is left out of the figures
+    Real,   // those of this machine
+    MadeUp, // files in this process's own memory, which is subtracted from the figures
 };
 
-// How many samples are measured: `least`, and further ones up to `most` as long as the time is short.
+// How many samples are measured: at least `least`, and up to `most` while there is time left.
 struct TPasses {
     size_t least = 11, most = 101;
 };
 
-// Runs the program with these options in a process of its own and measures from one pause to the next. In each pause
-// the bare reader has its turn, after a pause of its own, so that both find the machine equally cold; made-up files are
-// warm for both. The first passes, which fill the slots and find the owners, do not count.
+// Runs the program with these options in a process of its own and measures from one pause to the next. The bare reader
+// runs in each pause, after a pause of its own, so that the caches are equally cold for both; for made-up files they
+// are warm for both. The first passes fill the slots and find the owners; they do not count.
 constexpr size_t FirstPasses = 3;
 TCost runMetered(const std::string& options, const std::function<void()>& bare, Files files, TPasses passes = {});
 
 // The same for a piece of work by itself.
 TCost runWork(const std::function<void()>& work, const std::function<void()>& bare);
 
-// Wall times of two pieces of work that take turns, ms; medians.
+// Median wall times in ms of two pieces of work that take turns.
 struct TWalls {
     double one, other;
 };
 TWalls getWalls(const std::function<void()>& one, const std::function<void()>& other, int times);
-// CPU time of the work in this process, that of the commands it runs left out, ms; the median.
+// Median CPU time in ms of the work in this process, without the commands that it runs.
 double getCPU(const std::function<void()>& work, int times);
 
 // --- The table
 
 struct TAim {
     enum Kind {
-        Ratio,    // to the bare reads
-        Millis,   // of a sample
+        Ratio,    // of our CPU time to that of the bare reader
+        Millis,   // CPU time of a sample
         MB,       // peak memory
-        Times,    // the cost of the size before
-        RowBytes, // memory that a row adds
+        Times,    // of the cost at the previous size
+        RowBytes, // memory that each further row needs
     } kind;
-    size_t size; // which of the sizes it is for
+    size_t size; // index of the size that the aim is for
     double limit;
 };
 
-// One thing that is measured at several sizes, each ten times the one before or four times at least.
+// Something that is measured at several sizes, each about ten times the previous one, at least four times.
 struct TArea {
     std::string_view name; // the word that selects it
     std::string_view what; // the first column
@@ -66,9 +66,9 @@ struct TArea {
     std::vector<TAim> aims;
 };
 
-// Whether the command line selects the area: it names it, or none.
+// Whether the command line selects the area: it names this area, or no area at all.
 bool selected(int argc, char** argv, std::string_view area);
-// Standard output is lost to the reports that are measured; the figures go where it went.
+// Sends the reports that are measured to /dev/null; the figures go to the original standard output.
 void keepOutput();
 [[gnu::format(printf, 1, 2)]] void show(const char* format, ...);
 void showHead();

@@ -1,5 +1,5 @@
-// What a sample costs on the machine's own files, beside a bare reader of the same ones: the program's loop with a load
-// of bench/load.cpp at three sizes.
+// Measures what a sample costs on this machine's own files, compared with a bare reader of the same files. The
+// program's loop runs with a load of bench/load.cpp at three sizes.
 //
 //     bench-real [AREA...]
 #include "bench/bare.h"
@@ -29,7 +29,7 @@ struct TReal {
     TArea area;
     const char* options;
     void (*bare)();
-    std::string (*load)(long size); // options of the load
+    std::string (*load)(long size); // the options of bench-load
 };
 } // namespace
 
@@ -49,7 +49,7 @@ static const TReal Reals[] = {
      "-p 24",
      [] { bareSample(true, false); },
      [](long n) { return std::string("--threads 10 --processes ") + std::to_string(n / 10); }},
-    // A descriptor may take 200 bytes besides its path, which is up to 50 long here.
+    // A descriptor may need 200 bytes and its path, which has up to 50 bytes here.
     {{"descriptors",
       "open files of 100 processes `-p 24 -T 0 -f`",
       {600, 6000, 60000},

@@ -1,5 +1,6 @@
-// What the start of a run and the volume map take here, by the clock, their shell commands and our own CPU time apart;
-// and the system calls of a sample of the machine's figures. WYRT names the program whose start is measured.
+// Measures on this machine: the wall time of the start of a run and of the volume map, the wall time of their shell
+// commands alone, and our own CPU time; and the system calls of a sample of the machine's figures. WYRT names the
+// program whose start is measured.
 #include "base/door.h"
 #include "base/output.h"
 #include "bench/measure.h"
@@ -27,7 +28,7 @@ static constexpr int Samples = 200;
 
 // --- System calls
 
-// How often each one is made between two calls of getppid in the child, which makes none else.
+// Counts each system call between two calls of getppid in the child, which calls getppid only to mark the span.
 static std::map<long, int> countCalls(pid_t child) {
     std::map<long, int> counts;
     bool between = false, entering = true;
@@ -72,7 +73,8 @@ static void showCalls() {
 
 // --- Start-up and map
 
-// A run of the program that ends behind its start: -Z, because the block of the table form lists interfaces, too.
+// A run of the program that ends after its start. It uses -Z, because the block of the table form lists interfaces,
+// too.
 static void start(const std::string& program) {
     std::string records = "-Z", environment = "-e", name = program;
     char* argv[] = {name.data(), records.data(), environment.data(), nullptr};
@@ -86,7 +88,7 @@ static void start(const std::string& program) {
     waitpid(child, nullptr, 0);
 }
 
-// `own` is the work as this process does it: its CPU time is that of the program, the commands' is their own.
+// `own` does the work in this process, whose CPU time is that of the program without its commands.
 static void showTimes(const char* what, const std::function<void()>& all, const std::function<void()>& commands,
                       const std::function<void()>& own) {
     const auto walls = getWalls(all, commands, Rounds);
@@ -125,9 +127,9 @@ static void showMap() {
 
 int main(int, char** argv) {
     keepOutput();
-    show(
-        "| ms, median of %d | whole, wall clock | its shell commands, wall clock | our own CPU time |\n| --- | --- | --- | --- |\n",
-        Rounds);
+    show("| ms, median of %d | whole, wall clock | its shell commands, wall clock | our own CPU time |\n| --- | --- | "
+         "--- | --- |\n",
+         Rounds);
     showStart(argv[0]);
     showMap();
     ShowBasic = 1;

@@ -1,4 +1,4 @@
-// A command line from its text.
+// Makes a command line (argc, argv) from a text.
 #pragma once
 
 #include <sstream>
@@ -11,7 +11,7 @@ class Words {
     std::vector<char*> pointers;
 
 public:
-    // What `first` has, then the words of the text.
+    // The words of `first`, then those of the text.
     Words(std::vector<std::string> first, const std::string& text) : words(std::move(first)) {
         std::istringstream stream(text);
         for (std::string word; stream >> word;) words.push_back(word);
