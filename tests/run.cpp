@@ -1,5 +1,7 @@
-// Runs worlds: worlds [--update] FOLDER...       compares each run with the expected files, prints a diff
-//              worlds --show WORLD OUTPUT-FOLDER writes stdout, stderr, status and log of one run
+// Runs worlds:
+//     worlds [--update] FOLDER...          compares each run with the expected files and prints a diff; --update
+//                                          replaces the expected files by the results
+//     worlds --show WORLD OUTPUT-FOLDER    writes stdout, stderr, status and log of one run to a folder
 #include "classic/monitor/loop.h"
 #include "tests/world/world.h"
 
@@ -34,7 +36,7 @@ static void redirect(int fd, const fs::path& path) {
     close(file);
 }
 
-// In a process of its own, because the program keeps its state to its end.
+// Called in a process of its own, because the program keeps its state until it ends.
 static void runHere(const fs::path& folder, const fs::path& out) {
     World world(folder.string());
     std::vector<std::string> words{world.program};
@@ -56,7 +58,7 @@ static void runHere(const fs::path& folder, const fs::path& out) {
     setText(out / "status", status + "\n");
 }
 
-// False when the run did not come to its end; the reason stands on standard error.
+// False when the run failed to end; the reason is printed on standard error.
 static bool runWorld(const fs::path& folder, const fs::path& out) {
     fs::create_directories(out);
     for (auto name : Results) fs::remove(out / name);
@@ -71,7 +73,7 @@ static bool runWorld(const fs::path& folder, const fs::path& out) {
             std::cerr << folder << ": " << e.what() << "\n";
         }
         fflush(nullptr);
-        std::exit(result); // with the leak check of the sanitizer build
+        std::exit(result); // not _exit: runs the leak check of the sanitizer build
     }
     int status = 0;
     waitpid(child, &status, 0);

@@ -1,4 +1,4 @@
-// The real door, on real files: what the made-up machines of the other tests stand in for.
+// Tests the real door on real files. The other tests use a made-up door in its place.
 #include "base/door.h"
 
 #include "base/output.h"
@@ -50,7 +50,7 @@ static std::string pattern(size_t size) {
 
 // --- Files
 
-// Around the buffer's sizes: what it has at first and what it grows to.
+// Sizes around the buffer's first size and those that it grows to.
 TEST_F(System, ReadsFilesOfEverySize) {
     for (size_t size : {0U, 1U, 16383U, 16384U, 16385U, 32767U, 32768U, 32769U, 200000U, 10U}) {
         const auto content = pattern(size);
@@ -60,7 +60,7 @@ TEST_F(System, ReadsFilesOfEverySize) {
             ASSERT_TRUE(readFile(name.c_str(), fresh, how));
             EXPECT_EQ(fresh.view(), content) << size;
             EXPECT_EQ(fresh.error, 0);
-            ASSERT_TRUE(readFile(name.c_str(), text, how)); // into the buffer of the file before
+            ASSERT_TRUE(readFile(name.c_str(), text, how)); // reuses the buffer of the previous file
             EXPECT_EQ(text.view(), content) << size;
         }
     }
@@ -97,7 +97,7 @@ TEST_F(System, ADirectoryOpensAndHasNoText) {
     EXPECT_EQ(text.error, EISDIR);
 }
 
-// Nobody writes to it: opening it in the usual way would wait for ever.
+// Nobody writes to the FIFO: an ordinary open would wait for ever.
 TEST_F(System, AFifoDoesNotHoldTheRun) {
     ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
     alarm(20);
@@ -106,7 +106,7 @@ TEST_F(System, AFifoDoesNotHoldTheRun) {
     EXPECT_TRUE(canOpen(path("fifo").c_str()));
     const int writer = open(path("fifo").c_str(), O_RDWR);
     ASSERT_GE(writer, 0);
-    EXPECT_TRUE(readFile(path("fifo").c_str(), text)); // held open by a writer that says nothing
+    EXPECT_TRUE(readFile(path("fifo").c_str(), text)); // held open by a writer that writes nothing
     EXPECT_EQ(text.view(), "");
     EXPECT_EQ(text.error, EAGAIN);
     close(writer);
@@ -115,7 +115,7 @@ TEST_F(System, AFifoDoesNotHoldTheRun) {
     alarm(0);
 }
 
-// A socket and a device under a name that is read: the one cannot be opened, the other has no end.
+// The name leads to a socket, which cannot be opened, and to a device, which never ends.
 TEST_F(System, SocketsAndDevicesDoNotHoldTheRun) {
     const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
     sockaddr_un address{};
@@ -161,7 +161,7 @@ TEST_F(System, NamesBelowAPlace) {
     EXPECT_EQ(errno, ENOENT);
     Place none;
     EXPECT_FALSE(none.open(top, "missing"));
-    EXPECT_FALSE(none.open((path("dir") + "/file").c_str())); // no directory
+    EXPECT_FALSE(none.open((path("dir") + "/file").c_str())); // not a directory
     EXPECT_EQ(errno, ENOTDIR);
     fs::rename(path("dir"), path("renamed"));
     EXPECT_TRUE(readFile(dir, "file", text)); // the place is the directory, not its name
@@ -228,7 +228,7 @@ TEST_F(System, Links) {
         const auto length = readLink(place, "link", buffer, size);
         ASSERT_EQ(length, static_cast<ptrdiff_t>(std::min<size_t>(size, 300)));
         EXPECT_EQ(std::string(buffer, static_cast<size_t>(length)), target.substr(0, size));
-        EXPECT_EQ(buffer[length], '#'); // not terminated, nothing beyond
+        EXPECT_EQ(buffer[length], '#'); // no terminator, and nothing is written beyond the end
     }
     EXPECT_EQ(readLink(place, "missing", buffer, sizeof buffer), -1);
     EXPECT_EQ(errno, ENOENT);
@@ -243,7 +243,7 @@ TEST_F(System, InodesAndRemoval) {
     struct stat status{};
     ASSERT_EQ(stat(name.c_str(), &status), 0);
     uint64_t inode = 0;
-    ASSERT_TRUE(getInode(path("link").c_str(), inode)); // of what it leads to
+    ASSERT_TRUE(getInode(path("link").c_str(), inode)); // that of the link's target
     EXPECT_EQ(inode, status.st_ino);
     EXPECT_TRUE(removeFile(path("link").c_str()));
     EXPECT_TRUE(fs::exists(name));
@@ -271,7 +271,7 @@ TEST_F(System, MountTables) {
     entry = table.next();
     ASSERT_NE(entry, nullptr);
     EXPECT_STREQ(entry->mnt_dir, "/mnt/y\tz");
-    ASSERT_NE(table.next(), nullptr); // a line with one word has empty others
+    ASSERT_NE(table.next(), nullptr); // for a line with one word the other fields are empty
     EXPECT_EQ(table.next(), nullptr);
     EXPECT_FALSE(table.open(path("missing").c_str()));
     EXPECT_EQ(errno, ENOENT);
@@ -342,13 +342,13 @@ TEST_F(System, ClockAndPause) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
 }
 
-// --- Output, in processes of their own, as it changes their streams
+// --- Output: in child processes, because the tests change the standard streams
 
-// The exit status of `act` in a child; a signal's number + 256 when one ended it.
+// Runs `act` in a child and returns its exit status; when a signal ended it, 256 + the signal's number.
 template <typename Act> static int inChild(const Act& act) {
     const pid_t child = fork();
     if (child == 0) {
-        alarm(20); // a busy or blocked one ends, too
+        alarm(20); // ends a child that is busy or blocked
         act();
         endChild(0);
     }
@@ -396,11 +396,11 @@ TEST_F(System, AClosedPipeEndsTheRun) {
     };
     close(ends[0]);
     EXPECT_EQ(act(SIG_DFL), 256 + SIGPIPE);
-    EXPECT_EQ(act(SIG_IGN), 0); // whoever started it wanted it so
+    EXPECT_EQ(act(SIG_IGN), 0); // the parent asked for this by ignoring SIGPIPE
     close(ends[1]);
 }
 
-// A reader that made the pipe non-blocking and is slow: all arrives, in order.
+// The pipe is non-blocking and its reader slow: everything arrives, in order.
 TEST_F(System, ASlowReaderGetsEverything) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
@@ -423,7 +423,7 @@ TEST_F(System, ASlowReaderGetsEverything) {
     EXPECT_EQ(status, 0);
 }
 
-// What was said comes out before a command's own output and before a pause.
+// Pending output is written before a command runs and before a pause.
 TEST_F(System, FlushedBeforeCommandsAndPauses) {
     const auto name = path("out");
     EXPECT_EQ(inChild([&] {
@@ -457,20 +457,20 @@ TEST_F(System, OnATerminal) {
             flushOutput();
         });
     };
-    const int held = open(slave.c_str(), O_RDWR | O_NOCTTY); // keeps what was written until it is read
+    const int held = open(slave.c_str(), O_RDWR | O_NOCTTY); // keeps the written text until it is read
     ASSERT_GE(held, 0);
     ASSERT_EQ(say(slave), 0);
     char buffer[64];
     const auto n = read(master, buffer, sizeof buffer);
     ASSERT_GT(n, 0);
-    EXPECT_EQ(std::string(buffer, static_cast<size_t>(n)), "name ?[2J? tail\r\n"); // the terminal's own line end
+    EXPECT_EQ(std::string(buffer, static_cast<size_t>(n)), "name ?[2J? tail\r\n"); // the terminal turns \n into \r\n
     close(held), close(master);
     ASSERT_EQ(say(path("out")), 0);
     ASSERT_TRUE(readFile(path("out").c_str(), text));
     EXPECT_EQ(text.view(), "name \x1b[2J\x9b tail\n");
 }
 
-// A text that there is no memory for leaves no descriptor open.
+// When there is no memory for a file's text, no descriptor stays open.
 TEST(SystemMemory, ReadWithoutMemory) {
     NEEDS_ITS_HEAP();
     EXPECT_TRUE(withoutMemory(16384, [] {

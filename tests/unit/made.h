@@ -1,4 +1,4 @@
-// What the unit tests share: a made-up machine for one test, and what the program prints.
+// Shared by the unit tests: a made-up machine for one test, and the text that the program prints.
 #pragma once
 
 #include "base/output.h"
@@ -17,7 +17,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// A folder that is gone with its variable.
+// A folder that is removed with its variable.
 class TempFolder {
     std::string name = (std::filesystem::temp_directory_path() / "wyrt-unit.XXXXXX").string();
 
@@ -35,7 +35,7 @@ public:
     }
 };
 
-// The machine of these lines (their format: tests/worlds/README.md); it stands until its variable ends.
+// The machine that these lines describe (format: tests/worlds/README.md). It exists as long as its variable.
 class Made {
     TempFolder folder;
     World* before = World::current;
@@ -44,14 +44,14 @@ public:
     World world;
     explicit Made(const std::string& lines) : world(folder.with("world", lines)) {}
     ~Made() { World::current = before; }
-    // On to the next step.
+    // Advances to the next step.
     void step() { world.pause(1000000); }
     const std::string& log() const { return world.log; }
     Made(const Made&) = delete;
     Made& operator=(const Made&) = delete;
 };
 
-// What `act` writes to a stream (1: standard output, 2: standard error).
+// Returns what `act` writes to a stream (1: standard output, 2: standard error).
 inline std::string printed(const std::function<void()>& act, int stream = STDOUT_FILENO) {
     Made* machine = World::current ? nullptr : new Made(""); // the door asks it whether the output is a terminal
     flushOutput();
@@ -70,7 +70,8 @@ inline std::string printed(const std::function<void()>& act, int stream = STDOUT
     return text;
 }
 
-// What `run` prints to both streams, in a process of its own: for what keeps its tables or settings for a whole run.
+// Returns what `run` prints to both streams. It runs in a process of its own, because some parts keep their tables or
+// settings for a whole run.
 template <typename Run> std::string apart(const Run& run) {
     const auto alone = [&] {
         const pid_t child = fork();

@@ -1,4 +1,4 @@
-// What the program does when it gets no memory.
+// Runs a part of the program without memory.
 #pragma once
 
 #include "base/output.h"
@@ -27,7 +27,7 @@
 #define NEEDS_ITS_HEAP() static_cast<void>(0)
 #endif
 
-// Takes all blocks of `least` bytes or more that the heap has; freed small ones are kept there by size.
+// Takes all blocks of at least `least` bytes from the heap. Smaller freed blocks stay in the heap, in lists by size.
 inline void emptyHeap(size_t least) {
     constexpr size_t Small = 1040, Step = 16;
     void* volatile kept = nullptr;
@@ -37,20 +37,20 @@ inline void emptyHeap(size_t least) {
     }
 }
 
-// The stack as large as it will be needed: without memory it cannot grow.
+// Makes the stack as large as the test will need it, because it cannot grow without memory.
 [[gnu::noinline]] inline void growStack() {
     volatile char stack[1U << 18U];
     for (size_t i = 0; i < sizeof stack; i += 512) stack[i] = 1;
 }
 
-// Calls `act` in a process of its own whose heap has no block of `least` bytes or more to give, but some smaller ones
-// for texts on the way; whether it returned true.
+// Calls `act` in a process of its own whose heap has no blocks of `least` bytes or more, only some smaller ones for
+// short texts. Returns what `act` returned.
 inline bool withoutMemory(size_t least, const std::function<bool()>& act) {
     const pid_t child = fork();
     if (child == 0) {
-        say("%s", ""); // gives the buffer its room
+        say("%s", ""); // allocates the output buffer
         growStack();
-        std::vector<void*> small, between; // those between keep neighbours from being joined when they are freed
+        std::vector<void*> small, between; // `between` keeps freed neighbours from being joined
         for (size_t size = 16; size + 32 < least && size <= 1024; size += 16)
             for (int i = 0; i < 7; i++) small.push_back(std::malloc(size)), between.push_back(std::malloc(16));
         rlimit limit{}, nothing{};
@@ -60,7 +60,7 @@ inline bool withoutMemory(size_t least, const std::function<bool()>& act) {
         emptyHeap(least);
         for (auto* block : small) std::free(block);
         const bool result = act();
-        setrlimit(RLIMIT_AS, &limit); // how the process ends may need some
+        setrlimit(RLIMIT_AS, &limit); // the end of the process may need memory
         endChild(result ? 0 : 1);
     }
     int status = -1;

@@ -10,7 +10,7 @@ TEST(BasicValues, BehindTheFirstColon) {
     EXPECT_EQ(getvalue("MemTotal:       16316412 kB\n"), 16316412);
     EXPECT_EQ(getvalue("MemTotal:12"), 12);
     EXPECT_EQ(getvalue("a:b:12"), 0);
-    EXPECT_EQ(getvalue("Uid:\t1000\t1000"), 1000); // the conversion passes over tabs
+    EXPECT_EQ(getvalue("Uid:\t1000\t1000"), 1000); // the conversion skips tabs
     EXPECT_EQ(getvalue("x: -5"), -5);
     EXPECT_EQ(getvalue("x:"), 0);
     EXPECT_EQ(getvalue("x:   "), 0);
@@ -52,11 +52,11 @@ TEST(BasicStat, SystemLine) {
     } Lines[] = {
         {"cpu  1 2 3 4 5 6 7 8 9 10\n", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
         {"cpu 1 2 3 4\n", {1, 2, 3, 4, 0, 0, 0, 0, 0, 0}},                      // one blank; an old kernel's columns
-        {"cpu  1 2 3 4 5 6 7 8 9 10 11 12\n", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}}, // columns of a kernel to come
+        {"cpu  1 2 3 4 5 6 7 8 9 10 11 12\n", {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}}, // columns of a future kernel
         {"cpu     1     2\n", {1, 2, 0, 0, 0, 0, 0, 0, 0, 0}},
         {"cpu  1 2 3", {1, 2, 3, 0, 0, 0, 0, 0, 0, 0}}, // no newline
         {"cpu  1 x 3y -4\n", {1, 0, 3, -4, 0, 0, 0, 0, 0, 0}},
-        {"cpu  1\t2 3\n", {1, 3, 0, 0, 0, 0, 0, 0, 0, 0}}, // a tab does not part
+        {"cpu  1\t2 3\n", {1, 3, 0, 0, 0, 0, 0, 0, 0, 0}}, // a tab does not separate
         {"cpu  9223372036854775808\n", {9223372036854775807.0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
         {"cpu \n", {}},
         {"cpu\n", {}},
@@ -87,7 +87,7 @@ TEST(BasicStat, OtherLines) {
     EXPECT_EQ(sample("ctxt \nctxt 1\nctxt 2\n").basic[0].ctxt, 2); // the last one counts
 }
 
-// A line longer than its buffer comes in pieces, and no piece is taken for anything else.
+// A line longer than its buffer arrives in pieces. The later pieces are not taken for other lines.
 TEST(BasicStat, LongLines) {
     for (size_t size : {1021U, 1022U, 1023U, 1024U, 5000U}) {
         std::string line = "intr 77";
@@ -98,7 +98,7 @@ TEST(BasicStat, LongLines) {
         EXPECT_EQ(b.ctxt, 5);
         EXPECT_EQ(b.fork, 6);
     }
-    // Where a piece begins like a line, it is read as one.
+    // A piece that begins like a line is read as a line.
     std::string line = "intr 77";
     line.resize(1023, ' ');
     EXPECT_EQ(sample(line + "ctxt 5\n").basic[0].ctxt, 5);
@@ -127,7 +127,7 @@ TEST(BasicStat, CoreLines) {
         {"cpu3 1 2 3 4 5 6 7 8 9 10 11 12\n", 1, 3, 1, 7},
         {"cpu3 1 2 3 4 5 6 x 8\n", 0, 0, 0, 0},
         {"cpu3 1 2 3 4 5 6 7x8\n", 1, 3, 1, 7},
-        {"cpu3\t1\t2\t3\t4\t5\t6\t7\n", 1, 3, 1, 7}, // any white space parts them
+        {"cpu3\t1\t2\t3\t4\t5\t6\t7\n", 1, 3, 1, 7}, // any white space separates them
         {"cpu3 1-2+3 4 5 6 7\n", 1, 3, 1, 7},        // a sign begins the next number
         {"cpu-1 1 2 3 4 5 6 7\n", 1, -1, 1, 7},
         {"cpu4294967299 1 2 3 4 5 6 7\n", 1, 3, 1, 7}, // its low 32 bits
@@ -147,7 +147,7 @@ TEST(BasicStat, CoreLines) {
     }
 }
 
-// The position of a row decides whether its last columns are taken.
+// The position of a row decides whether its last columns are read.
 TEST(BasicStat, StealByPosition) {
     std::string stat;
     for (int i = 0; i < 14; i++) stat += "cpu" + std::to_string(20 + i) + " 1 2 3 4 5 6 7 8 9 10\n";
@@ -174,7 +174,7 @@ TEST(BasicMeminfo, Lines) {
     const auto b = sample("", "MemTotal: 1 kB\nMemFree: 2 kB\nMemAvailable: 99 kB\nBuffers: 3 kB\nCached: 4 kB\n"
                               "SwapCached: 5 kB\nActive: 6 kB\nActive(anon): 99 kB\nInactive: 99 kB\nSwapTotal: 7 kB\n"
                               "SwapFree: 8 kB\n xMemFree: 99\nmemfree: 99\n");
-    for (auto& slot : {b.basic[0], b.basic[2]}) { // the values of now are the result
+    for (auto& slot : {b.basic[0], b.basic[2]}) { // memory figures are copied to the result
         EXPECT_EQ(slot.memtotal, 1);
         EXPECT_EQ(slot.memfree, 2);
         EXPECT_EQ(slot.buffers, 3);
@@ -214,7 +214,7 @@ TEST(BasicVmstat, Lines) {
 // --- Two samples
 
 namespace {
-// The machine passes from step to step; each call takes the sample of the next one.
+// Each call takes a sample of the machine's next step.
 class Passes {
     Made machine;
     int pass = 0;
@@ -356,10 +356,11 @@ TEST(BasicFailures, Messages) {
     EXPECT_EQ(spoken(stat + mem + vm + "fail open /proc/stat EACCES\n", 2),
               "Failed to open /proc/stat: Permission denied\n");
     EXPECT_EQ(spoken(stat + vm, 1), "Failed to open /proc/meminfo [ENO(2):No such file or directory]\n");
-    EXPECT_EQ(spoken(stat + mem, 1), ""); // told at start-up
+    EXPECT_EQ(spoken(stat + mem, 1), ""); // reported at start-up
     EXPECT_EQ(spoken(stat + mem + vm + "fail open /proc/vmstat EACCES\n", 1),
               "Failed to open /proc/vmstat [ENO(13):Permission denied]\n");
-    EXPECT_EQ(spoken(stat + mem + vm, 1) + spoken(stat + mem + vm, 2), ""); // directories open and have no text
+    EXPECT_EQ(spoken(stat + mem + vm, 1) + spoken(stat + mem + vm, 2),
+              ""); // directories can be opened, but have no text
 }
 
 TEST(BasicFailures, ResultsStay) {

@@ -1,4 +1,4 @@
-// packaging/completion.bash says what the program says: the letters of the option table, the words of -P.
+// Compares packaging/completion.bash with the program: the letters of the option table, the words of -P.
 #include "classic/monitor/options.h"
 
 #include <fstream>
@@ -32,7 +32,7 @@ TEST(Completion, LettersWithoutArgument) { EXPECT_EQ(getList("flags"), getLetter
 
 TEST(Completion, LettersWithArgument) { EXPECT_EQ(getList("valued"), getLetters(true)); }
 
-// What one word of -P turns on: the settings it can reach, as a text of zeros and ones.
+// What a word of -P switches on: each setting that -P can change as 0 or 1.
 static std::string getEffect(const std::string& word) {
     const int before[] = {processIO, processTime, processMemory, ShowProcess};
     TRun run;

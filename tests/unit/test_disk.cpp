@@ -112,7 +112,7 @@ struct Machine : Made {
     }
 };
 
-// Takes the samples of the machine one after the other.
+// Takes the samples of the machine one after another.
 class Disks {
     Machine& machine;
     int pass = 0;
@@ -162,7 +162,8 @@ TEST(Disk, Formulas) {
     EXPECT_DOUBLE_EQ(total.perf.rbytes, 200 * 512);
 }
 
-// The order of the divisions shows in the last digits, and those where a value stands between two that can be printed.
+// The order of the divisions changes the last bits of a value. They become visible when the value is halfway between
+// two printable ones.
 TEST(Disk, FormulasAreRoundedInTheirOrder) {
     constexpr int Steps = 60;
     std::vector<std::string> texts;
@@ -218,7 +219,7 @@ TEST(Disk, IdleDevicesAreLeftOut) {
     Disks disks(machine);
     disks.sample();
     EXPECT_EQ(disks.sample(), 1); // the total alone
-    EXPECT_EQ(disks.sample(), 1); // a queue alone is no activity
+    EXPECT_EQ(disks.sample(), 1); // a queue alone does not count as activity
 }
 
 TEST(Disk, CountersThatWentBack) {
@@ -323,7 +324,7 @@ TEST(Disk, GroupsHaveMeansAndSums) {
     EXPECT_DOUBLE_EQ(vg.rxfers, 20);
     EXPECT_DOUBLE_EQ(vg.wxfers, 20);
     EXPECT_DOUBLE_EQ(vg.rtime, 4);
-    EXPECT_DOUBLE_EQ(vg.wtime, 8.0 / 2); // of sdb alone, and halved with the others
+    EXPECT_DOUBLE_EQ(vg.wtime, 8.0 / 2); // that of sdb alone, halved like the other means
     EXPECT_DOUBLE_EQ(vg.await, (3.0 + 7.0) / 2);
     EXPECT_DOUBLE_EQ(vg.svctm, (10.0 + 20.0) / 2);
     EXPECT_DOUBLE_EQ(vg.avgq, 2);
@@ -346,12 +347,12 @@ TEST(Disk, VolumesAreClearedEveryPass) {
     EXPECT_EQ(vglist[0].perf.rbytes, 0);
 }
 
-// Labels stay with a position of a slot; links of an older map are dead.
+// Labels stay with a position of a slot; links into an older map are not followed.
 TEST(Disk, OldLinksAreNotFollowed) {
     const auto sda = [](int n) { return disk("sda", std::to_string(n) + " 0 0 0 1 0 0 0 0 0 0"); };
     const auto sdx = [](int n) { return disk("sdx", std::to_string(n) + " 0 0 0 1 0 0 0 0 0 0", 5); };
-    Machine machine({sda(1),          // mapped: sda in slot 0 is of the group
-                     sdx(1) + sdx(1), // another count: mapped anew, slot 1
+    Machine machine({sda(1),          // mapped: sda in slot 0 belongs to the group
+                     sdx(1) + sdx(1), // slot 1: another count, so mapped again
                      sdx(1) + sda(2), // slot 0: position 1 is new and has no labels
                      sda(3) + sda(3), // slot 1: position 0 has another name
                      sda(4) + sda(4)},
@@ -362,8 +363,8 @@ TEST(Disk, OldLinksAreNotFollowed) {
     disks.sample();
     EXPECT_EQ(disks.slots.sample[1][0].labels().vgname.view(), "");
     EXPECT_EQ(disks.slots.sample[0][0].labels().vgname.view(), "vg"); // the text stays
-    EXPECT_NE(disks.slots.sample[0][0].labels().map, mapNumber);      // the link is dead
-    disks.sample(); // sdx at position 0 takes over what slot 1 knows; sda at position 1 had no other self
+    EXPECT_NE(disks.slots.sample[0][0].labels().map, mapNumber);      // the link is not followed
+    disks.sample(); // sdx at position 0 takes over the labels of slot 1; sda at position 1 had another name there
     EXPECT_EQ(disks.slots.sample[0][0].labels().vgname.view(), "");
     EXPECT_EQ(disks.slots.sample[0][1].labels().vgname.view(), "");
     disks.sample();
@@ -373,11 +374,12 @@ TEST(Disk, OldLinksAreNotFollowed) {
 TEST(Disk, TextsOfAnOldMapAreShownAgain) {
     const auto sda = [](int n) { return disk("sda", std::to_string(n) + " 0 0 0 1 0 0 0 0 0 0"); };
     const auto sdx = [](int n) { return disk("sdx", std::to_string(n) + " 0 0 0 1 0 0 0 0 0 0", 5); };
-    Machine machine({sda(1) + sda(1),          // slot 0: position 0 is of the group
-                     sdx(1) + sda(1) + sda(1), // slot 1: three devices, mapped anew
-                     sda(1) + sda(1) + sda(1), // slot 0: position 0 has another name before: keeps its old label
-                     sda(2) + sda(1) + sda(1)},
-                    GroupOfTwo);
+    Machine machine(
+        {sda(1) + sda(1),          // slot 0: position 0 belongs to the group
+         sdx(1) + sda(1) + sda(1), // slot 1: three devices, so mapped again
+         sda(1) + sda(1) + sda(1), // slot 0: position 0 had another name in slot 1, so it keeps its old label
+         sda(2) + sda(1) + sda(1)},
+        GroupOfTwo);
     Disks disks(machine);
     disks.sample();
     disks.sample();
@@ -390,11 +392,11 @@ TEST(Disk, TextsOfAnOldMapAreShownAgain) {
 
 TEST(Disk, PositionsBeyondTheEndForgetTheirLabels) {
     const std::string a = disk("sda", "1 0 0 0 1 0 0 0 0 0 0"), x = disk("sdx", "1 0 0 0 1 0 0 0 0 0 0", 5);
-    Machine machine({a + a,  // slot 0 has two positions, both of the group
+    Machine machine({a + a,  // slot 0 has two positions, both in the group
                      a,      // slot 1
                      a,      // slot 0 has only one
-                     a + x,  // slot 1, mapped anew
-                     a + a}, // slot 0 has two again; the second one has another name before
+                     a + x,  // slot 1, mapped again
+                     a + a}, // slot 0 has two again; the second one had another name in slot 1
                     GroupOfTwo);
     Disks disks(machine);
     for (int pass = 0; pass < 5; pass++) disks.sample();

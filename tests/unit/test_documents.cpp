@@ -1,4 +1,4 @@
-// What the documents say of the program is checked where it can be: run at the top of the tree.
+// Compares the documents with the program where that is possible. Run at the top of the tree.
 #include "classic/monitor/options.h"
 #include "classic/monitor/records.h"
 
@@ -37,7 +37,7 @@ TEST(Documents, TheManualHasEveryOption) {
         EXPECT_NE(options.find(".TP\n" + manualLine(option)), options.npos) << "-" << option.letter;
     size_t entries = 0;
     for (size_t at = 0; (at = options.find("\n.TP\n", at)) != options.npos; at++) entries++;
-    EXPECT_EQ(entries, Options.size()); // and none that there is not
+    EXPECT_EQ(entries, Options.size()); // and no others
 }
 
 TEST(Documents, TheManualHasEverySection) {
@@ -83,7 +83,7 @@ static std::vector<fs::path> productSources() {
     return sources;
 }
 
-// The map names every folder that has sources, and names none that is not there.
+// The map names every folder that has sources, and no folder that does not exist.
 TEST(Documents, TheMapHasEveryFolder) {
     std::set<std::string> named;
     std::istringstream quoted(textOf("docs/ARCHITECTURE.md"));
@@ -99,9 +99,9 @@ TEST(Documents, TheMapHasEveryFolder) {
     }
 }
 
-// --- Quirks: each names what would notice its loss
+// --- Quirks: each names the test that fails when it changes
 
-// The comments of a source, their lines joined.
+// The comments of a source; the lines of a comment are joined.
 static std::string commentsOf(const fs::path& path) {
     std::string result;
     std::istringstream lines(textOf(path));
@@ -112,7 +112,7 @@ static std::string commentsOf(const fs::path& path) {
     return result;
 }
 
-// The names behind "Seen by": worlds without their folder, and files.
+// The names after "Seen by": files, and worlds without their folder.
 static std::vector<std::string> namesOf(std::string text) {
     for (char& c : text)
         if (c == '`' || c == ',') c = ' ';
@@ -157,7 +157,7 @@ TEST(Documents, WhatQuirksNameIsThere) {
     EXPECT_GT(sources, 30U);
 }
 
-// A quirk that names nothing would not be missed.
+// Nobody would notice the loss of a quirk that names no test.
 TEST(Documents, EveryQuirkNamesATest) {
     for (auto& source : productSources()) {
         std::istringstream text(commentsOf(source));

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-// Every step of the ladder as the text that it prints: how many digits, which divisor, which letter.
+// The text that each step of the ladder prints: the number of digits, the divisor, the letter.
 static std::string byHand(double v, double base, const char* wide, const char* narrow) {
     const auto text = [](const char* format, double value, const char* letter) {
         char buffer[64];
@@ -60,7 +60,7 @@ TEST(Format, PowersAndTheirNeighbours) {
             for (double around : {v * 0.999999, v, v * 1.000001}) expectAll(around), expectAll(-around);
 }
 
-// Not through the ladder above: texts as they are known.
+// Texts written by hand, without the ladder above.
 TEST(Format, KnownTexts) {
     EXPECT_EQ(GetValueStr(0).view(), "0");
     EXPECT_EQ(GetValueStr(5).view(), " 5.00");
@@ -97,7 +97,7 @@ TEST(Format, NeitherNumberNorEnd) {
     EXPECT_EQ(GetValueStrTrim(-Nan).view(), "-nan");
     EXPECT_EQ(GetValueStrNormal(Nan).view(), "  nan");
     EXPECT_EQ(GetValueStrNormalTrim(Nan).view(), "nan");
-    EXPECT_EQ(GetValueStrForFS(-Nan).view(), "-nan"); // not below 0, so without a sign of ours
+    EXPECT_EQ(GetValueStrForFS(-Nan).view(), "-nan"); // NaN is not below 0, so no sign is added
     EXPECT_EQ(GetValueStr(Huge).view(), "0");
     EXPECT_EQ(GetValueStr(-Huge).view(), "0");
     EXPECT_EQ(GetValueStrForFS(-Huge).view(), "-0");

@@ -132,7 +132,7 @@ TEST(Fs, WithoutMemoryThereAreNoRows) {
                   EXPECT_TRUE(withoutMemory(
                       8192, [&] { return getfs(1, 1, 0, 1, fs) == 0 && fs.sample[1].empty() && fs.result.empty(); }));
                   fs.sample[1].reserve(Most);
-                  fs.result = std::vector<decltype(fs.result)::value_type>(); // without its room
+                  fs.result = std::vector<decltype(fs.result)::value_type>(); // without its capacity
                   EXPECT_TRUE(withoutMemory(8192, [&] {
                       return getfs(1, 1, 0, 1, fs) == 0 && fs.sample[1].size() == Most && fs.result.empty();
                   }));

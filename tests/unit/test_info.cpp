@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-// The commands as they are run, in their order.
+// The commands in the order in which they are run.
 static constexpr const char* OS = "echo `uname -s` `uname -r` `uname -i`";
 static constexpr const char* Which = "which lsb_release >/dev/null 2>&1 ; echo $?";
 static constexpr const char* Release =
@@ -100,7 +100,7 @@ TEST(Info, Distribution) {
     EXPECT_EQ(info.lx_description.view(), "");
     EXPECT_EQ(info.lx_release.view(), "");
     EXPECT_EQ(info.lx_code.view(), "");
-    // Of each line 63 characters with the newline; the rest is the next line.
+    // 63 characters of each line are read, including the newline; the rest counts as the next line.
     const std::string name(70, 'n');
     info = infoOf(command(LsbRelease, name + "\nx"));
     EXPECT_EQ(info.lx_distributor.view(), name.substr(0, 62));
@@ -115,7 +115,7 @@ TEST(Info, Distribution) {
     for (auto& [text, shown] : {std::pair{"1234567", "lsb_release not found"}, {"12345678", "12345678"}})
         EXPECT_EQ(infoOf(command(Which, "1") + command(Release, text)).lx_description.view(), shown);
     EXPECT_EQ(infoOf(command(Which, "127")).lx_description.view(), "lsb_release not found");
-    // No shell: nothing is known, not even that it is missing.
+    // Without a shell nothing is known, not even that lsb_release is missing.
     info = infoOf(std::string("nopipe ") + Which + "\nnopipe " + LsbRelease + "\n");
     EXPECT_EQ(info.lx_distributor.view(), "");
 }
@@ -128,7 +128,7 @@ TEST(Info, Hardware) {
         EXPECT_EQ(info.model.view(), shown);
     }
     const auto info = infoOf(command(Serial, "123"));
-    EXPECT_EQ(info.sn.view(), ""); // what was too short is not kept
+    EXPECT_EQ(info.sn.view(), ""); // a serial number that is too short is not kept
 }
 
 TEST(Info, Siblings) {
@@ -147,7 +147,7 @@ TEST(Info, Siblings) {
 TEST(Info, LimitsOfLines) {
     const std::string text = "0123456789012345678901234567890123456789012345678901234567890123456789";
     for (size_t size : {61U, 62U, 63U, 64U, 70U}) {
-        // A buffer of 64 has room for 62 characters and the newline; what fills it loses its last one.
+        // A buffer of 64 has room for 62 characters and the newline. A line that fills it loses its last character.
         EXPECT_EQ(infoOf(command(OS, text.substr(0, size))).os.view(), text.substr(0, std::min<size_t>(size, 62)));
         EXPECT_EQ(infoOf(command(CPUModel, text.substr(0, size))).cpumodel.view(),
                   text.substr(0, std::min<size_t>(size, 61)));
@@ -158,7 +158,7 @@ TEST(Info, LimitsOfLines) {
     EXPECT_EQ(infoOf(command(Cores, std::string(28, ' ') + "47")).corecount, 47);
 }
 
-// Each command has a limit of its own: a byte of it is for the end, another is dropped.
+// Each command has a limit of its own. One byte of it is for the terminator, and the last character read is dropped.
 TEST(Info, LimitsOfTexts) {
     std::string text;
     for (int i = 0; i < 100; i++) text += static_cast<char>('!' + i % 90);
@@ -166,7 +166,7 @@ TEST(Info, LimitsOfTexts) {
         const char* command;
         Text<64> TSystemInfo::* field;
         size_t limit;
-        const char* before; // what is said first, so that the command is asked
+        const char* before; // an earlier command whose answer makes this one run
         const char* answer;
     } Cases[] = {
         {OS, &TSystemInfo::os, 64, nullptr, nullptr},
@@ -184,7 +184,7 @@ TEST(Info, LimitsOfTexts) {
     }
 }
 
-// The last digit that counts, and the one behind it.
+// The last digit that counts, and the next one.
 TEST(Info, LimitsOfNumbers) {
     static constexpr struct {
         const char* command;
@@ -226,7 +226,7 @@ TEST(Info, TrimString) {
     EXPECT_EQ(trimstring("\na"), "\na");
 }
 
-// Beyond the years that the C library counts there is no date.
+// Beyond the years that the C library can represent there is no date.
 TEST(Info, BootTimeWithoutADate) {
     Made machine("");
     TSystemInfo info;

@@ -6,7 +6,7 @@
 
 #include <string>
 
-// The work's seconds times (100 / percent - 1).
+// The pause is the work's seconds times (100 / percent - 1).
 TEST(Loop, RatioPause) {
     EXPECT_EQ(getRatioPause(0.5, 50), 500000U);
     EXPECT_EQ(getRatioPause(0.25, 20), 1000000U);
@@ -19,7 +19,7 @@ TEST(Loop, RatioPauseHasAFloor) {
     EXPECT_EQ(getRatioPause(0.01, 50), 100000U);
     EXPECT_EQ(getRatioPause(0.0999995, 50), 100000U); // 99999 microseconds
     EXPECT_EQ(getRatioPause(0.1000015, 50), 100001U);
-    EXPECT_EQ(getRatioPause(1.0, 100), 100000U); // no pause at all would do
+    EXPECT_EQ(getRatioPause(1.0, 100), 100000U); // the formula gives 0
 }
 
 TEST(Loop, RatioPauseHasACeiling) {
@@ -29,22 +29,22 @@ TEST(Loop, RatioPauseHasACeiling) {
     EXPECT_EQ(getRatioPause(100.0, 50), 10000000U);
 }
 
-// A negative pause is a huge one: more than all of the time, or a clock that was set back.
+// A negative pause counts as a huge one. It results from a share above 100 % or a clock that was set back.
 TEST(Loop, NegativePauseIsTheLongest) {
     EXPECT_EQ(getRatioPause(0.5, 200), 10000000U);
-    EXPECT_EQ(getRatioPause(0.00001, 101), 100000U); // not a whole microsecond: 0
+    EXPECT_EQ(getRatioPause(0.00001, 101), 100000U); // less than a microsecond, so 0
     EXPECT_EQ(getRatioPause(0.001, 101), 10000000U);
     EXPECT_EQ(getRatioPause(-5.0, 50), 10000000U);
 }
 
-// Its low 32 bits are what counts.
+// Only the low 32 bits of the pause count.
 TEST(Loop, PauseWrapsIn32Bits) {
     EXPECT_EQ(getRatioPause(4294.967296, 50), 100000U);
     EXPECT_EQ(getRatioPause(4295.467296, 50), 500000U);
-    EXPECT_EQ(getRatioPause(1e300, 50), 100000U); // does not fit into 64 bits: the lowest number, whose low bits are 0
+    EXPECT_EQ(getRatioPause(1e300, 50), 100000U); // does not fit into 64 bits: becomes INT64_MIN, whose low bits are 0
 }
 
-// A host's time zone may change while a run goes on: from the next interval on its times are shown.
+// The host's time zone may change during a run. The next interval shows times in the new zone.
 TEST(Loop, FollowsTheTimeZone) {
     Made machine("clock 1457359509.000\ndir /proc/1/fdinfo\ndir /proc/1/io\ndir /proc/vmstat\ndir /proc/diskstats\n"
                  "dir /proc/meminfo\ndir /proc/stat\nstep 1\nstep 2\n");

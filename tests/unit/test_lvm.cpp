@@ -75,8 +75,8 @@ TEST_F(Lvm, GroupKeysBeforeTheNameAreNobodys) {
 }
 
 TEST_F(Lvm, LineLimits) {
-    // 7 characters are no line, and 10 from the first non-blank on are no text.
-    getVolumeGroups("VG Name\n"); // 8 with the newline, which stays: no 11 characters
+    // A line needs 8 characters, and 11 from its first non-blank on to have a value.
+    getVolumeGroups("VG Name\n"); // 8 with the newline, which is not cut off; fewer than 11
     EXPECT_TRUE(vglist.empty());
     getVolumeGroups("VG Name  x\n"); // 10
     EXPECT_TRUE(vglist.empty());
@@ -98,8 +98,8 @@ TEST_F(Lvm, LineEndsAreCut) {
 }
 
 TEST_F(Lvm, LongLinesComeInPieces) {
-    // 1023 characters a piece. Behind 1012 blanks the first one ends with "VG Status  ", a line that ends in blanks;
-    // the second one, "resizable", has no key.
+    // A piece has 1023 characters. After 1012 blanks the first piece ends with "VG Status  ", a line that ends in
+    // blanks. The second piece, "resizable", has no key.
     getVolumeGroups("VG Name               a\n" + repeated(' ', 1012) + "VG Status  resizable\n");
     EXPECT_EQ(vglist[0].status.view(), " ");
     getVolumeGroups(repeated(' ', 1011) + "VG Status  resizable\n");
@@ -118,7 +118,7 @@ TEST_F(Lvm, FieldsAreCut) {
     EXPECT_EQ(vglist[0].name.view(), repeated('n', 63));
     EXPECT_EQ(vglist[0].format.view(), repeated('f', 15));
     EXPECT_EQ(vglist[0].vgsize.view(), repeated('s', 63));
-    EXPECT_EQ(vglist[0].allocsize.view(), repeated('z', 60)); // cut first, trimmed then
+    EXPECT_EQ(vglist[0].allocsize.view(), repeated('z', 60)); // first cut, then trimmed
 }
 
 TEST_F(Lvm, ValuesThatAreMissing) {
@@ -134,8 +134,8 @@ TEST_F(Lvm, ValuesThatAreMissing) {
     EXPECT_EQ(vglist[0].freesize.view(), ""); // beyond the end of the line
 }
 
-// Of two keys in a line the one that stands first in the list decides, wherever it stands in the line: the other one
-// may as well not be there. `values` tells the record that a line makes.
+// When a line has two keys, the first one in the list of keys decides, wherever it is in the line. The other key has no
+// effect. `values` returns the record that a line makes, as text.
 static void expectOrder(const std::vector<std::string>& keys, std::string (*values)(const std::string& line)) {
     for (size_t first = 0; first < keys.size(); first++)
         for (size_t second = first + 1; second < keys.size(); second++) {
@@ -197,7 +197,7 @@ TEST_F(Lvm, VolumeAsTheToolPrintsIt) {
     EXPECT_EQ(v.path.view(), "/dev/vg-a/lv-b");
     EXPECT_EQ(v.name.view(), "lv-b");
     EXPECT_EQ(v.vgname.view(), "vg-a");
-    EXPECT_EQ(v.fsname.view(), "vg-a-lv-b"); // hyphens are not doubled as in the kernel's name
+    EXPECT_EQ(v.fsname.view(), "vg-a-lv-b"); // hyphens are not doubled, though the kernel's name doubles them
     EXPECT_EQ(v.uuid.view(), "ZjCrGx-Js7p");
     EXPECT_EQ(v.waccess.view(), "read/write");
     EXPECT_EQ(v.status.view(), "available");
@@ -246,7 +246,7 @@ TEST_F(Lvm, FirstKeyOfAVolumeDecides) {
                  "Read ahead sectors", "currently set to", "Block device", "Logical extent", "Physical extent",
                  "Physical volume", "Type"},
                 volumeValues);
-    // "Segments" stands between "Current LE" and "Allocation" and sets its number only at the start of a line.
+    // "Segments" is between "Current LE" and "Allocation" in the list. It sets its number only at the start of a line.
     EXPECT_EQ(volumeValues("Segments  Current LE   7"), volumeValues("........  Current LE   7"));
     EXPECT_EQ(volumeValues("Allocation  Segments   7"), volumeValues(".........."));
 }
@@ -292,7 +292,7 @@ TEST_F(Lvm, SegmentLinesBeforeASegmentAreNobodys) {
     EXPECT_EQ(lvlist[1].seg[0].lext[1], 0);
 }
 
-// The numbers stand from a fixed column on, the 16th and the 17th, whatever the key before them.
+// The numbers start at a fixed column, the 16th or the 17th, whatever key precedes them.
 TEST_F(Lvm, ExtentsStandFromAColumnOn) {
     getLogicalVolumes("LV Name                lv\nLogical extent 7 to 9:\n    Physical extent 5 to 8:\n");
     ASSERT_EQ(lvlist[0].seg.size(), 1U);
@@ -383,7 +383,7 @@ TEST_F(Lvm, SizeOfAPhysicalVolume) {
         {"PV Size   700.00 MiB / not usable 4.00 MiB  ", "700.00 MiB", "4.00 MiB"},
         {"PV Size   100.00 MiB  ", "100.00 MiB  ", ""}, // without the second part nothing is trimmed
         {"PV Size   / not usable 1 MiB", "", "1 MiB"},
-        {"PV Size   1/ not usable 1 MiB", "", "1 MiB"}, // the character before the '/' goes as well
+        {"PV Size   1/ not usable 1 MiB", "", "1 MiB"}, // the character before the '/' is dropped as well
         {"PV Size   8 MiB / not usable", "8 MiB", ""},
         {"PV Size   8 MiB \t / not usable 1 MiB", "8 MiB", "1 MiB"},
         {"PV Size    ", "", ""},
@@ -411,7 +411,7 @@ TEST_F(Lvm, SizeOfAnExtent) {
         {"PE Size               4.00 MiB", "4.00 MiB"},
         {"PE Size ) 4096", "4096"},       // nothing opens
         {"PE Size ( 4096  ", "( 4096  "}, // nothing closes
-        {"PE Size )1 ( x", "1 ( x "},     // the first of each, in whatever order; the word is empty
+        {"PE Size )1 ( x", "1 ( x "},     // the first bracket of each kind, in either order; the word is empty
         {"PE Size (A B) 4096", "4096 A"}, // a word ends at a blank
         {"PE Size (" + repeated('u', 40) + ") 7", "7 " + repeated('u', 30)},
         {"PE Size (KByte) " + repeated('7', 70), repeated('7', 63)},
@@ -461,7 +461,7 @@ TEST_F(Lvm, WithoutMemoryAListIsEmpty) {
         vglist.reserve(1);
         lvlist.reserve(1);
         pvlist.reserve(1);
-        // The second one does not fit, and what follows it is not read.
+        // There is no room for the second one, and the rest is not read.
         EXPECT_TRUE(withoutMemory(512, [&] {
             get("VG Name     a\nLV Name     a\nPV Name     a\nVG Name     b\nLV Name     b\nPV Name     b\n"
                 "VG Name     c\nLV Name     c\nPV Name     c\n");

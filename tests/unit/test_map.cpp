@@ -103,10 +103,10 @@ TEST_F(Map, PhysicalVolumeOfThePathsOrOfTheDisk) {
     group("second");
     member(device("dm-0", 1), "sda", 0);
     member(device("dm-1"), "sdb", 0);
-    EXPECT_EQ(labelled("sda").vgname.view(), "second"); // its device's volume goes before its own
+    EXPECT_EQ(labelled("sda").vgname.view(), "second"); // the volume of its multipath device has priority over its own
     EXPECT_EQ(labelled("sda").pv, 1);
     EXPECT_EQ(labelled("sda").vg, 1);
-    EXPECT_EQ(labelled("sdb").pv, 1); // the device has none: the first of its name
+    EXPECT_EQ(labelled("sdb").pv, 1); // the device has no volume, so the first one with its own name counts
     EXPECT_EQ(labelled("dm-0").vgname.view(), "second");
     EXPECT_EQ(labelled("dm-1").vgname.view(), "");
 }
@@ -118,7 +118,7 @@ TEST_F(Map, GroupThatIsNotListed) {
     EXPECT_EQ(labelled("sda").vgname.view(), " ");
     EXPECT_EQ(labelled("sda").vg, NoLink);
     EXPECT_EQ(labelled("sdb").vg, NoLink);
-    EXPECT_EQ(labelled("sdc").vg, NoLink); // no name is no name of a group
+    EXPECT_EQ(labelled("sdc").vg, NoLink); // an empty name matches no group
 }
 
 TEST_F(Map, LogicalVolumeByNumbers) {
@@ -142,7 +142,7 @@ TEST_F(Map, LogicalVolumeByNumbers) {
 TEST_F(Map, InactiveVolumeHasNumbersZero) {
     logical("vg", "off", 0, 0);
     EXPECT_EQ(labelled("ram0", 0, 0).lvname.view(), "vg/off");
-    EXPECT_EQ(labelled("x", -1, 0).lv, NoLink); // signs do not leak into the other number
+    EXPECT_EQ(labelled("x", -1, 0).lv, NoLink); // the sign of one number does not change the other
 }
 
 TEST_F(Map, FirstMountOfADevice) {
@@ -164,7 +164,7 @@ TEST_F(Map, WithoutMemoryThereAreNoMounts) {
     Made machine("file /etc/mtab <<END\na /a x rw\nb /b x rw\nc /c x rw\nEND\n");
     mountlist = std::vector<TMount>();
     mountlist.reserve(1);
-    lvlist.emplace_back().fsname = "a"; // linked to the first mount before there is no room for the second
+    lvlist.emplace_back().fsname = "a"; // linked to the first mount, before memory for the second is missing
     EXPECT_TRUE(withoutMemory(16384, [] {
         getMounts();
         return mountlist.empty() && lvlist[0].mount == NoLink;
@@ -226,7 +226,9 @@ static TStated search(const TDisk& disk) {
 TEST_F(Map, JoinsAreThoseOfSearchesInOrder) {
     std::mt19937 random(20);
     const auto below = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
-    const auto name = [&] { return std::string(1, static_cast<char>('a' + below(9))); }; // few names: many of a kind
+    const auto name = [&] {
+        return std::string(1, static_cast<char>('a' + below(9)));
+    }; // few names, so that many are equal
     for (int round = 0; round < 3000; round++) {
         SetUp();
         for (int n = below(6); n > 0; n--) group(below(9) ? name() : "");

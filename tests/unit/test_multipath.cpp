@@ -103,7 +103,7 @@ TEST_F(Multipath, LinesOf15CharactersAreSkipped) {
 TEST_F(Multipath, SizeKeepsWhatTheNewOneDoesNotReach) {
     getMultipaths("mpatha (36005076801810001) dm-0 QEMU\n"
                   "size=300M features='1'\n"
-                  "            size=5\n"); // ends with the line: nothing terminates it
+                  "            size=5\n"); // ends with the line, so nothing terminates it
     EXPECT_EQ(pathlist[0].size.view(), "500M");
     getMultipaths("           size= features\n");
     EXPECT_EQ(pathlist[0].size.view(), "");
@@ -111,12 +111,14 @@ TEST_F(Multipath, SizeKeepsWhatTheNewOneDoesNotReach) {
     EXPECT_EQ(pathlist[1].size.view(), "7");
     getMultipaths("size=" + repeated('9', 40) + " x\n");
     EXPECT_EQ(pathlist[1].size.view(), repeated('9', 31));
-    getMultipaths("mpathc (36005076801810003) dm-2 QEMU\nsize=300M features='1'\n"
-                  "mpathd (36005076801810004) dm-3 QEMU\n            size=8\n"); // also behind another in a report
+    getMultipaths(
+        "mpathc (36005076801810003) dm-2 QEMU\nsize=300M features='1'\n"
+        "mpathd (36005076801810004) dm-3 QEMU\n            size=8\n"); // also after another device of the report
     EXPECT_EQ(pathlist[3].size.view(), "8");
 }
 
-// The name is the next word behind the third character after the first colon, as it would be behind ":0:0:0".
+// The name is the second word of the text that begins three characters after the first ':'. Leading blanks count as a
+// first word.
 TEST_F(Multipath, MembersWithOddAddresses) {
     getMultipaths("mpatha (36005076801810001) dm-0 QEMU\n"
                   "             :x y sda 8:0 active\n"
@@ -164,7 +166,7 @@ TEST_F(Multipath, MemberLines) {
         {"  |- 1:0:0:0     sdb", "sdb", ""},
         {"  |- 1:0:0:0 sdb 8:16 [active][ready]", "sdb", "[active][ready]"},
         {"  |- 1:0:0:0 [sdb] 8:16 x y", "[sdb", "x y"},
-        // The name is the second word of what begins three characters behind the first ':'.
+        // The name is the second word of the text that begins three characters after the first ':'.
         {"  |- here :b c sdb 8:16 x y", "sdb", "x y"},
         {"  |- here :bc sdb 8:16 x y", "sdb", "x y"},
         {"  |- 1:0:0:0 " + repeated('n', 40) + " 8:16 " + repeated('p', 70), repeated('n', 31), repeated('p', 63)},
@@ -203,7 +205,7 @@ TEST_F(Multipath, PhysicalVolumeByNameOrAlias) {
                   "mpathb (36005076801810001) dm-1 QEMU\n"
                   "mpathc (36005076801810001) dm-2 QEMU\n"
                   "other- (36005076801810001) dm-0 QEMU\n");
-    EXPECT_EQ(pathlist[0].pv, 1); // the first of the list, whichever name it has
+    EXPECT_EQ(pathlist[0].pv, 1); // the first in the list that has either name
     EXPECT_EQ(pathlist[1].pv, 4);
     EXPECT_EQ(pathlist[2].pv, NoLink);
     EXPECT_EQ(pathlist[3].pv, 2);

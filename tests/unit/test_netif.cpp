@@ -25,7 +25,7 @@ static std::array<double, 16> numbers(const TNetif& n) {
     return {n.rbytes, n.rpackets, n.rerrors, n.rdrop, n.rfifo, n.rframe, n.rcompressed, n.rmulticast,
             n.wbytes, n.wpackets, n.werrors, n.wdrop, n.wfifo, n.colls,  n.carrier,     n.wcompressed};
 }
-// The sixteenth stands in place of the seventh, and in its own stands nothing.
+// The sixteenth number overwrites the seventh; its own field stays empty.
 static constexpr std::array<double, 16> InOrder = {1, 2, 3, 4, 5, 6, 16, 8, 9, 10, 11, 12, 13, 14, 15, 0};
 
 TEST(NetifLine, ColumnsInTheKernelsOrder) {
@@ -40,16 +40,16 @@ TEST(NetifLine, NamesAndWhereTheNumbersBegin) {
     static constexpr struct {
         const char* start;
         const char* name;
-        bool shifted; // a token of the name's rest stands before the numbers, which then are one late
+        bool shifted; // the rest of the name is a word of its own, which shifts the numbers by one
     } Cases[] = {
-        {"eth0:", "eth0", false},  // no blank behind the colon
+        {"eth0:", "eth0", false},  // no blank after the colon
         {"eth0: ", "eth0", false}, //
         {"     x:    ", "x", false},
         {"eth0 : ", "eth0", true}, // the colon is a word of its own
         {"lo:1: ", "lo", true},    // an alias: its number is a word, too
         {"eth0 ", "eth0", false},  // no colon at all
         {":", "", false},          //
-        {"a\tb: ", "a\tb", false}, // a tab does not part words
+        {"a\tb: ", "a\tb", false}, // a tab does not separate words
         {"1234567890123456789012345678901: ", "1234567890123456789012345678901", false},
         {"12345678901234567890123456789012: ", "1234567890123456789012345678901", false},
         {"123456789012345678901234567890: ", "123456789012345678901234567890", false},
@@ -131,15 +131,15 @@ TEST(Addresses, BothLayoutsAndOddLines) {
          "10.0.0.5|10.0.0.5,255.255.255.0,10.0.0.255"},
         {"          inet addr:127.0.0.1  Mask:255.0.0.0\n", "127.0.0.1|127.0.0.1,255.0.0.0,"},
         {"inet 10.8.0.1  netmask 255.255.255.255  destination 10.8.0.2\n", "10.8.0.1|10.8.0.1,255.255.255.255,"},
-        {"inet  10.0.0.5 netmask 1\n", "10.0.0.5|10.0.0.5,1,"}, // one more blank is passed over
+        {"inet  10.0.0.5 netmask 1\n", "10.0.0.5|10.0.0.5,1,"}, // one more blank is skipped
         {"inet   10.0.0.5 netmask 1\n", "|,1,"},                // a second one ends the address
-        {"inet addr: 10.0.0.5\n", "|,,"},                       // an empty address is one
+        {"inet addr: 10.0.0.5\n", "|,,"},                       // an empty address counts as one
         {"inet \n", "|,,"},                                     //
         {"inet\n", ""},                                         //
         {"inet 1 inet addr:2\n", "2|2,,"},                      // the old key is looked for first
         {"inet 1.2.3.4 Mask:\t:  255.0.0.0 cast :\t9\n", "1.2.3.4|1.2.3.4,255.0.0.0,9"},
         {"inet 1.2.3.4 netmask", "1.2.3.4|1.2.3.4,,"},                    // the last character is lost
-        {"inet 1.2.3.4", "1.2.3.|1.2.3.,,"},                              // so it is without a newline
+        {"inet 1.2.3.4", "1.2.3.|1.2.3.,,"},                              // also without a newline
         {"inet 123.123.123.123x\n", "123.123.123.123|123.123.123.123,,"}, // 16 characters
         {"inet 123.123.123.12\n", "123.123.123.12|123.123.123.12,,"},
         {"inet 1.1.1.1\tnetmask 2\n", "1.1.1.1\tnetmask|1.1.1.1\tnetmask,2,"}, // a tab is part of a value
@@ -183,7 +183,8 @@ TEST(Addresses, LinesOf511Bytes) {
     for (size_t blanks : {size_t(511 - 13), size_t(511 - 12), size_t(511 - 11), size_t(511 - 5)}) {
         TAddresses addresses;
         getAddresses(std::string(blanks, ' ') + "inet 1.2.3.4\n", addresses);
-        // 12 characters and the newline fit, 12 without it lose one, what comes behind is no address any more.
+        // The 12 characters of the address fit with their newline. Without it they lose one. A later rest is no
+        // address.
         const auto expected = blanks == 511 - 13   ? "1.2.3.4"
                               : blanks == 511 - 12 ? "1.2.3."
                               : blanks == 511 - 11 ? "1.2.3"
@@ -206,7 +207,7 @@ TEST(AddressCommand, PlainNamesStandAsTheyAre) {
         EXPECT_EQ(getAddressCommand(name), std::string("ifconfig ") + name + " |grep \"inet \"");
 }
 
-// Every byte by itself, with the bytes beside the letters and digits.
+// Every byte as a name of its own.
 TEST(AddressCommand, LettersDigitsAndAFewMarksArePlain) {
     const std::string plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.:_-@";
     for (int code = 1; code < 256; code++) {
@@ -231,7 +232,7 @@ TEST(AddressCommand, OtherNamesAreQuoted) {
 }
 
 namespace {
-// A folder with an ifconfig of its own that tells what it was called with, and a shell that works in it.
+// A folder with an ifconfig that prints its arguments, and a shell whose working directory it is.
 class Shell {
     std::filesystem::path folder;
     std::string path = getenv("PATH") ? getenv("PATH") : "/usr/bin:/bin";
@@ -258,7 +259,7 @@ public:
         pclose(pipe);
         return output;
     }
-    // How many files there are: more than the one as soon as a name did something.
+    // The number of files in the folder: more than one if a name was run as a command.
     long files() const {
         return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
     }
@@ -323,7 +324,7 @@ TEST(AddressCommand, NoNameRunsACommandInARealShell) {
     const Shell shell;
     ASSERT_EQ(shell.files(), 1);
     for (auto& name : names) {
-        // grep passes on the line with "inet ", which is all of it unless the name breaks it.
+        // grep prints only lines with "inet ". That is the whole output unless a newline in the name splits it.
         const auto line = "inet 1<" + name + ">\n";
         EXPECT_EQ(shell.run(getAddressCommand(name)), line.substr(0, line.find('\n') + 1)) << name;
         ASSERT_EQ(shell.files(), 1) << name;
@@ -427,7 +428,7 @@ TEST(Netif, AnIntervalOfNothingHasNoRates) {
 TEST(Netif, LinesOf256Bytes) {
     const std::string start = "eth0: 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15";
     for (size_t length : {size_t(255), size_t(256), size_t(257), size_t(258)}) {
-        // The last number ends at `length`: cut at 256 it is 7, or no number at all and so no interface.
+        // The last number ends at `length`. A cut at 256 makes it 7, or removes it, and then there is no interface.
         const std::string line = start + std::string(length - 2 - start.size(), ' ') + "77";
         Made machine(device(line + "\n"));
         TNetifSlots netif;

@@ -1,5 +1,5 @@
-// A run that finds no memory for what it wants to keep, above all the process collector and its report, and processes
-// that grow faster than the room for them.
+// Runs that get no memory for their rows, above all the process collector and its report; and processes whose number
+// grows faster than the room for them.
 #include "base/output.h"
 #include "classic/collect/basic.h"
 #include "classic/collect/proc.h"
@@ -18,11 +18,11 @@
 #include <string>
 #include <vector>
 
-// --- Memory that is not there
+// --- Allocations that fail
 
-static size_t unavailable = SIZE_MAX; // allocations of so many bytes fail
+static size_t unavailable = SIZE_MAX; // allocations of exactly this many bytes fail
 
-// All of them are replaced, so that what one gives the other can take back, under the sanitizers too.
+// All allocation functions are replaced together, because the sanitizers reject mixed ones.
 [[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
     return size == unavailable ? nullptr : std::malloc(size ? size : 1);
 }
@@ -35,7 +35,7 @@ static size_t unavailable = SIZE_MAX; // allocations of so many bytes fail
 [[gnu::noinline]] void operator delete(void* room, size_t) noexcept { std::free(room); }
 
 namespace {
-// While it stands, there is no memory for so many rows.
+// While it exists, there is no memory for this many rows.
 struct NoRoom {
     NoRoom(size_t rows, size_t rowSize) { unavailable = rows * rowSize; }
     ~NoRoom() { unavailable = SIZE_MAX; }
@@ -43,8 +43,8 @@ struct NoRoom {
     NoRoom& operator=(const NoRoom&) = delete;
 };
 
-constexpr size_t LeastRoom = 16; // rows that a list of descriptors or threads begins with
-constexpr size_t Spare = 512;    // processes that the report has room for beyond those it found
+constexpr size_t LeastRoom = 16; // the first capacity of a list of descriptors or threads
+constexpr size_t Spare = 512;    // room of the report beyond the processes it found
 
 struct NoMemory : testing::Test {
     NoMemory() { settings(1, 1, 1), procrowcount = 24; }
@@ -76,7 +76,7 @@ static std::string processes(int from, int to) {
     return lines;
 }
 
-// Both calls of a pass; thresholds that let every process through.
+// The two calls of a pass, with thresholds that every process passes.
 static void collect(int pass) { dispproc(pass, pass % 2, (pass + 1) % 2, 0, 0, 0, 0, 0), flushOutput(); }
 static void show(int pass) { dispproc(pass, pass % 2, (pass + 1) % 2, 0, 0, 0, 0, 1), flushOutput(); }
 
@@ -121,7 +121,7 @@ TEST_F(NoMemory, ForAThread) {
     EXPECT_EQ(totals.AllocatedThreadBuf, 1);
 }
 
-// The rows of the sample are lost, and nothing is said.
+// The rows of the sample are lost without a message.
 TEST_F(NoMemory, ForACore) {
     TBasic basic;
     std::vector<TCPU> cpu;
@@ -138,7 +138,7 @@ TEST_F(NoMemory, ForACore) {
     EXPECT_EQ(cpu[0].id, 17);
 }
 
-// The interval ends where it was, and the next one begins as ever.
+// The interval ends early, and the next one begins as usual.
 TEST_F(NoMemory, InAnInterval) {
     Made machine("text /proc/stat \"\"\ntext /proc/meminfo \"MemTotal: 8 kB\\n\"\nstep 1\nstep 2\n");
     int opened = 0;
@@ -164,7 +164,7 @@ TEST_F(NoMemory, InAnInterval) {
                   "Complete\n");
 }
 
-// The file that tells of so many cores, each busy for `ticks`.
+// A /proc/stat with this many cores, each busy for `ticks`.
 static std::string cores(int count, int ticks) {
     std::string lines = "file /proc/stat <<END\n";
     for (int id = 0; id < count; id++)
@@ -221,7 +221,7 @@ TEST_F(NoMemory, ForTheFirstSample) {
                   Rows);
 }
 
-// The rows that a failing scan got are none: the next pass compares with an empty sample.
+// The rows of a failing scan are dropped: the next pass compares with an empty sample.
 TEST_F(NoMemory, ForMoreProcesses) {
     Made machine(processes(5, 7) + "step 1\nstep 2\n" + processes(7, 600) + "step 3\ngone /proc\n" + processes(5, 7));
     const auto run = [&] {
@@ -240,7 +240,7 @@ TEST_F(NoMemory, ForMoreProcesses) {
                               Log5 + Log6 + Header);
 }
 
-// A command line that there is no memory for ends the scan.
+// A scan ends when there is no memory for a command line.
 TEST_F(NoMemory, InTheMiddleOfAScan) {
     Made machine(processes(5, 7) + "step 1\nstep 2\ntext /proc/6/cmdline \"" + std::string(5000, 'x') +
                  "\"\nstep 3\ntext /proc/6/cmdline \"\"\n");
@@ -272,7 +272,7 @@ TEST_F(NoMemory, ForTheRanking) {
 
 // --- Processes that grow faster than the room for them
 
-// Each scan finds 513 more than the one before, one more than there is spare room for, `scans` times.
+// In each of `scans` scans there are 513 processes more than before, one more than the spare room takes.
 static std::string growing(int scans) {
     std::string lines;
     for (int step = 0; step < scans; step++)
@@ -295,7 +295,7 @@ TEST_F(NoMemory, TenEnlargementsAreEnough) {
                            "       1        1            S      0      0      0    1 p1\n");
 }
 
-// Even though the last one had room for all of them.
+// Even though there was room for all processes in the last scan.
 TEST_F(NoMemory, ElevenEnlargementsAreTooMany) {
     procrowcount = 1;
     EXPECT_EQ(growing(11).substr(0, 52), "[ERROR] Unexpected process buffer is being required\n");

@@ -12,11 +12,11 @@ static void resetSettings() {
     ShowBasic = EachCoreCount = ShowSysInfo = ShowDiskInfo = ShowLVMInfo = ShowProcess = shooting = 0;
     ProcExistenceLog = AllFDList = AllSocketList = ThreadMonitoring = FDMonitoring = netdebug = 0;
     basicSON = processCPU = processIO = processTime = processMemory = 1;
-    optind = 0; // the C library starts anew
+    optind = 0; // makes the C library start again
 }
 
 namespace {
-// What a command line sets and echoes.
+// The settings of a command line and the lines that it prints.
 struct TParsed {
     TRun run;
     std::string out, err;
@@ -81,7 +81,7 @@ TEST(Options, EveryEcho) {
         {{"-s", "2147"}, "Monitoring interval : 2147 second(s)\n"},
         {{"-s", "2148"}, "Monitoring interval : -2146 second(s)\n"}, // 2148000000 does not fit into 31 bits
         {{"-s", "-1"}, "Monitoring interval : -1 second(s)\n"},
-        {{"-s", "4294967297"}, "Monitoring interval : 1 second(s)\n"}, // read as 1 already
+        {{"-s", "4294967297"}, "Monitoring interval : 1 second(s)\n"}, // already read as 1
         {{"-i", "250"}, "Monitoring interval : 250 milisecond(s)\n"},
         {{"-i", "2147483"}, "Monitoring interval : 2147483 milisecond(s)\n"},
         {{"-i", "2147484"}, "Monitoring interval : -2147483 milisecond(s)\n"},
@@ -186,7 +186,7 @@ TEST(Options, RowsAreGivenOnlyWhenNothingWasSaid) {
     EXPECT_EQ(rows({"-p", "5", "-C", "100"}), 5);
     EXPECT_EQ(rows({"-C", "100", "-p", "5"}), 5);
     EXPECT_EQ(rows({"-p", "0", "-C", "100"}), 0);
-    EXPECT_EQ(rows({"-p", "-1", "-C", "100"}), 24); // -1 is as if nothing was said
+    EXPECT_EQ(rows({"-p", "-1", "-C", "100"}), 24); // -1 counts as not given
     EXPECT_EQ(rows({"-p", "-2", "-C", "100"}), 0);
     EXPECT_EQ(rows({"-a", "-p", "3"}), 3);
     parsed({"-o", "9", "-n", "0", "-d", "-1", "-a"});
@@ -215,12 +215,12 @@ TEST(Options, FilesAndLogNeedProcesses) {
     EXPECT_EQ(procrowcount, 24);
     EXPECT_EQ(echo({"-k"}), std::string("Process creation/termination log On\n") + ImpliedByK);
     EXPECT_EQ(procrowcount, 24);
-    // The first rule has given rows already.
+    // The first rule has set the rows already.
     EXPECT_EQ(echo({"-k", "-f"}),
               std::string("Process creation/termination log On\nDelta of file position monitoring On and Process name "
                           "mapping to port queue On\n") +
                   ImpliedByF);
-    // Lists do not ask for the report.
+    // A listing does not switch the report on.
     EXPECT_EQ(echo({"-F"}), "All file fd list of processes on\n");
     EXPECT_EQ(procrowcount, 0);
     EXPECT_EQ(echo({"-S", "-f"}), "All socket list of processes on\n"
@@ -260,10 +260,10 @@ TEST(Options, FormatOfProcessRows) {
     EXPECT_EQ(shown(""), (Shown{0, 0, 0, 0, 1}));
     EXPECT_EQ(shown("ps"), (Shown{0, 0, 0, 1, 1}));
     EXPECT_EQ(shown("ps,time,mem"), (Shown{0, 1, 1, 1, 1}));
-    EXPECT_EQ(shown("xmemiopsy"), (Shown{1, 0, 1, 1, 1})); // wherever they stand
+    EXPECT_EQ(shown("xmemiopsy"), (Shown{1, 0, 1, 1, 1})); // wherever they are
     EXPECT_EQ(shown("IO"), (Shown{0, 0, 0, 0, 1}));
     parsed({"-P", "ps", "-P", "io"});
-    EXPECT_EQ(ShowProcess, 1); // never taken back
+    EXPECT_EQ(ShowProcess, 1); // never switched off again
 }
 
 TEST(Options, HelpActsAtOnce) {
@@ -278,16 +278,16 @@ TEST(Options, HelpActsAtOnce) {
 }
 
 TEST(Options, ReadAsTheCLibraryReadsThem) {
-    // Letters run together, an argument attached or apart.
+    // Several letters in one word, an argument attached or as a word of its own.
     auto p = parsed({"-bc7", "-HZp", "5"});
     EXPECT_EQ(p.out, "Basic performance items On\nMonitoring count : 7\nHeader Off\nProcess row count is set to 5\n");
     EXPECT_EQ(shooting, 1);
-    // Words that are no options are passed over, wherever they stand.
+    // Words that are no options are ignored, wherever they are.
     p = parsed({"word", "-b", "5", "-c", "2", "more"});
     EXPECT_EQ(p.run.lasttimeindex, 2);
     EXPECT_EQ(ShowBasic, 1);
     EXPECT_EQ(p.err, "");
-    // Nothing behind "--" is an option.
+    // Nothing after "--" is an option.
     p = parsed({"-b", "--", "-Z", "-c", "1"});
     EXPECT_EQ(shooting, 0);
     EXPECT_EQ(p.run.lasttimeindex, 2000000000000);
@@ -295,7 +295,7 @@ TEST(Options, ReadAsTheCLibraryReadsThem) {
     p = parsed({"-c", "-b"});
     EXPECT_EQ(p.out, "Monitoring count : 0\n");
     EXPECT_EQ(ShowBasic, 0);
-    // What it does not know it tells itself, and the rest is read.
+    // getopt itself reports an unknown option, and the rest is read.
     p = parsed({"-x", "-b"});
     EXPECT_EQ(p.err, "wyrt: invalid option -- 'x'\n");
     EXPECT_EQ(p.out, "Basic performance items On\n");

@@ -7,11 +7,11 @@
 
 #include <gtest/gtest.h>
 
-using Row = std::pair<int, int>; // a key and where the row stood
+using Row = std::pair<int, int>; // a key and the original position of the row
 using Rows = std::vector<Row>;
 using Compare = std::function<int(const Row&, const Row&)>;
 
-// A merge sort written for reading: the first half has n/2 rows, the left one goes first unless it is greater.
+// A merge sort written to be easy to read. The first half has n/2 rows; the left row goes first unless it is greater.
 static Rows plainSort(const Rows& rows, const Compare& compare) {
     if (rows.size() < 2) return rows;
     const auto middle = rows.begin() + static_cast<std::ptrdiff_t>(rows.size() / 2);
@@ -54,7 +54,7 @@ TEST(Order, EqualRowsKeepTheirOrder) {
     EXPECT_EQ(rows, (Rows{{0, 1}, {0, 3}, {1, 0}, {1, 2}, {1, 4}}));
 }
 
-// Comparisons that are no order: the result is still the one that merging gives.
+// Comparisons that are no strict order: the result is still that of a merge sort.
 TEST(Order, ContradictionsAreDefined) {
     expectPlainOrder([](const Row&, const Row&) { return 1; }, 10);
     expectPlainOrder([](const Row&, const Row&) { return -1; }, 10);

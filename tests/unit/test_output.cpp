@@ -71,8 +71,7 @@ TEST(Output, ControlsAreMasked) {
         {std::string("nul\0", 4), "nul?"},
         {"\x1b[31mred", "?[31mred"},
         {"\x01\x1f\x20\x7e\x7f", "?? ~?"},
-        {"\xc3\xa9\xe2\x82\xac\xf0\x9f\x90\xa7",
-         "\xc3\xa9\xe2\x82\xac\xf0\x9f\x90\xa7"}, // é, €, a penguin: as they are
+        {"\xc3\xa9\xe2\x82\xac\xf0\x9f\x90\xa7", "\xc3\xa9\xe2\x82\xac\xf0\x9f\x90\xa7"}, // é, €, a penguin: unchanged
         {"\xc2\x9b"
          "31m",
          "?31m"}, // CSI as UTF-8: two bytes, one mark
@@ -81,17 +80,17 @@ TEST(Output, ControlsAreMasked) {
          "31m",
          "?31m"}, // CSI as one byte
         {"\x80\x9f\xa0\xff", "??\xa0\xff"},
-        {"\xe2\x82\x9b", "\xe2\x82\x9b"}, // the byte 9B inside a character is no control
-        {"\xe2\x9b", "\xe2?"},            // ... but it is in one that was cut off
+        {"\xe2\x82\x9b", "\xe2\x82\x9b"}, // the byte 9B within a character is no control
+        {"\xe2\x9b", "\xe2?"},            // ... but it is one in a character that was cut off
         {"\xe2\x82", "\xe2?"},            // cut off at the end
         {"\xe2\x82x", "\xe2?x"},          // ... and in the middle
-        // The first and the last character of each length that is spelled with bytes of the upper control range.
+        // The first and last character of each length that contain bytes of the upper control range.
         {"\xdf\x80x", "\xdf\x80x"},
         {"\xe0\xa0\x80", "\xe0\xa0\x80"},
         {"\xed\x9f\xbf\xee\x80\x80", "\xed\x9f\xbf\xee\x80\x80"},
         {"\xef\x80\x80", "\xef\x80\x80"},
         {"\xf0\x90\x80\x80\xf4\x8f\xbf\xbf", "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
-        {"\xc0\x9b", "\xc0?"}, // spelled too long, in every length
+        {"\xc0\x9b", "\xc0?"}, // overlong forms of every length
         {"\xe0\x82\x9b", "\xe0??"},
         {"\xf0\x80\x82\x9b", "\xf0???"},
         {"\xed\xa0\x80", "\xed\xa0?"},            // a surrogate

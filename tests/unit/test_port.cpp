@@ -15,7 +15,7 @@
 static const std::string Header =
     "  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout inode\n";
 
-// A row as the kernel prints it, except for the padding.
+// A row as the kernel prints it, but without the padding.
 static std::string rowOf(int sl, int64_t inode, const char* local = "0100007F:0016", const char* st = "01") {
     return std::to_string(sl) + ": " + local + " 0200000A:D431 " + st +
            " 00000000:00000000 00:00000000 00000000  0 0 " + std::to_string(inode) +
@@ -30,7 +30,7 @@ static std::string rowsOf(std::initializer_list<int64_t> inodes) {
 }
 
 namespace {
-// The made-up machine of a few steps; step N has the N-th text as its TCP table and the N-th as its UDP table.
+// A made-up machine with a few steps: step N has the N-th TCP text and the N-th UDP text as its tables.
 struct Sockets : Made {
     explicit Sockets(const std::vector<std::string>& tcp, const std::vector<std::string>& udp = {})
         : Made(worldOf(tcp, udp)) {}
@@ -63,7 +63,7 @@ struct Processes : TProcTable {
     }
 };
 
-// Each test starts without messages and ends with the setting as it was.
+// Each test starts with -V off and restores the setting at its end.
 struct Port : testing::Test {
     ~Port() override { netdebug = 0; }
 };
@@ -102,10 +102,10 @@ TEST_F(Port, HexadecimalNumbersEndAtASeparator) {
         {":", 0},
         {" 16 ", 0},
         {"G", 0},
-        {"16", 0},        // nothing behind the digits
+        {"16", 0},        // nothing after the digits
         {"FFFFFFFF", 0},  // the same
-        {"a ", 42},       // lower case has values of its own
-        {"f0 ", 47 * 16}, // which reach into the digits above
+        {"a ", 42},       // lower-case digits have other values
+        {"f0 ", 47 * 16}, // which carry into the higher digits
         {"fFFFFFFF ", 4294967295U - (15U << 28) + (47U << 28)},
         {"100000000 ", 1},     // the ninth digit counts as the first does
         {"2000000030 ", 0x50}, // and the tenth as the second
@@ -129,13 +129,13 @@ TEST_F(Port, AddressesAreWrittenBackwards) {
         {"0A0B0C0D", "13.12.11.10"},
         {"0000000a", "42.0.0.0"}, // 'a' is 42
         {"ffffffff", "799.799.799.799"},
-        {"0000:000", "0.160.0.0"},           // what stands between '9' and 'A' counts on from 9
+        {"0000:000", "0.160.0.0"},           // the characters between '9' and 'A' continue from 9
         {"        ", "-272.-272.-272.-272"}, // a blank is 16 below '0'
         {"\x80\x80\x80\x80\x80\x80\x80\x80", "-2992.-2992.-2992.-2992"},
         {"0@0?", "15.16"},
-        {"0\x7f", "72"}, // the last one without a sign
+        {"0\x7f", "72"}, // the last character code without a sign
         {"7F", "127"},
-        {"017", "1"}, // half a byte is none
+        {"017", "1"}, // a single digit is no byte
         {"", ""},
     };
     for (auto& c : cases) EXPECT_EQ(ToAddr(c.digits).view(), c.address) << c.digits;
@@ -185,7 +185,7 @@ TEST_F(Port, ARowNeedsThirteenWords) {
     EXPECT_FALSE(getportline("1 2 3 4 5 6 7 8 9 10 11 12\n", 'T', row));  // the newline belongs to the last one
     EXPECT_FALSE(getportline("1\t2\t3\t4\t5\t6\t7\t8\t9\t10\t11\t12\t13\n", 'T', row));
     EXPECT_EQ(row.sl, 77);
-    EXPECT_TRUE(getportline("1 2 3 4 5 6 7 8 9 10 11 12 \n", 'T', row)); // the newline is one of its own
+    EXPECT_TRUE(getportline("1 2 3 4 5 6 7 8 9 10 11 12 \n", 'T', row)); // the newline is a word of its own
     EXPECT_TRUE(getportline(" 1  2 3 4 5 6 7 8 9 10 11 12 13", 'T', row));
     EXPECT_TRUE(getportline("1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18\n", 'T', row));
     EXPECT_EQ(row.inode, 10);
@@ -195,7 +195,7 @@ TEST_F(Port, ShortWordsReadOnIntoTheLine) {
     TPortInfo row;
     ASSERT_TRUE(getportline("1 2 3 4 5 6 7 8 9 10 11 12 13", 'T', row));
     EXPECT_EQ(row.loc.view(), "64.48.32.16"); // "2 ", "3 ", "4 ", "5 ": a blank is 16 below 0
-    EXPECT_EQ(row.loc_port, 0);               // begins behind "6"
+    EXPECT_EQ(row.loc_port, 0);               // begins after "6"
     EXPECT_EQ(row.st.view(), "4 ");
     EXPECT_EQ(row.status, 0);
     EXPECT_EQ(row.txq, 5);
@@ -244,7 +244,7 @@ TEST_F(Port, AMissingTableIsPassedOver) {
 TEST_F(Port, LinesOf1023Bytes) {
     const std::string twelve = "1: 2 3 4 5 6 7 8 9 10 11 12";
     for (size_t before : {size_t(1021), size_t(1022), size_t(1023), size_t(1024)}) {
-        // The thirteenth word begins behind so many bytes; from 1023 on it is of the next piece, and there is no row.
+        // The thirteenth word begins after this many bytes. From 1023 on it is in the next piece, and there is no row.
         Sockets machine({Header + twelve + std::string(before - twelve.size(), ' ') + "13 14\n"});
         TPortTable table;
         EXPECT_EQ(getportinfo(0, table, nullptr, 64), before < 1023 ? 1 : 0) << before;
@@ -332,10 +332,10 @@ TEST_F(Port, WithoutASearch) {
     processes.add(7, 1, "cmd", "", {500});
     EXPECT_EQ(ownerText(processes, 0), "-f not used");
     EXPECT_EQ(ownerText(processes, -1), "-f not used");
-    EXPECT_EQ(ownerText(processes, 0, 0), ""); // a socket without an inode has no owner to search
+    EXPECT_EQ(ownerText(processes, 0, 0), ""); // a socket without an inode has no owner to search for
     EXPECT_EQ(ownerText(processes, 64, 0), "");
     EXPECT_EQ(ownerText(processes, 64, -500), "");
-    EXPECT_EQ(ownerText(processes, 64, 501), ""); // nobody's
+    EXPECT_EQ(ownerText(processes, 64, 501), ""); // no owner found
     processes.proccount = 0;
     EXPECT_EQ(ownerText(processes, 64), "-f not used");
     Sockets machine({rowsOf({500})});
@@ -381,7 +381,8 @@ TEST_F(Port, FindsWhatAWalkFinds) {
             processes.add(p, 1, "some", "", {});
             for (int f = below(30); f > 0; f--) processes.open(below(60));
         }
-        std::shuffle(processes.procs.begin(), processes.procs.end(), random); // lists need not lie in process order
+        std::shuffle(processes.procs.begin(), processes.procs.end(),
+                     random); // the lists need not be stored in the order of the processes
         std::string text = Header;
         std::vector<int64_t> inodes;
         for (int i = 0; i < 80; i++) text += rowOf(i, inodes.emplace_back(below(70)));
@@ -420,7 +421,7 @@ TEST_F(Port, ACountAboveTheRowsThatAreThere) {
     TPortTable table;
     getportinfo(0, table, &processes, 64);
     EXPECT_EQ(ownersOf(table, 0), (Owners{{1, 0}}));
-    processes.procs.pop_back(); // its row is gone, the count still covers it
+    processes.procs.pop_back(); // its row is gone, but the count still includes it
     machine.step();
     getportinfo(1, table, &processes, 64);
     EXPECT_EQ(table.rows[0].refcount(), 0);
@@ -462,7 +463,7 @@ TEST_F(Port, OwnersAndTextStayWithTheRow) {
               "++++ Reuse of previous inode info - 127.0.0.1:22 10.0.0.2:54321 500 <-> 6 second\n"
               "---- Port inode mapping Skip [ inode : 500, refcount : 2 ]\n"
               "---- Port inode mapping Skip [ inode : 0, refcount : 0 ]\n"); // 501 is searched for again
-    EXPECT_EQ(table.ref(table.rows[0]), "first[5/1] second[6/1]");           // as it was found
+    EXPECT_EQ(table.ref(table.rows[0]), "first[5/1] second[6/1]");           // unchanged since it was found
     EXPECT_EQ(ownersOf(table, 0), (Owners{{0, 0}, {1, 1}}));
     EXPECT_EQ(processes.fds[0].portinfo, 0);
     EXPECT_EQ(processes.fds[2].portinfo, 0);
@@ -548,7 +549,7 @@ TEST_F(Port, WithoutProcessesNothingIsKept) {
     EXPECT_EQ(printed([&] { getportinfo(1, table, nullptr, 64); }),
               "==== Invalid previous inode info - cur inode : 500, old inode : 500, refcount :1\n");
     EXPECT_EQ(table.ref(table.rows[0]), "-f not used");
-    machine.step(); // the same socket without owners: its text is kept until the search finds one
+    machine.step(); // the same socket without owners keeps its text until the search finds one
     processes.fds[0].inode = 1;
     EXPECT_EQ(printed([&] { getportinfo(2, table, &processes, 64); }), "");
     EXPECT_EQ(table.ref(table.rows[0]), "-f not used");
@@ -589,7 +590,7 @@ TEST_F(Port, NoMemoryForTheTable) {
     for (int i = 0; i < 1000; i++) text += rowOf(i, i);
     Sockets machine({text});
     TPortTable before;
-    getportinfo(0, before, nullptr, 64); // the texts of the files have their room now
+    getportinfo(0, before, nullptr, 64); // the buffers of the files are allocated now
     const auto output = printed([] {
         EXPECT_TRUE(withoutMemory(4096, [] {
             TPortTable table;

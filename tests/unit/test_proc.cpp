@@ -41,7 +41,7 @@ static std::string statOf(const std::string& pid, int threads = 1, const std::st
            " 0 2250 1048576 24 25\n";
 }
 
-// A directive of the machine: a file with a stat line.
+// A directive of a world: a file with a stat line.
 static std::string process(int pid, int threads = 1) {
     const auto number = std::to_string(pid);
     return "file /proc/" + number + "/stat <<END\n" + statOf(number, threads) + "END\n";
@@ -111,7 +111,7 @@ TEST_F(Processes, CommandNames) {
                  {"x", ""},
                  {"", ""},
                  {"((sd-pam))", "(sd-pam)"},
-                 {"(Web Content)", "We"}, // up to the blank, less the room of a bracket
+                 {"(Web Content)", "We"}, // up to the blank, without its last character (normally the bracket)
                  {"( lead)", ""},
                  {"(" + std::string(63, 'n') + ")", std::string(63, 'n')},
                  {"(" + std::string(64, 'n') + ")", std::string(63, 'n')},
@@ -184,7 +184,7 @@ TEST_F(Processes, StatusKeysArePrefixesAndTheLastLineCounts) {
 }
 
 TEST_F(Processes, StatusPiecesOfALongLine) {
-    for (size_t length : {510U, 511U, 512U}) { // with 511 characters in front of it the key begins a piece
+    for (size_t length : {510U, 511U, 512U}) { // after 511 characters the key begins a new piece
         TProc p;
         getStatus(std::string(length, 'x') + "VmRSS: 9\n", p);
         EXPECT_EQ(p.VmRSS, length == 511 ? 9 : 0) << length;
@@ -498,7 +498,7 @@ static std::string usersFrom(int first, int count, const std::string& name) {
     return lines;
 }
 
-// In a process of its own: names are kept to its end.
+// In a process of its own, because names are kept until its end.
 static int namesOfManyUsers() {
     const Made machine(usersFrom(0, 1002, "u") + "step 1\n" + usersFrom(0, 1002, "v"));
     std::vector<const char*> names;
@@ -508,7 +508,7 @@ static int namesOfManyUsers() {
     for (int uid = 0; uid < 1002; uid++) {
         const auto nameOf = [uid](char letter) { return std::string(1, letter).append(std::to_string(uid)); };
         if (names[static_cast<size_t>(uid)] != nameOf('u')) wrong++; // still valid
-        if (getuser(uid) != nameOf(uid < 1000 ? 'u' : 'v')) wrong++; // beyond a thousand asked for anew
+        if (getuser(uid) != nameOf(uid < 1000 ? 'u' : 'v')) wrong++; // beyond a thousand the name is looked up again
     }
     if (getuser(-7) != std::string("N/A(-7)")) wrong++;
     return wrong;

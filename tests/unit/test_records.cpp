@@ -1,5 +1,5 @@
-// docs/records.md against the definitions that print the records, and both against what the worlds print. Run at the
-// top of the tree.
+// Compares docs/records.md with the definitions that print the records, and both with the output of the worlds. Run at
+// the top of the tree.
 #include "classic/monitor/records.h"
 
 #include <algorithm>
@@ -43,7 +43,7 @@ static size_t digitsIn(std::string_view text) {
 }
 static std::string_view unsign(std::string_view text) { return text.substr(text.starts_with('-') ? 1 : 0); }
 
-// A whole number of at least `least` digits, from `lowest` on in 64 bits.
+// A whole number with at least `least` digits, from `lowest` to `highest`.
 static bool isWhole(std::string_view text, size_t least, int64_t lowest, int64_t highest) {
     const auto digits = unsign(text);
     if (digits.size() < least || digitsIn(digits) != digits.size()) return false;
@@ -131,7 +131,7 @@ TEST(Records, TypesAsTheParserKnowsThem) {
 
 // --- A reader
 
-// The definition whose tag a line has; of tags that begin alike the longest. Null: none.
+// The definition for the tag of a line; the longest if several tags match. Null: none.
 static const TRecordInfo* recordOf(std::string_view line) {
     const TRecordInfo* found = nullptr;
     for (auto& record : records()) {
@@ -143,8 +143,8 @@ static const TRecordInfo* recordOf(std::string_view line) {
     return found;
 }
 
-// Whether a text can be cut at commas into values for the fields. `strict`: at every comma; only the last takes the
-// rest.
+// Whether a text can be split at commas into values for the fields. `strict`: it is split at every comma, and only the
+// last field may contain commas.
 static bool fits(std::span<const TFieldInfo> fields, std::string_view text, bool strict) {
     const Form form = fields[0].form;
     if (fields.size() == 1) return is(form, text);
@@ -162,7 +162,7 @@ static bool parses(const TRecordInfo& record, std::string_view line, bool strict
     return text.starts_with(',') && fits(record.fields, text.substr(1), strict);
 }
 
-// The record that names the fields; empty: there is none.
+// The header record that names the fields; empty: there is none.
 static std::string headerOf(const TRecordInfo& record) {
     if (record.announced == 0) return {};
     std::string header = "^";
@@ -211,13 +211,13 @@ TEST(Records, TagsAndFieldsHaveNames) {
 
 namespace {
 struct TDocument {
-    Strings records;  // "^TAG", and below each "  key type unit"
-    Strings examples; // the lines of its blocks, header records among them
+    Strings records;  // "^TAG", each followed by its fields, "  key type unit"
+    Strings examples; // the lines of its code blocks, including header records
     Strings bare;     // fields without a meaning
 };
 } // namespace
 
-// What stands between the bars of a table's row.
+// The cells of a table's row.
 static Strings cellsOf(const std::string& row) {
     Strings cells;
     for (size_t at = 1, end; (end = row.find('|', at)) != row.npos; at = end + 1) {
@@ -241,7 +241,8 @@ static std::string fieldLine(const std::string& key, const std::string& type, co
     return std::string("  ").append(key).append(" ").append(type).append(" ").append(unit);
 }
 
-// A heading with tags has the fields of all of them below it. A table whose rows begin with tags says each record's.
+// A heading with tags is followed by a table with the fields of all these tags. In other tables a tag in the first cell
+// of a row begins a record.
 static TDocument readDocument() {
     TDocument document;
     Strings tags, fields;
@@ -302,7 +303,7 @@ TEST(Records, AreInTheDocumentFieldByField) {
 namespace {
 struct TLog {
     std::string world;
-    Strings records; // with their newlines inside
+    Strings records; // including newlines within them
 };
 } // namespace
 

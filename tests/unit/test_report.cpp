@@ -68,7 +68,7 @@ TEST(Report, PlainNumbersKeepAllTheirDigits) {
 
 TEST(Report, RecordsAndTheirHeaders) {
     const TRow row{"a,b$", 1536.005, 4294967297};
-    EXPECT_EQ(printed([&] { dispRecord(Row, row); }), "^ROW,a,b$,1536.01,1$\n"); // as it is, no quoting
+    EXPECT_EQ(printed([&] { dispRecord(Row, row); }), "^ROW,a,b$,1536.01,1$\n"); // without quoting
     EXPECT_EQ(printed([] { dispHeader(Row), dispHeader(TRecord<TRow>{"N0STAT", Fields, 2}); }),
               "^row,name,size,number$\n^n0stat,name,size$\n");
 }
@@ -79,7 +79,7 @@ TEST(Report, EveryFormAsPrintf) {
     EXPECT_EQ(spelled(2147483648, Form::Int), "-2147483648"); // the low 32 bits
     EXPECT_EQ(spelled(4294967295U, Form::Int), "-1");
     EXPECT_EQ(spelled(INT64_MIN, Form::Long), "-9223372036854775808");
-    EXPECT_EQ(spelled(2.5, Form::Real0), "2"); // to even
+    EXPECT_EQ(spelled(2.5, Form::Real0), "2"); // rounds to even
     EXPECT_EQ(spelled(3.5, Form::Real0), "4");
     EXPECT_EQ(spelled(0.25, Form::Real1), "0.2");
     EXPECT_EQ(spelled(1e15, Form::Real2), "1000000000000000.00");

@@ -127,7 +127,7 @@ TEST(Tcpext, TheSecondFileNeedsTwoLinesOfEachGroup) {
 
 TEST(Tcpext, LinesOf4095Bytes) {
     for (size_t length : {4093U, 4094U, 4095U, 4096U}) {
-        // The line without its newline has `length` characters, the last of them a name of two.
+        // The line has `length` characters without its newline; it ends with a name of two characters.
         const std::string line = "Ip: " + std::string(length - 6, ' ') + "AB";
         const std::string expected = length <= 4094 ? "AB=0" : length == 4095 ? "A=0" : "";
         EXPECT_EQ(sampleOf(file("snmp", line + "\n")), expected + ";;;;;") << length;

@@ -25,7 +25,7 @@ TEST(Text, AddsUpToItsLimit) {
 }
 
 TEST(Text, FormatsUpToItsLimit) {
-    volatile int fits = 12345, longer = 123456; // not known to the compiler, which would warn of the cut
+    volatile int fits = 12345, longer = 123456; // volatile, because the compiler would warn about the cut
     const char* volatile letters = "cdefgh";
     EXPECT_EQ(Text<16>().addf("%d-%s", 12, "ab").view(), "12-ab");
     EXPECT_EQ(Text<6>().addf("%d", static_cast<int>(fits)).view(), "12345");

@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
-// The text as the C library prints it, line by line as it was always printed: percent signs that begin no conversion
-// ("CPU%(unit", "CPU% Threshold") come out as they are.
+// The text as printf of the C library prints it, line by line. Percent signs that begin no conversion ("CPU%(unit",
+// "CPU% Threshold") are printed unchanged.
 static std::string byPrintf(const char* program) {
     std::string result;
     for (std::string_view rest = UsageText; !rest.empty();) {

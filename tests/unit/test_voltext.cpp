@@ -7,7 +7,7 @@
 
 using namespace std::string_literals;
 
-// The buffer's text as its readers see it.
+// The text in the buffer, up to the terminator.
 template <size_t N> static std::string textOf(const char (&buffer)[N]) { return {buffer, strnlen(buffer, N)}; }
 
 TEST(Voltext, DelspaceLeavesOutBlanksAndTabs) {
@@ -18,7 +18,7 @@ TEST(Voltext, DelspaceLeavesOutBlanksAndTabs) {
     EXPECT_EQ(textOf(d), "");
     delspace("", d);
     EXPECT_EQ(textOf(d), "");
-    delspace("a\nb\rc", d); // line ends are no blanks
+    delspace("a\nb\rc", d); // newlines and carriage returns are no blanks
     EXPECT_EQ(textOf(d), "a\nb\rc");
 }
 
@@ -97,11 +97,11 @@ TEST(Voltext, GetfirstIsNoneForBlanks) {
 
 TEST(Voltext, GetnextIsTheSecondWord) {
     EXPECT_EQ(getnext("abc def ghi"), "def ghi");
-    EXPECT_EQ(getnext("  abc def"), "abc def"); // leading blanks stand for a first word
+    EXPECT_EQ(getnext("  abc def"), "abc def"); // leading blanks count as a first word
     EXPECT_EQ(getnext("a\tbc"), "bc");
     EXPECT_EQ(getnext("[x]yz"), "yz");
     EXPECT_EQ(getnext("(x)yz"), "yz");
-    EXPECT_EQ(getnext("(x))y"), ")y"); // a bracket right behind a bracket is a word, too
+    EXPECT_EQ(getnext("(x))y"), ")y"); // a bracket that follows a bracket is a word, too
     EXPECT_EQ(getnext("ab  c"), "c");
     EXPECT_TRUE(isNone(getnext("abc")));
     EXPECT_TRUE(isNone(getnext("a b"))); // below 4 characters
@@ -121,9 +121,9 @@ TEST(Voltext, GetbracketCountsBothKinds) {
     EXPECT_EQ(textOf(des), "y");
     EXPECT_TRUE(isNone(getbracket(s, 2, des)));
     EXPECT_EQ(textOf(des), "");
-    EXPECT_EQ(getbracket("(a[b)c]", 0, des), "(a[b)c]"); // whichever closes
+    EXPECT_EQ(getbracket("(a[b)c]", 0, des), "(a[b)c]"); // any closing bracket will do
     EXPECT_EQ(textOf(des), "a[b");
-    EXPECT_EQ(getbracket("((a)", 1, des), "(a)"); // an opening one inside counts
+    EXPECT_EQ(getbracket("((a)", 1, des), "(a)"); // an opening bracket inside counts as one
     EXPECT_EQ(textOf(des), "a");
     EXPECT_EQ(getbracket("()", 0, des), "()");
     EXPECT_EQ(textOf(des), "");
@@ -136,7 +136,7 @@ TEST(Voltext, GetbracketWithoutEndOrRoom) {
     EXPECT_EQ(getbracket("(ab", 0, des), "(ab");
     EXPECT_EQ(textOf(des), "abzzzzz"); // nothing terminates the copy
     char full[8] = "zzzzzzz";
-    EXPECT_FALSE(isNone(getbracket("(abcdefg)", 0, full))); // 7 characters: no room to see the end
+    EXPECT_FALSE(isNone(getbracket("(abcdefg)", 0, full))); // 7 characters leave no room to see the end
     EXPECT_EQ(textOf(full), "abcdefg");
     EXPECT_FALSE(isNone(getbracket("(abcdefgh)", 0, full)));
     EXPECT_EQ(textOf(full), "abcdefg");
@@ -168,7 +168,7 @@ TEST(Voltext, GetstringCopiesTheFirstWord) {
 
 TEST(Voltext, GetstringWithoutEndOrRoom) {
     char des[8] = "300M";
-    EXPECT_EQ(getstring("5", des), 4); // the text ends first: what the buffer held behind it stays
+    EXPECT_EQ(getstring("5", des), 4); // the text ends first, and the rest of the buffer's old text stays
     EXPECT_EQ(textOf(des), "500M");
     EXPECT_EQ(getstring("", des), 0);
     EXPECT_EQ(textOf(des), "");
@@ -220,12 +220,12 @@ TEST(Voltext, GetextentByKind) {
     EXPECT_EQ(seg.lext[1], 255);
     EXPECT_EQ(seg.pext[0], 30);
     EXPECT_EQ(seg.pext[1], 79);
-    EXPECT_EQ(getextent("7", 'P', seg), 1); // one number is both
+    EXPECT_EQ(getextent("7", 'P', seg), 1); // a single number is both first and last
     EXPECT_EQ(seg.pext[0], 7);
     EXPECT_EQ(seg.pext[1], 7);
     EXPECT_EQ(getextent("3 to x", 'P', seg), 1);
     EXPECT_EQ(seg.pext[1], 0);
-    EXPECT_EQ(getextent("3 to 4/9:", 'P', seg), 1); // a last word begins behind a '/' as well
+    EXPECT_EQ(getextent("3 to 4/9:", 'P', seg), 1); // the last word may also begin after a '/'
     EXPECT_EQ(seg.pext[1], 9);
     EXPECT_EQ(getextent("  ", 'L', seg), 0);
     EXPECT_EQ(getextent("", 'P', seg), 0);
@@ -261,7 +261,7 @@ TEST(Voltext, TailAndLineEnds) {
     EXPECT_EQ(tail("abc", 3), "");
     EXPECT_EQ(tail("abc", 9), "");
     EXPECT_EQ(cutLineEnd("abc\r\n", 0), "abc");
-    EXPECT_EQ(cutLineEnd("abc\r\n", 4), "abc\r"); // short lines keep theirs
+    EXPECT_EQ(cutLineEnd("abc\r\n", 4), "abc\r"); // short lines keep their line end
     EXPECT_EQ(cutLineEnd("abc\r\n", 5), "abc\r\n");
     EXPECT_EQ(cutLineEnd("abc\n \n", 0), "abc\n ");
 }

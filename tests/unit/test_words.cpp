@@ -17,7 +17,7 @@ static std::vector<std::string> linesOf(std::string_view text, size_t limit) {
     return result;
 }
 
-// The same by the C library.
+// The same with the C library.
 static std::vector<std::string> linesByFgets(std::string_view text, size_t limit) {
     std::vector<std::string> result;
     std::string copy(text);
@@ -36,7 +36,7 @@ TEST(Lines, CutsAsFgets) {
     EXPECT_EQ(linesOf("a\nb", 8), (Pieces{"a\n", "b"}));
     EXPECT_EQ(linesOf("a\n\nb\n", 8), (Pieces{"a\n", "\n", "b\n"}));
     EXPECT_EQ(linesOf("123456\n", 8), Pieces{"123456\n"});           // n-1 with the newline: fits
-    EXPECT_EQ(linesOf("1234567\n", 8), (Pieces{"1234567", "\n"}));   // n: the newline comes by itself
+    EXPECT_EQ(linesOf("1234567\n", 8), (Pieces{"1234567", "\n"}));   // n: the newline is a piece of its own
     EXPECT_EQ(linesOf("12345678\n", 8), (Pieces{"1234567", "8\n"})); // n+1
     EXPECT_EQ(linesOf("1234567", 8), Pieces{"1234567"});             // without a newline
     EXPECT_EQ(linesOf(std::string_view("ab\0cd\nef\n", 9), 8), (Pieces{"ab", "ef\n"}));
@@ -62,7 +62,7 @@ TEST(Words, DropLast) {
 
 TEST(Words, SkipBlanks) {
     EXPECT_EQ(skipBlanks("  a b "), "a b ");
-    EXPECT_EQ(skipBlanks("\t a"), "\t a"); // the space alone is a blank
+    EXPECT_EQ(skipBlanks("\t a"), "\t a"); // only the space counts as a blank
     EXPECT_EQ(skipBlanks("   "), "");
     EXPECT_EQ(skipBlanks(""), "");
 }
@@ -204,10 +204,10 @@ TEST(Words, WordsReachToTheEndOfTheLine) {
     EXPECT_EQ(wordsOf(""), Words{});
     EXPECT_EQ(wordsOf("   "), Words{});
     EXPECT_EQ(wordsOf("  a  bc\n"), (Words{"a  bc\n", "bc\n"}));
-    EXPECT_EQ(wordsOf("a \n"), (Words{"a \n", "\n"})); // a newline behind a space is a word
+    EXPECT_EQ(wordsOf("a \n"), (Words{"a \n", "\n"})); // a newline after a space is a word
     EXPECT_EQ(wordsOf("a\tb"), Words{"a\tb"});
     EXPECT_EQ(wordsOf("eth0:12 3", ':'), (Words{"eth0:12 3", "12 3", "3"}));
-    EXPECT_EQ(wordsOf("a::b", ':'), (Words{"a::b", ":b", "b"})); // only a space is never a word's beginning
+    EXPECT_EQ(wordsOf("a::b", ':'), (Words{"a::b", ":b", "b"})); // a word may begin with any character but a space
     EXPECT_EQ(wordsOf("1 2 3", ' ', 2), (Words{"1 2 3", "2 3"}));
     EXPECT_EQ(wordsOf("1 2 3", ' ', 0), Words{});
 }
