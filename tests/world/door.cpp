@@ -34,7 +34,8 @@ static int check(const char* operation, const std::string& path) {
     return world().find(path) ? 0 : ENOENT;
 }
 
-static int openPlace(const std::string& path) {
+static int openPlace(const std::string& name) {
+    const auto path = world().resolved(name, true);
     const auto* node = world().find(path);
     if (!node || node->kind != TNode::Dir) return errno = node ? ENOTDIR : ENOENT, -1;
     for (size_t i = 0; i < places().size(); i++)
@@ -68,11 +69,12 @@ struct TListing {
 static TListing* openListing(const std::string& path) {
     world().open(path);
     if (failed(check("open", path))) return nullptr;
-    const auto* node = world().find(path);
-    if (node->kind != TNode::Dir) return errno = ENOTDIR, nullptr;
+    const auto real = world().resolved(path, true);
+    const auto* node = world().find(real);
+    if (!node || node->kind != TNode::Dir) return errno = node ? ENOTDIR : ENOENT, nullptr;
     auto* listing = new TListing{{{".", node->inode}, {"..", 1}}, 0};
     for (auto& name : node->entries) {
-        std::string entry = path == "/" ? "" : path;
+        std::string entry = real == "/" ? "" : real;
         entry.append("/").append(name);
         listing->entries.emplace_back(name, world().find(entry)->inode);
     }

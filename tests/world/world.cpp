@@ -224,8 +224,25 @@ void World::apply(const std::vector<std::string>& directive) {
 // --- Answers
 
 const TNode* World::find(const std::string& path) const {
-    const auto found = nodes.find(path);
+    auto found = nodes.find(path);
+    if (found == nodes.end()) found = nodes.find(resolved(path, false));
     return found == nodes.end() ? nullptr : &found->second;
+}
+
+std::string World::resolved(std::string path, bool last) const {
+    int links = 40; // as many as the kernel follows
+    for (size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
+        if (end == path.npos && !last) return path;
+        const auto found = nodes.find(path.substr(0, end));
+        if (found != nodes.end() && found->second.kind == TNode::Link && links-- > 0) {
+            const auto& target = found->second.text;
+            const std::string parent = target.starts_with('/') ? "" : path.substr(0, path.rfind('/', end - 1) + 1);
+            path = normal(parent + target + (end == path.npos ? "" : path.substr(end)));
+            end = 0;
+        } else if (end == path.npos) {
+            return path;
+        }
+    }
 }
 
 int World::failure(const char* operation, const std::string& path) const {

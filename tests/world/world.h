@@ -54,7 +54,9 @@ public:
     // Throws std::runtime_error with the file and line of what it cannot read.
     explicit World(const std::string& folder);
 
-    const TNode* find(const std::string& path) const;                  // null: there is none
+    const TNode* find(const std::string& path) const; // null: there is none
+    // The path with its links followed; the last name of it only when asked for.
+    std::string resolved(std::string path, bool last) const;
     int failure(const char* operation, const std::string& path) const; // errno, 0: it works
     void open(const std::string& path);                                // the time that opening it takes
     bool run(const std::string& command, std::string& text);
