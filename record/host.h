@@ -1,0 +1,34 @@
+// The machine as a whole, and what the tables were asked to show.
+#pragma once
+
+#include "record/kind.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+// HOST: facts that the first line of every screen needs.
+struct HostRow {
+    std::string name, kernel, machine;        // as uname gives them
+    std::optional<uint64_t> cpus;             // online
+    std::optional<uint64_t> memory, uptime_s; // bytes; seconds since boot, time asleep included
+    std::optional<uint64_t> asleep_us;        // of this interval, the machine was suspended
+};
+inline constexpr auto HostKind = kind<HostRow>(
+    "HOST", label("name", &HostRow::name), label("kernel", &HostRow::kernel), label("machine", &HostRow::machine),
+    level("cpus", "", &HostRow::cpus), level("memory", "B", &HostRow::memory), level("uptime", "s", &HostRow::uptime_s),
+    amount("asleep", "us", &HostRow::asleep_us));
+
+// VIEW: what was asked for when the log began, so that the same tables can be made again.
+struct ViewRow {
+    std::string areas; // words with a blank between them
+    uint64_t interval_us = 2000000;
+    std::optional<uint64_t> rows; // at the most in a table
+    std::string sort, user, pid, command, cgroup;
+    bool partitions = false;
+};
+inline constexpr auto ViewKind =
+    kind<ViewRow>("VIEW", label("areas", &ViewRow::areas), level("interval", "us", &ViewRow::interval_us),
+                  level("rows", "", &ViewRow::rows), label("sort", &ViewRow::sort), label("user", &ViewRow::user),
+                  label("pid", &ViewRow::pid), label("command", &ViewRow::command), label("cgroup", &ViewRow::cgroup),
+                  level("partitions", "", &ViewRow::partitions));

@@ -1,0 +1,34 @@
+// One interval: what happened between two samples, as rows of every kind. Models fill it from samples, the log's reader
+// fills it from lines, and tables are made from it alone.
+#pragma once
+
+#include "record/cpu.h"
+#include "record/host.h"
+#include "record/moment.h"
+#include "record/rows.h"
+#include "record/self.h"
+
+#include <cstdint>
+
+struct Interval {
+    Moment time;            // of its end
+    int64_t elapsed_us = 0; // since the sample before, on the monotonic clock; 0: there was none
+    uint64_t number = 0;    // 1 is the first of its log
+    bool damaged = false;   // read from a log in which its bytes have changed
+
+    Rows<HostRow> host;
+    Rows<SelfRow> self;
+    Rows<CpuRow> cpu;
+    Rows<CoreRow> cores;
+};
+
+// Calls f(kind, rows) for each kind, in the order in which a log has them.
+template <typename I, typename F> void eachKind(I& interval, F&& f) {
+    f(HostKind, interval.host);
+    f(SelfKind, interval.self);
+    f(CpuKind, interval.cpu);
+    f(CoreKind, interval.cores);
+}
+
+// Ready for the next rows; what they need stays allocated.
+void clearRows(Interval& interval);

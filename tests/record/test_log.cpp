@@ -1,0 +1,257 @@
+#include "record/budget.h"
+#include "record/crc.h"
+#include "record/log.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <sstream>
+
+static Interval sample(uint64_t seed, int64_t at_ms) {
+    std::mt19937_64 random(seed);
+    Interval interval;
+    interval.time = {at_ms, 60};
+    interval.elapsed_us = 2000137;
+    auto& host = interval.host.rows.emplace_back();
+    host.name = "a,b\n\xFF" + std::to_string(random() % 10);
+    host.kernel = "6.1.0", host.cpus = random() % 100, host.uptime_s = random();
+    interval.host.sampled = true, interval.host.elapsed_us = 2000137;
+    auto& cpu = interval.cpu.rows.emplace_back();
+    interval.cpu.sampled = true, interval.cpu.elapsed_us = 2000001;
+    if (random() % 2) cpu.user_us = random();
+    cpu.load1 = static_cast<double>(random() % 1000) / 7, cpu.running = random() % 9;
+    for (uint64_t i = 0; i < random() % 5; i++) {
+        auto& core = interval.cores.rows.emplace_back();
+        interval.cores.sampled = true, interval.cores.elapsed_us = 2000001;
+        core.core = i, core.user_us = random() % 1000000;
+    }
+    return interval;
+}
+
+template <typename T> static std::string textOf(const T& kind, const typename T::Row& row) {
+    std::string text;
+    appendCells(text, kind, row);
+    return text;
+}
+
+static void expectEqual(const Interval& a, const Interval& b) {
+    EXPECT_EQ(a.time, b.time);
+    EXPECT_EQ(a.elapsed_us, b.elapsed_us);
+    std::vector<std::string> texts[2];
+    size_t which = 0;
+    for (auto* interval : {&a, &b}) {
+        eachKind(*interval, [&](const auto& kind, const auto& rows) {
+            texts[which].push_back(std::to_string(rows.sampled) + std::to_string(rows.elapsed_us));
+            for (auto& row : rows.rows) texts[which].push_back(textOf(kind, row));
+            if (rows.rest) texts[which].push_back("rest" + textOf(kind, *rows.rest));
+        });
+        which++;
+    }
+    EXPECT_EQ(texts[0], texts[1]);
+}
+
+static LogReader readerOf(const std::string& log, size_t most = SIZE_MAX) {
+    auto at = std::make_shared<size_t>(0);
+    return LogReader([&log, at, most](char* to, size_t size) {
+        const size_t n = std::min({size, most, log.size() - *at});
+        memcpy(to, log.data() + *at, n);
+        *at += n;
+        return n;
+    });
+}
+
+static std::string logOf(size_t intervals) {
+    LogWriter writer;
+    std::string log;
+    ViewRow view;
+    view.areas = "cpu cores", view.rows = 7;
+    writer.head({"1.2.0", "db\"7", "boot", "run"}, view, {1000, 60}, log);
+    for (size_t i = 0; i < intervals; i++) writer.interval(sample(i, 2000 + static_cast<int64_t>(i) * 2000), log);
+    return log;
+}
+
+TEST(Log, GivesBackWhatWasWritten) {
+    const auto log = logOf(50);
+    for (const size_t piece : {size_t{1}, size_t{7}, size_t{100000}}) {
+        auto reader = readerOf(log, piece);
+        Interval found;
+        ASSERT_EQ(reader.next(found), LogReader::Found::Head);
+        EXPECT_EQ(reader.head().host, "db\"7");
+        EXPECT_EQ(reader.view().areas, "cpu cores");
+        EXPECT_EQ(reader.view().rows, 7U);
+        EXPECT_FALSE(reader.headDamaged());
+        for (size_t i = 0; i < 50; i++) {
+            ASSERT_EQ(reader.next(found), LogReader::Found::Interval);
+            EXPECT_FALSE(found.damaged);
+            EXPECT_EQ(found.number, i + 1);
+            expectEqual(found, sample(i, 2000 + static_cast<int64_t>(i) * 2000));
+        }
+        EXPECT_EQ(reader.next(found), LogReader::Found::End);
+        EXPECT_EQ(reader.bytesRead(), log.size());
+    }
+}
+
+// Whatever byte changes, its interval or the head fails, and no other does.
+TEST(Log, OneChangedByteDamagesOneInterval) {
+    const auto good = logOf(4);
+    std::vector<size_t> ends; // of the head and of each interval
+    for (size_t at = 0; (at = good.find("\nEND,", at)) != good.npos;) ends.push_back(at = good.find('\n', at + 1) + 1);
+    ASSERT_EQ(ends.size(), 5U);
+    for (size_t at = 0; at < good.size(); at++) {
+        for (const char change : {'\x01', '\x20', '\x7F'}) {
+            auto log = good;
+            log[at] = static_cast<char>(log[at] ^ change);
+            const auto part = static_cast<size_t>(std::upper_bound(ends.begin(), ends.end(), at) - ends.begin());
+            auto reader = readerOf(log);
+            Interval found;
+            size_t whole = 0;
+            std::vector<uint64_t> seen;
+            bool badHead = false;
+            for (LogReader::Found what{}; (what = reader.next(found)) != LogReader::Found::End;) {
+                if (what == LogReader::Found::Torn) break;
+                if (what == LogReader::Found::Head) badHead |= reader.headDamaged();
+                else if (!found.damaged) whole++, seen.push_back(found.number);
+            }
+            if (part == 0) {
+                EXPECT_TRUE(badHead) << at;
+            } else {
+                // Of the next one the start can be lost with the newline that ends this one.
+                EXPECT_GE(whole, at + 1 == ends[part] ? 2U : 3U) << at;
+                EXPECT_EQ(std::count(seen.begin(), seen.end(), part), 0) << at << " " << int(change);
+                EXPECT_FALSE(badHead);
+            }
+        }
+    }
+}
+
+TEST(Log, CutAtEveryByteIsTornOrEnds) {
+    const auto good = logOf(2);
+    for (size_t length = 0; length <= good.size(); length++) {
+        const auto log = good.substr(0, length);
+        auto reader = readerOf(log);
+        Interval found;
+        size_t whole = 0;
+        LogReader::Found last{};
+        while ((last = reader.next(found)) == LogReader::Found::Head || last == LogReader::Found::Interval)
+            if (last == LogReader::Found::Interval) whole += !found.damaged;
+        EXPECT_LE(whole, 2U);
+        EXPECT_TRUE(last == LogReader::Found::Torn || length == 0 || log.back() == '\n') << length;
+    }
+}
+
+TEST(Log, RubbishIsNoInterval) {
+    for (const std::string& log :
+         {std::string("END,\n"), std::string("hello\n"), std::string(100000, '\0'), std::string("#wyrt\nEND,,,,,,\n"),
+          std::string("END,2026-11-21T14:05:10.000+01:00,2.000137,31,212,48211,9f3a01c4\n"),
+          std::string("CPU,x,y\nEND,2026-11-21T14:05:10.000+01:00,2.000137,1,1,8,00000000\n")}) {
+        auto reader = readerOf(log);
+        Interval found;
+        for (LogReader::Found what{};
+             (what = reader.next(found)) != LogReader::Found::End && what != LogReader::Found::Torn;)
+            EXPECT_TRUE(what == LogReader::Found::Head ? reader.headDamaged() : found.damaged) << log.substr(0, 60);
+    }
+}
+
+TEST(Log, ReadsWhatALaterProgramWrites) {
+    // More kinds, more fields, in another order.
+    std::string log =
+        "#wyrt,2,9.0,h,b,r,new\n#CPU,time,secs,newer,user,nice\n#NEW,time,secs,a\n#VIEW,time,secs,areas,x\n"
+        "VIEW,1970-01-01T00:00:00.000+00:00,0.000000,cpu,5\n";
+    const auto end = [&](size_t from, const char* number) {
+        std::string line = "END,1970-01-01T00:00:00.000+00:00,1.000000," + std::string(number) + ",1," +
+                           std::to_string(log.size() - from) + ",";
+        char sum[9];
+        snprintf(sum, sizeof sum, "%08x", crc32c(log.substr(from) + line));
+        log += line + sum + "\n";
+    };
+    end(0, "0");
+    const size_t from = log.size();
+    log += "NEW,1970-01-01T00:00:00.000+00:00,1.000000,5\nCPU,1970-01-01T00:00:00.000+00:00,1.000000,9,7,,more\n";
+    end(from, "1");
+    auto reader = readerOf(log);
+    Interval found;
+    ASSERT_EQ(reader.next(found), LogReader::Found::Head);
+    EXPECT_FALSE(reader.headDamaged());
+    EXPECT_EQ(reader.view().areas, "cpu");
+    ASSERT_EQ(reader.next(found), LogReader::Found::Interval);
+    EXPECT_FALSE(found.damaged);
+    ASSERT_TRUE(found.cpu.one());
+    EXPECT_EQ(found.cpu.one()->user_us, 7U);
+    EXPECT_FALSE(found.cpu.one()->nice_us);
+    EXPECT_EQ(reader.uses().find("NEW")->second.records, 1U);
+}
+
+TEST(Crc, KnownSums) {
+    EXPECT_EQ(crc32c("123456789"), 0xE3069283U);
+    EXPECT_EQ(crc32c(""), 0U);
+    std::mt19937 random(1);
+    std::string bytes;
+    for (int i = 0; i < 1000; i++) {
+        EXPECT_EQ(crc32c(bytes), crc32cByTable(bytes));
+        const auto cut = bytes.size() ? random() % bytes.size() : 0;
+        EXPECT_EQ(crc32c(bytes.substr(cut), crc32c(bytes.substr(0, cut))), crc32c(bytes));
+        bytes += static_cast<char>(random());
+    }
+}
+
+TEST(Moments, BothWays) {
+    for (const char* text :
+         {"2026-11-21T14:05:10.000+01:00", "1970-01-01T00:00:00.000+00:00", "2024-02-29T23:59:59.999-09:30",
+          "1969-12-31T23:59:59.001+00:00", "9999-12-31T23:59:59.999+14:00", "0000-03-01T00:00:00.000+00:00"}) {
+        const auto moment = parseMoment(text);
+        ASSERT_TRUE(moment) << text;
+        std::string again;
+        appendMoment(again, *moment);
+        EXPECT_EQ(again, text);
+    }
+    EXPECT_EQ(parseMoment("2026-11-21T14:05:10.000+01:00")->epoch_ms, 1795266310000);
+    for (const char* text : {"", "2026-11-21", "2026-13-21T14:05:10.000+01:00", "2026-11-21 14:05:10.000+01:00",
+                             "2026-11-21T14:05:10.000+01:0x", "2026-11-21T14:05:10.000+01:000"})
+        EXPECT_FALSE(parseMoment(text)) << text;
+}
+
+TEST(Seconds, BothWays) {
+    for (const int64_t value : {int64_t{0}, int64_t{1}, int64_t{2000137}, int64_t{-5}, int64_t{999999999999999}}) {
+        std::string text;
+        appendSeconds(text, value);
+        EXPECT_EQ(parseSeconds(text), value) << text;
+    }
+    for (const char* text : {"", "1", "1.5", ".000000", "x.000000", "1.00000x", "99999999999999.000000"})
+        EXPECT_FALSE(parseSeconds(text)) << text;
+}
+
+TEST(Budget, SumsStayExact) {
+    std::mt19937_64 random(3);
+    for (int round = 0; round < 50; round++) {
+        Rows<CoreRow> rows;
+        uint64_t user = 0, system = 0;
+        const size_t count = random() % 60;
+        for (size_t i = 0; i < count; i++) {
+            auto& row = rows.rows.emplace_back();
+            row.core = i, row.user_us = random() % 1000, row.system_us = random() % 1000;
+            user += *row.user_us, system += *row.system_us;
+        }
+        const auto all = rows.rows;
+        BudgetSpace space;
+        applyBudget(CoreKind, rows, 20, space, [](const CoreRow& row) { return row.core == 3; });
+        EXPECT_LE(rows.rows.size(), 21U);
+        EXPECT_EQ(rows.rest.has_value(), count > rows.rows.size());
+        const bool has3 = std::any_of(rows.rows.begin(), rows.rows.end(), [](auto& r) { return r.core == 3; });
+        EXPECT_EQ(has3, count > 3);
+        const auto sum = [&](auto member) {
+            uint64_t total = rows.rest ? (*rows.rest.*member).value_or(0) : 0;
+            for (auto& row : rows.rows) total += (row.*member).value_or(0);
+            return total;
+        };
+        if (count > 20) {
+            EXPECT_EQ(sum(&CoreRow::user_us), user);
+            EXPECT_EQ(sum(&CoreRow::system_us), system);
+            // The largest by each figure is there.
+            const auto largest =
+                std::max_element(all.begin(), all.end(), [](auto& a, auto& b) { return a.user_us < b.user_us; });
+            EXPECT_TRUE(
+                std::any_of(rows.rows.begin(), rows.rows.end(), [&](auto& r) { return r.core == largest->core; }));
+        }
+    }
+}
