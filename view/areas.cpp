@@ -1,0 +1,36 @@
+#include "view/areas.h"
+
+#include "view/cpu.h"
+#include "view/self.h"
+
+#include <algorithm>
+
+static constexpr Area Areas[] = {
+    {"cpu",   "CPU shares, run queue, switches, interrupts, forks, load", "/proc/stat, /proc/loadavg",           true,  showCpu },
+    {"cores", "the same shares for each core, with its frequency",        "/proc/stat, /sys/devices/system/cpu", false,
+     showCores                                                                                                                  },
+    {"self",  "what wyrt itself costs, and what it could not do",         "getrusage, /proc/self",               false, showSelf},
+};
+
+std::span<const Area> areas() { return Areas; }
+
+const Area* findArea(std::string_view word) {
+    const auto found = std::find_if(std::begin(Areas), std::end(Areas), [&](auto& area) { return area.word == word; });
+    return found == std::end(Areas) ? nullptr : found;
+}
+
+static bool isAsked(const ViewRow& asked, std::string_view word) {
+    const std::string_view list = asked.areas;
+    for (size_t at = 0; at <= list.size();) {
+        const auto end = std::min(list.find(' ', at), list.size());
+        if (list.substr(at, end - at) == word) return true;
+        at = end + 1;
+    }
+    return false;
+}
+
+void showInterval(const Interval& interval, const View& view, Page& page) {
+    showTop(interval, view, page);
+    for (auto& area : Areas)
+        if (isAsked(view.asked, area.word)) area.show(interval, view, page);
+}

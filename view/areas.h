@@ -1,0 +1,35 @@
+// The one list of areas: their words on the command line, what they show, and how.
+#pragma once
+
+#include "record/interval.h"
+#include "record/log.h"
+#include "view/page.h"
+
+#include <span>
+#include <string>
+#include <string_view>
+
+// What the tables are asked to show besides the areas: of the command line, or of a log's head.
+struct View {
+    const LogHead& head;
+    const ViewRow& asked;
+    size_t rowsOr(size_t most) const { return asked.rows ? static_cast<size_t>(*asked.rows) : most; }
+};
+
+struct Area {
+    std::string_view word;    // "disk"
+    std::string_view help;    // one line
+    std::string_view sources; // the kernel files that it is read from, for `wyrt check`
+    bool byDefault;           // of `live` without areas
+    void (*show)(const Interval& interval, const View& view, Page& page);
+};
+
+// In the order in which they are shown.
+std::span<const Area> areas();
+// Null: there is none of that word.
+const Area* findArea(std::string_view word);
+
+// The first line of every interval: host, time, number, elapsed time, size of the machine, own cost.
+void showTop(const Interval& interval, const View& view, Page& page);
+// A whole interval: the first line, then the areas of view.asked in the list's order.
+void showInterval(const Interval& interval, const View& view, Page& page);

@@ -1,0 +1,105 @@
+#include "view/format.h"
+
+#include "record/escape.h"
+
+#include <cmath>
+#include <cstdio>
+#include <iterator>
+
+std::string fixedText(double value, int decimals) {
+    char text[64];
+    const int n = snprintf(text, sizeof text, "%.*f", decimals, value);
+    const std::string_view shown(text, n < 0 ? 0 : static_cast<size_t>(n));
+    // -0.0 is 0.
+    return std::string(shown.find_first_not_of("-0.") == shown.npos && shown.starts_with('-') ? shown.substr(1)
+                                                                                              : shown);
+}
+
+// With a letter for the step, one decimal below `tens`.
+static std::string stepped(double value, double step, double tens, int first) {
+    constexpr const char* Letters[] = {"", "K", "M", "G", "T", "P", "E"};
+    size_t letter = 0;
+    const bool negative = value < 0;
+    value = std::fabs(value);
+    while (letter + 1 < std::size(Letters) && (letter == 0 ? std::round(value) >= first : value >= step - 0.5)) {
+        value /= step, letter++;
+        if (value < step - 0.5) break;
+    }
+    return (negative ? "-" : "") + fixedText(value, value < tens - 0.05 && letter > 0 ? 1 : 0) + Letters[letter];
+}
+
+std::string countText(double value) {
+    if (value == 0) return "0";
+    if (std::fabs(value) < 9.95) return std::floor(value) == value ? fixedText(value, 0) : fixedText(value, 1);
+    return stepped(value, 1000, 100, 10000);
+}
+
+std::string sizeText(double bytes) { return stepped(bytes, 1024, 100, 1024); }
+
+std::string bitsText(double bits) {
+    auto text = stepped(bits, 1000, 10, 1000);
+    if (const auto at = text.find(".0"); at != text.npos) text.erase(at, 2);
+    return text;
+}
+
+std::string spanText(double seconds) {
+    if (seconds < 99.5) return fixedText(seconds, 0) + "s";
+    if (seconds < 99.5 * 60) return fixedText(seconds / 60, 0) + "m";
+    if (seconds < 47.5 * 3600) return fixedText(seconds / 3600, 0) + "h";
+    return fixedText(seconds / 86400, 0) + "d";
+}
+
+std::string percentText(std::optional<double> part, double whole) {
+    return part && whole > 0 ? fixedText(*part * 100 / whole, 1) : std::string(NoValue);
+}
+
+std::string safeText(std::string_view text) {
+    std::string escaped;
+    escape(text, escaped);
+    // Commas, quotes and backslashes harm a log, but no terminal.
+    std::string shown;
+    for (size_t i = 0; i < escaped.size(); i++) {
+        const auto code = std::string_view(escaped).substr(i, 4);
+        const char plain = code == "\\x2C" ? ',' : code == "\\x22" ? '"' : code == "\\x5C" ? '\\' : '\0';
+        shown += plain ? plain : escaped[i];
+        if (plain) i += 3;
+    }
+    return shown;
+}
+
+// The number of the character that begins at `at`, and its length; texts here are UTF-8 already.
+static char32_t characterAt(std::string_view text, size_t at, size_t& length) {
+    const auto first = static_cast<unsigned char>(text[at]);
+    length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 1;
+    if (length == 1 || at + length > text.size()) return length = 1, first;
+    char32_t code = first & (0xFFU >> (length + 1));
+    for (size_t i = 1; i < length; i++) code = code << 6 | (static_cast<unsigned char>(text[at + i]) & 0x3FU);
+    return code;
+}
+
+static size_t columnsOf(char32_t code) {
+    const auto within = [code](char32_t low, char32_t high) { return code >= low && code <= high; };
+    if (within(0x300, 0x36F) || within(0x200B, 0x200F) || within(0x202A, 0x202E) || within(0x20D0, 0x20FF) ||
+        within(0xFE00, 0xFE0F))
+        return 0;
+    return within(0x1100, 0x115F) || within(0x2E80, 0x303E) || within(0x3041, 0xA4CF) || within(0xAC00, 0xD7A3) ||
+                   within(0xF900, 0xFAFF) || within(0xFE30, 0xFE6F) || within(0xFF00, 0xFF60) ||
+                   within(0xFFE0, 0xFFE6) || within(0x1F300, 0x1FAFF) || within(0x20000, 0x3FFFD)
+               ? 2
+               : 1;
+}
+
+size_t textWidth(std::string_view text) {
+    size_t width = 0, length = 0;
+    for (size_t at = 0; at < text.size(); at += length) width += columnsOf(characterAt(text, at, length));
+    return width;
+}
+
+std::string_view cutToWidth(std::string_view text, size_t width) {
+    size_t used = 0, length = 0, at = 0;
+    for (; at < text.size(); at += length) {
+        used += columnsOf(characterAt(text, at, length));
+        if (used > width) break;
+    }
+    return text.substr(0, at);
+}

@@ -1,0 +1,90 @@
+#include "view/page.h"
+
+#include "view/format.h"
+
+#include <algorithm>
+#include <climits>
+
+static std::string_view startOf(Tone tone) {
+    switch (tone) {
+    case Tone::Title:
+        return "\x1B[1m";
+    case Tone::Bad:
+        return "\x1B[1;31m";
+    case Tone::Notice:
+        return "\x1B[33m";
+    case Tone::Dim:
+        return "\x1B[2m";
+    case Tone::Plain:
+        break;
+    }
+    return {};
+}
+
+void Page::piece(std::string_view text, size_t& used, Tone tone) {
+    if (columns) text = cutToWidth(text, columns - std::min(columns, used));
+    used += textWidth(text);
+    const auto start = colors && !text.empty() ? startOf(tone) : std::string_view{};
+    out += start, out += text;
+    if (!start.empty()) out += "\x1B[0m";
+}
+
+void Page::newline() {
+    // Blanks at the end of a line say nothing.
+    while (out.ends_with(' ')) out.pop_back();
+    out += '\n';
+}
+
+void Page::line(std::string_view text, Tone tone) {
+    size_t used = 0;
+    piece(text, used, tone);
+    newline();
+}
+
+// --- Tables
+
+// Which columns fit: whole ones go by rank, of equal rank the last first.
+static std::vector<bool> fitting(std::span<const Column> columns, const std::vector<size_t>& widths, size_t room) {
+    std::vector<bool> shown(columns.size(), true);
+    size_t needed = 0;
+    for (size_t i = 0; i < columns.size(); i++) needed += widths[i] + (i ? 1 : 0);
+    while (room && needed > room) {
+        size_t worst = columns.size();
+        for (size_t i = 0; i < columns.size(); i++)
+            if (shown[i] && columns[i].rank > 0 && (worst == columns.size() || columns[i].rank >= columns[worst].rank))
+                worst = i;
+        if (worst == columns.size()) break;
+        shown[worst] = false;
+        needed -= widths[worst] + 1;
+    }
+    return shown;
+}
+
+void Table::show(Page& page) const {
+    std::vector<size_t> widths;
+    for (auto& column : columns) widths.push_back(std::max(column.width, textWidth(column.title)));
+    for (size_t i = 0; i < cells.size(); i++) {
+        auto& width = widths[i % columns.size()];
+        width = std::max(width, textWidth(cells[i].text));
+    }
+    const auto shown = fitting(columns, widths, page.width());
+    const auto row = [&](auto textOf, auto toneOf) {
+        size_t used = 0;
+        bool first = true;
+        for (size_t i = 0; i < columns.size(); i++) {
+            if (!shown[i]) continue;
+            const std::string_view text = textOf(i);
+            const std::string padding(widths[i] - std::min(widths[i], textWidth(text)), ' ');
+            if (!first) page.piece(" ", used);
+            first = false;
+            if (!columns[i].left) page.piece(padding, used);
+            page.piece(text, used, toneOf(i));
+            if (columns[i].left) page.piece(padding, used);
+        }
+        page.newline();
+    };
+    row([&](size_t i) { return columns[i].title; }, [](size_t) { return Tone::Title; });
+    for (size_t at = 0; at + columns.size() <= cells.size(); at += columns.size())
+        row([&](size_t i) -> std::string_view { return cells[at + i].text; },
+            [&](size_t i) { return cells[at + i].tone; });
+}

@@ -1,0 +1,6 @@
+// The own cost.
+#pragma once
+
+#include "view/areas.h"
+
+void showSelf(const Interval& interval, const View& view, Page& page);
