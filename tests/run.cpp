@@ -4,6 +4,7 @@
 //     worlds --show WORLD OUTPUT-FOLDER    writes stdout, stderr, status and log of one run to a folder
 #include "classic/monitor/loop.h"
 #include "tests/world/world.h"
+#include "wyrt/dispatch.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -50,9 +51,11 @@ static void runHere(const fs::path& folder, const fs::path& out) {
     redirect(STDERR_FILENO, out / "stderr");
     std::string status;
     try {
-        status = std::to_string(monitor(static_cast<int>(words.size()), argv.data()));
+        status = std::to_string(wyrtMain(static_cast<int>(words.size()), argv.data(), monitor));
     } catch (const TKilled&) {
         status = "killed";
+    } catch (const TBecame&) {
+        status = "became another program";
     }
     setText(out / "log", world.log);
     setText(out / "status", status + "\n");

@@ -26,6 +26,9 @@ struct TSpaceFacts {
 // The end of a run that would have gone on: the world has no further step.
 struct TKilled {};
 
+// The end of a run that became another program.
+struct TBecame {};
+
 class World {
     struct Step;
     std::vector<std::vector<std::vector<std::string>>> steps; // directives, each its words and its body

@@ -1,0 +1,23 @@
+// The made-up machine behind base/program.h.
+#include "base/program.h"
+
+#include "tests/world/world.h"
+
+#include <cerrno>
+
+std::string ownPath() {
+    const auto* link = World::current->find("/proc/self/exe");
+    return link ? link->text : "";
+}
+
+// PATH has /usr/bin only.
+int becomeProgram(const char* path, char* const argv[]) {
+    const std::string name = path;
+    const auto where = World::normal(name.find('/') == name.npos ? "/usr/bin/" + name : name);
+    if (const int error = World::current->failure("open", where)) return error;
+    if (!World::current->find(where)) return ENOENT;
+    World::current->log += "become " + where;
+    for (size_t i = 1; argv[i]; i++) World::current->log += std::string(" ") + argv[i];
+    World::current->log += "\n";
+    throw TBecame{};
+}

@@ -1,0 +1,94 @@
+#include "wyrt/dispatch.h"
+
+#include "base/nearest.h"
+#include "base/output.h"
+#include "base/program.h"
+#include "wyrt/version.h"
+#include "wyrt/words.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+struct Command {
+    std::string_view word;
+    Program run;
+    const char* help;
+    const char* example;
+};
+} // namespace
+
+// --- Commands of the other program
+
+// Where wyrtlog is: beside this program, where the package puts it, or wherever PATH finds it.
+static std::array<std::string, 3> logPrograms() {
+    std::string folder = ownPath();
+    folder.resize(folder.rfind('/') + 1); // npos + 1: empty
+    if (folder.empty()) return {"", "", "wyrtlog"};
+    return {folder + "wyrtlog", folder + "../libexec/wyrt/wyrtlog", "wyrtlog"};
+}
+
+static int runLogProgram(int argc, char** argv) {
+    std::string name = "wyrtlog";
+    std::vector<char*> arguments{name.data()};
+    arguments.insert(arguments.end(), argv + 1, argv + argc);
+    arguments.push_back(nullptr);
+    int error = ENOENT;
+    for (const auto& path : logPrograms()) {
+        if (path.empty()) continue;
+        const int result = becomeProgram(path.c_str(), arguments.data());
+        if (result != ENOENT && result != ENOTDIR) error = result;
+    }
+    const char* reason =
+        error == ENOENT ? "it is neither beside this program nor in ../libexec/wyrt nor in PATH" : strerror(error);
+    return failed(std::string("wyrtlog, which does ") + argv[1] + ", cannot be started: " + reason);
+}
+
+// --- The commands
+
+static constexpr Command Commands[] = {
+    {"show", runLogProgram, "the tables of a log", "wyrt show day.wyrt"},
+    {"info", runLogProgram, "what a log holds",    "wyrt info day.wyrt"},
+};
+
+static const Command* findCommand(std::string_view word) {
+    for (const auto& command : Commands)
+        if (command.word == word) return &command;
+    return nullptr;
+}
+
+std::string_view nearlyCommand(std::string_view word) {
+    if (findCommand(word) || word.starts_with('-')) return {}; // options are classic's
+    for (const auto& command : Commands)
+        if (editDistance(word, command.word) == 1) return command.word;
+    return {};
+}
+
+static int showHelp() {
+    say("wyrt %s: what happens on this host, and who does it\n\n", programVersion());
+    for (const auto& c : Commands) say("  %-8s %-42s %s\n", std::string(c.word).c_str(), c.help, c.example);
+    sayText("\nwyrt COMMAND --help lists the command's options.\n"
+            "All other arguments belong to the classic form, wyrt -b -p 10 -c 3; wyrt -h lists them.\n");
+    flushOutput();
+    return 0;
+}
+
+static int showVersion() {
+    say("wyrt %s\n", programVersion());
+    flushOutput();
+    return 0;
+}
+
+int wyrtMain(int argc, char** argv, Program classic) {
+    if (argc < 2) return classic(argc, argv);
+    const std::string_view first = argv[1];
+    if (first == "--help") return showHelp();
+    if (first == "--version") return showVersion();
+    if (const auto* command = findCommand(first)) return command->run(argc, argv);
+    if (const auto meant = nearlyCommand(first); !meant.empty())
+        return refused("there is no command " + quoted(first) + "; the nearest is " + std::string(meant));
+    return classic(argc, argv);
+}

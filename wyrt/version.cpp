@@ -1,0 +1,3 @@
+#include "wyrt/version.h"
+
+const char* programVersion() { return WYRT_VERSION; }

@@ -1,0 +1,4 @@
+// The program's version, as CMakeLists.txt has it.
+#pragma once
+
+const char* programVersion();

@@ -1,0 +1,24 @@
+#include "wyrt/words.h"
+
+#include "base/door.h"
+#include "base/output.h"
+
+#include <algorithm>
+
+std::string quoted(std::string_view text) {
+    constexpr size_t Most = 100; // bytes: the line stays one that can be read
+    std::string shown(text.substr(0, Most));
+    std::replace(shown.begin(), shown.end(), '\n', '?');
+    maskControls(shown);
+    return "'" + shown + (text.size() > Most ? "...'" : "'");
+}
+
+int failed(const std::string& why) {
+    putErr("wyrt: " + why + "\n");
+    return Failed;
+}
+
+int refused(const std::string& why, std::string_view help) {
+    putErr("wyrt: " + why + " (see " + std::string(help) + ")\n");
+    return WrongUsage;
+}
