@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Names, paths, descriptions, mounts, interfaces, accounts and tools as an enemy would choose them, the real kernel showing
-# them: the run comes to its end in little memory, runs nothing, removes nothing but what it should, and no control byte
-# reaches a terminal. As root and as an ordinary user. In namespaces of its own.
-# shellcheck disable=SC2016 # names like "$(>oops)" are meant as they stand
+# Names, paths, descriptions, mounts, interfaces, accounts and tools as an attacker would choose them, on the real
+# kernel. The run must end in little memory, run none of these names as a command, remove only what it should, and send
+# no control byte to a terminal. Runs as root and as an ordinary user, in namespaces of its own.
+# shellcheck disable=SC2016 # names like "$(>oops)" must not be expanded
 set -u
 # shellcheck source=tests/live/common.bash
 . "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
@@ -16,10 +16,10 @@ export LC_ALL=C
 sandbox=$(mktemp -d) || exit 1
 finish() {
     cd / || exit 1
-    umount -l "$sandbox" 2>/dev/null # with all that is mounted below
+    umount -l "$sandbox" 2>/dev/null # with all mounts below it
     rm -rf --one-file-system "$sandbox"
 }
-trap finish EXIT # the processes end with their namespace
+trap finish EXIT # the other processes end with their namespace
 mount -t tmpfs wyrt-attack "$sandbox" 2>/dev/null
 cd "$sandbox" || exit 1
 chmod 755 .
@@ -29,8 +29,8 @@ exec {never}<>never
 
 pause() { read -rt "$1" -u "$never"; }
 
-# ended NAME OPTION...: the program ends by itself, in time and with 200 MB of addresses, most of which are its code's
-# and its libraries'; what it printed is in "out" and "err".
+# ended NAME OPTION...: the program must end by itself, in time and with an address space of 200 MB, most of which its
+# code and libraries take. Its output is in "out" and "err".
 limited() { (ulimit -v 200000 && exec timeout 60 "$@"); }
 ended() {
     local name=$1 status
@@ -43,7 +43,7 @@ shows() { grep -aqF -e "$2" out || echo "$1 is not shown"; }
 
 # --- Processes and files
 
-named() { # NAME: a process of that name
+named() { # NAME: starts a process with this name
     (printf '%s' "$1" >"/proc/$BASHPID/comm" && read -r -u "$never") &
 }
 Hostile=('a) R 1 2 (b' '(((' ')))' $'two\nlines' $'\e[31mred\a' '%s%n%x%d' '123456789012345' $'\x9b31m\xc2\x9b31m' $'tab\tblank ' $'\n' $'\xff\xfe' '')
@@ -54,13 +54,13 @@ bash -c 'read -r' "$long" "$long" "$long" <&"$never" &
 (exec -a '' sleep 1000) &
 (exec -a $'\e]0;title\a\x9b31m\xc2\x9b31m' sleep 1000) &
 (exec -a '%s%n%s' sleep 1000) &
-(exec -a '' cat <&"$never") & # nothing but a NUL
-# A file that moves on, with a name, and another one at the end of a path longer than the kernel tells.
+(exec -a '' cat <&"$never") & # its command line is a single NUL
+# A file with a hostile name whose position moves, and another one on a path longer than the kernel reports.
 writing() { while :; do echo x; read -rt 0.02 -u "$never"; done >"$1"; }
 writing $'\e[31m a,b$\x9b\nc' &
 printf -v part '%0250d' 0
 (for ((i = 0; i < 20; i++)); do mkdir -p "$part" && cd -P "./$part" 2>/dev/null || cd "./$part" || exit; done; writing file) &
-# A user whose name is not friendly.
+# A user with a hostile name.
 Hostile_user=''
 uid=64321
 if { cat /etc/passwd; printf 'u\e[1m\x9b;$(>oops):x:%d:%d::/:/bin/sh\n' "$uid" "$uid"; } >passwd &&
@@ -69,7 +69,7 @@ if { cat /etc/passwd; printf 'u\e[1m\x9b;$(>oops):x:%d:%d::/:/bin/sh\n' "$uid" "
     Hostile_user=$'u\e[1m\x9b'
 fi
 
-# --- Descriptions: a thread each, and the file that is in its place
+# --- Descriptions: for each thread, what is in the place of its file
 
 "$churner" 12 &
 busy=$!
@@ -94,7 +94,7 @@ ln -s missing "$(place 9)"
 ln -s "${tasks[10]##*/}" "$(place 10)"
 ln -sf "$busy-${tasks[10]##*/}" "$(place 10)"
 printf '%d\nordinary\n' "$Time" >"$(place 11)"
-# Of processes that are gone: the link goes, what it leads to stays.
+# Descriptions of processes that have ended: a link is removed, its target stays.
 printf 'kept\n' >target
 ln -s ../target desc/4000001-1
 mkfifo desc/4000002-1
@@ -105,7 +105,7 @@ chown -R 0:0 desc 2>/dev/null
 as=()
 ended 'hostile names: tables' -p 60 -k -f -R 0 -T 1 -c 2 -i 500
 verdict 'arguments and files are shown' "$(shows 'the open file' $'\e[31m a,b$\x9b')$(shows 'the control bytes' $'\e]0;title\a\x9b31m\xc2\x9b31m 1000')$(shows '%s%n%s' '%s%n%s 1000')$(shows 'the long arguments' "bash -c read -r 000000")"
-# The thread rows end in the description and the command.
+# Thread rows end with the description and the command.
 grep -a "\[ *$busy\] " out | grep -ao '  *\[[^]0-9 ].*\]  ' | sed 's/^ *//;s/ *$//' | sort -u >descriptions
 printf '%s\n' '[behind a link]' '[ordinary]' '[the end has no newline]' "$([ "$(id -u)" = 0 ] && echo '[not for everyone]')" $'[\e[31mcolour\x9b31m\xc2\x9b%n]' |
     sed '/^$/d' | sort >expected
@@ -115,7 +115,7 @@ verdict 'only links and files are removed' "$(
     [ -L desc/4000001-1 ] && echo 'the link of a process that is gone is still there'
     for kept in 4000003-1 name -1-1; do [ -e "desc/$kept" ] || echo "$kept is gone"; done
 )"
-# Names may hold newlines, so a record may go on in the next line.
+# Names may hold newlines, so a record may continue on the next line.
 ended 'hostile names: records' -Z -p 60 -f -R 0 -T 1 -c 2 -i 300
 verdict 'names are shown' "$(for name in kept-name '%s%n%x%d' 123456789012345 $'\e[31mred\a' '((('; do shows "$name" ",$name,"; done)$(shows 'a user name' ",$Hostile_user")"
 ended 'hostile names: listing' -P ps,mem -F -S -c 0 -b
@@ -134,7 +134,7 @@ else
     echo "skip an ordinary user: this user cannot become another one"
 fi
 
-# --- Where the directory of descriptions should be
+# --- Other things in the place of the directory of descriptions
 
 kill -STOP "$busy"
 mv desc kept-desc
@@ -168,7 +168,7 @@ hostile_mount() { mkdir -p "$1" && mount -t tmpfs -o size=1m "$2" "$1" 2>/dev/nu
 hostile_mount $'m \t\n\\\e[31m\x9b,$' $'dev \e[31m'
 hostile_mount '%s%n' '%s%n'
 hostile_mount 'over' one
-mkdir -p over/below && hostile_mount over/below hidden && hostile_mount over two # its directory is no more
+mkdir -p over/below && hostile_mount over/below hidden && hostile_mount over two # this hides the directory of the first mount
 (for ((i = 0; i < 15; i++)); do mkdir -p "$part" && cd "./$part" || exit; done; mount -t tmpfs -o size=1m deep . 2>/dev/null)
 if [ -n "$mounted" ]; then
     ended 'hostile mounts' -m -v -d 8 -c 2 -i 100
@@ -197,7 +197,7 @@ else
     echo "skip interfaces: none can be made"
 fi
 
-# --- A terminal that shows all of it
+# --- All of this on a terminal
 
 if command -v script >/dev/null; then
     mkdir desc
@@ -219,7 +219,7 @@ fi
 
 kill -STOP "$busy"
 mkdir tools
-tools_say() { # what they do, a shell command
+tools_say() { # COMMAND: the shell command that each tool runs
     local tool
     for tool in vgdisplay lvdisplay pvdisplay multipath ifconfig lsb_release dmidecode lshal; do
         printf '#!/bin/sh\n%s\n' "$1" >"tools/$tool"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The real program against /proc/stat and /proc/meminfo as they were around the moments of its samples. The shell keeps
-# snapshots; the program's sample lies between the last one before its TIME stamp and the first one after its output.
+# Compares the real program with /proc/stat and /proc/meminfo at about the same time. The shell takes snapshots; a
+# sample of the program was taken between the last snapshot before its TIME stamp and the first one after its output.
 set -u
 # shellcheck source=tests/live/common.bash
 . "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
@@ -11,10 +11,10 @@ trap '[ -n "$watcher" ] && kill "$watcher"; rm -rf "$folder"' EXIT
 trap 'exit 1' INT TERM
 mkfifo "$folder/wake" || exit 1
 
-now() { printf -v "$1" '%s' "${EPOCHREALTIME/[.,]/}"; } # into a variable, microseconds
+now() { printf -v "$1" '%s' "${EPOCHREALTIME/[.,]/}"; } # sets a variable, microseconds
 
-# A line each: when it began and ended, then user+nice, system+irq+softirq and all jiffies of the cpu line, interrupts,
-# context switches and forks. No process is started, which would be counted.
+# Prints one line a snapshot: its begin and end, then user+nice, system+irq+softirq and all jiffies of the cpu line,
+# interrupts, context switches and forks. It starts no processes, because they would be counted.
 watch() {
     local begin end cpu intr ctxt forks w fd
     exec {fd}<>"$folder/wake"
@@ -37,7 +37,7 @@ watch() {
 watch >"$folder/snapshots" &
 watcher=$!
 
-# Each line with the moment of its arrival.
+# Each line of the records, preceded by the time of its arrival.
 moment=0
 "$WYRT" -Z -b -r -c 2 -i 700 | while IFS= read -r line; do
     now moment
@@ -47,7 +47,7 @@ sleep 0.1
 kill "$watcher" && wait "$watcher" 2>/dev/null
 watcher=
 
-# --- What does not depend on the moment
+# --- Figures that do not depend on the time
 
 value() { awk -v key="$1:" '$1 == key { print $2 }' /proc/meminfo; }
 cores=$(grep -c '^cpu[0-9]' /proc/stat)
@@ -64,9 +64,9 @@ done
 rows=$(grep -c '\^CPU,' "$folder/records")
 if ((rows == 2 * cores)); then ok "a row for each core"; else bad "a row for each core" "$rows rows, $cores cores"; fi
 
-# --- What lies between the snapshots
+# --- Figures between the snapshots
 
-# The rates of interval 2, whose two samples have both a stamp and an arrival.
+# The rates of interval 2: both of its samples have a stamp and an arrival.
 awk -v basic="${basics[1]:-}" '
     function stamp(line, f) { split(line, f, ","); sub(/\$.*/, "", f[5]); return f[2] * 1000000 + f[5] * 1000 }
     FILENAME ~ /records$/ {
@@ -74,7 +74,7 @@ awk -v basic="${basics[1]:-}" '
         if ($2 ~ /^\^END_OF_INTERVAL/) arrivals[passes] = $1
         next
     }
-    # The last snapshot that was complete before a stamp, and the first that was begun behind an arrival.
+    # The last snapshot that ended before a stamp, and the first one that began after an arrival.
     { for (p = 1; p <= passes; p++) {
           if ($2 <= stamps[p]) before[p] = $0
           if ($1 >= arrivals[p] && !(p in after)) after[p] = $0
@@ -95,7 +95,7 @@ awk -v basic="${basics[1]:-}" '
         check("context switches", f[14] * seconds, 7, 0.01 * seconds + 0.5)
         check("interrupts", f[13] * seconds, 6, 0.01 * seconds + 0.5)
         check("forks", f[12] * seconds, 8, 0.01 * seconds + 0.5)
-        # Shares of all jiffies: as many of them as the snapshots allow, and two for the rounding.
+        # Shares of all jiffies, within the range that the snapshots allow and two jiffies for rounding.
         range(5); some = least; all = most
         range(3); low = least - 2; high = most + 2; share = f[2] + f[3]
         if (share >= 100 * low / all - 0.1 && (some <= 0 || share <= 100 * high / some + 0.1)) print "ok user time"
@@ -110,7 +110,7 @@ awk -v basic="${basics[1]:-}" '
 "$WYRT" -b -r -c 1 -i 200 >"$folder/table" 2>"$folder/errors"
 status=$?
 if ((status == 0)) && [ "$(tail -n 1 "$folder/table")" = Complete ]; then ok "the table ends"; else bad "the table ends" "status $status"; fi
-# The shell tells which of the start's tools this machine lacks.
+# The shell prints which of the tools of the start are missing.
 errors=$(grep -Ev '^sh: (line )?[0-9]+: [a-z_]+: ((command )?not found|Permission denied)$' "$folder/errors" | head -n 1)
 if [ -n "$errors" ]; then bad "no errors" "$errors"; else ok "no errors"; fi
 rows=$(awk '/CORE   USER/ { core = 1; next } core && NF == 9 { rows++ } END { print rows + 0 }' "$folder/table")

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Processes and sockets come and go, hundreds a second, while the program samples them: it comes to its end, says nothing
-# about what has just ended, agrees with /proc before and after, and neither grows nor keeps descriptors.
-# PASSES: how many samples are taken (500). SLACK: how many processes others may start or end meanwhile (20).
+# Hundreds of processes and sockets start and end each second while the program samples them. It must run to its end,
+# print no errors about processes that have just ended, agree with /proc before and after, and neither grow nor leak
+# descriptors. PASSES: number of samples (500). SLACK: how many processes others may start or end meanwhile (20).
 set -u
 # shellcheck source=tests/live/common.bash
 . "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
@@ -12,7 +12,7 @@ sandbox=$(mktemp -d) || exit 1
 run='' worker=''
 trap 'kill $run $worker 2>/dev/null; rm -rf "$sandbox"' EXIT
 
-# Sets `processes` and `threads` to what there is now.
+# Sets `processes` and `threads` to their present numbers.
 count() {
     processes=0 threads=0
     local status key value
@@ -23,7 +23,7 @@ count() {
     done 2>/dev/null
 }
 
-# await N: waits for the summary of interval N and sets `total` and `total_threads` to what it says.
+# await N: waits for the summary of interval N and sets `total` and `total_threads` to its figures.
 await() {
     local line=''
     total=-1 total_threads=-1
@@ -36,14 +36,14 @@ await() {
     total=${BASH_REMATCH[1]} total_threads=${BASH_REMATCH[2]}
 }
 
-disagreement() { # why the last summary and the last count are too far apart
+disagreement() { # prints a reason when the last summary and the last count are too far apart
     local off=$((total - processes)) off_threads=$((total_threads - threads))
     if ((${off#-} > slack || ${off_threads#-} > slack)); then
         echo "$total processes and $total_threads threads, /proc has $processes and $threads"
     fi
 }
 
-# Sets `memory` (KB) and `descriptors` to what the program has.
+# Sets `memory` (KB) and `descriptors` to those of the program.
 measure() {
     memory=$(awk '$1 == "VmRSS:" { print $2 }' "/proc/$run/status")
     descriptors=$(find "/proc/$run/fd" -type l | wc -l)
@@ -60,8 +60,8 @@ churn() {
     done
 }
 
-# Keeps the lines that are looked at. What others may not read is told in every pass, and is no fault of the run; nor is
-# a process that ends just when its file is opened, of which the kernel says "No such process" now and then.
+# Keeps the lines that are checked. "Permission denied" is printed in every pass for files that this user may not read,
+# and is no fault. Nor is "No such process", which the kernel sometimes returns for a process that is just ending.
 filter() {
     grep -a --line-buffered -E '^TIME|^Total|Created|\[ERROR\]|^Complete' |
         grep -a --line-buffered -v -e 'Permission denied' -e 'No such process' >"$sandbox/out"
@@ -86,7 +86,7 @@ kill "$worker"
 wait "$worker" 2>/dev/null
 worker=''
 why=
-# The first samples make the rooms; a larger sample than any before may enlarge them by a little.
+# The first samples allocate the buffers. A sample larger than all before may enlarge them a little.
 ((memory * 100 <= before * 101 + 12800)) || why="from $before KB to $memory KB"
 verdict memory "$why"
 why=
@@ -100,17 +100,17 @@ verdict end "$(disagreement)"
 wait "$run"
 status=$?
 run=''
-sleep 0.2 # until the filter has written its last lines
+sleep 0.2 # for the filter to write its last lines
 why=
 ((status == 0)) || why="status $status"
 [[ $(tail -n 1 "$sandbox/out") == Complete ]] || why="the last line is not Complete"
 verdict complete "$why"
 why=
 created=$(grep -a -c '++++ Created' "$sandbox/out")
-((created >= 20)) || why="only $created processes were seen to come"
+((created >= 20)) || why="only $created created processes were seen"
 verdict churn "$why"
 verdict messages "$(grep -a '\[ERROR\]' "$sandbox/out" | head -n 1)"
-# Threads that end before they are read are told on standard error, and by the shell the tools that this machine lacks;
-# nothing else is.
+# On standard error the program reports threads that end before they are read, and the shell reports missing tools.
+# Nothing else may be there.
 verdict 'standard error' "$(grep -a -v '/task.*: No such file or directory$' "$sandbox/err" |
     grep -a -Ev '^sh: (line )?[0-9]+: [a-z_]+: ((command )?not found|Permission denied)$' | head -n 1)"

@@ -1,8 +1,8 @@
-// Threads to watch, until it is killed.
+// Makes threads to watch, until it is killed.
 //
-//     live-churner          threads and loopback connections that come, work for a moment and end; each thread tells in
-//                           ./desc/PID-TID what it is, as applications do
-//     live-churner THREADS  so many threads that stay and work a little
+//     live-churner          threads and loopback connections that start, work for a moment and end; each thread writes its
+//                           description to ./desc/PID-TID, as applications do
+//     live-churner THREADS  this many threads that stay and work a little
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -16,7 +16,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-// Of the next second: the time of the start is only known to the second.
+// Writes the next second as the time, because the thread's start is only known to the second.
 static std::string describe() {
     auto path = "./desc/" + std::to_string(getpid()) + "-" + std::to_string(syscall(SYS_gettid));
     if (FILE* file = fopen(path.c_str(), "w")) {
@@ -32,7 +32,7 @@ static void burn(std::chrono::milliseconds time) {
     }
 }
 
-// A connection to itself with something unread in it, taken down without a rest that would stay for a minute.
+// Makes a connection to itself with unread data. It is reset at its end, so that no TIME_WAIT stays for a minute.
 static void connectForAWhile() {
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -51,7 +51,7 @@ static void connectForAWhile() {
         if (fd >= 0) close(fd);
 }
 
-// Long enough to be in two samples and longer.
+// A thread that lives long enough to be in several samples.
 static void live() {
     const auto path = describe();
     connectForAWhile();

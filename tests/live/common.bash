@@ -1,20 +1,20 @@
 # shellcheck shell=bash
-# What the live runs share; they source it.
+# Shared by the live runs, which source it.
 
 ok() { echo "ok $1"; }
 bad() { echo "not ok $1: $2"; }
 
-# verdict NAME WHY: good when there is no reason why not; of several reasons the first is told.
+# verdict NAME WHY: ok when WHY is empty; otherwise prints its first line as the reason.
 verdict() {
     if [ -z "$2" ]; then ok "$1"; else bad "$1" "${2%%$'\n'*}"; fi
 }
 
-# in_namespaces NAME: begins the script anew in mount, network and process namespaces of its own, where nothing but its own
-# work happens and what it mounts ends with it; the run is left out where none can be made.
+# in_namespaces NAME: starts the script again in its own mount, network and process namespaces. There no other program
+# interferes, and its mounts end with it. When no namespaces can be made, the run is skipped.
 in_namespaces() {
     local user
     [ -z "${WYRT_LIVE_INSIDE:-}" ] || return 0
-    for user in --mount-proc --map-root-user; do # the second: an ordinary user that may have a user namespace
+    for user in --mount-proc --map-root-user; do # the second is for an ordinary user who may make a user namespace
         if unshare "$user" --mount --net --pid --fork --mount-proc true 2>/dev/null; then
             WYRT_LIVE_INSIDE=1 exec unshare "$user" --mount --net --pid --fork --kill-child --mount-proc bash "$0"
         fi

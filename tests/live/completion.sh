@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# What the shell offers for a started command line. The lists themselves are compared with the program's by a unit test.
+# Checks what the shell offers for the beginning of a command line. A unit test compares the lists with the program's.
 set -u
 
 # shellcheck source=packaging/completion.bash
 . "$(dirname -- "${BASH_SOURCE[0]}")/../../packaging/completion.bash"
 
-# offers WORDS... EXPECTED: the last of the words is the one at the cursor.
+# offers WORDS... EXPECTED: the cursor is at the last of the words.
 offers() {
     local COMP_WORDS=(wyrt "${@:1:$#-1}") COMP_CWORD=$(($# - 1)) COMPREPLY=(stale)
     _wyrt

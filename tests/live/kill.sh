@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Killed at any moment, a saved log, of records or of tables, ends in a whole interval or in a tail that begins after one,
-# and intervals are counted without a gap. KILLS: how often (60).
+# Kills the program at random moments. The saved log, of records or of tables, must end with a whole interval or with
+# part of one that follows a whole interval, and its intervals must be numbered without a gap. KILLS: number of kills
+# (60).
 set -u
 
 wyrt=${WYRT:?WYRT must name the program}
@@ -9,8 +10,8 @@ sandbox=$(mktemp -d) || exit 1
 run=''
 trap 'kill -9 $run 2>/dev/null; rm -rf "$sandbox"' EXIT
 
-# What is wrong with a log; the number of whole intervals is written to "whole". Nothing but the last interval may be cut.
-# Records: intervals begin with ^TIME and the next number, and end with ^END_OF_INTERVAL$.
+# These two print what is wrong with a log and write the number of whole intervals to "whole". Only the last interval
+# may be cut. In records, an interval begins with ^TIME and the next number and ends with ^END_OF_INTERVAL$.
 fault_records() {
     awk -F, '
         /^\^TIME,/ && /\$$/ {
@@ -25,8 +26,8 @@ fault_records() {
         /^\^(BASIC|CPU|PROCINFO|PID),/ && !open { print "a record outside of an interval after " number + 0; exit }
         END { print whole + 0 > "/dev/stderr" }' "$1" 2>"$sandbox/whole"
 }
-# Tables: a line of dashes, TIME with the next number, then the tables in their order, without that of the cores where no
-# tick has passed; a blank line ends the last one.
+# In tables, an interval is a line of dashes, TIME with the next number, then the tables in their order and a blank
+# line. The table of cores is missing when no tick has passed.
 fault_tables() {
     awk '
         /^-----------/ { if (parts != "" && parts !~ /^USER MEM (CORE )?Total PID $/) { print "interval " number " has only " parts; exit } parts = "" }
@@ -41,12 +42,13 @@ fault_tables() {
         END { print whole + 0 > "/dev/stderr" }' "$1" 2>"$sandbox/whole"
 }
 
-# kill_often FORM OPTION...: half of the times at any moment from the start on, else soon after the first interval.
+# kill_often FORM OPTION...: kills half of the runs at any moment from the start on, the others soon after the first
+# interval.
 kill_often() {
     local form=$1 mark=$2 why='' whole=0 i tries found
     shift 2
     for ((i = 0; i < kills / 2; i++)); do
-        # On a slow machine fewer are enough.
+        # On a slow machine fewer kills are enough.
         ((SECONDS > 60 && i >= 10)) && break
         "$wyrt" "$@" -b -r -p 24 -T 0 -i 1 >"$sandbox/log" 2>/dev/null &
         run=$!

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# Interfaces, protocol counters and filesystems of the real kernel: a known number of datagrams over loopback, a file of
-# known size on a tmpfs of its own, and an interface whose name is a command.
+# Checks interfaces, protocol counters and filesystems on the real kernel, with a known number of datagrams over
+# loopback, a file of known size on a tmpfs of its own, and an interface whose name is a command.
 set -u
 # shellcheck source=tests/live/common.bash
 . "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
 export LC_ALL=C
 
-# In a mount namespace of its own, where it may have one, so that no mount outlives the run.
+# Uses a mount namespace of its own, if it may make one, so that no mount outlives the run.
 if [ -z "${WYRT_LIVE_INSIDE:-}" ] && unshare -m true 2>/dev/null; then
     WYRT_LIVE_INSIDE=1 exec unshare -m bash "${BASH_SOURCE[0]}"
 fi
@@ -21,8 +21,9 @@ finish() {
 trap finish EXIT
 cd "$sandbox" || exit 1
 
-# during WORK...: runs the program in intervals, and the work behind its first one. The records of the intervals behind
-# the first, up to the first that began when the work was done, stand in "intervals", all before them in "start".
+# during WORK...: runs the program, and does the work after its first interval. "start" gets the records up to the end
+# of the first interval. "intervals" gets the next ones, up to the first interval whose TIME is after the end of the
+# work.
 during() {
     local line done=0 stamp
     coproc { exec "$WYRT" -n 1 -t -m -Z -i 400 2>/dev/null; }
@@ -45,7 +46,8 @@ during() {
     exec {records}<&-
 }
 
-# sum PATTERN FIELD: a rate added up over the intervals, as a whole number. Fields are counted from the end when negative.
+# sum PATTERN FIELD: prints the sum of a rate over the intervals, as a whole number. A negative FIELD counts from the
+# end.
 sum() {
     cat start intervals | awk -F, -v pattern="$1" -v field="$2" '
         { sub(/\$$/, "") }
@@ -54,7 +56,7 @@ sum() {
         END { printf "%.0f\n", total }'
 }
 
-between() { # LOW VALUE HIGH WHAT: a reason why not
+between() { # LOW VALUE HIGH WHAT: prints a reason when the value is not in the range
     (("$1" <= "$2" && "$2" <= "$3")) || echo "$4 is $2, not between $1 and $3"
 }
 
@@ -68,14 +70,14 @@ counters() { echo "$(loopback 2) $(loopback 10) $(loopback 3) $(datagrams)"; }
 send() {
     local i
     counters >before
-    for ((i = 0; i < Count; i++)); do # each from a socket of its own: a refused one sends no second datagram
+    for ((i = 0; i < Count; i++)); do # a socket for each: after a refused datagram a socket sends no other
         dd bs="$Size" count=1 if=/dev/zero status=none >/dev/udp/127.0.0.1/9
     done
     counters >after
 }
-# counted NAME FIELD KNOWN RECORD FIELD: what the program counted is at least what is known, at least what the kernel
-# counted during the work (answers to the datagrams, too), and at most what it counted from before the run to its end.
-# One for what is rounded.
+# counted NAME FIELD KNOWN RECORD FIELD: the program must have counted at least KNOWN and at least what the kernel
+# counted during the work, which includes answers to the datagrams; and at most what the kernel counted from before the
+# run to its end. A difference of one is allowed for rounding.
 counted() {
     local work=$(($(cut -d' ' -f"$2" after) - $(cut -d' ' -f"$2" before)))
     local run=$(($(cut -d' ' -f"$2" last) - $(cut -d' ' -f"$2" first)))
@@ -87,7 +89,7 @@ else
     counters >first
     during send
     counters >last
-    bytes=$((Count * (Size + 28))) # with the headers
+    bytes=$((Count * (Size + 28))) # including headers
     counted "bytes received" 1 "$bytes" '^NETIF,lo,' 4
     counted "bytes sent" 2 "$bytes" '^NETIF,lo,' 5
     counted "packets" 3 "$Count" '^NETIF,lo,' 6
@@ -111,7 +113,7 @@ elif ! grep -q '^wyrt-live ' /etc/mtab; then
 else
     during store
     verdict "filesystem usage" "$(grep -q "^^fsinfo,wyrt-live,67108864,67108864,67108864,1000,999,$sandbox/fs\\$\$" start || echo "listed as $(grep wyrt-live start)")"
-    # Rates have no decimals: each interval may be half a byte per second off.
+    # Rates have no decimals, so each interval may be wrong by half a byte per second.
     verdict "bytes stored" "$(between $((-Bytes - 20)) "$(sum '^FSDELTA,wyrt-live,' 9)" $((-Bytes + 20)) free)"
     verdict "inodes used" "$(grep '^^FSDELTA,wyrt-live,' intervals | grep -v ',1000,998,.*,tmpfs,')"
 fi

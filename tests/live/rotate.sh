@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Saved logs: rotation by renaming loses and cuts no interval, nor does a stop; a full disk costs whole intervals.
+# Saved logs: neither a rotation by renaming nor a stop may lose or cut an interval. A full disk may cost only whole
+# intervals.
 set -u
 # shellcheck source=tests/live/common.bash
 . "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
@@ -10,23 +11,23 @@ sandbox=$(mktemp -d) || exit 1
 trap 'rm -rf "$sandbox"' EXIT
 cd "$sandbox" || exit 1
 
-# saved LOG COMMAND...: returns when the writer is done, too: it keeps the standard output until then.
+# saved LOG COMMAND...: returns when the writer has ended, too, because the writer keeps the pipe to cat open until
+# then.
 saved() { "$writer" "$@" | cat; return "${PIPESTATUS[0]}"; }
 
-# rotate_while PID LOG: renames as fast as there is something to rename.
+# rotate_while PID LOG: while the process runs, renames the log as soon as it has data.
 rotate_while() {
     local n=1000
     while kill -0 "$1" 2>/dev/null; do
-        # Like logrotate, which leaves an empty log and one that is not there alone.
+        # Like logrotate, which ignores empty and missing logs.
         [ -s "$2" ] && mv "$2" "$2.$((n++))"
         sleep 0.01
     done
     [ -s "$2" ] && mv "$2" "$2.$((n++))"
 }
 
-# problem LAST FILE...: what is wrong with these logs of intervals 1 to LAST (any: one or more), in order. An
-# interval starts with its TIME
-# line; what stands before the first is the start-up's.
+# problem LAST FILE...: prints what is wrong with these logs, which in this order must hold the intervals 1 to LAST
+# (any: at least one). An interval begins with its TIME line; the lines before the first one belong to the start-up.
 problem() {
     awk -F, -v last="$1" '
         FNR == 1 && NR > 1 && !/^\^TIME,|^Complete$/ { print FILENAME " begins within an interval"; exit }
@@ -40,7 +41,7 @@ problem() {
     ' "${@:2}" 2>&1 | head -n 1
 }
 
-files_at_least() { # COUNT FILE...
+files_at_least() { # COUNT FILE...: prints a reason when there are fewer
     (($# > $1)) || echo "only $(($# - 1)) files"
 }
 
@@ -58,12 +59,12 @@ wait
 
 awk 'BEGIN { for (i = 1; i <= 40000; i++) {
     print "^TIME,1," i ",now,0$"
-    for (j = i % 7; j > 0; j--) print "^PID," i "," j ",^END_OF_INTERVAL$" # not the line
+    for (j = i % 7; j > 0; j--) print "^PID," i "," j ",^END_OF_INTERVAL$" # not the line that ends an interval
     print "^END_OF_INTERVAL$" } }' >input
 saved bytes.log cat input &
 rotate_while $! bytes.log
 why=$(problem 40000 bytes.log.*)
-cat bytes.log.* | cmp -s - input || why=${why:-the logs together are not what was written}
+cat bytes.log.* | cmp -s - input || why=${why:-the logs together differ from what was written}
 verdict full-speed "${why:-$(files_at_least 3 bytes.log.*)}"
 
 # --- The shipped rule
@@ -76,7 +77,7 @@ if command -v logrotate >/dev/null; then
     pid=$! why=
     for ((n = 0; n < 60; n++)); do
         kill -0 "$pid" 2>/dev/null || break
-        # Twice at once: the second finds either the new log or none.
+        # Twice in a row: the second run finds either the new log or none.
         for once in 1 2; do
             said=$(logrotate -f -s rule.state rule.conf 2>&1) || why=${why:-logrotate ($once): $said}
         done
@@ -95,8 +96,8 @@ fi
 
 # --- A stop sends the signal to all processes of the service at once
 
-# stopped LOG SECONDS COMMAND...: the seconds count from the first interval. Returns when the writer, which must end by
-# itself, is done.
+# stopped LOG SECONDS COMMAND...: stops the command this many seconds after the first interval. Returns when the writer
+# has ended, which it must do by itself.
 stopped() {
     local pid tries
     exec 3< <(exec setsid "$writer" "$1" "${@:3}")
@@ -128,7 +129,7 @@ stopped last.log 0 sh -c 'trap "cat input; exit 0" TERM; tail -n 1 input; while 
 { tail -n 1 input && cat input; } | cmp -s - last.log || why=${why:-what is written after the signal is not in the log}
 verdict stop-writes "$why"
 
-# --- No room: a limit on the size of a file stands for a full disk, and the renamed file makes room again
+# --- No room: a limit on the file size acts like a full disk, and a rename makes room again
 
 (
     ulimit -f 64
@@ -146,7 +147,7 @@ why=$(awk -v ends="$ends" '
 grep -q 'full.log: File too large$' full.said || why=${why:-"said: $(cat full.said)"}
 verdict full-disk "$why"
 
-# --- What a command's end and a crashed predecessor leave
+# --- The end of a command, and a log that a crash has left
 
 why=
 printf 'half a line' >torn.log
@@ -158,7 +159,7 @@ saved new.log printf 'no newline' || why="status $?"
 saved new.log sh -c 'exit 3'
 (($? == 3)) || why="the status is not the command's"
 saved new.log ./missing 2>/dev/null
-(($? == 127)) || why="a missing command is not told"
+(($? == 127)) || why="a missing command is not reported"
 saved missing/new.log true 2>/dev/null
-(($? == 1)) || why="an impossible log is not told"
+(($? == 1)) || why="a log that cannot be opened is not reported"
 verdict ends "$why"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Signals: what ends the program, what only holds it, and what it does not notice.
+# Signals that end the program, signals that only stop and continue it, and signals that it does not notice.
 set -u
 # shellcheck source=tests/live/common.bash
 . "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
@@ -12,7 +12,7 @@ cd "$sandbox" || exit 1
 ulimit -c 0
 
 intervals() { grep -sc '^^END_OF_INTERVAL\$$' log || [ -e log ] || echo 0; }
-await() { # COUNT: until there are that many intervals
+await() { # COUNT: waits until there are this many intervals
     local tries
     for ((tries = 0; tries < 1000; tries++)); do
         (($(intervals) >= $1)) && return
@@ -20,13 +20,13 @@ await() { # COUNT: until there are that many intervals
         sleep 0.02
     done
 }
-start() { # OPTION...; with the signals as a terminal's programs have them
+start() { # OPTION...: starts the program with the default signal actions, as in a terminal
     rm -f log
     env --default-signal "$wyrt" -Z -b -r "$@" >log 2>err &
     run=$!
 }
 
-# --- These end it between two intervals or within the writing of one, with the signal as its status
+# --- Signals that end it: between two intervals or while one is written, with the signal as status
 
 for signal in TERM INT HUP QUIT PIPE; do
     start -i 50
@@ -40,12 +40,12 @@ for signal in TERM INT HUP QUIT PIPE; do
     verdict "$signal ends it" "$why"
 done
 
-# --- Held and let go, it goes on where it was; the interval is as long as it was held
+# --- Stopped and continued: it goes on, and the interval includes the time that it was stopped
 
 start -i 100 -c 6
 await 2
 kill -STOP "$run"
-sleep 0.3 # until it is held
+sleep 0.3 # until it has stopped
 before=$(intervals)
 sleep 1
 held=$(intervals)
@@ -54,13 +54,13 @@ wait "$run"
 status=$?
 run='' why=
 ((status == 0)) || why="status $status"
-((before == held)) || why="it went on while it was held"
+((before == held)) || why="it went on while it was stopped"
 (($(intervals) == 6)) || why="$(intervals) intervals instead of 6"
 longest=$(awk -F, '/^\^TIME,/ { sub(/\$/, "", $5); now = $2 * 1000 + $5; if (before && now - before > most) most = now - before; before = now } END { print most + 0 }' log)
 ((longest >= 1000)) || why="the longest interval has $longest ms"
-verdict 'held and let go' "$why"
+verdict 'stopped and continued' "$why"
 
-# --- Of these it takes no notice: the pause is not cut short
+# --- Signals that it ignores: they must not shorten the pause
 
 start -i 400 -c 4
 await 1
@@ -79,7 +79,7 @@ shortest=$(awk -F, '/^\^TIME,/ { sub(/\$/, "", $5); now = $2 * 1000 + $5; if (be
 ((shortest >= 400)) || why="the shortest interval has $shortest ms"
 verdict 'a terminal that changes its size' "$why"
 
-# --- The last interval with nobody left to read it
+# --- The last interval when nobody reads it
 
 mkfifo pipe
 exec {reader}<>pipe

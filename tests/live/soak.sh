@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# All reports at once at the smallest pause, as records and as tables, while processes, threads, sockets, descriptions,
-# mounts and interfaces come and go: every line is as documented, nothing grows, and the figures are those of /proc at the
-# end as they were at the start. Runs in namespaces of its own, where nothing but its own work happens.
-# PASSES: how many samples are taken of each form at least (150). FORMS: "records tables". LOG: a file for what was measured.
+# Runs all reports with the smallest pause, as records and as tables, while processes, threads, sockets, descriptions,
+# mounts and interfaces come and go. Every line must be as documented, memory and descriptors must not grow, and the
+# figures must agree with /proc at the start and at the end. Runs in namespaces of its own, where no other program
+# interferes. PASSES: least number of samples of each form (150). FORMS: "records tables". LOG: a file for the measured
+# figures.
 set -u
 # shellcheck source=tests/live/common.bash
 . "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
@@ -26,10 +27,10 @@ workers=()
 finish() {
     cd / || exit 1
     kill "${workers[@]}" 2>/dev/null
-    umount -l "$sandbox" 2>/dev/null # with all that is mounted below
+    umount -l "$sandbox" 2>/dev/null # with all mounts below it
     rm -rf --one-file-system "$sandbox"
 }
-trap finish EXIT # what still runs ends with the first process of its namespace, this one
+trap finish EXIT # other processes end with this one, the first of its namespace
 mount -t tmpfs wyrt-soak "$sandbox" 2>/dev/null
 cd "$sandbox" || exit 1
 mkdir desc fs come
@@ -41,13 +42,14 @@ if ! mount -t tmpfs -o size=64m wyrt-known fs; then
     exit 0
 fi
 
-pause() { read -rt "$1" -u "$never"; } # without a process
-now() { printf -v "$1" '%s' "$((${EPOCHREALTIME/[.,]/} / 1000))"; } # into a variable, ms
+pause() { read -rt "$1" -u "$never"; } # starts no process
+now() { printf -v "$1" '%s' "$((${EPOCHREALTIME/[.,]/} / 1000))"; } # sets a variable, ms
 
-# --- Readers: a line for each interval in "intervals", what is wrong in "faults"
+# --- Readers: they write a line for each interval to "intervals", and what is wrong to "faults"
 
-# Number, TIME in ms, processes, threads, sockets; the burner's ticks, bytes received and sent through lo, bytes freed on
-# wyrt-known, each per second. Records have the fields that the document lists; only texts at the end may hold commas.
+# A line has: number, TIME in ms, processes, threads, sockets; then per second the burner's ticks, the bytes received
+# and sent through lo, and the bytes freed on wyrt-known. Records must have the fields that the document lists; only a
+# text at the end may hold commas.
 cat >records.awk <<'AWK'
 BEGIN {
     while ((getline line < documents) > 0) {
@@ -69,8 +71,8 @@ function fault(what) { print "interval " number ": " what ": " $0 > "faults"; ff
     open = 1; number = $3; stamp = $2 * 1000 + $NF; processes = 0
     ticks = received = sent = freed = 0
 }
-# What has come and ended is told in plain text, too. Of a process that ends while its files are opened, the kernel
-# says now and then that there is no such process, where otherwise there is no such file, of which nothing is told.
+# Some messages are plain text. When a process ends while its files are opened, the kernel sometimes answers "No such
+# process", which is reported. Usually it answers "No such file", which is not.
 !/^\^/ && open && !/^(Previous netif count|\+\+\+\+ Reuse|==== Invalid|---- Port inode|---- Reset inode|\[ERROR\] Failed to open \/proc\/[0-9]+\/.*:No such process\]$)/ { fault("no record") }
 /^\^/ && open {
     tag = $1; sub(/\$.*/, "", tag); n = NF - 1
@@ -85,11 +87,11 @@ $1 == "^NETIF" && $2 == "lo" { received = $4; sent = $5 }
 $1 == "^FSDELTA" && $2 == "wyrt-known" { freed = $9 }
 $1 == "^END_OF_INTERVAL$" {
     open = 0
-    # The stamp by its format: some awks print large numbers otherwise.
+    # The stamp needs a format: some awks print large numbers in another form.
     printf "%d %.0f %d %d %d %s %s %s %s\n", number, stamp, processes, threads, sockets, ticks, received, sent, freed
     fflush()
 }
-END { # everything at once: each kind of record was there
+END { # each kind of record must have been there
     for (tag in fields)
         if (!(tag in seen) && tag !~ /^\^(elapsedtime|DISK|LVMVG|LVMLV|CPROC|TPROC|N0STAT)$/)
             print "no " tag > "faults"
@@ -121,10 +123,10 @@ END {
 }
 AWK
 
-# --- What is made of it. In files, too: the command lines of what runs beside the program are in its records.
+# --- Checks of what was read. They are in files, because the records contain the command lines of these checks, too.
 
-# A counter read for a sample is read between its stamp and that of the next one. So what the samples counted between
-# the snapshots is at most what these did, and what the samples around them counted at least.
+# The counters of a sample are read between its stamp and the stamp of the next sample. So the samples between the two
+# snapshots counted at most what the snapshots did, and the samples around them at least as much.
 cat >compare.awk <<'AWK'
 FNR == 1 && ++file <= 2 { for (i = 1; i <= 5; i++) shot[file, i] = $i; next }
 { n++; stamp[n] = $2; for (i = 6; i <= 9; i++) amount[n, i] = $i * ($2 - stamp[n - 1]) / 1000 }
@@ -153,16 +155,16 @@ END {
 AWK
 
 cat >counts.awk <<'AWK'
-# Only a sample that begins and ends between the two; the next one begins behind its end.
+# Uses only samples that begin and end between the two times; a sample has ended when the next one begins.
 line != "" && $2 > b && $2 < e { n++; split(line, f, " "); if (f[2] > b && (f[3] != p || f[4] != t || f[5] != s)) { why = f[3] " processes, " f[4] " threads, " f[5] " sockets; /proc has " p ", " t ", " s; exit } }
 { line = $0 }
 END { print n < 2 ? "no sample between" : why }
 AWK
 
-# The first samples under churn make the rooms; a larger sample than any before may enlarge them by a little.
+# The first samples under churn allocate the buffers. A sample larger than all before may enlarge them a little.
 cat >growth.awk <<'AWK'
 { rss[NR] = $2; own[NR] = $3; fds[NR] = $4 }
-# Among the lines of the last quarter the least one, else among those of the second quarter the largest.
+# `least` is the smallest value in the last quarter of the lines, `most` the largest in the second quarter.
 function least(all,   i, found) {
     for (i = int(NR * 3 / 4) + 1; i <= NR; i++) if (!found || all[i] < found) found = all[i]
     return found
@@ -176,14 +178,14 @@ function check(what, all, more) {
 }
 END {
     if (NR < 4) print "not measured"
-    check("KB resident", rss, 256); check("KB of its own", own, 256); check("descriptors", fds, 3)
+    check("KB resident", rss, 256); check("KB anonymous", own, 256); check("descriptors", fds, 3)
 }
 AWK
 
-last() { # sets `number` and `stamp` to those of the last interval read
+last() { # sets `number` and `stamp` to those of the last interval
     read -r number stamp _ < <(tail -n 1 intervals) || number=0 stamp=0
 }
-await() { # VARIABLE VALUE: until it is above that
+await() { # VARIABLE VALUE: waits until the variable is above the value
     until last && ((${!1} > $2)); do
         kill -0 "$run" 2>/dev/null || return
         measure
@@ -191,9 +193,9 @@ await() { # VARIABLE VALUE: until it is above that
     done
 }
 
-# --- What /proc says
+# --- Figures of /proc
 
-measure() { # a line: interval, KB resident, KB of them its own, descriptors
+measure() { # adds a line: interval, KB resident, KB anonymous, descriptors
     local key value rss=0 own=0 fd=(/proc/"$run"/fd/*)
     while read -r key value _; do
         case $key in
@@ -204,7 +206,7 @@ measure() { # a line: interval, KB resident, KB of them its own, descriptors
     echo "$number $rss $own ${#fd[@]}" >>memory
 }
 
-count() { # processes, threads and sockets, no process being started for it
+count() { # sets processes, threads and sockets; starts no process
     local key value file
     processes=0 threads=0 sockets=0
     for file in /proc/[0-9]*/status; do
@@ -215,7 +217,7 @@ count() { # processes, threads and sockets, no process being started for it
     for file in /proc/[0-9]*/fd/*; do [[ -S $file ]] && sockets=$((sockets + 1)); done
 }
 
-snapshot() { # NAME: begin and end in ms, the burner's ticks, bytes received and sent through lo
+snapshot() { # FILE: writes begin and end in ms, the burner's ticks, bytes received and sent through lo
     local begin end stat line lo
     now begin
     read -r -a stat <"/proc/$burner/stat"
@@ -228,7 +230,7 @@ compare() {
     awk -v stored="$Stored" -v traffic="$Traffic" -f compare.awk "$1" "$2" intervals
 }
 
-# check NAME: a known load while nothing else happens, then the counts.
+# check NAME: compares the figures of a known load while nothing else happens, then the counts.
 Stored=8388608 Traffic=$((50 * 1028))
 check() {
     local i begin end why
@@ -248,7 +250,7 @@ check() {
         verdict "$form: $1: figures" "$why"
         echo "$form: $1:$(cat figures)" >>"$log"
     fi
-    # Again while what this script has run may still be ending.
+    # Several times, because commands of this script may still be ending.
     for i in {1..9}; do
         pause 0.1
         now begin
@@ -264,7 +266,7 @@ check() {
     echo "$form: $1: $processes processes, $threads threads, $sockets sockets" >>"$log"
 }
 
-# --- What comes and goes
+# --- The churn
 
 come_and_go() {
     local i
@@ -300,7 +302,7 @@ plug_and_unplug() {
 
 run_form() { # FORM
     local reader busy=() why options=(-a -m -t -r -V -v -R 0 -i 1)
-    # shellcheck disable=SC2034 # await looks at both by their names
+    # shellcheck disable=SC2034 # await reads both by their names
     form=$1 number=0 stamp=0
     rm -f intervals memory faults read fs/*
     : >intervals
@@ -308,12 +310,12 @@ run_form() { # FORM
     : >faults
     (while :; do :; done) &
     burner=$!
-    # shellcheck disable=SC2217 # a socket that stays
+    # shellcheck disable=SC2217 # keeps a socket open
     sleep 1000000 </dev/udp/127.0.0.1/9 &
     workers=("$burner" $!)
     if [ "$form" = records ]; then
         exec {reader}> >(exec awk -F, -v burner="$burner" -v documents="$documents" -f records.awk >intervals)
-        options+=(-Z -S) # the rest without -S, whose listing turns the threads off
+        options+=(-Z -S) # not for tables: the listing of -S turns threads off
     else
         exec {reader}> >(exec awk -f tables.awk >intervals)
     fi
@@ -336,7 +338,7 @@ run_form() { # FORM
     while ((SECONDS < 3)); do await number "$((number + 10))"; done
     kill "${busy[@]}" && wait "${busy[@]}" 2>/dev/null
     echo "$form: $number passes, $SECONDS s of churn" >>"$log"
-    # What the last of them left: processes end, mounts and interfaces go.
+    # Cleans up what the churn has left.
     umount come/2 come/1 2>/dev/null
     for ((i = 0; i < 7; i++)); do ip link del "come$i" 2>/dev/null; done
     for ((i = 0; i < 300; i++)); do
@@ -349,7 +351,7 @@ run_form() { # FORM
 
     why=$(awk -f growth.awk memory)
     verdict "$form: memory and descriptors" "$why"
-    awk -v form="$form" 'NR % every == 1 || NR == 1 { print form ": pass " $1 ": resident " $2 " KB, own " $3 " KB, descriptors " $4 }' every="$(($(wc -l <memory) / 24 + 1))" memory >>"$log"
+    awk -v form="$form" 'NR % every == 1 || NR == 1 { print form ": pass " $1 ": resident " $2 " KB, anonymous " $3 " KB, descriptors " $4 }' every="$(($(wc -l <memory) / 24 + 1))" memory >>"$log"
     tail -n 1 memory >>"$log"
 
     kill "$run"
@@ -364,7 +366,8 @@ run_form() { # FORM
     done
     [ -e read ] || why="not read to the end"
     verdict "$form: every line" "${why:-$(head -n 1 faults)}"
-    # Told there: tools that are not installed, threads and interfaces that ended before they were looked at.
+    # Standard error may report tools that are not installed, and threads and interfaces that ended before they were
+    # read.
     verdict "$form: standard error" "$(grep -a -v -e 'not found$' -e '/task.*: No such file or directory$' -e '^come\|^go' -e 'No such process$' err | head -n 1)"
 }
 
