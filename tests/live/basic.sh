@@ -21,7 +21,7 @@ watch() {
     while :; do
         now begin
         while read -r -a w; do
-            case ${w[0]} in
+            case ${w[0]:-} in
                 cpu) cpu="$((w[1] + w[2])) $((w[3] + w[6] + w[7])) $((w[1] + w[2] + w[3] + w[4] + w[5] + w[6] + w[7] + w[8]))" ;;
                 intr) intr=${w[1]} ;;
                 ctxt) ctxt=${w[1]} ;;
