@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
-static std::string& pending() {
+std::string& pendingOutput() {
     static std::string text;
     return text;
 }
@@ -32,11 +32,11 @@ static void addFormatted(std::string& to, const char* format, va_list args) {
 void say(const char* format, ...) {
     va_list args;
     va_start(args, format);
-    addFormatted(pending(), format, args);
+    addFormatted(pendingOutput(), format, args);
     va_end(args);
 }
 
-void sayText(std::string_view text) { pending() += text; }
+void sayText(std::string_view text) { pendingOutput() += text; }
 
 void sayError(std::string_view text, int error) {
     std::string line(text);
@@ -50,7 +50,7 @@ void sayMessage(const char* format, ...) {
     va_start(args, format);
     vsnprintf(line, sizeof line, format, args);
     va_end(args);
-    pending().append(line).append("\n");
+    pendingOutput().append(line).append("\n");
 }
 
 void sayOpenFailed(std::string_view path, int error) {
@@ -59,7 +59,7 @@ void sayOpenFailed(std::string_view path, int error) {
 }
 
 void flushOutput() {
-    auto& text = pending();
+    auto& text = pendingOutput();
     if (text.empty()) return;
     static const bool terminal = isTerminal();
     if (terminal) maskControls(text);

@@ -8,6 +8,8 @@
 // printf to standard output.
 [[gnu::format(printf, 1, 2)]] void say(const char* format, ...);
 void sayText(std::string_view text);
+// What has been printed and not written yet, for those who append piece by piece.
+std::string& pendingOutput();
 // perror: "text: reason of `error`" to standard error, at once.
 void sayError(std::string_view text, int error);
 // "[ERROR] Failed to open PATH [ENO(n):reason]": a file that should be there and is not.

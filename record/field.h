@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <span>
 #include <string_view>
 
@@ -50,10 +51,13 @@ struct Kind {
     size_t announced = 0; // how many of the fields a header names; 0: the kind has no header
 };
 
+// A list of one field.
+constexpr std::array<Field, 1> only(Field field) { return {field}; }
+
 // Lists of fields put together, so that what several kinds share is written once.
-template <size_t... N> constexpr auto joined(const std::array<Field, N>&... parts) {
-    std::array<Field, (N + ...)> all{};
+template <const auto&... Lists> constexpr auto joined() {
+    std::array<Field, (std::size(Lists) + ...)> all{};
     auto to = all.begin();
-    ((to = std::copy(parts.begin(), parts.end(), to)), ...);
+    ((to = std::copy(std::begin(Lists), std::end(Lists), to)), ...);
     return all;
 }

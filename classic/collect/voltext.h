@@ -45,10 +45,9 @@ int getextent(std::string_view s, char c, TSegment& seg);
 // The last component of a device path; a '/' at its very end is not seen.
 std::string_view getnameonly(std::string_view devname);
 
-// Every ',' becomes '&', so that free text can be a field of a record.
-template <size_t N> Text<N>& checkcomma(Text<N>& s) {
-    const Text<N> before = s;
-    s.clear();
-    for (const char& c : before.view()) s.add(std::string_view(c == ',' ? "&" : &c, 1));
-    return s;
+// The text with '&' for every ',', so that it can be a field of a record.
+template <size_t N> Text<N> checkcomma(const Text<N>& s) {
+    Text<N> changed;
+    for (const char& c : s.view()) changed.add(std::string_view(c == ',' ? "&" : &c, 1));
+    return changed;
 }

@@ -2,8 +2,9 @@
 
 #include "classic/collect/settings.h"
 #include "classic/monitor/options.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
 #include "classic/monitor/reports.h"
+#include "record/classic/basic.h"
 
 // --- Values
 
@@ -19,134 +20,78 @@ static double swap(const TBasic& b) { return b.swaptotal * 1024; }
 static double swapUse(const TBasic& b) { return share(b.swaptotal - b.swapfree, b.swaptotal); }
 static double swapHot(const TBasic& b) { return share(b.swaptotal - b.swapfree - b.swapcached, b.swaptotal); }
 
-// --- Columns and fields
+// --- Columns and records
 
-template <auto Value> static constexpr auto basicCount = count<TBasic, Value>;
-template <auto Value> static constexpr auto basicBytes = bytes<TBasic, Value>;
 // Shown as 32 bits.
 template <auto Value> static TCell tasks(const TBasic& b) { return plain(static_cast<int>(b.*Value)); }
 
 static constexpr TColumn<TBasic> CPUColumns[] = {
-    {"USER", 6, "%", " ", basicCount<user<TBasic>>},
-    {"SYSall", 6, "%", " ", basicCount<sysAll<TBasic>>},
-    {"SYS", 6, "%", " ", basicCount<&TBasic::sys>},
-    {"IRQ", 6, "%", " ", basicCount<&TBasic::irq>},
-    {"S-IRQ", 6, "%", " ", basicCount<&TBasic::softirq>},
-    {"WAIT", 6, "%", " ", basicCount<&TBasic::iowait>},
-    {"IDLE", 6, "%", " ", basicCount<&TBasic::idle>},
-    {"STEAL", 6, "", " ", basicCount<&TBasic::steal>},
+    {"USER", 6, "%", " ", countCell<user<TBasic>>},
+    {"SYSall", 6, "%", " ", countCell<sysAll<TBasic>>},
+    {"SYS", 6, "%", " ", countCell<&TBasic::sys>},
+    {"IRQ", 6, "%", " ", countCell<&TBasic::irq>},
+    {"S-IRQ", 6, "%", " ", countCell<&TBasic::softirq>},
+    {"WAIT", 6, "%", " ", countCell<&TBasic::iowait>},
+    {"IDLE", 6, "%", " ", countCell<&TBasic::idle>},
+    {"STEAL", 6, "", " ", countCell<&TBasic::steal>},
     {"RUN", 6, "", " ", tasks<&TBasic::running>},
     {"BLOCK", 6, "", " ", tasks<&TBasic::blocked>},
-    {"FORK", 6, "", " ", basicCount<&TBasic::fork>},
-    {"INTR", 6, "", " ", basicCount<&TBasic::intr>},
-    {"CTXT", 6, "", " ", basicCount<&TBasic::ctxt>},
-    // Quirk: major faults end the CPU line when the scan columns are off, and the memory line behind those columns
-    // otherwise. Seen by tests/worlds/basic-without-scan.
-    {"MajFlt", 6, "", " ", basicCount<&TBasic::pgmajfault>, &basicSON, 0},
+    {"FORK", 6, "", " ", countCell<&TBasic::fork>},
+    {"INTR", 6, "", " ", countCell<&TBasic::intr>},
+    {"CTXT", 6, "", " ", countCell<&TBasic::ctxt>},
+    // Quirk: major faults end the CPU line when the scan columns are off, otherwise they follow those columns at the
+    // end of the memory line. Seen by tests/worlds/basic-without-scan.
+    {"MajFlt", 6, "", " ", countCell<&TBasic::pgmajfault>, &basicSON, 0},
 };
 
 static constexpr TColumn<TBasic> MemoryColumns[] = {
-    {"MEM", 6, "", " ", basicBytes<memory>},
-    {"MEMUSE", 6, "%", " ", basicCount<memoryUse>},
-    {"BUFFS", 6, "%", " ", basicCount<buffers>},
-    {"CACHE", 6, "%", " ", basicCount<cache>},
-    {"SWAP", 6, "", " ", basicBytes<swap>},
-    {"SWPUSE", 6, "%", " ", basicCount<swapUse>},
-    {"SWPHOT", 6, "%", " ", basicCount<swapHot>},
-    {"PgIn", 6, "", " ", basicBytes<&TBasic::pgin>},
-    {"PgOut", 6, "", " ", basicBytes<&TBasic::pgout>},
-    {"SwpIn", 6, "", " ", basicCount<&TBasic::swapin>},
-    {"SwpOut", 6, "", " ", basicCount<&TBasic::swapout>},
-    {"PgFree", 6, "", " ", basicCount<&TBasic::pgfree>},
-    {"Rotate", 6, "", " ", basicCount<&TBasic::pgrotated>},
-    {"VmEff%", 6, "", " ", basicCount<&TBasic::vmeff>},
-    {"ScanK", 6, "", " ", basicCount<&TBasic::pgscank>, &basicSON},
-    {"ScanD", 6, "", " ", basicCount<&TBasic::pgscand>, &basicSON},
-    {"StealK", 6, "", " ", basicCount<&TBasic::pgstealk>, &basicSON},
-    {"StealD", 6, "", " ", basicCount<&TBasic::pgsteald>, &basicSON},
-    {"MajFlt", 6, "", "", basicCount<&TBasic::pgmajfault>, &basicSON},
+    {"MEM", 6, "", " ", bytesCell<memory>},
+    {"MEMUSE", 6, "%", " ", countCell<memoryUse>},
+    {"BUFFS", 6, "%", " ", countCell<buffers>},
+    {"CACHE", 6, "%", " ", countCell<cache>},
+    {"SWAP", 6, "", " ", bytesCell<swap>},
+    {"SWPUSE", 6, "%", " ", countCell<swapUse>},
+    {"SWPHOT", 6, "%", " ", countCell<swapHot>},
+    {"PgIn", 6, "", " ", bytesCell<&TBasic::pgin>},
+    {"PgOut", 6, "", " ", bytesCell<&TBasic::pgout>},
+    {"SwpIn", 6, "", " ", countCell<&TBasic::swapin>},
+    {"SwpOut", 6, "", " ", countCell<&TBasic::swapout>},
+    {"PgFree", 6, "", " ", countCell<&TBasic::pgfree>},
+    {"Rotate", 6, "", " ", countCell<&TBasic::pgrotated>},
+    {"VmEff%", 6, "", " ", countCell<&TBasic::vmeff>},
+    {"ScanK", 6, "", " ", countCell<&TBasic::pgscank>, &basicSON},
+    {"ScanD", 6, "", " ", countCell<&TBasic::pgscand>, &basicSON},
+    {"StealK", 6, "", " ", countCell<&TBasic::pgstealk>, &basicSON},
+    {"StealD", 6, "", " ", countCell<&TBasic::pgsteald>, &basicSON},
+    {"MajFlt", 6, "", "", countCell<&TBasic::pgmajfault>, &basicSON},
 };
-
-template <auto Value> static constexpr auto coreCount = count<TCPU, Value>;
 
 static constexpr TColumn<TCPU> CoreColumns[] = {
-    {"CORE", 6, "", " ", number<TCPU, &TCPU::id>},
-    {"USER", 6, "", " ", coreCount<user<TCPU>>},
-    {"SYSall", 6, "", " ", coreCount<sysAll<TCPU>>},
-    {"SYS", 6, "", " ", coreCount<&TCPU::sys>},
-    {"IRQ", 6, "", " ", coreCount<&TCPU::irq>},
-    {"S-IRQ", 6, "", " ", coreCount<&TCPU::softirq>},
-    {"WAIT", 6, "", " ", coreCount<&TCPU::iowait>},
-    {"IDLE", 6, "", " ", coreCount<&TCPU::idle>},
-    {"STEAL", 6, "", "", coreCount<&TCPU::steal>},
+    {"CORE",   6, "", " ", numberCell<&TCPU::id>    },
+    {"USER",   6, "", " ", countCell<user<TCPU>>    },
+    {"SYSall", 6, "", " ", countCell<sysAll<TCPU>>  },
+    {"SYS",    6, "", " ", countCell<&TCPU::sys>    },
+    {"IRQ",    6, "", " ", countCell<&TCPU::irq>    },
+    {"S-IRQ",  6, "", " ", countCell<&TCPU::softirq>},
+    {"WAIT",   6, "", " ", countCell<&TCPU::iowait> },
+    {"IDLE",   6, "", " ", countCell<&TCPU::idle>   },
+    {"STEAL",  6, "", "",  countCell<&TCPU::steal>  },
 };
 
-template <auto Value> static constexpr auto basicReal = real<TBasic, Value>;
+static double unused(const TBasic&) { return 0; }
 
-static TValue none(const TBasic&) { return 0.0; }
+static constexpr auto BasicRecord =
+    recordOf<classic::BasicKind, TBasic, &TBasic::usr, &TBasic::nice, &TBasic::sys, &TBasic::irq, &TBasic::softirq,
+             &TBasic::iowait, &TBasic::idle, &TBasic::steal, &TBasic::running, &TBasic::blocked, &TBasic::fork,
+             &TBasic::intr, &TBasic::ctxt, memory, memoryUse, buffers, cache, swap, swapUse, swapHot, &TBasic::pgin,
+             &TBasic::pgout, &TBasic::swapin, &TBasic::swapout, &TBasic::pgfree, &TBasic::pgscank, &TBasic::pgscand,
+             &TBasic::pgstealk, &TBasic::pgsteald, &TBasic::vmeff, &TBasic::pgrotated, &TBasic::pgmajfault, unused,
+             unused, unused>;
 
-static constexpr TField<TBasic> BasicFields[] = {
-    {{"usr", Form::Real2, "%"}, basicReal<&TBasic::usr>},
-    {{"nice", Form::Real2, "%"}, basicReal<&TBasic::nice>},
-    {{"sys", Form::Real2, "%"}, basicReal<&TBasic::sys>},
-    {{"irq", Form::Real2, "%"}, basicReal<&TBasic::irq>},
-    {{"softirq", Form::Real2, "%"}, basicReal<&TBasic::softirq>},
-    {{"iowait", Form::Real2, "%"}, basicReal<&TBasic::iowait>},
-    {{"idle", Form::Real2, "%"}, basicReal<&TBasic::idle>},
-    {{"steal", Form::Real2, "%"}, basicReal<&TBasic::steal>},
-    {{"running", Form::Int, "tasks"}, whole<TBasic, &TBasic::running>},
-    {{"blocked", Form::Int, "tasks"}, whole<TBasic, &TBasic::blocked>},
-    {{"fork", Form::Real2, "/s"}, basicReal<&TBasic::fork>},
-    {{"intr", Form::Real2, "/s"}, basicReal<&TBasic::intr>},
-    {{"ctxt", Form::Real2, "/s"}, basicReal<&TBasic::ctxt>},
-    {{"memtotal", Form::Real2, "bytes"}, basicReal<memory>},
-    {{"memusage", Form::Real2, "%"}, basicReal<memoryUse>},
-    {{"buffers", Form::Real2, "%"}, basicReal<buffers>},
-    {{"cached", Form::Real2, "%"}, basicReal<cache>},
-    {{"swaptotal", Form::Real2, "bytes"}, basicReal<swap>},
-    {{"swapusage", Form::Real2, "%"}, basicReal<swapUse>},
-    {{"swaphot", Form::Real2, "%"}, basicReal<swapHot>},
-    {{"pgin", Form::Real2, "bytes/s"}, basicReal<&TBasic::pgin>},
-    {{"pgout", Form::Real2, "bytes/s"}, basicReal<&TBasic::pgout>},
-    {{"swapin", Form::Real2, "pages/s"}, basicReal<&TBasic::swapin>},
-    {{"swapout", Form::Real2, "pages/s"}, basicReal<&TBasic::swapout>},
-    {{"pgfree", Form::Real2, "pages/s"}, basicReal<&TBasic::pgfree>},
-    {{"pgscank", Form::Real2, "pages/s"}, basicReal<&TBasic::pgscank>},
-    {{"pgscand", Form::Real2, "pages/s"}, basicReal<&TBasic::pgscand>},
-    {{"pgstealk", Form::Real2, "pages/s"}, basicReal<&TBasic::pgstealk>},
-    {{"pgsteald", Form::Real2, "pages/s"}, basicReal<&TBasic::pgsteald>},
-    {{"vmeff", Form::Real2, "%"}, basicReal<&TBasic::vmeff>},
-    {{"pgrotated", Form::Real2, "pages/s"}, basicReal<&TBasic::pgrotated>},
-    {{"pgmajfault", Form::Real2, "/s"}, basicReal<&TBasic::pgmajfault>},
-    // Quirk: three fields more than the header names, always 0.00; readers of old logs count 35. Seen by
-    // tests/worlds/basic-records.
-    {{"unused1", Form::Real2, ""}, none},
-    {{"unused2", Form::Real2, ""}, none},
-    {{"unused3", Form::Real2, ""}, none},
-};
-static constexpr TRecord<TBasic> BasicRecord = {"BASIC", BasicFields, std::size(BasicFields) - 3};
+static constexpr auto CoreRecord = recordOf<classic::CoreKind, TCPU, &TCPU::id, &TCPU::usr, &TCPU::nice, &TCPU::sys,
+                                            &TCPU::irq, &TCPU::softirq, &TCPU::iowait, &TCPU::idle, &TCPU::steal>;
 
-template <auto Value> static constexpr auto coreReal = real<TCPU, Value>;
-
-static constexpr TField<TCPU> CoreFields[] = {
-    {{"id", Form::Int, ""}, whole<TCPU, &TCPU::id>},
-    {{"usr", Form::Real2, "%"}, coreReal<&TCPU::usr>},
-    {{"nice", Form::Real2, "%"}, coreReal<&TCPU::nice>},
-    {{"sys", Form::Real2, "%"}, coreReal<&TCPU::sys>},
-    {{"irq", Form::Real2, "%"}, coreReal<&TCPU::irq>},
-    {{"softirq", Form::Real2, "%"}, coreReal<&TCPU::softirq>},
-    {{"iowait", Form::Real2, "%"}, coreReal<&TCPU::iowait>},
-    {{"idle", Form::Real2, "%"}, coreReal<&TCPU::idle>},
-    {{"steal", Form::Real2, "%"}, coreReal<&TCPU::steal>},
-};
-static constexpr TRecord<TCPU> CoreRecord = {"CPU", CoreFields};
-
-void dispBasicHeader() { dispHeader(BasicRecord); }
-
-void tellBasicRecords(TRecordList& list) {
-    tellRecord(BasicRecord, list);
-    tellRecord(CoreRecord, list);
-}
+void dispBasicHeader() { dispHeader(classic::BasicKind); }
 
 // --- The report
 

@@ -2,9 +2,11 @@
 #include "classic/monitor/options.h"
 #include "classic/monitor/port.h"
 #include "classic/monitor/proc.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
+#include "record/classic/proc.h"
 
 #include "base/output.h"
+#include "base/words.h"
 
 #include <utility>
 
@@ -46,17 +48,15 @@ static void dispFile(const TFileRow& row) {
     sayText(row.dest), sayText("\n");
 }
 
-static constexpr TField<TFileRow> FileFields[] = {
-    {{"pid", Form::Int, ""}, [](const TFileRow& r) -> TValue { return r.proc.pid; }},
-    {{"command", Form::Text, ""}, [](const TFileRow& r) -> TValue { return r.proc.cmd.view(); }},
-    {{"fdnumber", Form::Long, ""}, [](const TFileRow& r) -> TValue { return r.fd.fd; }},
-    {{"delta", Form::Real2, "bytes/s"}, real<TFileRow, &TFileRow::rate>},
-    {{"flags", Form::Hex7, ""}, [](const TFileRow& r) -> TValue { return r.fd.flags; }},
-    {{"filename", Form::Text, ""}, words<TFileRow, &TFileRow::dest>},
-};
-static constexpr TRecord<TFileRow> FileRecord = {"FDINFO", FileFields, std::size(FileFields)};
+static const TProc& process(const auto& row) { return row.proc; }
+static const TFDInfo& descriptor(const auto& row) { return row.fd; }
 
-void dispDescriptorHeader() { dispHeader(FileRecord); }
+static constexpr auto FileRecord =
+    recordOf<classic::FileKind, TFileRow, in<process<TFileRow>, &TProc::pid>, in<process<TFileRow>, &TProc::cmd>,
+             in<descriptor<TFileRow>, &TFDInfo::fd>, &TFileRow::rate, in<descriptor<TFileRow>, &TFDInfo::flags>,
+             &TFileRow::dest>;
+
+void dispDescriptorHeader() { dispHeader(classic::FileKind); }
 
 // --- Sockets
 
@@ -92,19 +92,11 @@ struct TSocketRow {
 };
 } // namespace
 
-static constexpr TField<TSocketRow> SocketFields[] = {
-    {{"pid", Form::Int, ""},      [](const TSocketRow& r) -> TValue { return r.proc.pid; }       },
-    {{"command", Form::Text, ""}, [](const TSocketRow& r) -> TValue { return r.proc.cmd.view(); }},
-    {{"inode", Form::Long, ""},   [](const TSocketRow& r) -> TValue { return r.fd.inode; }       },
-};
-static constexpr TRecord<TSocketRow> SocketRecord = {"SOCKINFO", SocketFields};
+static constexpr auto SocketRecord =
+    recordOf<classic::SocketKind, TSocketRow, in<process<TSocketRow>, &TProc::pid>,
+             in<process<TSocketRow>, &TProc::cmd>, in<descriptor<TSocketRow>, &TFDInfo::inode>>;
 
 // --- Both
-
-void tellDescriptorRecords(TRecordList& list) {
-    tellRecord(FileRecord, list);
-    tellRecord(SocketRecord, list);
-}
 
 void dispDescriptors(const TTop& top, const TProcView& view, int& lines) {
     const auto fds = view.cur.fdinfo(*top.cur);

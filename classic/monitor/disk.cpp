@@ -3,9 +3,10 @@
 
 #include "base/order.h"
 #include "classic/monitor/options.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
 #include "classic/monitor/reports.h"
 #include "classic/monitor/volumes.h"
+#include "record/classic/disk.h"
 
 namespace {
 // A disk, or a volume with its label and its index in its list.
@@ -18,73 +19,44 @@ struct TDiskLine {
 };
 } // namespace
 
-// --- Columns and fields
+// --- Columns and records
 
-template <auto Value> static TCell normal(const TDiskLine& line) { return GetValueStrNormal(line.perf.*Value); }
-template <auto Value> static TCell size(const TDiskLine& line) { return GetValueStr(line.perf.*Value); }
+static const TDiskPerf& perf(const TDiskLine& line) { return line.perf; }
 
 static constexpr TColumn<TDiskLine> DiskColumns[] = {
-    {"Name", 12, "", " ", text<TDiskLine, &TDiskLine::name>},
-    {"Busy", 6, "", " ", normal<&TDiskPerf::time>},
-    {"RBytes", 6, "", " ", size<&TDiskPerf::rbytes>},
-    {"WBytes", 6, "", " ", size<&TDiskPerf::wbytes>},
-    {"Rxfers", 6, "", " ", normal<&TDiskPerf::rxfers>},
-    {"Wxfers", 6, "", " ", normal<&TDiskPerf::wxfers>},
-    {"Rawait", 6, "", " ", normal<&TDiskPerf::rtime>},
-    {"Wawait", 6, "", " ", normal<&TDiskPerf::wtime>},
-    {"Await", 6, "", " ", normal<&TDiskPerf::await>},
-    {"SVC-tm", 6, "", " ", normal<&TDiskPerf::svctm>},
-    {"AVG-Q", 6, "", "  ", normal<&TDiskPerf::avgq>},
+    {"Name", 12, "", " ", textCell<&TDiskLine::name>},
+    {"Busy", 6, "", " ", countCell<perf, &TDiskPerf::time>},
+    {"RBytes", 6, "", " ", bytesCell<perf, &TDiskPerf::rbytes>},
+    {"WBytes", 6, "", " ", bytesCell<perf, &TDiskPerf::wbytes>},
+    {"Rxfers", 6, "", " ", countCell<perf, &TDiskPerf::rxfers>},
+    {"Wxfers", 6, "", " ", countCell<perf, &TDiskPerf::wxfers>},
+    {"Rawait", 6, "", " ", countCell<perf, &TDiskPerf::rtime>},
+    {"Wawait", 6, "", " ", countCell<perf, &TDiskPerf::wtime>},
+    {"Await", 6, "", " ", countCell<perf, &TDiskPerf::await>},
+    {"SVC-tm", 6, "", " ", countCell<perf, &TDiskPerf::svctm>},
+    {"AVG-Q", 6, "", "  ", countCell<perf, &TDiskPerf::avgq>},
 };
 
-template <auto Value> static TValue figure(const TDiskLine& line) { return line.perf.*Value; }
-template <auto Value> static TValue ofDisk(const TDiskLine& line) { return line.disk->*Value; }
+// A disk and a volume have the same figures, between a first field and places of their own.
+template <const Kind& kind, auto First, auto... Place>
+static constexpr auto activityRecord =
+    recordOf<kind, TDiskLine, First, in<perf, &TDiskPerf::time>, in<perf, &TDiskPerf::rbytes>,
+             in<perf, &TDiskPerf::wbytes>, in<perf, &TDiskPerf::rxfers>, in<perf, &TDiskPerf::wxfers>,
+             in<perf, &TDiskPerf::rtime>, in<perf, &TDiskPerf::wtime>, in<perf, &TDiskPerf::await>,
+             in<perf, &TDiskPerf::svctm>, in<perf, &TDiskPerf::avgq>, Place...>;
 
-static constexpr TField<TDiskLine> NameField[] = {
-    {{"name", Form::Text, ""}, words<TDiskLine, &TDiskLine::name>}
-};
-static constexpr TField<TDiskLine> IndexField[] = {
-    {{"index", Form::Int, ""}, whole<TDiskLine, &TDiskLine::index>}
-};
-static constexpr TField<TDiskLine> ActivityFields[] = {
-    {{"busy", Form::Real2, "%"},         figure<&TDiskPerf::time>  },
-    {{"rbytes", Form::Real2, "bytes/s"}, figure<&TDiskPerf::rbytes>},
-    {{"wbytes", Form::Real2, "bytes/s"}, figure<&TDiskPerf::wbytes>},
-    {{"rxfers", Form::Real2, "/s"},      figure<&TDiskPerf::rxfers>},
-    {{"wxfers", Form::Real2, "/s"},      figure<&TDiskPerf::wxfers>},
-    {{"rawait", Form::Real2, "ms"},      figure<&TDiskPerf::rtime> },
-    {{"wawait", Form::Real2, "ms"},      figure<&TDiskPerf::wtime> },
-    {{"await", Form::Real2, "ms"},       figure<&TDiskPerf::await> },
-    {{"svctm", Form::Real2, "ms"},       figure<&TDiskPerf::svctm> },
-    {{"avgque", Form::Real2, ""},        figure<&TDiskPerf::avgq>  },
-};
-static constexpr TField<TDiskLine> DiskPlaceFields[] = {
-    {{"maj", Form::Int, ""}, ofDisk<&TDiskRate::major>},
-    {{"min", Form::Int, ""}, ofDisk<&TDiskRate::minor>},
-    {{"vg", Form::Text, ""}, words<TDiskLine, &TDiskLine::vgname>},
-    {{"fs", Form::Text, ""}, words<TDiskLine, &TDiskLine::fsname>},
-    {{"lv", Form::Text, ""}, words<TDiskLine, &TDiskLine::lvname>},
-    {{"multipath", Form::Text, ""}, [](const TDiskLine& line) -> TValue { return line.disk->labels->ext.view(); }},
-};
-static constexpr TField<TDiskLine> VolumePlaceFields[] = {
-    {{"vg", Form::Text, ""}, words<TDiskLine, &TDiskLine::vgname>},
-    {{"lv", Form::Text, ""}, words<TDiskLine, &TDiskLine::lvname>},
-    {{"fs", Form::Text, ""}, words<TDiskLine, &TDiskLine::fsname>},
-};
-static constexpr auto DiskFields = joined(NameField, ActivityFields, DiskPlaceFields);
-static constexpr auto VolumeFields = joined(IndexField, ActivityFields, VolumePlaceFields);
+static constexpr auto DiskRecord =
+    activityRecord<classic::DiskKind, &TDiskLine::name, in<&TDiskLine::disk, &TDiskRate::major>,
+                   in<&TDiskLine::disk, &TDiskRate::minor>, &TDiskLine::vgname, &TDiskLine::fsname, &TDiskLine::lvname,
+                   in<&TDiskLine::disk, &TDiskRate::labels, &TLabels::ext>>;
 
-static constexpr TRecord<TDiskLine> DiskRecord = {"DISK", DiskFields, std::size(DiskFields)};
-static constexpr TRecord<TDiskLine> GroupRecord = {"LVMVG", VolumeFields};
-static constexpr TRecord<TDiskLine> VolumeRecord = {"LVMLV", VolumeFields};
+template <const Kind& kind>
+static constexpr auto volumeRecord =
+    activityRecord<kind, &TDiskLine::index, &TDiskLine::vgname, &TDiskLine::lvname, &TDiskLine::fsname>;
+static constexpr auto GroupRecord = volumeRecord<classic::GroupActivityKind>;
+static constexpr auto VolumeRecord = volumeRecord<classic::VolumeActivityKind>;
 
-void dispDiskHeader() { dispHeader(DiskRecord); }
-
-void tellDiskRecords(TRecordList& list) {
-    tellRecord(DiskRecord, list);
-    tellRecord(GroupRecord, list);
-    tellRecord(VolumeRecord, list);
-}
+void dispDiskHeader() { dispHeader(classic::DiskKind); }
 
 // --- Disks
 

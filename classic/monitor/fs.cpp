@@ -3,8 +3,9 @@
 #include "classic/collect/settings.h"
 #include "classic/collect/voltext.h"
 #include "classic/monitor/options.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
 #include "classic/monitor/reports.h"
+#include "record/classic/fs.h"
 
 #include <cmath>
 #include <limits>
@@ -31,72 +32,46 @@ static double use(const TFS& fs) { return used(fs.freesize, fs.totalsize); }
 static double availUse(const TFS& fs) { return used(fs.availsize, fs.totalsize); }
 static double inodeUse(const TFS& fs) { return used(fs.freeinode, fs.totalinode); }
 
-template <auto Value> static auto nowOf(const TChange& change) { return valueOf<TFS, Value>(change.now); }
-template <auto Value> static double deltaOf(const TChange& change) { return change.delta.*Value; }
-template <auto Value> static std::string_view textOf(const TChange& change) { return change.now.*Value; }
+static const TFS& now(const TChange& change) { return change.now; }
+static const TSizes& delta(const TChange& change) { return change.delta; }
 static std::string_view device(const TChange& change) { return getnameonly(change.now.dev); }
 
-template <auto Value> static TCell nowBytes(const TChange& change) { return GetValueStr(nowOf<Value>(change)); }
-template <auto Value> static TCell deltaBytes(const TChange& change) {
-    return GetValueStrForFS(deltaOf<Value>(change));
-}
+template <auto Value> static TCell deltaBytes(const TChange& change) { return GetValueStrForFS(change.delta.*Value); }
 
-// --- Columns and fields
+// --- Columns and records
 
 static constexpr TColumn<TChange> UsageColumns[] = {
-    {"Device", 20, "", " ", text<TChange, device>},
-    {"Total", 6, "", " ", nowBytes<&TFS::totalsize>},
-    {"Use%", 6, "", " ", nowBytes<use>},
-    {"Use%-2", 6, "", " ", nowBytes<availUse>},
-    {"Total-inode", 12, "", " ", nowBytes<&TFS::totalinode>},
-    {"inode-use%", 10, "", "", nowBytes<inodeUse>},
+    {"Device", 20, "", " ", textCell<device>},
+    {"Total", 6, "", " ", bytesCell<now, &TFS::totalsize>},
+    {"Use%", 6, "", " ", bytesCell<now, use>},
+    {"Use%-2", 6, "", " ", bytesCell<now, availUse>},
+    {"Total-inode", 12, "", " ", bytesCell<now, &TFS::totalinode>},
+    {"inode-use%", 10, "", "", bytesCell<now, inodeUse>},
 };
 
 static constexpr TColumn<TChange> DeltaColumns[] = {
-    {"Total",       7,  "", " ", deltaBytes<&TFS::totalsize> },
-    {"Free",        7,  "", " ", deltaBytes<&TFS::freesize>  },
-    {"Avail",       7,  "", " ", deltaBytes<&TFS::availsize> },
-    {"Total-inode", 12, "", " ", deltaBytes<&TFS::totalinode>},
-    {"free-inode",  10, "", "",  deltaBytes<&TFS::freeinode> },
+    {"Total",       7,  "", " ", deltaBytes<&TSizes::totalsize> },
+    {"Free",        7,  "", " ", deltaBytes<&TSizes::freesize>  },
+    {"Avail",       7,  "", " ", deltaBytes<&TSizes::availsize> },
+    {"Total-inode", 12, "", " ", deltaBytes<&TSizes::totalinode>},
+    {"free-inode",  10, "", "",  deltaBytes<&TSizes::freeinode> },
 };
 
 static constexpr TColumn<TChange> MountColumns[] = {
-    {"mount", 0, "", "", text<TChange, textOf<&TFS::dir>>}
+    {"mount", 0, "", "", textCell<now, &TFS::dir>},
 };
 
-template <auto Value> static constexpr auto nowReal = real<TChange, nowOf<Value>>;
-template <auto Value> static constexpr auto deltaReal = real<TChange, deltaOf<Value>>;
-template <auto Value> static constexpr auto fsText = words<TChange, textOf<Value>>;
+// Both kinds begin with how the filesystem stands now, and end with where it is mounted.
+template <const Kind& kind, auto... Changes>
+static constexpr auto fsRecord = recordOf<kind, TChange, in<now, &TFS::dev>, in<now, &TFS::totalsize>,
+                                          in<now, &TFS::freesize>, in<now, &TFS::availsize>, in<now, &TFS::totalinode>,
+                                          in<now, &TFS::freeinode>, Changes..., in<now, &TFS::dir>>;
 
-static constexpr TField<TChange> NowFields[] = {
-    {{"device", Form::Text, ""},      fsText<&TFS::dev>        },
-    {{"total", Form::Real0, "bytes"}, nowReal<&TFS::totalsize> },
-    {{"free", Form::Real0, "bytes"},  nowReal<&TFS::freesize>  },
-    {{"avail", Form::Real0, "bytes"}, nowReal<&TFS::availsize> },
-    {{"totalinode", Form::Real0, ""}, nowReal<&TFS::totalinode>},
-    {{"freeinode", Form::Real0, ""},  nowReal<&TFS::freeinode> },
-};
-static constexpr TField<TChange> ChangeFields[] = {
-    {{"totaldelta", Form::Real0, "bytes/s"}, deltaReal<&TFS::totalsize> },
-    {{"freedelta", Form::Real0, "bytes/s"},  deltaReal<&TFS::freesize>  },
-    {{"availdelta", Form::Real0, "bytes/s"}, deltaReal<&TFS::availsize> },
-    {{"totalinodedelta", Form::Real0, "/s"}, deltaReal<&TFS::totalinode>},
-    {{"freeinodedelta", Form::Real0, "/s"},  deltaReal<&TFS::freeinode> },
-    {{"type", Form::Text, ""},               fsText<&TFS::type>         },
-};
-static constexpr TField<TChange> DirField[] = {
-    {{"dir", Form::Text, ""}, fsText<&TFS::dir>}
-};
-static constexpr auto UsageFields = joined(NowFields, DirField);
-static constexpr auto DeltaFields = joined(NowFields, ChangeFields, DirField);
-
-static constexpr TRecord<TChange> UsageRecord = {"fsinfo", UsageFields};
-static constexpr TRecord<TChange> DeltaRecord = {"FSDELTA", DeltaFields};
-
-void tellFSRecords(TRecordList& list) {
-    tellRecord(UsageRecord, list);
-    tellRecord(DeltaRecord, list);
-}
+static constexpr auto UsageRecord = fsRecord<classic::FSUsageKind>;
+static constexpr auto DeltaRecord =
+    fsRecord<classic::FSDeltaKind, in<delta, &TSizes::totalsize>, in<delta, &TSizes::freesize>,
+             in<delta, &TSizes::availsize>, in<delta, &TSizes::totalinode>, in<delta, &TSizes::freeinode>,
+             in<now, &TFS::type>>;
 
 // --- The report
 

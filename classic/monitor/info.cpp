@@ -4,8 +4,9 @@
 #include "base/output.h"
 #include "classic/monitor/format.h"
 #include "classic/monitor/options.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
 #include "classic/monitor/reports.h"
+#include "record/classic/host.h"
 
 const char* const Banner = "wyrt - what a Linux host does, interval by interval";
 
@@ -38,7 +39,8 @@ static TNow getNow(const TSystemInfo& info) {
     t.hours = static_cast<int>(uptime % 86400 / 3600);
     t.minutes = static_cast<int>(uptime % 3600 / 60);
     t.seconds = static_cast<int>(uptime % 60);
-    t.zone = -static_cast<int>(timezone / 3600); // behind the dates: where the zone's hours changed, they set it
+    t.zone =
+        -static_cast<int>(timezone / 3600); // after the dates, which set it where the hours of the zone have changed
     return t;
 }
 
@@ -78,64 +80,39 @@ struct THost {
     const TSystemInfo& info;
     const TNow& now;
 };
-// A fact is a record of its own, with up to four values.
-struct TFact {
-    std::string_view tag;
-    TField<THost> fields[4];
-    size_t count = 1;
-    TRecord<THost> record() const { return {tag, std::span(fields).first(count)}; }
-};
 } // namespace
 
-template <auto Field> static TValue fact(const THost& h) {
-    if constexpr (requires { (h.info.*Field).view(); }) return (h.info.*Field).view();
-    else return h.info.*Field;
-}
-template <auto Field> static TValue now(const THost& h) {
-    if constexpr (requires { (h.now.*Field).view(); }) return (h.now.*Field).view();
-    else return h.now.*Field;
-}
+static const TSystemInfo& info(const THost& h) { return h.info; }
+static const TNow& now(const THost& h) { return h.now; }
 
-static constexpr TFact Facts[] = {
-    {"info,Start", {{{"banner", Form::Text, ""}, [](const THost&) -> TValue { return std::string_view(Banner); }}}},
-    {"info,Program", {{{"program", Form::Text, ""}, [](const THost&) -> TValue { return std::string_view("wyrt"); }}}},
-    {"info,Version", {{{"version", Form::Text, ""}, [](const THost&) -> TValue { return std::string_view(Version); }}}},
-    {"info,Hostname", {{{"hostname", Form::Text, ""}, fact<&TSystemInfo::hostname>}}},
-    {"info,OS", {{{"os", Form::Text, ""}, fact<&TSystemInfo::os>}}},
-    {"info,Distributor", {{{"distributor", Form::Text, ""}, fact<&TSystemInfo::lx_distributor>}}},
-    {"info,Description", {{{"description", Form::Text, ""}, fact<&TSystemInfo::lx_description>}}},
-    {"info,Release", {{{"release", Form::Text, ""}, fact<&TSystemInfo::lx_release>}}},
-    {"info,Model", {{{"model", Form::Text, ""}, fact<&TSystemInfo::model>}}},
-    {"info,Serial", {{{"serial", Form::Text, ""}, fact<&TSystemInfo::sn>}}},
-    {"info,Logical Core", {{{"cores", Form::Int, ""}, fact<&TSystemInfo::lcpucount>}}},
-    {"info,Clock(MHz)", {{{"clock", Form::Long, "MHz"}, fact<&TSystemInfo::clockMHz>}}},
-    {"info,CPU Model", {{{"cpumodel", Form::Text, ""}, fact<&TSystemInfo::cpumodel>}}},
-    {"info,H/T", {{{"ht", Form::Letter, ""}, [](const THost& h) -> TValue { return hyperThreads(h.info); }}}},
-    {"info,Sibling/Core", {{{"siblings", Form::Int, ""}, fact<&TSystemInfo::HTmode>}}},
-    {"info,Memory(MB)", {{{"memory", Form::Long, "MB"}, fact<&TSystemInfo::memoryMB>}}},
-    {"info,Swap(MB)", {{{"swap", Form::Long, "MB"}, fact<&TSystemInfo::swapMB>}}},
-    {"info,Current Time",
-     {{{"date", Form::Text, ""}, now<&TNow::date>}, {{"seconds", Form::Int, "s"}, now<&TNow::now>}},
-     2},
-    {"info,Boot Time",
-     {{{"date", Form::Text, ""}, now<&TNow::bootDate>}, {{"seconds", Form::Long, "s"}, fact<&TSystemInfo::boottime>}},
-     2},
-    {"info,Uptime",
-     {{{"days", Form::Int, ""}, now<&TNow::days>},
-      {{"hours", Form::Two, ""}, now<&TNow::hours>},
-      {{"minutes", Form::Two, ""}, now<&TNow::minutes>},
-      {{"seconds", Form::Two, ""}, now<&TNow::seconds>}},
-     4},
-    {"info,TimeZone", {{{"zone", Form::Int, "hours"}, now<&TNow::zone>}}},
-    {"info,Page Size", {{{"pagesize", Form::Int, "bytes"}, fact<&TSystemInfo::pagesize>}}},
-    {"info,ClockTick", {{{"clocktick", Form::Int, "/s"}, fact<&TSystemInfo::clocktick>}}},
+static constexpr TRecord<THost> Facts[] = {
+    recordOf<classic::StartKind, THost, [](const THost&) { return Banner; }>,
+    recordOf<classic::ProgramKind, THost, [](const THost&) { return "wyrt"; }>,
+    recordOf<classic::VersionKind, THost, [](const THost&) { return Version; }>,
+    recordOf<classic::HostnameKind, THost, in<info, &TSystemInfo::hostname>>,
+    recordOf<classic::OSKind, THost, in<info, &TSystemInfo::os>>,
+    recordOf<classic::DistributorKind, THost, in<info, &TSystemInfo::lx_distributor>>,
+    recordOf<classic::DescriptionKind, THost, in<info, &TSystemInfo::lx_description>>,
+    recordOf<classic::ReleaseKind, THost, in<info, &TSystemInfo::lx_release>>,
+    recordOf<classic::ModelKind, THost, in<info, &TSystemInfo::model>>,
+    recordOf<classic::SerialKind, THost, in<info, &TSystemInfo::sn>>,
+    recordOf<classic::LogicalCoreKind, THost, in<info, &TSystemInfo::lcpucount>>,
+    recordOf<classic::ClockKind, THost, in<info, &TSystemInfo::clockMHz>>,
+    recordOf<classic::CPUModelKind, THost, in<info, &TSystemInfo::cpumodel>>,
+    recordOf<classic::HyperThreadsKind, THost, in<info, hyperThreads>>,
+    recordOf<classic::SiblingsKind, THost, in<info, &TSystemInfo::HTmode>>,
+    recordOf<classic::MemoryKind, THost, in<info, &TSystemInfo::memoryMB>>,
+    recordOf<classic::SwapKind, THost, in<info, &TSystemInfo::swapMB>>,
+    recordOf<classic::CurrentTimeKind, THost, in<now, &TNow::date>, in<now, &TNow::now>>,
+    recordOf<classic::BootTimeKind, THost, in<now, &TNow::bootDate>, in<info, &TSystemInfo::boottime>>,
+    recordOf<classic::UptimeKind, THost, in<now, &TNow::days>, in<now, &TNow::hours>, in<now, &TNow::minutes>,
+             in<now, &TNow::seconds>>,
+    recordOf<classic::TimeZoneKind, THost, in<now, &TNow::zone>>,
+    recordOf<classic::PageSizeKind, THost, in<info, &TSystemInfo::pagesize>>,
+    recordOf<classic::ClockTickKind, THost, in<info, &TSystemInfo::clocktick>>,
 };
-
-void tellSystemInfoRecords(TRecordList& list) {
-    for (auto& known : Facts) tellRecord(known.record(), list);
-}
 
 void dispSystemInfoRecords(const TSystemInfo& info) {
     const TNow t = getNow(info);
-    for (auto& known : Facts) dispRecord(known.record(), {info, t});
+    for (auto& fact : Facts) dispRecord(fact, {info, t});
 }

@@ -1,7 +1,8 @@
 // Processes that came or ended between two samples.
 #include "classic/monitor/options.h"
 #include "classic/monitor/proc.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
+#include "record/classic/proc.h"
 
 namespace {
 struct TLifeRow {
@@ -10,19 +11,13 @@ struct TLifeRow {
 };
 } // namespace
 
-static constexpr TField<TLifeRow> LifeFields[] = {
-    {{"command", Form::Text, ""}, words<TLifeRow, &TLifeRow::command>},
-    {{"user", Form::Text, ""}, [](const TLifeRow& r) -> TValue { return r.proc.user.view(); }},
-    {{"pid", Form::Int, ""}, [](const TLifeRow& r) -> TValue { return r.proc.pid; }},
-    {{"ppid", Form::Int, ""}, [](const TLifeRow& r) -> TValue { return r.proc.ppid; }},
-};
-static constexpr TRecord<TLifeRow> CreatedRecord = {"CPROC", LifeFields};
-static constexpr TRecord<TLifeRow> TerminatedRecord = {"TPROC", LifeFields};
+static const TProc& process(const TLifeRow& r) { return r.proc; }
 
-void tellLifeRecords(TRecordList& list) {
-    tellRecord(CreatedRecord, list);
-    tellRecord(TerminatedRecord, list);
-}
+template <const Kind& kind>
+static constexpr auto lifeRecord = recordOf<kind, TLifeRow, &TLifeRow::command, in<process, &TProc::user>,
+                                            in<process, &TProc::pid>, in<process, &TProc::ppid>>;
+static constexpr auto CreatedRecord = lifeRecord<classic::CreatedKind>;
+static constexpr auto TerminatedRecord = lifeRecord<classic::TerminatedKind>;
 
 const TProc* ExtraProcInfo(const TProcTable& table, const TProc* p, char CreatedOrTerminated) {
     constexpr int Most = 60; // characters of the command line

@@ -2,11 +2,13 @@
 
 #include "base/door.h"
 #include "base/output.h"
+#include "base/words.h"
 #include "classic/collect/info.h"
 #include "classic/monitor/options.h"
 #include "classic/monitor/probes.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
 #include "classic/monitor/reports.h"
+#include "record/classic/interval.h"
 
 #include <algorithm>
 #include <new>
@@ -71,19 +73,12 @@ static void startUp(const TRun& run) {
 
 // --- One pass
 
-static constexpr TField<TPass> TimeFields[] = {
-    {{"seconds", Form::Int, "s"},         [](const TPass& p) -> TValue { return p.stamp.seconds; }},
-    {{"interval", Form::Int, ""},         [](const TPass& p) -> TValue { return p.timeindex; }    },
-    {{"time", Form::Text, ""},
-     [](const TPass& p) -> TValue {
-         static Text<64> text; // outlives the value that views it
-         text = GetTimeString(p.stamp.seconds);
-         return text.view();
-     }                                                                                            },
-    {{"milliseconds", Form::Milli, "ms"}, [](const TPass& p) -> TValue { return p.stamp.millis; } },
-};
-static constexpr TRecord<TPass> TimeRecord = {"TIME", TimeFields};
-static constexpr TRecord<TNothing> EndRecord = {"END_OF_INTERVAL", {}};
+static int64_t seconds(const TPass& pass) { return pass.stamp.seconds; }
+static int millis(const TPass& pass) { return pass.stamp.millis; }
+static Text<64> timeText(const TPass& pass) { return GetTimeString(pass.stamp.seconds); }
+
+static constexpr auto TimeRecord = recordOf<classic::TimeKind, TPass, seconds, &TPass::timeindex, timeText, millis>;
+static constexpr auto EndRecord = recordOf<classic::EndKind, TNothing>;
 
 static void dispTime(const TRun& run, const TPass& pass) {
     if (shooting) return dispRecord(TimeRecord, pass);
@@ -132,12 +127,8 @@ static void dispPass(const TRun& run, const TPass& pass) {
 
 // --- The pause
 
-static constexpr TField<TRatio> RatioFields[] = {
-    {{"ratio", Form::Int, "%"},     [](const TRatio& r) -> TValue { return r.percent; }},
-    {{"elapsed", Form::Real6, "s"}, [](const TRatio& r) -> TValue { return r.elapsed; }},
-    {{"pause", Form::Int, "us"},    [](const TRatio& r) -> TValue { return r.pause; }  },
-};
-static constexpr TRecord<TRatio> RatioRecord = {"elapsedtime", RatioFields};
+static constexpr auto PauseRecord =
+    recordOf<classic::PauseKind, TRatio, &TRatio::percent, &TRatio::elapsed, &TRatio::pause>;
 
 // Quirk: compared as unsigned, so that a share above 100 % gives the longest pause instead of none. Seen by
 // tests/worlds/ratio-above-100.
@@ -149,19 +140,13 @@ unsigned getRatioPause(double elapsed, int percent) {
 
 static void rest(const TRun& run, const TPass& pass) {
     if (run.RatioInterval <= 0) return pauseFor(static_cast<unsigned>(run.interval));
-    // Quirk: a volume map that was built before the loop is taken out of the first pass, too, which it was no part of.
-    // Seen by tests/worlds/ratio-map-at-start.
+    // Quirk: the time that a volume map took before the loop is subtracted from the first pass, although that pass did
+    // not build it. Seen by tests/worlds/ratio-map-at-start.
     TRatio ratio{run.RatioInterval, getClock().value() - pass.rtime[pass.icur] - time4mapping - time4ip, 0};
     ratio.pause = getRatioPause(ratio.elapsed, ratio.percent);
     time4ip = time4mapping = 0;
-    if (shooting) dispRecord(RatioRecord, ratio);
+    if (shooting) dispRecord(PauseRecord, ratio);
     pauseFor(ratio.pause);
-}
-
-void tellIntervalRecords(TRecordList& list) {
-    tellRecord(TimeRecord, list);
-    tellRecord(EndRecord, list);
-    tellRecord(RatioRecord, list);
 }
 
 static void loop(const TRun& run) {

@@ -3,8 +3,9 @@
 #include "base/order.h"
 #include "classic/collect/settings.h"
 #include "classic/monitor/options.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
 #include "classic/monitor/reports.h"
+#include "record/classic/net.h"
 
 namespace {
 // One address of an interface.
@@ -23,22 +24,15 @@ static constexpr auto netmask = entry<&TNetif::netmask>;
 static constexpr auto broadcast = entry<&TNetif::broadcast>;
 
 static constexpr TColumn<TAddressRow> AddressColumns[] = {
-    {"Network Interface", 20, "", " ", text<TAddressRow, name>     },
-    {"Address",           20, "", " ", text<TAddressRow, address>  },
-    {"Netmask",           20, "", " ", text<TAddressRow, netmask>  },
-    {"Broadcast",         20, "", "",  text<TAddressRow, broadcast>},
+    {"Network Interface", 20, "", " ", textCell<name>     },
+    {"Address",           20, "", " ", textCell<address>  },
+    {"Netmask",           20, "", " ", textCell<netmask>  },
+    {"Broadcast",         20, "", "",  textCell<broadcast>},
 };
 
-static constexpr TField<TAddressRow> AddressFields[] = {
-    {{"name", Form::Text, ""},      words<TAddressRow, name>     },
-    {{"address", Form::Text, ""},   words<TAddressRow, address>  },
-    {{"netmask", Form::Text, ""},   words<TAddressRow, netmask>  },
-    {{"broadcast", Form::Text, ""}, words<TAddressRow, broadcast>},
-};
-
-static constexpr TRecord<TAddressRow> AddressRecord = {"info,nif", AddressFields};
+static constexpr auto AddressRecord = recordOf<classic::AddressKind, TAddressRow, name, address, netmask, broadcast>;
 // Closes the list.
-static constexpr TRecord<TNothing> EndRecord = {"info,end", {}};
+static constexpr auto EndRecord = recordOf<classic::AddressEndKind, TNothing>;
 
 static void dispAddress(const TAddressRow& row) {
     if (shooting) return dispRecord(AddressRecord, row);
@@ -55,50 +49,28 @@ static void dispAddresses(const std::vector<TNetif>& netif) {
 
 // --- Rates
 
-template <auto Value> static constexpr auto rate = count<TNetif, Value>;
-
 static constexpr TColumn<TNetif> NetifColumns[] = {
-    {"I/F_name", 16, "", "   ", text<TNetif, &TNetif::name>},
-    {"IPAddress", 16, "", " ", text<TNetif, &TNetif::ipstring>},
-    {"RBytes", 6, "", " ", bytes<TNetif, &TNetif::rbytes>},
-    {"WBytes", 6, "", " ", bytes<TNetif, &TNetif::wbytes>},
-    {"RPkts", 6, "", " ", rate<&TNetif::rpackets>},
-    {"WPkts", 6, "", " ", rate<&TNetif::wpackets>},
-    {"RErr", 6, "", " ", rate<&TNetif::rerrors>},
-    {"WErr", 6, "", " ", rate<&TNetif::werrors>},
-    {"RDrop", 6, "", " ", rate<&TNetif::rdrop>},
-    {"WDrop", 6, "", " ", rate<&TNetif::wdrop>},
-    {"Coll", 6, "", "", rate<&TNetif::colls>},
+    {"I/F_name",  16, "", "   ", textCell<&TNetif::name>     },
+    {"IPAddress", 16, "", " ",   textCell<&TNetif::ipstring> },
+    {"RBytes",    6,  "", " ",   bytesCell<&TNetif::rbytes>  },
+    {"WBytes",    6,  "", " ",   bytesCell<&TNetif::wbytes>  },
+    {"RPkts",     6,  "", " ",   countCell<&TNetif::rpackets>},
+    {"WPkts",     6,  "", " ",   countCell<&TNetif::wpackets>},
+    {"RErr",      6,  "", " ",   countCell<&TNetif::rerrors> },
+    {"WErr",      6,  "", " ",   countCell<&TNetif::werrors> },
+    {"RDrop",     6,  "", " ",   countCell<&TNetif::rdrop>   },
+    {"WDrop",     6,  "", " ",   countCell<&TNetif::wdrop>   },
+    {"Coll",      6,  "", "",    countCell<&TNetif::colls>   },
 };
 
 // Quirk: the first address only, where the table joins them all. Seen by tests/worlds/netif-seven-addresses-records.
 static std::string_view firstAddress(const TNetif& netif) { return netif.ip[0]; }
 
-template <auto Value> static constexpr auto netifReal = real<TNetif, Value>;
+static constexpr auto NetifRecord = recordOf<classic::NetifKind, TNetif, &TNetif::name, firstAddress, &TNetif::rbytes,
+                                             &TNetif::wbytes, &TNetif::rpackets, &TNetif::wpackets, &TNetif::rerrors,
+                                             &TNetif::werrors, &TNetif::rdrop, &TNetif::wdrop, &TNetif::colls>;
 
-static constexpr TField<TNetif> NetifFields[] = {
-    {{"name", Form::Text, ""}, words<TNetif, &TNetif::name>},
-    {{"ip", Form::Text, ""}, words<TNetif, firstAddress>},
-    {{"rbytes", Form::Real2, "bytes/s"}, netifReal<&TNetif::rbytes>},
-    {{"wbytes", Form::Real2, "bytes/s"}, netifReal<&TNetif::wbytes>},
-    {{"rpackets", Form::Real2, "/s"}, netifReal<&TNetif::rpackets>},
-    {{"wpackets", Form::Real2, "/s"}, netifReal<&TNetif::wpackets>},
-    {{"rerrors", Form::Real2, "/s"}, netifReal<&TNetif::rerrors>},
-    {{"werrors", Form::Real2, "/s"}, netifReal<&TNetif::werrors>},
-    {{"rdrop", Form::Real2, "/s"}, netifReal<&TNetif::rdrop>},
-    {{"wdrop", Form::Real2, "/s"}, netifReal<&TNetif::wdrop>},
-    {{"colls", Form::Real2, "/s"}, netifReal<&TNetif::colls>},
-};
-
-static constexpr TRecord<TNetif> NetifRecord = {"NETIF", NetifFields, std::size(NetifFields)};
-
-void dispNetifHeader() { dispHeader(NetifRecord); }
-
-void tellNetifRecords(TRecordList& list) {
-    tellRecord(AddressRecord, list);
-    tellRecord(EndRecord, list);
-    tellRecord(NetifRecord, list);
-}
+void dispNetifHeader() { dispHeader(classic::NetifKind); }
 
 static bool moved(const TNetif& r) {
     return r.rbytes + r.wbytes + r.rpackets + r.wpackets + r.rerrors + r.werrors + r.rdrop + r.wdrop + r.colls > 0;
@@ -120,7 +92,7 @@ static void dispRateRecords(const TRanking& rows) {
         if (moved(*row)) dispRecord(NetifRecord, *row);
 }
 
-// The busiest first, behind the total, which stays where it is.
+// The busiest first, after the total, which stays where it is.
 static void rank(const std::vector<TNetif>& rates, TRanking& rows) {
     static TRanking spare;
     rows.clear();

@@ -2,8 +2,9 @@
 
 #include "classic/collect/settings.h"
 #include "classic/monitor/options.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
 #include "classic/monitor/reports.h"
+#include "record/classic/port.h"
 
 #include <algorithm>
 #include <iterator>
@@ -37,91 +38,69 @@ struct TPortRow {
 };
 } // namespace
 
-template <auto Value> static TCell info(const TPortRow& r) { return plain(r.info.*Value); }
+static const TPortInfo& info(const TPortRow& r) { return r.info; }
 // Shown as 32 bits with a sign.
 static TCell retransmits(const TPortRow& r) { return plain(static_cast<int>(r.info.retrnsmt)); }
 static TCell protocol(const TPortRow& r) { return ValueText().addf("%c", r.info.protocol); }
 
-template <auto Value> static TCell queue(const TPortRow& r) {
+template <auto Value> static TCell queueCell(const TPortRow& r) {
     constexpr int MostPlain = 100000; // what a column of six still holds in full
     const int bytes = r.info.*Value;
     return bytes <= MostPlain ? plain(bytes) : GetValueStrNormal(bytes);
 }
 
-// --- Columns and fields
+// --- Columns and records
 
 static constexpr TColumn<TPortRow> PortColumns[] = {
-    {"SL", 4, "", " ", info<&TPortInfo::sl>},
+    {"SL", 4, "", " ", numberCell<info, &TPortInfo::sl>},
     {"P", 1, "", " ", protocol},
-    {"Local", -23, "", " ", text<TPortRow, &TPortRow::local>},
-    {"Remote", -23, "", " ", text<TPortRow, &TPortRow::remote>},
-    {"State", 10, "", " ", text<TPortRow, &TPortRow::state>},
-    {"RX_Que", 6, "", " ", queue<&TPortInfo::rxq>},
-    {"TX_Que", 6, "", " ", queue<&TPortInfo::txq>},
+    {"Local", -23, "", " ", textCell<&TPortRow::local>},
+    {"Remote", -23, "", " ", textCell<&TPortRow::remote>},
+    {"State", 10, "", " ", textCell<&TPortRow::state>},
+    {"RX_Que", 6, "", " ", queueCell<&TPortInfo::rxq>},
+    {"TX_Que", 6, "", " ", queueCell<&TPortInfo::txq>},
     {"RETRNSMT", 8, "", " ", retransmits},
-    {"User", 8, "", " ", text<TPortRow, &TPortRow::user>},
-    {"TimeOut", 7, "", " ", info<&TPortInfo::timeout>},
-    {"INODE", 9, "", "  ", info<&TPortInfo::inode>},
-    {"Process[PID/PPID]", 0, "", "", text<TPortRow, &TPortRow::ref>},
+    {"User", 8, "", " ", textCell<&TPortRow::user>},
+    {"TimeOut", 7, "", " ", numberCell<info, &TPortInfo::timeout>},
+    {"INODE", 9, "", "  ", numberCell<info, &TPortInfo::inode>},
+    {"Process[PID/PPID]", 0, "", "", textCell<&TPortRow::ref>},
 };
 
-template <auto Value> static TValue field(const TPortRow& r) {
-    if constexpr (requires { (r.info.*Value).view(); }) return (r.info.*Value).view();
-    else return r.info.*Value;
-}
+static constexpr auto PortRecord =
+    recordOf<classic::PortKind, TPortRow, in<info, &TPortInfo::sl>, in<info, &TPortInfo::protocol>,
+             in<info, &TPortInfo::loc>, in<info, &TPortInfo::loc_port>, in<info, &TPortInfo::rem>,
+             in<info, &TPortInfo::rem_port>, in<info, &TPortInfo::st>, in<info, &TPortInfo::rxq>,
+             in<info, &TPortInfo::txq>, in<info, &TPortInfo::retrnsmt>, &TPortRow::user, in<info, &TPortInfo::timeout>,
+             in<info, &TPortInfo::inode>, &TPortRow::ref>;
 
-static constexpr TField<TPortRow> PortFields[] = {
-    {{"slot", Form::Int, ""}, field<&TPortInfo::sl>},
-    {{"protocol", Form::Letter, ""}, field<&TPortInfo::protocol>},
-    {{"localadd", Form::Text, ""}, field<&TPortInfo::loc>},
-    {{"localport", Form::Int, ""}, field<&TPortInfo::loc_port>},
-    {{"remoteadd", Form::Text, ""}, field<&TPortInfo::rem>},
-    {{"remoteport", Form::Int, ""}, field<&TPortInfo::rem_port>},
-    {{"status", Form::Text, ""}, field<&TPortInfo::st>},
-    {{"rxq", Form::Int, "bytes"}, field<&TPortInfo::rxq>},
-    {{"txq", Form::Int, "bytes"}, field<&TPortInfo::txq>},
-    {{"retrnsmt", Form::Int, ""}, field<&TPortInfo::retrnsmt>},
-    // Quirk: the account's name in spite of the key. Seen by tests/worlds/port-users-records.
-    {{"uid", Form::Text, ""}, words<TPortRow, &TPortRow::user>},
-    {{"timeout", Form::Int, ""}, field<&TPortInfo::timeout>},
-    {{"inode", Form::Long, ""}, field<&TPortInfo::inode>},
-    {{"ref", Form::Text, ""}, words<TPortRow, &TPortRow::ref>},
+// The states in the order of both forms, with what the table calls them.
+static constexpr struct {
+    const char* title;
+    int status;
+} States[] = {
+    {"ESTAB",      1 },
+    {"LISTEN",     10},
+    {"SYN_S",      2 },
+    {"SYN_R",      3 },
+    {"F_WAIT1",    4 },
+    {"F_WAIT2",    5 },
+    {"TIME_WAIT",  6 },
+    {"CLOSE",      7 },
+    {"CLOSE_WAIT", 8 },
+    {"LAST_ACK",   9 },
+    {"CLOSING",    11},
+    {"NA",         0 },
 };
+static int countIn(const TPortTable& table, size_t state) { return table.statuscount[States[state].status]; }
+template <size_t State> static int sockets(const TPortTable& table) { return countIn(table, State); }
 
-template <int Status> static TValue sockets(const TPortTable& table) { return table.statuscount[Status]; }
-
-static constexpr TField<TPortTable> StateFields[] = {
-    {{"established", Form::Int, "sockets"}, sockets<1> },
-    {{"listen", Form::Int, "sockets"},      sockets<10>},
-    {{"syn_sent", Form::Int, "sockets"},    sockets<2> },
-    {{"syn_recv", Form::Int, "sockets"},    sockets<3> },
-    {{"fin_wait1", Form::Int, "sockets"},   sockets<4> },
-    {{"fin_wait2", Form::Int, "sockets"},   sockets<5> },
-    // Quirk: TIME_WAIT under a name that is none of TCP's; readers of old logs know it. Seen by
-    // tests/worlds/port-states-records.
-    {{"fin_wait", Form::Int, "sockets"},    sockets<6> },
-    {{"close", Form::Int, "sockets"},       sockets<7> },
-    {{"close_wait", Form::Int, "sockets"},  sockets<8> },
-    {{"last_ack", Form::Int, "sockets"},    sockets<9> },
-    {{"closing", Form::Int, "sockets"},     sockets<11>},
-    {{"na", Form::Int, "sockets"},          sockets<0> },
-};
-// What the table form calls them.
-static constexpr const char* StateTitles[] = {"ESTAB",     "LISTEN", "SYN_S",      "SYN_R",    "F_WAIT1", "F_WAIT2",
-                                              "TIME_WAIT", "CLOSE",  "CLOSE_WAIT", "LAST_ACK", "CLOSING", "NA"};
-static_assert(std::size(StateTitles) == std::size(StateFields));
-
-static constexpr TRecord<TPortTable> StateRecord = {"TCP", StateFields, std::size(StateFields)};
-static constexpr TRecord<TPortRow> PortRecord = {"PORT", PortFields, std::size(PortFields)};
+static constexpr auto StateRecord =
+    recordOf<classic::StateKind, TPortTable, sockets<0>, sockets<1>, sockets<2>, sockets<3>, sockets<4>, sockets<5>,
+             sockets<6>, sockets<7>, sockets<8>, sockets<9>, sockets<10>, sockets<11>>;
 
 void dispPortHeaders() {
-    dispHeader(StateRecord);
-    dispHeader(PortRecord);
-}
-
-void tellPortRecords(TRecordList& list) {
-    tellRecord(StateRecord, list);
-    tellRecord(PortRecord, list);
+    dispHeader(classic::StateKind);
+    dispHeader(classic::PortKind);
 }
 
 // --- The report
@@ -153,10 +132,7 @@ static const std::vector<const TPortInfo*>& getRanking(const TPortTable& table, 
 
 static void dispTable(const TPortTable& table) {
     sayText("\n  TCP - ");
-    for (size_t i = 0; i < std::size(StateFields); i++) {
-        say("%s%s:", i ? " / " : "", StateTitles[i]);
-        StateFields[i].value(table).say(Form::Int);
-    }
+    for (size_t i = 0; i < std::size(States); i++) say("%s%s:%d", i ? " / " : "", States[i].title, countIn(table, i));
     sayText("\n");
     dispTitles(PortColumns);
     sayText("\n");

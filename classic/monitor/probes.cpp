@@ -3,56 +3,43 @@
 #include "base/door.h"
 #include "base/output.h"
 #include "classic/monitor/options.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
+#include "record/classic/host.h"
 
 namespace {
 // What to say of something that this kernel does not supply.
 struct TLack {
     const char* line; // of the table form
-    const char* tag;
-    const char* note;
+    const char* note; // of the record
+    TRecord<TLack> record;
 };
 } // namespace
 
-// Quirk: the two wordings differ in a letter here and a bracket there; scripts know both. Seen by
-// tests/worlds/probes-table and probes-records.
-static constexpr TLack NoPositions = {
-    "*** \"Delta of file position\" is not available.(No privilege or This linux version does not support "
-    "/proc/[PID]/fdinfo directory.)\n",
-    "info,Delta of file position",
-    "Not available.(No privilege or This linux version does not support /proc/[PID]/fdinfo directory.)",
-};
-static constexpr TLack NoProcessIO = {
-    "*** \"Process I/O(Charactor/SystemCall/Bytes)\" is not available.(No privilege or This linux version does not "
-    "support /proc/[PID]/io file.)\n",
-    "info,Process I/O(Charactor/SystemCall/Bytes)",
-    "Not available.(No privilege or This linux version does not support /proc/[PID]/io file.)",
-};
-static constexpr TLack NoVirtualMemory = {
-    "*** \"Virtual memory activities\" is not available.(No privilege or This linux version does not support "
-    "/proc/vmstat file.)\n",
-    "info,Virutal memory activities",
-    "Not available.(No privilege or This linux version does not support /proc/vmstat file.)",
-};
-static constexpr TLack NoDisks = {
-    "*** \"Disk activities\" is not available.(No privilege or This linux version does not support /proc/diskstats "
-    "file.\n",
-    "info,Disk activities",
-    "Not available.(No privilege or This linux version does not support /proc/diskstats file.)",
-};
-
-static constexpr TField<TLack> LackFields[] = {
-    {{"note", Form::Text, ""}, [](const TLack& lack) -> TValue { return std::string_view(lack.note); }},
-};
-
-static TRecord<TLack> recordOf(const TLack& lack) { return {lack.tag, LackFields}; }
-
-void tellProbeRecords(TRecordList& list) {
-    for (auto* lack : {&NoPositions, &NoProcessIO, &NoVirtualMemory, &NoDisks}) tellRecord(recordOf(*lack), list);
+template <const Kind& kind> static constexpr TLack lackOf(const char* line, const char* note) {
+    return {line, note, recordOf<kind, TLack, &TLack::note>};
 }
 
+// Quirk: the two wordings differ in a letter here and a bracket there; scripts know both. Seen by
+// tests/worlds/probes-table and probes-records.
+static constexpr auto NoPositions = lackOf<classic::NoPositionsKind>(
+    "*** \"Delta of file position\" is not available.(No privilege or This linux version does not support "
+    "/proc/[PID]/fdinfo directory.)\n",
+    "Not available.(No privilege or This linux version does not support /proc/[PID]/fdinfo directory.)");
+static constexpr auto NoProcessIO = lackOf<classic::NoProcessIOKind>(
+    "*** \"Process I/O(Charactor/SystemCall/Bytes)\" is not available.(No privilege or This linux version does not "
+    "support /proc/[PID]/io file.)\n",
+    "Not available.(No privilege or This linux version does not support /proc/[PID]/io file.)");
+static constexpr auto NoVirtualMemory = lackOf<classic::NoVirtualMemoryKind>(
+    "*** \"Virtual memory activities\" is not available.(No privilege or This linux version does not support "
+    "/proc/vmstat file.)\n",
+    "Not available.(No privilege or This linux version does not support /proc/vmstat file.)");
+static constexpr auto NoDisks = lackOf<classic::NoDisksKind>(
+    "*** \"Disk activities\" is not available.(No privilege or This linux version does not support /proc/diskstats "
+    "file.\n",
+    "Not available.(No privilege or This linux version does not support /proc/diskstats file.)");
+
 static void tell(const TLack& lack) {
-    if (shooting) dispRecord(recordOf(lack), lack);
+    if (shooting) dispRecord(lack.record, lack);
     else sayText(lack.line);
 }
 

@@ -1,8 +1,9 @@
 // The process report as records.
 #include "classic/monitor/proc.h"
 #include "classic/monitor/procrow.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
 #include "classic/monitor/reports.h"
+#include "record/classic/proc.h"
 
 // --- The summary
 
@@ -14,22 +15,14 @@ struct TProcSummary {
 };
 } // namespace
 
-template <auto Field> static TValue total(const TProcSummary& s) { return s.totals.*Field; }
+static const TProcTotals& totals(const TProcSummary& s) { return s.totals; }
+static double syscalls(const TProcSummary& s) { return s.rsyscall + s.wsyscall; }
 
-static constexpr TField<TProcSummary> SummaryFields[] = {
-    {{"processcount", Form::Int, ""}, whole<TProcSummary, &TProcSummary::proccount>},
-    {{"threadcount", Form::Int, ""}, total<&TProcTotals::TotalThreadCount>},
-    {{"socketcount", Form::Int, ""}, total<&TProcTotals::SocketCount>},
-    {{"pipecount", Form::Int, ""}, total<&TProcTotals::PipeCount>},
-    {{"anoncount", Form::Int, ""}, total<&TProcTotals::ANONCount>},
-    {{"filecount", Form::Int, ""}, total<&TProcTotals::FileCount>},
-    // Quirk: three fields more than the header names: system calls per second, all, reading and writing. Seen by
-    // tests/worlds/proc-table-records.
-    {{"sysc", Form::Real2, "/s"}, [](const TProcSummary& s) -> TValue { return s.rsyscall + s.wsyscall; }},
-    {{"rsysc", Form::Real2, "/s"}, real<TProcSummary, &TProcSummary::rsyscall>},
-    {{"wsysc", Form::Real2, "/s"}, real<TProcSummary, &TProcSummary::wsyscall>},
-};
-static constexpr TRecord<TProcSummary> SummaryRecord = {"PROCINFO", SummaryFields, std::size(SummaryFields) - 3};
+static constexpr auto SummaryRecord =
+    recordOf<classic::SummaryKind, TProcSummary, &TProcSummary::proccount, in<totals, &TProcTotals::TotalThreadCount>,
+             in<totals, &TProcTotals::SocketCount>, in<totals, &TProcTotals::PipeCount>,
+             in<totals, &TProcTotals::ANONCount>, in<totals, &TProcTotals::FileCount>, syscalls,
+             &TProcSummary::rsyscall, &TProcSummary::wsyscall>;
 
 // --- A process
 
@@ -40,39 +33,19 @@ struct TPIDRow {
 };
 } // namespace
 
-template <auto Field> static TValue rate(const TPIDRow& r) { return r.top.rates.*Field; }
-template <auto Field> static TValue fact(const TPIDRow& r) { return r.top.cur->*Field; }
-template <auto Field> static TValue name(const TPIDRow& r) { return (r.top.cur->*Field).view(); }
+static const TCounters& rates(const TPIDRow& r) { return r.top.rates; }
+static const TProc& process(const TPIDRow& r) { return *r.top.cur; }
+static double ticks(const TCounters& rates) { return rates.usr + rates.sys; }
 
-static constexpr TField<TPIDRow> PIDFields[] = {
-    {{"pid", Form::Int, ""},              fact<&TProc::pid>                                                           },
-    {{"ppid", Form::Int, ""},             fact<&TProc::ppid>                                                          },
-    {{"user", Form::Text, ""},            name<&TProc::user>                                                          },
-    {{"status", Form::Letter, ""},        fact<&TProc::status>                                                        },
-    {{"usersys", Form::Real2, "ticks/s"}, [](const TPIDRow& r) -> TValue { return r.top.rates.usr + r.top.rates.sys; }},
-    {{"user", Form::Real2, "ticks/s"},    rate<&TCounters::usr>                                                       },
-    {{"sys", Form::Real2, "ticks/s"},     rate<&TCounters::sys>                                                       },
-    {{"rchar", Form::Real2, "bytes/s"},   rate<&TCounters::rchar>                                                     },
-    {{"wchar", Form::Real2, "bytes/s"},   rate<&TCounters::wchar>                                                     },
-    {{"rsysc", Form::Real2, "/s"},        rate<&TCounters::syscr>                                                     },
-    {{"wsysc", Form::Real2, "/s"},        rate<&TCounters::syscw>                                                     },
-    {{"rbytes", Form::Real2, "bytes/s"},  rate<&TCounters::rbytes>                                                    },
-    {{"wbytes", Form::Real2, "bytes/s"},  rate<&TCounters::wbytes>                                                    },
-    {{"majfault", Form::Real2, "/s"},     rate<&TCounters::majfault>                                                  },
-    {{"minfault", Form::Real2, "/s"},     rate<&TCounters::minfault>                                                  },
-    {{"starttime", Form::Int, "s"},       fact<&TProc::STime>                                                         },
-    {{"vmsize", Form::Real0, "KB"},       fact<&TProc::VmSize>                                                        },
-    {{"vmpin", Form::Real0, "KB"},        fact<&TProc::VmPin>                                                         },
-    {{"vmrss", Form::Real0, "KB"},        fact<&TProc::VmRSS>                                                         },
-    {{"vmdata", Form::Real0, "KB"},       fact<&TProc::VmData>                                                        },
-    {{"vmstack", Form::Real0, "KB"},      fact<&TProc::VmStack>                                                       },
-    {{"vmlib", Form::Real0, "KB"},        fact<&TProc::VmLib>                                                         },
-    {{"vmswap", Form::Real0, "KB"},       fact<&TProc::VmSwap>                                                        },
-    {{"threadcount", Form::Int, ""},      fact<&TProc::threadcnt>                                                     },
-    {{"command", Form::Text, ""},         name<&TProc::cmd>                                                           },
-    {{"arg", Form::Text, ""},             [](const TPIDRow& r) -> TValue { return r.arg.view(); }                     },
-};
-static constexpr TRecord<TPIDRow> PIDRecord = {"PID", PIDFields, std::size(PIDFields)};
+static constexpr auto PIDRecord =
+    recordOf<classic::PIDKind, TPIDRow, in<process, &TProc::pid>, in<process, &TProc::ppid>, in<process, &TProc::user>,
+             in<process, &TProc::status>, in<rates, ticks>, in<rates, &TCounters::usr>, in<rates, &TCounters::sys>,
+             in<rates, &TCounters::rchar>, in<rates, &TCounters::wchar>, in<rates, &TCounters::syscr>,
+             in<rates, &TCounters::syscw>, in<rates, &TCounters::rbytes>, in<rates, &TCounters::wbytes>,
+             in<rates, &TCounters::majfault>, in<rates, &TCounters::minfault>, in<process, &TProc::STime>,
+             in<process, &TProc::VmSize>, in<process, &TProc::VmPin>, in<process, &TProc::VmRSS>,
+             in<process, &TProc::VmData>, in<process, &TProc::VmStack>, in<process, &TProc::VmLib>,
+             in<process, &TProc::VmSwap>, in<process, &TProc::threadcnt>, in<process, &TProc::cmd>, &TPIDRow::arg>;
 
 static void dispProcess(const TTop& top, const TProcTable& table) {
     constexpr size_t Most = 255, Cut = 252; // characters; a longer command line ends with three dots
@@ -84,14 +57,9 @@ static void dispProcess(const TTop& top, const TProcTable& table) {
 }
 
 void dispProcHeaders() {
-    dispHeader(SummaryRecord);
-    dispHeader(PIDRecord);
+    dispHeader(classic::SummaryKind);
+    dispHeader(classic::PIDKind);
     dispDescriptorHeader();
-}
-
-void tellProcRecords(TRecordList& list) {
-    tellRecord(SummaryRecord, list);
-    tellRecord(PIDRecord, list);
 }
 
 void dispProcRecords(const TProcReport& report, const TProcView& view) {

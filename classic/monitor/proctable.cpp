@@ -10,35 +10,32 @@
 // --- Process rows
 
 template <auto... Fields> static double sumOf(const TProcRow& r) { return (... + (r.top.rates.*Fields)); }
-template <auto... Fields> static constexpr auto rowCount = count<TProcRow, sumOf<Fields...>>;
-template <auto... Fields> static constexpr auto rowBytes = bytes<TProcRow, sumOf<Fields...>>;
+static const TProc& process(const TProcRow& r) { return *r.top.cur; }
 template <auto Field> static double memoryOf(const TProcRow& r) { return r.top.cur->*Field * 1024.0; }
-template <auto Field> static constexpr auto rowMemory = bytes<TProcRow, memoryOf<Field>>;
-template <auto Field> static TCell rowNumber(const TProcRow& r) { return plain(r.top.cur->*Field); }
 
 static constexpr TColumn<TProcRow> ProcessColumns[] = {
-    {"PID", 8, "", " ", rowNumber<&TProc::pid>},
-    {"PPID", 8, "", " ", rowNumber<&TProc::ppid>},
-    {"USER", 10, "", " ", [](const TProcRow& r) -> TCell { return r.top.cur->user.view(); }},
+    {"PID", 8, "", " ", numberCell<process, &TProc::pid>},
+    {"PPID", 8, "", " ", numberCell<process, &TProc::ppid>},
+    {"USER", 10, "", " ", textCell<process, &TProc::user>},
     {"S", 1, "", " ", [](const TProcRow& r) -> TCell { return std::string_view(&r.top.cur->status, 1); }},
-    {"CPU", 6, "", " ", rowCount<&TCounters::usr, &TCounters::sys>, &processCPU},
-    {"USR", 6, "", " ", rowCount<&TCounters::usr>, &processCPU},
-    {"SYS", 6, "", " ", rowCount<&TCounters::sys>, &processCPU},
-    {"CHAR", 6, "", " ", rowBytes<&TCounters::rchar, &TCounters::wchar>, &processIO},
-    {"SYSC", 6, "", " ", rowCount<&TCounters::syscr, &TCounters::syscw>, &processIO},
-    {"BYTES", 6, "", " ", rowBytes<&TCounters::rbytes, &TCounters::wbytes>, &processIO},
-    {"MajFlt", 6, "", " ", rowCount<&TCounters::majfault>, &processIO},
-    {"START_TIME-yymmdd", 17, "", " ", [](const TProcRow& r) -> TCell { return r.time.view(); }, &processTime},
-    {"Size", 6, "", " ", rowMemory<&TProc::VmSize>, &processMemory},
-    {"Pin", 6, "", " ", rowMemory<&TProc::VmPin>, &processMemory},
-    {"RSS", 6, "", " ", rowMemory<&TProc::VmRSS>, &processMemory},
-    {"Data", 6, "", " ", rowMemory<&TProc::VmData>, &processMemory},
-    {"Stack", 6, "", " ", rowMemory<&TProc::VmStack>, &processMemory},
-    {"Lib", 6, "", " ", rowMemory<&TProc::VmLib>, &processMemory},
-    {"Swap", 6, "", " ", rowMemory<&TProc::VmSwap>, &processMemory},
-    {"THRD", 4, "", " ", rowNumber<&TProc::threadcnt>},
-    {"Command", 0, "", "", [](const TProcRow& r) -> TCell { return r.command.text; }},
-    {"", 0, "", "\n", [](const TProcRow& r) -> TCell { return r.command.dots; }},
+    {"CPU", 6, "", " ", countCell<sumOf<&TCounters::usr, &TCounters::sys>>, &processCPU},
+    {"USR", 6, "", " ", countCell<sumOf<&TCounters::usr>>, &processCPU},
+    {"SYS", 6, "", " ", countCell<sumOf<&TCounters::sys>>, &processCPU},
+    {"CHAR", 6, "", " ", bytesCell<sumOf<&TCounters::rchar, &TCounters::wchar>>, &processIO},
+    {"SYSC", 6, "", " ", countCell<sumOf<&TCounters::syscr, &TCounters::syscw>>, &processIO},
+    {"BYTES", 6, "", " ", bytesCell<sumOf<&TCounters::rbytes, &TCounters::wbytes>>, &processIO},
+    {"MajFlt", 6, "", " ", countCell<sumOf<&TCounters::majfault>>, &processIO},
+    {"START_TIME-yymmdd", 17, "", " ", textCell<&TProcRow::time>, &processTime},
+    {"Size", 6, "", " ", bytesCell<memoryOf<&TProc::VmSize>>, &processMemory},
+    {"Pin", 6, "", " ", bytesCell<memoryOf<&TProc::VmPin>>, &processMemory},
+    {"RSS", 6, "", " ", bytesCell<memoryOf<&TProc::VmRSS>>, &processMemory},
+    {"Data", 6, "", " ", bytesCell<memoryOf<&TProc::VmData>>, &processMemory},
+    {"Stack", 6, "", " ", bytesCell<memoryOf<&TProc::VmStack>>, &processMemory},
+    {"Lib", 6, "", " ", bytesCell<memoryOf<&TProc::VmLib>>, &processMemory},
+    {"Swap", 6, "", " ", bytesCell<memoryOf<&TProc::VmSwap>>, &processMemory},
+    {"THRD", 4, "", " ", numberCell<process, &TProc::threadcnt>},
+    {"Command", 0, "", "", textCell<&TProcRow::command, &TCommand::text>},
+    {"", 0, "", "\n", textCell<&TProcRow::command, &TCommand::dots>},
 };
 
 // --- Thread rows
@@ -64,28 +61,27 @@ static double threadCPU(const TThreadRow& r) { return timediff > 0 ? getTicks(r.
 template <auto... Fields> static double threadRate(const TThreadRow& r) {
     return timediff > 0 ? (... + (r.now.*Fields - r.before.*Fields)) / timediff : 0;
 }
-template <auto... Fields> static constexpr auto threadCount = count<TThreadRow, threadRate<Fields...>>;
-template <auto... Fields> static constexpr auto threadBytes = bytes<TThreadRow, threadRate<Fields...>>;
+static const TThreadInfo& thread(const TThreadRow& r) { return r.now; }
 static TCell nothing(const TThreadRow&) { return ""; }
-static TCell threadCommand(const TThreadRow& r) { return r.proc.cmd.view(); }
+static std::string_view threadCommand(const TThreadRow& r) { return r.proc.cmd; }
 
 static constexpr TColumn<TThreadRow> ThreadColumns[] = {
-    {"", 8, "", " [", number<TThreadRow, [](const TThreadRow& r) { return r.now.threadid; }>},
-    {"", 6, "", "] ", number<TThreadRow, [](const TThreadRow& r) { return r.now.pid; }>},
+    {"", 8, "", " [", numberCell<thread, &TThreadInfo::threadid>},
+    {"", 6, "", "] ", numberCell<thread, &TThreadInfo::pid>},
     {"", 10, "", " ", nothing},
     {"", 1, "", " ", [](const TThreadRow& r) -> TCell { return std::string_view(&r.now.status, 1); }},
-    {"", 6, "", " ", count<TThreadRow, threadCPU>},
-    {"", 6, "", " ", threadCount<&TCounters::usr>},
-    {"", 6, "", " ", threadCount<&TCounters::sys>},
-    {"", 6, "", " ", threadBytes<&TCounters::rchar, &TCounters::wchar>, &processIO},
-    {"", 6, "", " ", threadCount<&TCounters::syscr, &TCounters::syscw>, &processIO},
-    {"", 6, "", " ", threadBytes<&TCounters::rbytes, &TCounters::wbytes>, &processIO},
-    {"", 6, "", " ", threadCount<&TCounters::majfault>, &processIO},
-    {"", 17, "", " ", [](const TThreadRow& r) -> TCell { return r.time.view(); }, &processTime},
+    {"", 6, "", " ", countCell<threadCPU>},
+    {"", 6, "", " ", countCell<threadRate<&TCounters::usr>>},
+    {"", 6, "", " ", countCell<threadRate<&TCounters::sys>>},
+    {"", 6, "", " ", bytesCell<threadRate<&TCounters::rchar, &TCounters::wchar>>, &processIO},
+    {"", 6, "", " ", countCell<threadRate<&TCounters::syscr, &TCounters::syscw>>, &processIO},
+    {"", 6, "", " ", bytesCell<threadRate<&TCounters::rbytes, &TCounters::wbytes>>, &processIO},
+    {"", 6, "", " ", countCell<threadRate<&TCounters::majfault>>, &processIO},
+    {"", 17, "", " ", textCell<&TThreadRow::time>, &processTime},
     // The description stands where a process has its memory columns.
-    {"", -52, "", "  ", [](const TThreadRow& r) -> TCell { return r.description.view(); }, &processMemory},
+    {"", -52, "", "  ", textCell<&TThreadRow::description>, &processMemory},
     {"", 5, "", "", nothing, &processMemory, 0},
-    {"", 0, "", "\n", threadCommand},
+    {"", 0, "", "\n", textCell<threadCommand>},
 };
 
 static void dispThread(const TThreadInfo& now, const TThreadInfo& before, const TProc& p) {

@@ -14,29 +14,10 @@ void sayCell(std::string_view text, int width) {
     if (width < 0) sayBlanks(blanks);
 }
 
-void TValue::say(Form form) const {
-    switch (form) {
-    case Form::Int:
-        return ::say("%d", static_cast<int>(whole));
-    case Form::Long:
-        return ::say("%lld", static_cast<long long>(whole));
-    case Form::Real0:
-        return ::say("%.0f", real);
-    case Form::Real1:
-        return ::say("%.1f", real);
-    case Form::Real2:
-        return ::say("%.2f", real);
-    case Form::Real6:
-        return ::say("%f", real);
-    case Form::Milli:
-        return ::say("%03d", static_cast<int>(whole));
-    case Form::Two:
-        return ::say("%02d", static_cast<int>(whole));
-    case Form::Hex7:
-        return ::say("%07X", static_cast<unsigned>(whole));
-    case Form::Letter:
-        return ::say("%c", static_cast<int>(whole));
-    case Form::Text:
-        return sayText(other);
-    }
+void dispHeader(const Kind& kind) {
+    auto& out = pendingOutput();
+    out.push_back('^');
+    for (char c : kind.tag) out.push_back(static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c));
+    for (auto& field : kind.fields.first(kind.announced)) out.append(",").append(field.name);
+    out.append("$\n");
 }

@@ -1,18 +1,19 @@
-// The two forms of a report, each defined once as data: the columns of its table for people, and the fields of its
-// records for programs. A program that reads a saved log back uses the same field definitions.
+// The two forms of a report, each defined once as data: the columns of its table for people, and the records for
+// programs. The kinds of record, with their fields, are in record/classic; here each field gets its value.
 #pragma once
 
 #include "base/output.h"
-#include "base/words.h"
 #include "classic/monitor/format.h"
+#include "record/field.h"
+#include "record/value.h"
 
-#include <algorithm>
 #include <array>
-#include <concepts>
-#include <cstdint>
+#include <functional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 // --- Tables
 
@@ -32,8 +33,9 @@ public:
 // A plain number in a cell.
 inline ValueText plain(long long number) { return ValueText().addf("%lld", number); }
 
-// One column. The title has `width` characters, right-aligned (negative: left-aligned), and `after` behind it; a value
-// has the same room together with its `unit`. With `when`, the column is there only while that setting equals `is`.
+// One column. Its title takes `width` characters, right-aligned (negative: left-aligned), and `after` follows it. A
+// value and its `unit` together take the same width. With `when`, the column is shown only while that setting equals
+// `is`.
 template <typename Row> struct TColumn {
     const char* title;
     int width;
@@ -63,104 +65,81 @@ template <typename Row, size_t N> void dispCells(const TColumn<Row> (&columns)[N
     }
 }
 
+// --- What a column or a field shows of its row
+
+// Goes from a row to a value in steps. A step is a member of what was reached so far, or a function of it; where that
+// is a pointer, the member of what it points to.
+template <auto First, auto... Rest> decltype(auto) reach(const auto& from) {
+    if constexpr (sizeof...(Rest) == 0) {
+        return std::invoke(First, from);
+    } else {
+        using Reached = decltype(std::invoke(First, from));
+        static_assert(std::is_lvalue_reference_v<Reached> || std::is_pointer_v<Reached>,
+                      "the next step would look into something that is gone");
+        return reach<Rest...>(std::invoke(First, from));
+    }
+}
+
+// The steps as one function, for a field.
+template <auto... Steps> struct TSteps {
+    decltype(auto) operator()(const auto& row) const { return reach<Steps...>(row); }
+};
+template <auto... Steps> inline constexpr TSteps<Steps...> in;
+
+// For columns: a count or rate in decimal multiples, bytes, a plain number, a text.
+template <auto... Steps> TCell countCell(const auto& row) {
+    return GetValueStrNormal(static_cast<double>(reach<Steps...>(row)));
+}
+template <auto... Steps> TCell bytesCell(const auto& row) {
+    return GetValueStr(static_cast<double>(reach<Steps...>(row)));
+}
+template <auto... Steps> TCell numberCell(const auto& row) { return plain(reach<Steps...>(row)); }
+template <auto... Steps> TCell textCell(const auto& row) {
+    using Reached = decltype(reach<Steps...>(row));
+    static_assert(std::is_lvalue_reference_v<Reached> || std::is_trivially_copyable_v<Reached>);
+    return std::string_view(reach<Steps...>(row));
+}
+
 // --- Records
 
-// How a record spells a value; a reader takes the same list the other way.
-enum class Form {
-    Int,    // %d: 32 bits, signed (a longer value keeps its low 32 bits)
-    Long,   // %lld
-    Real0,  // %.0f
-    Real1,  // %.1f
-    Real2,  // %.2f
-    Real6,  // %f
-    Milli,  // %03d
-    Two,    // %02d
-    Hex7,   // %07X
-    Letter, // one character
-    Text,   // as it is, commas included
-};
-
-// A value on its way into a record.
-class TValue {
-    double real = 0;
-    int64_t whole = 0;
-    std::string_view other;
-
-public:
-    TValue(double v) : real(v) {}                                    // NOLINT(google-explicit-constructor)
-    TValue(std::integral auto v) : whole(static_cast<int64_t>(v)) {} // NOLINT(google-explicit-constructor)
-    TValue(std::string_view v) : other(v) {}                         // NOLINT(google-explicit-constructor)
-    void say(Form form) const;
-};
-
-// What a reader of records needs to know of a field.
-struct TFieldInfo {
-    const char* key; // its name, in the header record too
-    Form form;
-    const char* unit; // of the value: "KB", "bytes/s", "%"; "" for a count or a text
-};
-template <typename Row> struct TField {
-    TFieldInfo info;
-    TValue (*value)(const Row&);
-};
-
-// Lists of fields one behind the other: what several records have in common is written once.
-template <typename Row, size_t... N> constexpr auto joined(const TField<Row> (&... parts)[N]) {
-    std::array<TField<Row>, (N + ...)> all{};
-    auto to = all.begin();
-    ((to = std::copy(std::begin(parts), std::end(parts), to)), ...);
-    return all;
-}
-
-// --- What a column or a field shows of its row: a member or a function of the row
-
-template <typename Row, auto Value> auto valueOf(const Row& row) {
-    if constexpr (std::is_member_object_pointer_v<decltype(Value)>) return row.*Value;
-    else return Value(row);
-}
-// For columns: a count or rate in decimal multiples, bytes, a plain number, a text.
-template <typename Row, auto Value> TCell count(const Row& row) {
-    return GetValueStrNormal(static_cast<double>(valueOf<Row, Value>(row)));
-}
-template <typename Row, auto Value> TCell bytes(const Row& row) {
-    return GetValueStr(static_cast<double>(valueOf<Row, Value>(row)));
-}
-template <typename Row, auto Value> TCell number(const Row& row) { return plain(valueOf<Row, Value>(row)); }
-template <typename Row, auto Value> TCell text(const Row& row) {
-    if constexpr (std::is_member_object_pointer_v<decltype(Value)>) return std::string_view(row.*Value);
-    else return Value(row);
-}
-// For fields: a number with decimals, a whole number, a text.
-template <typename Row, auto Value> TValue real(const Row& row) {
-    return static_cast<double>(valueOf<Row, Value>(row));
-}
-template <typename Row, auto Value> TValue whole(const Row& row) { return valueOf<Row, Value>(row); }
-template <typename Row, auto Value> TValue words(const Row& row) {
-    if constexpr (std::is_member_object_pointer_v<decltype(Value)>) return std::string_view(row.*Value);
-    else return Value(row);
-}
-
-// A kind of record. `announced`: how many of its fields the header record names; 0: it has none.
+// A kind of record with what each of its fields shows of a row: each function appends one value in its field's form.
 template <typename Row> struct TRecord {
-    std::string_view tag; // with a comma when it is one of several kinds that share their first word
-    std::span<const TField<Row>> fields;
-    size_t announced = 0;
+    const Kind* kind;
+    std::span<void (*const)(const Row&, std::string&)> appenders;
 };
+
+template <typename Row, Form form, auto Get> void appendField(const Row& row, std::string& out) {
+    const auto& got = std::invoke(Get, row); // a temporary lives on, so that its text need not be copied
+    valueFor<form>(got).append(out, form);
+}
+
+template <const Kind& kind, typename Row, auto... Gets> struct TBinding {
+    static_assert(sizeof...(Gets) == kind.fields.size(), "a record needs one value for each field of its kind");
+
+    template <size_t... I> static constexpr auto list(std::index_sequence<I...>) {
+        return std::array<void (*)(const Row&, std::string&), sizeof...(Gets)>{
+            appendField<Row, kind.fields[I].form, Gets>...};
+    }
+    static constexpr auto Appenders = list(std::make_index_sequence<sizeof...(Gets)>());
+};
+
+// Binds a value to each field of a kind, in the order of its fields: a member of the row, a function of it, or in<...>.
+template <const Kind& kind, typename Row, auto... Gets>
+inline constexpr TRecord<Row> recordOf = {&kind, TBinding<kind, Row, Gets...>::Appenders};
 
 // The row of a record without fields.
 struct TNothing {};
 
 // "^TAG,field,...$"
 template <typename Row> void dispRecord(const TRecord<Row>& record, const Row& row) {
-    sayText("^"), sayText(record.tag);
-    for (auto& field : record.fields) sayText(","), field.value(row).say(field.info.form);
-    sayText("$\n");
+    auto& out = pendingOutput();
+    out.append("^").append(record.kind->tag);
+    for (auto append : record.appenders) {
+        out.push_back(',');
+        append(row, out);
+    }
+    out.append("$\n");
 }
 
 // "^tag,key,...$": the names of the announced fields, under the tag in small letters.
-template <typename Row> void dispHeader(const TRecord<Row>& record) {
-    sayText("^");
-    for (char c : record.tag) say("%c", c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-    for (auto& field : record.fields.first(record.announced)) say(",%s", field.info.key);
-    sayText("$\n");
-}
+void dispHeader(const Kind& kind);

@@ -2,8 +2,9 @@
 
 #include "classic/collect/settings.h"
 #include "classic/monitor/options.h"
-#include "classic/monitor/records.h"
+#include "classic/monitor/report.h"
 #include "classic/monitor/reports.h"
+#include "record/classic/net.h"
 
 namespace {
 // A counter with the group that it belongs to.
@@ -13,44 +14,28 @@ struct TCounter {
 };
 } // namespace
 
-template <auto Value> static auto valueIn(const TCounter& c) { return c.netstat.*Value; }
-static std::string_view name(const TCounter& c) { return c.netstat.name; }
+static const TNetstat& netstat(const TCounter& c) { return c.netstat; }
 
 // All digits: the values since boot.
 template <auto Value> static TCell total(const TCounter& c) { return ValueText().addf("%.0f", c.netstat.*Value); }
 
 static constexpr TColumn<TCounter> Columns[] = {
-    {"Name", 32, "", " ", text<TCounter, name>},
-    {"Type", 6, "", " ", text<TCounter, &TCounter::group>},
-    {"Delta", 6, "", " ", count<TCounter, valueIn<&TNetstat::delta>>},
+    {"Name", 32, "", " ", textCell<netstat, &TNetstat::name>},
+    {"Type", 6, "", " ", textCell<&TCounter::group>},
+    {"Delta", 6, "", " ", countCell<netstat, &TNetstat::delta>},
     {"Prev", 10, "", " ", total<&TNetstat::prevalue>},
     {"Curr", 10, "", "", total<&TNetstat::curvalue>},
 };
 
 // What the counters stand at when the run begins.
-static constexpr TField<TCounter> StartFields[] = {
-    {{"field", Form::Text, ""},         words<TCounter, &TCounter::group>            },
-    {{"name", Form::Text, ""},          words<TCounter, name>                        },
-    {{"currentvalue", Form::Real0, ""}, real<TCounter,  valueIn<&TNetstat::curvalue>>},
-};
-
-static constexpr TField<TCounter> DeltaFields[] = {
-    {{"field", Form::Text, ""},    words<TCounter, &TCounter::group>         },
-    {{"name", Form::Text, ""},     words<TCounter, name>                     },
-    {{"delta", Form::Real2, "/s"}, real<TCounter,  valueIn<&TNetstat::delta>>},
-};
-
-static constexpr TRecord<TCounter> StartRecord = {"N0STAT", StartFields, std::size(StartFields)};
-static constexpr TRecord<TCounter> DeltaRecord = {"NSTAT", DeltaFields, std::size(DeltaFields)};
+static constexpr auto StartRecord = recordOf<classic::CounterKind, TCounter, &TCounter::group,
+                                             in<netstat, &TNetstat::name>, in<netstat, &TNetstat::curvalue>>;
+static constexpr auto DeltaRecord = recordOf<classic::CounterRateKind, TCounter, &TCounter::group,
+                                             in<netstat, &TNetstat::name>, in<netstat, &TNetstat::delta>>;
 
 void dispProtocolHeaders() {
-    dispHeader(StartRecord);
-    dispHeader(DeltaRecord);
-}
-
-void tellProtocolRecords(TRecordList& list) {
-    tellRecord(StartRecord, list);
-    tellRecord(DeltaRecord, list);
+    dispHeader(classic::CounterKind);
+    dispHeader(classic::CounterRateKind);
 }
 
 static void dispStart(const TNetstatSlots& snmp, int icur) {

@@ -155,10 +155,10 @@ TEST(Value, ViewsWhatLivesAndOwnsWhatPasses) {
 }
 
 TEST(Field, ListsArePutTogether) {
-    static constexpr std::array<Field, 1> Name = {{{"name", Role::Id, "", Form::Text}}};
-    static constexpr std::array<Field, 2> Rates = {
-        {{"reads", Role::Amount, "", Form::Whole}, {"busy", Role::Level, "%", Form::Real2}}};
-    static constexpr auto All = joined(Name, Rates, Name);
+    static constexpr auto Name = only({"name", Role::Id, "", Form::Text});
+    static constexpr Field Rates[] = {{"reads", Role::Amount, "", Form::Whole},
+                                      {"busy", Role::Level, "%", Form::Real2}};
+    static constexpr auto All = joined<Name, Rates, Name>();
     static constexpr Kind Disk = {"DISK", All, 3};
     std::string names;
     for (auto& field : Disk.fields) names.append(field.name).append(" ");

@@ -1,6 +1,6 @@
 // Compares docs/records.md with the definitions that print the records, and both with the output of the worlds. Run at
 // the top of the tree.
-#include "classic/monitor/records.h"
+#include "record/classic/kinds.h"
 
 #include <algorithm>
 #include <cctype>
@@ -22,11 +22,6 @@ static Strings linesOf(const fs::path& path) {
     Strings lines;
     for (std::string line; std::getline(file, line);) lines.push_back(line);
     return lines;
-}
-
-static const TRecordList& records() {
-    static const TRecordList list = allRecords();
-    return list;
 }
 
 // --- The types
@@ -92,8 +87,9 @@ static bool is(Form form, std::string_view text) {
         return text.size() == 1;
     case Form::Text:
         return true;
+    default:
+        return false;
     }
-    return false;
 }
 
 TEST(Records, TypesAsTheParserKnowsThem) {
@@ -132,20 +128,20 @@ TEST(Records, TypesAsTheParserKnowsThem) {
 // --- A reader
 
 // The definition for the tag of a line; the longest if several tags match. Null: none.
-static const TRecordInfo* recordOf(std::string_view line) {
-    const TRecordInfo* found = nullptr;
-    for (auto& record : records()) {
-        const size_t end = 1 + record.tag.size();
-        if (line.size() > end && line.substr(1).starts_with(record.tag) && (line[end] == ',' || line[end] == '$') &&
-            (!found || record.tag.size() > found->tag.size()))
-            found = &record;
+static const Kind* recordOf(std::string_view line) {
+    const Kind* found = nullptr;
+    for (auto* record : classic::Kinds) {
+        const size_t end = 1 + record->tag.size();
+        if (line.size() > end && line.substr(1).starts_with(record->tag) && (line[end] == ',' || line[end] == '$') &&
+            (!found || record->tag.size() > found->tag.size()))
+            found = record;
     }
     return found;
 }
 
 // Whether a text can be split at commas into values for the fields. `strict`: it is split at every comma, and only the
 // last field may contain commas.
-static bool fits(std::span<const TFieldInfo> fields, std::string_view text, bool strict) {
+static bool fits(std::span<const Field> fields, std::string_view text, bool strict) {
     const Form form = fields[0].form;
     if (fields.size() == 1) return is(form, text);
     for (size_t at = text.find(','); at != text.npos; at = text.find(',', at + 1)) {
@@ -155,7 +151,7 @@ static bool fits(std::span<const TFieldInfo> fields, std::string_view text, bool
     return false;
 }
 
-static bool parses(const TRecordInfo& record, std::string_view line, bool strict) {
+static bool parses(const Kind& record, std::string_view line, bool strict) {
     if (!line.starts_with('^') || !line.ends_with('$')) return false;
     const auto text = line.substr(1 + record.tag.size(), line.size() - 2 - record.tag.size());
     if (record.fields.empty()) return text.empty();
@@ -163,18 +159,18 @@ static bool parses(const TRecordInfo& record, std::string_view line, bool strict
 }
 
 // The header record that names the fields; empty: there is none.
-static std::string headerOf(const TRecordInfo& record) {
+static std::string headerOf(const Kind& record) {
     if (record.announced == 0) return {};
     std::string header = "^";
     for (char c : record.tag) header += static_cast<char>(std::tolower(c));
-    for (size_t i = 0; i < record.announced; i++) header.append(",").append(record.fields[i].key);
+    for (size_t i = 0; i < record.announced; i++) header.append(",").append(record.fields[i].name);
     return header + "$";
 }
 
 static std::set<std::string> headers() {
     std::set<std::string> all;
-    for (auto& record : records())
-        if (record.announced) all.insert(headerOf(record));
+    for (auto* record : classic::Kinds)
+        if (record->announced) all.insert(headerOf(*record));
     return all;
 }
 
@@ -200,10 +196,10 @@ TEST(Records, AreCutAtCommas) {
 
 TEST(Records, TagsAndFieldsHaveNames) {
     std::set<std::string_view> tags;
-    for (auto& record : records()) {
-        EXPECT_TRUE(tags.insert(record.tag).second) << record.tag;
-        EXPECT_LE(record.announced, record.fields.size()) << record.tag;
-        for (auto& field : record.fields) EXPECT_STRNE(field.key, "") << record.tag;
+    for (auto* record : classic::Kinds) {
+        EXPECT_TRUE(tags.insert(record->tag).second) << record->tag;
+        EXPECT_LE(record->announced, record->fields.size()) << record->tag;
+        for (auto& field : record->fields) EXPECT_NE(field.name, "") << record->tag;
     }
 }
 
@@ -237,7 +233,7 @@ static Strings tagsIn(const std::string& text) {
     return tags;
 }
 
-static std::string fieldLine(const std::string& key, const std::string& type, const std::string& unit) {
+static std::string fieldLine(std::string_view key, std::string_view type, std::string_view unit) {
     return std::string("  ").append(key).append(" ").append(type).append(" ").append(unit);
 }
 
@@ -279,9 +275,10 @@ static TDocument readDocument() {
 
 static Strings definedRecords() {
     Strings defined;
-    for (auto& record : records()) {
-        defined.push_back(std::string("^").append(record.tag));
-        for (auto& field : record.fields) defined.push_back(fieldLine(field.key, FormNames.at(field.form), field.unit));
+    for (auto* record : classic::Kinds) {
+        defined.push_back(std::string("^").append(record->tag));
+        for (auto& field : record->fields)
+            defined.push_back(fieldLine(field.name, FormNames.at(field.form), field.unit));
     }
     return defined;
 }

@@ -21,21 +21,22 @@ static double twice(const TRow& row) { return 2 * row.size; }
 static std::string_view name(const TRow& row) { return row.name; }
 
 static constexpr TColumn<TRow> Columns[] = {
-    {"Name", -8, "", " ", text<TRow, name>},
-    {"Size", 6, "", " ", bytes<TRow, &TRow::size>},
-    {"Twice", 7, "%", " ", count<TRow, twice>},
-    {"Wide", 5, "", " ", number<TRow, &TRow::number>, &Wide},
-    {"Narrow", 6, "", " ", number<TRow, &TRow::number>, &Wide, 0},
-    {"End", 3, "", "", number<TRow, &TRow::number>},
+    {"Name", -8, "", " ", textCell<name>},
+    {"Size", 6, "", " ", bytesCell<&TRow::size>},
+    {"Twice", 7, "%", " ", countCell<twice>},
+    {"Wide", 5, "", " ", numberCell<&TRow::number>, &Wide},
+    {"Narrow", 6, "", " ", numberCell<&TRow::number>, &Wide, 0},
+    {"End", 3, "", "", numberCell<&TRow::number>},
 };
 
-static constexpr TField<TRow> Fields[] = {
-    {{"name", Form::Text, ""}, words<TRow, name>},
-    {{"size", Form::Real2, "bytes"}, real<TRow, &TRow::size>},
-    {{"number", Form::Int, ""}, whole<TRow, &TRow::number>},
+static constexpr Field Fields[] = {
+    {"name", Role::Id, "", Form::Text},
+    {"size", Role::Level, "bytes", Form::Real2},
+    {"number", Role::Level, "", Form::Int},
 };
-
-static constexpr TRecord<TRow> Row = {"ROW", Fields, std::size(Fields)};
+static constexpr Kind RowKind = {"ROW", Fields, std::size(Fields)};
+static constexpr Kind N0Kind = {"N0STAT", Fields, 2};
+static constexpr auto Row = recordOf<RowKind, TRow, name, &TRow::size, &TRow::number>;
 
 TEST(Report, TitlesAndCells) {
     const TRow row{"sda", 1536, 7};
@@ -69,28 +70,39 @@ TEST(Report, PlainNumbersKeepAllTheirDigits) {
 TEST(Report, RecordsAndTheirHeaders) {
     const TRow row{"a,b$", 1536.005, 4294967297};
     EXPECT_EQ(printed([&] { dispRecord(Row, row); }), "^ROW,a,b$,1536.01,1$\n"); // without quoting
-    EXPECT_EQ(printed([] { dispHeader(Row), dispHeader(TRecord<TRow>{"N0STAT", Fields, 2}); }),
-              "^row,name,size,number$\n^n0stat,name,size$\n");
+    EXPECT_EQ(printed([] { dispHeader(RowKind), dispHeader(N0Kind); }), "^row,name,size,number$\n^n0stat,name,size$\n");
 }
 
-TEST(Report, EveryFormAsPrintf) {
-    const auto spelled = [](const TValue& value, Form form) { return printed([&] { value.say(form); }); };
-    EXPECT_EQ(spelled(-7, Form::Int), "-7");
-    EXPECT_EQ(spelled(2147483648, Form::Int), "-2147483648"); // the low 32 bits
-    EXPECT_EQ(spelled(4294967295U, Form::Int), "-1");
-    EXPECT_EQ(spelled(INT64_MIN, Form::Long), "-9223372036854775808");
-    EXPECT_EQ(spelled(2.5, Form::Real0), "2"); // rounds to even
-    EXPECT_EQ(spelled(3.5, Form::Real0), "4");
-    EXPECT_EQ(spelled(0.25, Form::Real1), "0.2");
-    EXPECT_EQ(spelled(1e15, Form::Real2), "1000000000000000.00");
-    EXPECT_EQ(spelled(-0.001, Form::Real2), "-0.00");
-    EXPECT_EQ(spelled(0.3, Form::Real6), "0.300000");
-    EXPECT_EQ(spelled(7, Form::Milli), "007");
-    EXPECT_EQ(spelled(1234, Form::Milli), "1234");
-    EXPECT_EQ(spelled(7, Form::Two), "07");
-    EXPECT_EQ(spelled(0x8000, Form::Hex7), "0008000");
-    EXPECT_EQ(spelled(-1, Form::Hex7), "FFFFFFFF");
-    EXPECT_EQ(spelled('S', Form::Letter), "S");
-    EXPECT_EQ(spelled(std::string_view("as it is"), Form::Text), "as it is");
-    EXPECT_EQ(spelled(std::numeric_limits<double>::quiet_NaN(), Form::Real2), "nan");
+namespace {
+struct TPart {
+    int64_t count;
+    std::string_view label;
+};
+struct TWhole {
+    const TPart* part;
+    const TPart& other;
+};
+} // namespace
+
+static const TPart& other(const TWhole& whole) { return whole.other; }
+static int64_t doubled(const TPart& part) { return 2 * part.count; }
+
+static constexpr Field WholeFields[] = {
+    {"label", Role::Id, "", Form::Text},
+    {"count", Role::Level, "", Form::Real2},
+    {"twice", Role::Level, "", Form::Long},
+    {"made", Role::Text, "", Form::Text},
+};
+static constexpr Kind WholeKind = {"WHOLE", WholeFields};
+
+TEST(Report, ValuesAreReachedInSteps) {
+    const TPart first{1, "first"}, second{2, "second"};
+    const TWhole row{&first, second};
+    EXPECT_EQ((textCell<&TWhole::part, &TPart::label>(row).text()), "first");
+    EXPECT_EQ((numberCell<other, doubled>(row).text()), "4");
+    static constexpr auto Whole =
+        recordOf<WholeKind, TWhole, in<other, &TPart::label>, in<&TWhole::part, &TPart::count>, in<other, doubled>,
+                 [](const TWhole&) { return Text<64>("a text of its own, longer than any small string"); }>;
+    EXPECT_EQ(printed([&] { dispRecord(Whole, row); }),
+              "^WHOLE,second,1.00,4,a text of its own, longer than any small string$\n");
 }

@@ -234,14 +234,12 @@ TEST(Voltext, GetextentByKind) {
     EXPECT_EQ(seg.lext[1], 255);
 }
 
-TEST(Voltext, CheckcommaInPlace) {
-    Text<16> text = "a,b,,c";
-    EXPECT_EQ(&checkcomma(text), &text);
-    EXPECT_EQ(text.view(), "a&b&&c");
-    Text<4> full = ",,,";
-    EXPECT_EQ(checkcomma(full).view(), "&&&");
-    Text<4> none;
-    EXPECT_EQ(checkcomma(none).view(), "");
+TEST(Voltext, CheckcommaLeavesItsArgument) {
+    const Text<16> text = "a,b,,c";
+    EXPECT_EQ(checkcomma(text).view(), "a&b&&c");
+    EXPECT_EQ(text.view(), "a,b,,c");
+    EXPECT_EQ(checkcomma(Text<4>(",,,")).view(), "&&&");
+    EXPECT_EQ(checkcomma(Text<4>()).view(), "");
 }
 
 TEST(Voltext, GetnameonlyDoesNotSeeTheLastCharacter) {
