@@ -3,8 +3,8 @@
 #include "base/nearest.h"
 #include "base/output.h"
 #include "base/program.h"
+#include "base/refusal.h"
 #include "wyrt/version.h"
-#include "wyrt/words.h"
 
 #include <array>
 #include <cerrno>
@@ -89,6 +89,6 @@ int wyrtMain(int argc, char** argv, Program classic) {
     if (first == "--version") return showVersion();
     if (const auto* command = findCommand(first)) return command->run(argc, argv);
     if (const auto meant = nearlyCommand(first); !meant.empty())
-        return refused("there is no command " + quoted(first) + "; the nearest is " + std::string(meant));
+        return refused("there is no command " + inQuotes(first) + "; the nearest is " + std::string(meant));
     return classic(argc, argv);
 }

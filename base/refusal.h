@@ -8,7 +8,7 @@
 inline constexpr int Done = 0, Failed = 1, WrongUsage = 2;
 
 // The text in quotes, as one line that a terminal may see: control characters are '?', what is long is cut.
-std::string quoted(std::string_view text);
+std::string inQuotes(std::string_view text);
 
 // "wyrt: WHY": the work cannot be done. Gives Failed.
 int failed(const std::string& why);

@@ -1,11 +1,11 @@
-#include "wyrt/words.h"
+#include "base/refusal.h"
 
 #include "base/door.h"
 #include "base/output.h"
 
 #include <algorithm>
 
-std::string quoted(std::string_view text) {
+std::string inQuotes(std::string_view text) {
     constexpr size_t Most = 100; // bytes: the line stays one that can be read
     std::string shown(text.substr(0, Most));
     std::replace(shown.begin(), shown.end(), '\n', '?');
