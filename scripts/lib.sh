@@ -26,6 +26,10 @@ has_gtest() {
     printf '#include <gtest/gtest.h>\n' | "${CXX:-g++}" -x c++ -E -o /dev/null - 2>/dev/null
 }
 
+has_mnl() {
+    printf '#include <libmnl/libmnl.h>\n' | "${CXX:-c++}" -x c++ -E -o /dev/null - 2>/dev/null
+}
+
 # The name of a clang-format that knows all of .clang-format; version 14 crashes on it.
 clang_format() {
     local name
@@ -45,6 +49,7 @@ has_need() {
         cmake) has_cmake ;;
         generator) has ninja || has make || has gmake ;;
         gtest) has_gtest ;;
+        mnl) has_mnl ;;
         clang-format) clang_format >/dev/null ;;
         *) has "$1" ;;
     esac
@@ -58,6 +63,7 @@ package_of() {
         clang++) echo clang ;;
         generator) echo make ;;
         gtest) echo libgtest-dev ;;
+        mnl) echo libmnl-dev ;;
         clang-format) echo clang-format-19 ;;
         *) echo "$1" ;;
     esac
@@ -70,6 +76,7 @@ name_of() {
         cmake) echo "cmake 3.25 or newer" ;;
         generator) echo "make or ninja" ;;
         gtest) echo "GoogleTest" ;;
+        mnl) echo "libmnl" ;;
         clang-format) echo "clang-format 16 or newer" ;;
         *) echo "$1" ;;
     esac

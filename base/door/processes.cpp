@@ -1,0 +1,32 @@
+#include "base/door/processes.h"
+
+#include <cerrno>
+#include <csignal>
+
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+void closeFrom(int first) {
+    if (syscall(SYS_close_range, static_cast<unsigned>(first), ~0U, 0U) == 0) return;
+    rlimit limit{}; // a kernel before 5.9
+    constexpr rlim_t Most = 65536;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur > Most) limit.rlim_cur = Most;
+    for (int fd = first; fd < static_cast<int>(limit.rlim_cur); fd++) close(fd);
+}
+
+void killAndLeave(int pid) {
+    if (pid <= 0) return;
+    kill(pid, SIGKILL);
+    int status;
+    hasEnded(pid, status);
+}
+
+bool hasEnded(int pid, int& status) {
+    status = 0;
+    pid_t ended;
+    do ended = waitpid(pid, &status, WNOHANG);
+    while (ended < 0 && errno == EINTR);
+    return ended != 0; // also when somebody else has taken its end in
+}

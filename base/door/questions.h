@@ -1,0 +1,33 @@
+// What a worker does with a question. It runs in a forked process: no memory from the heap, no locks.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "base/worker.h"
+
+constexpr size_t MostOfQuestion = 4096, MostOfFile = 65536;
+
+// A question and an answer as they go through the socket: as many bytes as the text needs.
+struct QuestionMessage {
+    uint64_t number = 0;
+    Question::Kind kind = Question::Kind::Space;
+    char text[MostOfQuestion]; // NOLINT: filled before it is read
+};
+
+struct AnswerHead {
+    uint64_t number = 0;
+    int32_t error = 0;
+    uint32_t size = 0; // bytes of the text
+    int64_t mbit = -1;
+    Space space;
+    bool cut = false;
+};
+
+struct AnswerMessage {
+    AnswerHead head;
+    char text[MostOfFile]; // NOLINT: filled before it is read
+};
+
+// `name` ends in NUL. The text of a file goes to `text`, which has room for MostOfFile bytes.
+void answerQuestion(Question::Kind kind, const char* name, AnswerHead& answer, char* text);

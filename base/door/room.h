@@ -1,0 +1,17 @@
+// Room for what is read next, in a Contents.
+#pragma once
+
+#include "base/door.h"
+
+#include <algorithm>
+
+// At least `least` bytes free; what is there stays.
+inline void makeRoom(Contents& text, size_t least) {
+    if (text.capacity - text.size >= least) return;
+    constexpr size_t First = 16384;
+    const size_t capacity = std::max({First, text.capacity * 2, text.size + least});
+    std::unique_ptr<char[]> data(new char[capacity]);
+    std::copy_n(text.data.get(), text.size, data.get());
+    text.data = std::move(data);
+    text.capacity = capacity;
+}

@@ -1,0 +1,60 @@
+// Netlink sockets: questions to the kernel (RTNETLINK, SOCK_DIAG) and its news (links, addresses, uevents).
+// Messages are built and taken apart with libmnl: mnl_nlmsg_ok and mnl_nlmsg_next walk over an answer, mnl_attr_*
+// over a message.
+#pragma once
+
+#include "base/door.h"
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include <linux/netlink.h>
+
+// A request for all there is of a type: RTM_GETLINK with an ifinfomsg, SOCK_DIAG_BY_FAMILY with an inet_diag_req_v2.
+template <typename Body> std::string dumpRequest(uint16_t type, const Body& body) {
+    struct {
+        nlmsghdr header;
+        Body body;
+    } request{};
+    request.header.nlmsg_len = NLMSG_LENGTH(sizeof body);
+    request.header.nlmsg_type = type;
+    request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+    request.body = body;
+    return {reinterpret_cast<const char*>(&request), request.header.nlmsg_len};
+}
+
+enum class Asked {
+    Whole,       // the answer is complete
+    Interrupted, // what was asked for changed meanwhile: entries may be missing or there twice
+    Failed,      // errno tells why
+};
+
+// A socket either asks or listens: one with groups is for news only.
+class Netlink {
+    int fd = -1;
+    int protocol = 0;
+    uint32_t sequence = 0;
+    uint64_t lost = 0;
+
+public:
+    Netlink() = default;
+    Netlink(Netlink&& other) noexcept;
+    Netlink& operator=(Netlink&& other) noexcept;
+    ~Netlink() { close(); }
+    // protocol: NETLINK_ROUTE, NETLINK_SOCK_DIAG, NETLINK_KOBJECT_UEVENT. groups: a bit each (RTMGRP_LINK; 1 for the
+    // kernel's own uevents). bytes: the room for news that nobody has taken yet, as much of it as rights allow; 0: the
+    // system's default.
+    bool open(int protocol, uint32_t groups = 0, int bytes = 0);
+    bool isOpen() const { return fd >= 0; }
+    void close();
+    // Sends a request (its sequence number is set here) and collects the messages of the answer, one after the other,
+    // without the one that ends it. More than `most` bytes fail with EMSGSIZE, no answer within a second with EAGAIN.
+    Asked ask(std::string& request, Contents& answer, size_t most = size_t{64} << 20);
+    // The next piece of news from the kernel: one or several messages, or one uevent (strings that end in NUL, the
+    // first ACTION@PATH). Does not wait; false: there is none. What others send is dropped.
+    bool take(Contents& news);
+    // How often news was lost because nobody took it in time. When it has grown, read again what the news is about.
+    uint64_t overruns() const { return lost; }
+    int handle() const { return fd; } // to be watched by waitUntil
+};

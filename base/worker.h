@@ -1,0 +1,97 @@
+// The processes that stand between the program and what may hang: a worker answers one question after the other; a tool
+// is a program that runs once. base/helper.h is what the rest of the program uses.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+// What a filesystem has; unsigned as the kernel counts.
+struct Space {
+    uint64_t block = 0;                       // bytes
+    uint64_t blocks = 0, free = 0, avail = 0; // in blocks
+    uint64_t files = 0, files_free = 0;       // inodes
+    bool read_only = false;
+};
+
+struct Question {
+    enum class Kind {
+        Space, // words: DIR. What statvfs says of it
+        Speed, // words: INTERFACE. Its speed as its driver says
+        File,  // words: PATH. Its text, 64 KiB of it
+        Tool,  // words: PROGRAM ARGUMENT... What it prints; no shell, found in /usr/sbin:/usr/bin:/sbin:/bin
+    };
+    Kind kind = Kind::Space;
+    std::vector<std::string> words;
+    int64_t patience_us = 1000000; // its time; a tool is killed when it is over
+    size_t most = size_t{4} << 20; // bytes of a tool's output
+};
+
+struct Answer {
+    int error = 0;        // errno of the question, 0: it was answered. ETIMEDOUT: a tool that was killed
+    int64_t asked_us = 0; // monotonic, when the helper got it
+    int64_t took_us = 0;  // until the answer; of one that is late, until now
+    Space space;
+    int64_t mbit = -1; // speed in Mbit/s; -1: the driver does not know it
+    std::string text;  // of a file; of a tool, its standard output
+    bool cut = false;  // the text was longer
+    int status = 0;    // of a tool, as the shell has it: 128 + N when signal N ended it, 127 when it was not found
+};
+
+// What came from a process.
+enum class Came { Nothing, Answer, End }; // End: the process is no more, or is of no use
+
+// A process that answers the questions sent to it, in their order. It has no open file besides its end of a socket, is
+// killed when it is destroyed, and is not waited for.
+class Worker {
+    int fd = -1, pid = -1;
+
+public:
+    Worker() = default;
+    Worker(Worker&& other) noexcept { swap(other); }
+    Worker& operator=(Worker&& other) noexcept {
+        swap(other);
+        return *this;
+    }
+    ~Worker();
+    void swap(Worker& other) noexcept {
+        std::swap(fd, other.fd);
+        std::swap(pid, other.pid);
+    }
+    bool start();
+    // `number` comes back with the answer. False: it takes no more for now.
+    bool send(const Question& question, uint64_t number);
+    // Does not wait.
+    Came receive(Answer& answer, uint64_t& number);
+    int handle() const { return fd; }
+};
+
+// A tool that runs once.
+class Tool {
+    int fd = -1, pid = -1;
+    bool killed = false;
+    size_t most = 0;
+    Answer answer;
+
+public:
+    Tool() = default;
+    Tool(Tool&& other) noexcept { swap(other); }
+    Tool& operator=(Tool&& other) noexcept {
+        swap(other);
+        return *this;
+    }
+    ~Tool();
+    void swap(Tool& other) noexcept {
+        std::swap(fd, other.fd);
+        std::swap(pid, other.pid);
+        std::swap(killed, other.killed);
+        std::swap(most, other.most);
+        std::swap(answer, other.answer);
+    }
+    bool start(const Question& question);
+    // Does not wait. The answer comes when it has ended; End: it was killed and is gone.
+    Came receive(Answer& to);
+    void kill();
+    int handle() const { return fd; } // -1: it has closed its output and goes on
+};
