@@ -1,5 +1,5 @@
-// The files in which monitored applications tell what their threads are: "./desc/PID-TID", first the time at which it
-// was written (seconds since the epoch), then a text.
+// Monitored applications describe their threads in files "./desc/PID-TID". The first line is the time at which it was
+// written (seconds since the epoch), the second one a text.
 #include "classic/monitor/format.h"
 #include "classic/monitor/proc.h"
 
@@ -16,9 +16,9 @@ static constexpr size_t TimeLimit = 256, DescriptionLimit = 64; // of the two li
 Text<64> readDescription(std::string_view fileText, int64_t STime) {
     Lines first(fileText, TimeLimit);
     std::string_view line;
-    // What was written before the thread started is about an earlier thread of the same number.
+    // A description older than the thread belongs to an earlier thread with the same number.
     if (!first.next(line) || toLong(line) < STime) return {};
-    // Quirk: loses its last character, which is the newline if there is one. Seen by tests/worlds/desc-lookup.
+    // Quirk: the last character is dropped, whether or not it is a newline. Seen by tests/worlds/desc-lookup.
     Lines second(first.left(), DescriptionLimit);
     return second.next(line) ? dropLast(line) : std::string_view{};
 }
@@ -51,7 +51,7 @@ static TStarts getStarts(const TProcTable& table) {
     return starts;
 }
 
-// A process whose descriptions of that time, or a later one, may be its own.
+// Whether a process with this pid runs and had started by then, so that the description can be its own.
 static bool isRunning(const TStarts& starts, int32_t pid, int32_t time) {
     const auto found = starts.find(pid);
     return found != starts.end() && found->second <= time;

@@ -22,8 +22,8 @@ struct TFileRow {
 } // namespace
 
 // Whether the k-th descriptor is a file to show, compared with the k-th of the sample before.
-// Quirk: paired by position in the list, not by number; equal paths tell that nothing was opened or closed in between.
-// Seen by tests/worlds/fd-positions-shift.
+// Quirk: descriptors are paired by their position in the list, not by their number. The paths must be equal, so most
+// wrong pairs are not shown. Seen by tests/worlds/fd-positions-shift.
 static bool isMoved(const TTop& top, const TProcView& view, size_t k) {
     const auto before = std::as_const(view.pre).fdinfo(*top.pre);
     if (k >= before.size()) return false;

@@ -9,7 +9,7 @@
 #include "record/classic/disk.h"
 
 namespace {
-// A disk, or a volume with its label and its index in its list.
+// A row of the table: a disk, or a volume with its index in its list.
 struct TDiskLine {
     std::string_view name;
     const TDiskPerf& perf;
@@ -37,7 +37,7 @@ static constexpr TColumn<TDiskLine> DiskColumns[] = {
     {"AVG-Q", 6, "", "  ", countCell<perf, &TDiskPerf::avgq>},
 };
 
-// A disk and a volume have the same figures, between a first field and places of their own.
+// Disks and volumes have the same figures. The fields before and after them differ.
 template <const Kind& kind, auto First, auto... Place>
 static constexpr auto activityRecord =
     recordOf<kind, TDiskLine, First, in<perf, &TDiskPerf::time>, in<perf, &TDiskPerf::rbytes>,
@@ -60,7 +60,7 @@ void dispDiskHeader() { dispHeader(classic::DiskKind); }
 
 // --- Disks
 
-// The busiest first, of equally busy ones that with more bytes; the others keep their order.
+// The busiest first; among equally busy disks the one with more bytes first. Equal rows keep their order.
 static int compdisk(const TDiskRate& a, const TDiskRate& b) {
     const double bytesOfA = a.perf.rbytes + a.perf.wbytes, bytesOfB = b.perf.rbytes + b.perf.wbytes;
     if (b.perf.time > a.perf.time) return 1;
@@ -78,7 +78,7 @@ static void dispDiskTable(const std::vector<TDiskRate>& disks) {
     sayText("\n");
     dispTitles(DiskColumns);
     sayText("[VG][LV][FS]\n");
-    // Quirk: the total counts as one of the rows. Seen by tests/worlds/disk-rows-3.
+    // Quirk: the total counts against the row limit. Seen by tests/worlds/disk-rows-3.
     for (size_t i = 0; i < disks.size() && i != static_cast<size_t>(diskrowcount); i++) {
         const auto line = lineOf(disks[i]);
         dispCells(DiskColumns, line);
@@ -119,8 +119,8 @@ static TDiskLine lineOf(const TLVData& lv, int index) {
 }
 
 // `rows`: how many volumes of both kinds were printed so far.
-// Quirk: groups and volumes share the limit of the disk rows, each with a count of its own: -d 4 gives up to three
-// disks and four volumes. Seen by tests/worlds/disk-volumes-rows-4.
+// Quirk: disks are one count and groups and volumes another, and each may reach the limit of -d. So -d 4 gives up to
+// three disks (the total is the fourth row) and four volumes. Seen by tests/worlds/disk-volumes-rows-4.
 template <typename Volume> static void dispVolumeKind(const std::vector<Volume>& volumes, int& rows) {
     constexpr bool isGroup = std::is_same_v<Volume, TVGData>;
     for (size_t i = 0; i < volumes.size(); i++) {

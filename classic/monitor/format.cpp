@@ -1,11 +1,11 @@
 #include "classic/monitor/format.h"
 
-// Quirk: the steps are decimal also where the divisors are powers of 1024, so that 1000 bytes are " 0.98K" and the text
-// keeps its width. Seen by tests/unit/test_format.cpp.
+// Quirk: the unit changes at powers of 1000 even where the divisors are powers of 1024. So 1000 bytes are " 0.98K", and
+// the text keeps its width. Seen by tests/unit/test_format.cpp.
 static constexpr struct {
     double above;
     int unit;  // which divisor
-    bool wide; // one digit behind the point instead of two
+    bool wide; // one decimal instead of two
 } Ladder[] = {
     {100000000000000,   4, true },
     {10000000000000,    4, false},
@@ -25,7 +25,7 @@ static constexpr struct {
 static constexpr double Binary[] = {1, 1024, 1048576, 1073741824, 1099511627776};
 static constexpr double Decimal[] = {1, 1000, 1000000, 1000000000, 1000000000000};
 static constexpr const char* Letters[] = {"", "K", "M", "G", "T"};
-static constexpr double Most = 500000000000000; // beyond it a difference of counters has wrapped
+static constexpr double Most = 500000000000000; // a larger difference of counters has wrapped
 
 static ValueText getText(double v, const double (&divisors)[5], int width) {
     if (v < 0 || v > Most) v = 0;

@@ -21,8 +21,8 @@ struct TChange {
 // --- Values
 
 // Percent of the whole that is not left.
-// Quirk: nothing of nothing is not a number, and with the sign that x86-64 gives it: a filesystem that does not count
-// inodes shows " -nan". Seen by tests/worlds/fs-without-inodes.
+// Quirk: 0 of 0 is not a number, with the sign that x86-64 gives it. So a filesystem that does not count inodes shows
+// " -nan". Seen by tests/worlds/fs-without-inodes.
 static double used(double left, double whole) {
     if (left == 0 && whole == 0) return -std::numeric_limits<double>::quiet_NaN();
     return 100 - left / whole * 100;
@@ -61,7 +61,7 @@ static constexpr TColumn<TChange> MountColumns[] = {
     {"mount", 0, "", "", textCell<now, &TFS::dir>},
 };
 
-// Both kinds begin with how the filesystem stands now, and end with where it is mounted.
+// Both kinds begin with the present sizes and end with the mount point; `Changes` are between them.
 template <const Kind& kind, auto... Changes>
 static constexpr auto fsRecord = recordOf<kind, TChange, in<now, &TFS::dev>, in<now, &TFS::totalsize>,
                                           in<now, &TFS::freesize>, in<now, &TFS::availsize>, in<now, &TFS::totalinode>,
@@ -96,7 +96,7 @@ static void dispDelta(const TChange& row) {
 }
 
 // What is mounted when the run begins.
-// Quirk: a filesystem that does not count inodes is left out here, but not among the changes later. Seen by
+// Quirk: a filesystem that does not count inodes is not listed here, but later its changes are. Seen by
 // tests/worlds/fs-without-inodes.
 static void dispStart(const std::vector<TFS>& sample) {
     static const TSizes none;

@@ -11,7 +11,7 @@
 const char* const Banner = "wyrt - what a Linux host does, interval by interval";
 
 namespace {
-// What is derived at the time of printing.
+// What is computed when the facts are printed.
 struct TNow {
     int64_t now = 0;
     Text<64> date, bootDate;
@@ -70,7 +70,7 @@ void dispSystemInfo(const TSystemInfo& info) {
     say("      Timezone     : %d hour(s)\n", t.zone);
     say("      PageSize     : %d\n", info.pagesize);
     say("      ClockTick    : %d\n\n", info.clocktick);
-    if (netifrowcount == 0) dispnetif(0, 0, 1); // the interfaces belong to the block when no report lists them
+    if (netifrowcount == 0) dispnetif(0, 0, 1); // if no report lists the interfaces, this block does
 }
 
 // --- The same as records

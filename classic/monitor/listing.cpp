@@ -8,7 +8,7 @@
 
 // --- Titles
 
-// The start time and the memory columns, as far as they are on, each followed by a blank.
+// The start time and the memory columns, if they are on, each followed by a blank.
 static Text<128> getPrefix(std::string_view time, std::string_view size, std::string_view rss, std::string_view swap) {
     Text<128> prefix;
     if (processTime) prefix.add(time);

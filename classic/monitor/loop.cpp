@@ -15,7 +15,7 @@
 #include <utility>
 
 namespace {
-// Where the run stands: two samples that change places after every pass.
+// The state of the run. Two samples change places after every pass.
 struct TPass {
     int64_t timeindex = 0; // number of the pass; 0 only takes the first samples
     int icur = 0, ipre = 1;
@@ -40,7 +40,7 @@ static bool anyReport(const TRun& run) {
 
 static bool anyListing() { return ShowProcess || AllFDList || AllSocketList; }
 
-// Names the fields of the records that the reports print later, whichever of them are on.
+// Names the fields of the records, whether or not their reports are on.
 static void dispHeaders(const TRun& run) {
     dispBasicHeader();
     dispPortHeaders();
@@ -88,8 +88,9 @@ static void dispTime(const TRun& run, const TPass& pass) {
         static_cast<int>(pass.stamp.seconds), pass.index());
 }
 
-// The port report stands between the two calls of the process report, so that socket descriptors can show their rows.
-// Quirk: with processes it starts with pass 1, without them with pass 0. Seen by tests/worlds/port-without-processes.
+// The port report runs between the two calls of the process report, so that socket descriptors can show their sockets.
+// Quirk: the port report starts with pass 1 if processes are on, else with pass 0. Seen by
+// tests/worlds/port-without-processes.
 static void dispProcessesAndPorts(const TRun& run, const TPass& pass) {
     const auto processes = [&](int nMode) {
         dispproc(pass.index(), pass.icur, pass.ipre, run.CPUThreshold, run.TPUThreshold, run.RSSThreshold,
@@ -119,7 +120,7 @@ static void dispPass(const TRun& run, const TPass& pass) {
     try {
         dispReports(run, pass);
     } catch (const std::bad_alloc&) {
-        // The rest of this interval is lost; the next one may find memory.
+        // The rest of this interval is lost; in the next one there may be memory again.
     }
     if (!shooting) sayText("\n");
     else if (pass.timeindex > 0) dispRecord(EndRecord, {});

@@ -1,8 +1,8 @@
 // The run: start-up, the sampling loop, the end.
 #pragma once
 
-// The whole program: exit status.
+// Runs the classic form; returns the exit status.
 int monitor(int argc, char** argv);
 
-// The pause with which `elapsed` seconds of work take `percent` of the time, in microseconds: 0.1 s to 10 s.
+// The pause, in microseconds, after which `elapsed` seconds of work are `percent` of the time: 0.1 s to 10 s.
 unsigned getRatioPause(double elapsed, int percent);

@@ -63,7 +63,7 @@ static constexpr TColumn<TNetif> NetifColumns[] = {
     {"Coll",      6,  "", "",    countCell<&TNetif::colls>   },
 };
 
-// Quirk: the first address only, where the table joins them all. Seen by tests/worlds/netif-seven-addresses-records.
+// Quirk: records have the first address only; the table has all. Seen by tests/worlds/netif-seven-addresses-records.
 static std::string_view firstAddress(const TNetif& netif) { return netif.ip[0]; }
 
 static constexpr auto NetifRecord = recordOf<classic::NetifKind, TNetif, &TNetif::name, firstAddress, &TNetif::rbytes,
@@ -80,7 +80,7 @@ using TRanking = std::vector<const TNetif*>;
 
 static void dispRates(const TRanking& rows) {
     sayText("\n"), dispTitles(NetifColumns), sayText("\n");
-    // Quirk: the total is one of the rows that -n asks for. Seen by tests/worlds/netif-total-only.
+    // Quirk: the total counts against the row limit of -n. Seen by tests/worlds/netif-total-only.
     for (size_t i = 0; i < rows.size() && i != static_cast<size_t>(netifrowcount); i++) {
         dispCells(NetifColumns, *rows[i]);
         sayText("\n");

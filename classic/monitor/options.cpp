@@ -39,7 +39,7 @@ static void defaultTo(int& rows, int count) {
     if (rows == Unset) rows = count;
 }
 
-// The product in 32 bits: a pause that does not fit wraps, as it always has.
+// The product in 32 bits: a pause that does not fit wraps.
 static int wrapped(int value, unsigned factor) { return static_cast<int>(static_cast<unsigned>(value) * factor); }
 
 static void setRows(int& rows, const char* argument, const char* what, const char* off) {
@@ -56,7 +56,7 @@ static void setAll(TRun&, const char*) {
     defaultTo(portrowcount, 4);
     defaultTo(netifrowcount, 4);
     defaultTo(diskrowcount, 8);
-    // Quirk: the line swaps what -m and -t are. Seen by tests/worlds/options-all.
+    // Quirk: this line describes -m as -t and -t as -m. Seen by tests/worlds/options-all.
     sayText("Turn on all monitoring items with default value except -S(sockets), -m(delta of protocol statistics), "
             "and -t(delta of filesystem)\n");
 }
@@ -105,7 +105,7 @@ static void setPortRefLength(TRun& run, const char* argument) {
     say("Owner process name length of port to diplay : %d(MAX:64)\n", run.PortRefLength);
 }
 
-// -P: a list of words, found wherever they stand in the argument.
+// -P: a list of words, each found anywhere in the argument.
 static void setProcessFormat(TRun&, const char* argument) {
     const std::string_view list = argument;
     const auto has = [&](std::string_view name) { return list.find(name) != list.npos ? 1 : 0; };

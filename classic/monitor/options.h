@@ -18,13 +18,13 @@ extern int diskrowcount;
 
 extern int ShowBasic;        // 1: system-wide figures
 extern int basicSON;         // 1: with the scan and steal columns
-extern int EachCoreCount;    // how many core rows at the most; 0: none
+extern int EachCoreCount;    // most core rows; 0: none
 extern int ShowSysInfo;      // 1: the environment was asked for
 extern int ShowDiskInfo;     // how the volume map is printed: 0 not, 1 as a listing, 2 as records
 extern int ShowLVMInfo;      // 1: the volume map was asked for
 extern int ShowProcess;      // 1: all processes are listed at start-up
 extern int shooting;         // 1: log saving mode, records instead of tables
-extern int ProcExistenceLog; // 1: created and terminated processes are told
+extern int ProcExistenceLog; // 1: created and terminated processes are printed
 extern int AllFDList;        // 1: all open files are listed
 extern int AllSocketList;    // 1: all sockets are listed
 extern int processCPU;       // 1: each of these column groups of the process table is shown
@@ -57,7 +57,7 @@ struct TOption {
 extern const std::span<const TOption> Options;
 
 // Reads the command line, echoing what it sets, and applies what options imply for each other. Numbers are read as far
-// as they go; unknown letters are told by the C library and passed over.
+// as they go. For an unknown letter the C library prints a message; the letter is ignored.
 TRun getOptions(int argc, char** argv);
 
 // The text of -h: %s in it is the program's name, %% a percent sign; a percent sign before anything else stands for

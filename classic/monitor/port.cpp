@@ -44,7 +44,7 @@ static TCell retransmits(const TPortRow& r) { return plain(static_cast<int>(r.in
 static TCell protocol(const TPortRow& r) { return ValueText().addf("%c", r.info.protocol); }
 
 template <auto Value> static TCell queueCell(const TPortRow& r) {
-    constexpr int MostPlain = 100000; // what a column of six still holds in full
+    constexpr int MostPlain = 100000; // a column of six holds this in full
     const int bytes = r.info.*Value;
     return bytes <= MostPlain ? plain(bytes) : GetValueStrNormal(bytes);
 }
@@ -110,7 +110,7 @@ static int queued(const TPortInfo& p) {
     return static_cast<int>(static_cast<unsigned>(p.txq) + static_cast<unsigned>(p.rxq));
 }
 
-// The fullest queues first, TCP before UDP, high local ports first; what is still equal stays in the kernel's order.
+// The fullest queues first, then TCP before UDP, then high local ports first. Equal rows keep the kernel's order.
 static bool isBefore(const TPortInfo* a, const TPortInfo* b) {
     if (queued(*a) != queued(*b)) return queued(*a) > queued(*b);
     if (a->protocol != b->protocol) return a->protocol < b->protocol;
@@ -142,8 +142,8 @@ static void dispTable(const TPortTable& table) {
     }
 }
 
-// Quirk: records leave out the sockets with empty queues and have no limit; the table has neither rule. Seen by
-// tests/worlds/port-queues-records and port-queues-limit.
+// Quirk: records leave out sockets with empty queues and have no row limit; the table shows those sockets and has one.
+// Seen by tests/worlds/port-queues-records and port-queues-limit.
 static void dispRecords(const TPortTable& table) {
     dispRecord(StateRecord, table);
     for (auto* row : getRanking(table, true, table.rows.size())) dispRecord(PortRecord, {table, *row});

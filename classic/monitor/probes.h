@@ -1,5 +1,6 @@
 // What the kernel lets this run read.
 #pragma once
 
-// Tries the kernel files that not every system or user can read. What is missing is told and switched off.
+// Tries the kernel files that not every system or user can read. For each that is missing it prints a note and switches
+// off what needs it.
 void probeKernel();

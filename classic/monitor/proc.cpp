@@ -41,9 +41,8 @@ static bool enlarge(TProcTable& table) {
     return makeRoom(table.procs, static_cast<size_t>(table.capacity));
 }
 
-// Fills the slot, with more room as long as there are more processes than it takes. False after a message.
-// Quirk: a scan that only counts, or misses some, is repeated, and so are its messages. Seen by
-// tests/worlds/proc-many-new.
+// Fills the slot. Gives it more room and scans again as long as there are more processes than it holds. False after a
+// message. Quirk: the messages of a scan appear again when it is repeated. Seen by tests/worlds/proc-many-new.
 static bool getSample(TProcTable& table, TProcTotals& totals) {
     constexpr int Most = 10;
     bool enough = scan(table, totals);
@@ -56,7 +55,7 @@ static bool getSample(TProcTable& table, TProcTotals& totals) {
     }
     if (enough) return true;
     sayError("[ERROR] Failed to get memory for buffer", errno);
-    // A sample that is not whole is none: the next pass would take what it misses for processes that came or ended.
+    // An incomplete sample is thrown away. Otherwise the next pass would report the missing processes as ended or new.
     table.procs.clear();
     table.capacity = 0;
     return false;
@@ -72,7 +71,7 @@ static bool makeTop(TProcReport& report, int capacity) {
     return false;
 }
 
-// --- Matching it with the sample before
+// --- Matching it with the previous sample
 
 namespace {
 // A walk along both samples, which are sorted by pid.
@@ -116,7 +115,7 @@ void TMatch::walk() const {
             terminated(before), j++;
         } else {
             if (now.STime == before.STime) same(now, before);
-            else created(now), terminated(before); // the pid was given out again
+            else created(now), terminated(before); // the pid was reused
             i++, j++;
         }
     }
@@ -125,8 +124,8 @@ void TMatch::walk() const {
 }
 
 // Busiest first. Equal rows keep the order of their pids.
-// Quirk: the tie-break by memory subtracts a's system time where it should add it, so that it applies to processes that
-// used no CPU at all; and the difference is cut to 32 bits. Seen by tests/worlds/proc-ranking.
+// Quirk: the tie-break by memory subtracts a's system time instead of adding it, so it only works for processes that
+// used no CPU. The difference is also cut to 32 bits. Seen by tests/worlds/proc-ranking.
 static int comptopcpu(const TTop* a, const TTop* b) {
     const auto& x = a->rates;
     const auto& y = b->rates;

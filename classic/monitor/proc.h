@@ -17,7 +17,7 @@ struct TTop {
     TCounters rates;
 };
 
-// The two samples and what came out of them; kept from the collecting call to the printing call and from pass to pass.
+// The two samples and the result. Kept from the collecting call to the printing call, and from pass to pass.
 struct TProcReport {
     TProcTable buf[2];
     std::vector<TTop> top;           // in pid order
@@ -40,9 +40,9 @@ struct TProcView {
 // A command line as a column shows it.
 struct TCommand {
     std::string_view text;
-    std::string_view dots; // behind a text that was cut
+    std::string_view dots; // follow a text that was cut
 };
-// At most `length` characters of the command line; the short name without one, or when length is below 1.
+// At most `length` characters of the command line. The short name, if there is no command line or `length` is below 1.
 TCommand getCommand(const TProcTable& table, const TProc& p, int length);
 
 void dispProcTable(TProcReport& report, const TProcView& view);
@@ -53,16 +53,16 @@ void dispDescriptors(const TTop& top, const TProcView& view, int& lines);
 void dispDescriptorRecords(const TTop& top, const TProcView& view);
 void dispDescriptorHeader();
 
-// A socket's addresses and state behind a text like "Port 0/0 "; `none` when the socket table does not have it.
+// A socket's queues ("Port 0/0"), addresses and state; `none` if the socket table does not have it.
 std::string_view getPortText(const TFDInfo& fd, const char* queues, std::string_view none, Text<160>& text);
 
-// One line for a process that came ('C') or ended ('T') between the samples.
+// Prints a line for a process that started ('C') or ended ('T') between the samples.
 const TProc* ExtraProcInfo(const TProcTable& table, const TProc* p, char CreatedOrTerminated);
 
-// What the monitored application says a thread is; empty when it says nothing, or said it before the thread started.
+// The application's description of one of its threads. Empty if there is none, or if it is older than the thread.
 Text<64> getDescription(int32_t pid, int32_t threadid, int64_t STime);
-// The same from the text of its file; when the file was written, seconds since the epoch.
+// The description, and the time at which it was written (seconds since the epoch), from the text of its file.
 Text<64> readDescription(std::string_view fileText, int64_t STime);
 int32_t readDescriptionTime(std::string_view fileText);
-// Deletes the description files whose process is not there any more.
+// Deletes the description files of processes that have ended.
 void cleanDescriptions(const TProcTable& table);

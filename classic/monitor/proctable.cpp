@@ -41,7 +41,7 @@ static constexpr TColumn<TProcRow> ProcessColumns[] = {
 // --- Thread rows
 
 namespace {
-// A thread that both samples have.
+// A thread that is in both samples.
 struct TThreadRow {
     const TThreadInfo& now;
     const TThreadInfo& before;
@@ -57,7 +57,7 @@ static double getTicks(const TThreadInfo& now, const TThreadInfo& before) {
 }
 static double threadCPU(const TThreadRow& r) { return timediff > 0 ? getTicks(r.now, r.before) / timediff : 0; }
 
-// Unlike those of a process, the differences are summed before they are divided.
+// The differences are added first and divided then; for processes it is the other way round.
 template <auto... Fields> static double threadRate(const TThreadRow& r) {
     return timediff > 0 ? (... + (r.now.*Fields - r.before.*Fields)) / timediff : 0;
 }
@@ -78,7 +78,7 @@ static constexpr TColumn<TThreadRow> ThreadColumns[] = {
     {"", 6, "", " ", bytesCell<threadRate<&TCounters::rbytes, &TCounters::wbytes>>, &processIO},
     {"", 6, "", " ", countCell<threadRate<&TCounters::majfault>>, &processIO},
     {"", 17, "", " ", textCell<&TThreadRow::time>, &processTime},
-    // The description stands where a process has its memory columns.
+    // The description takes the place of the memory columns.
     {"", -52, "", "  ", textCell<&TThreadRow::description>, &processMemory},
     {"", 5, "", "", nothing, &processMemory, 0},
     {"", 0, "", "\n", textCell<threadCommand>},

@@ -17,7 +17,7 @@
 
 // --- Tables
 
-// What stands in a cell: a formatted number of its own or a text that lives elsewhere.
+// The text of a cell: it owns a formatted number, or views a text that lives elsewhere.
 class TCell {
     ValueText own;
     std::string_view other;
@@ -47,7 +47,7 @@ template <typename Row> struct TColumn {
     bool shown() const { return !when || *when == is; }
 };
 
-// A text in a field of `width` bytes, on the right of it (negative: on the left); a longer text is not cut.
+// Prints a text right-aligned in `width` bytes (negative: left-aligned). A longer text is not cut.
 void sayCell(std::string_view text, int width);
 
 template <typename Row, size_t N> void dispTitles(const TColumn<Row> (&columns)[N]) {
@@ -67,8 +67,8 @@ template <typename Row, size_t N> void dispCells(const TColumn<Row> (&columns)[N
 
 // --- What a column or a field shows of its row
 
-// Goes from a row to a value in steps. A step is a member of what was reached so far, or a function of it; where that
-// is a pointer, the member of what it points to.
+// Goes from a row to a value in steps. Each step is a member of the object reached so far, or a function of it. If the
+// object is a pointer, the member is that of its target.
 template <auto First, auto... Rest> decltype(auto) reach(const auto& from) {
     if constexpr (sizeof...(Rest) == 0) {
         return std::invoke(First, from);
@@ -102,14 +102,14 @@ template <auto... Steps> TCell textCell(const auto& row) {
 
 // --- Records
 
-// A kind of record with what each of its fields shows of a row: each function appends one value in its field's form.
+// A kind of record, and for each of its fields a function that appends the value of a row in the field's form.
 template <typename Row> struct TRecord {
     const Kind* kind;
     std::span<void (*const)(const Row&, std::string&)> appenders;
 };
 
 template <typename Row, Form form, auto Get> void appendField(const Row& row, std::string& out) {
-    const auto& got = std::invoke(Get, row); // a temporary lives on, so that its text need not be copied
+    const auto& got = std::invoke(Get, row); // keeps a temporary alive, so that its text is not copied
     valueFor<form>(got).append(out, form);
 }
 

@@ -27,7 +27,7 @@ static constexpr TColumn<TCounter> Columns[] = {
     {"Curr", 10, "", "", total<&TNetstat::curvalue>},
 };
 
-// What the counters stand at when the run begins.
+// The values of the counters when the run begins.
 static constexpr auto StartRecord = recordOf<classic::CounterKind, TCounter, &TCounter::group,
                                              in<netstat, &TNetstat::name>, in<netstat, &TNetstat::curvalue>>;
 static constexpr auto DeltaRecord = recordOf<classic::CounterRateKind, TCounter, &TCounter::group,
@@ -50,7 +50,7 @@ static void dispChange(const TCounter& counter) {
     sayText("\n");
 }
 
-// Quirk: the titles come also when no counter grew. Seen by tests/worlds/tcpext-nothing-moved.
+// Quirk: the titles are printed even if no counter grew. Seen by tests/worlds/tcpext-nothing-moved.
 static void dispTitlesOnce() {
     sayText("\n"), sayCell("NETWORK STATISTIC", Columns[0].width), sayText("\n");
     dispTitles(Columns), sayText("\n");

@@ -2,8 +2,8 @@
 
 #include "base/output.h"
 
-// Quirk: misspellings, the swapped -m and -t of the -a paragraph and single percent signs are what users' wrappers
-// compare with. Seen by tests/worlds/usage.
+// Quirk: the misspellings, the swapped -m and -t in the paragraph of -a and the single percent signs must stay: users'
+// scripts compare this text. Seen by tests/worlds/usage.
 const std::string_view UsageText =
     "Usage : %s [ -e : System environment ] [ -c Number of updates(count) ] [ -s Interval of "
     "updates(seconds) ] [ -i Interval of updates(milliseconds) ] [ -a : Turn on all monitoring items with "

@@ -8,7 +8,7 @@
 // --- Entries of the lists
 
 namespace {
-// An entry of a list with its index there, and that of the volume or device it belongs to.
+// An entry of a list, its index in the list, and the index of the volume or device that it belongs to.
 template <typename T> struct TEntry {
     int owner, index;
     T& item;
@@ -19,7 +19,7 @@ struct TCount {
 } // namespace
 
 template <typename T> static const T& item(const TEntry<T>& e) { return e.item; }
-// Text that the volume tools chose, without the commas that would look like the ends of fields.
+// A text of the volume tools. Its commas would look like ends of fields, so they are replaced.
 template <typename T, auto Field> static auto freeText(const TEntry<T>& e) { return checkcomma(e.item.*Field); }
 
 // --- The records
@@ -40,7 +40,7 @@ static constexpr auto GroupRecord = recordOf<
     in<item<TVGData>, &TVGData::allocpe>, in<item<TVGData>, &TVGData::allocsize>, in<item<TVGData>, &TVGData::freepe>,
     in<item<TVGData>, &TVGData::freesize>, in<item<TVGData>, &TVGData::uuid>>;
 
-// Where the volume is mounted.
+// The name by which the volume is mounted.
 static std::string_view mountedName(const TEntry<TLVData>& e) {
     const auto* mount = at(mountlist, e.item.mount);
     return mount ? mount->fsname.view() : std::string_view();
@@ -115,7 +115,7 @@ static constexpr auto CompleteRecord = recordOf<classic::MapCompleteKind, TNothi
 
 // --- Printing
 
-// A record for each row; `inner` prints what belongs to it.
+// Prints a record for each row; after each, `inner` prints the records that belong to it.
 template <typename List, typename T, typename Inner>
 static void recordAll(const TRecord<TEntry<T>>& record, List& rows, int owner, const Inner& inner) {
     for (size_t i = 0; i < rows.size(); i++) {
