@@ -4,7 +4,9 @@
 
 #include "record/cpu.h"
 #include "record/host.h"
+#include "record/memory.h"
 #include "record/moment.h"
+#include "record/pressure.h"
 #include "record/rows.h"
 #include "record/self.h"
 
@@ -20,6 +22,8 @@ struct Interval {
     Rows<SelfRow> self;
     Rows<CpuRow> cpu;
     Rows<CoreRow> cores;
+    Rows<MemoryRow> memory;
+    Rows<PressureRow> pressure;
 };
 
 // Calls f(kind, rows) for each kind, in the order in which a log has them.
@@ -28,6 +32,8 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(SelfKind, interval.self);
     f(CpuKind, interval.cpu);
     f(CoreKind, interval.cores);
+    f(MemoryKind, interval.memory);
+    f(PressureKind, interval.pressure);
 }
 
 // Ready for the next rows; what they need stays allocated.

@@ -1,15 +1,20 @@
 #include "view/areas.h"
 
 #include "view/cpu.h"
+#include "view/memory.h"
 #include "view/self.h"
 
 #include <algorithm>
 
 static constexpr Area Areas[] = {
-    {"cpu",   "CPU shares, run queue, switches, interrupts, forks, load", "/proc/stat, /proc/loadavg",           true,  showCpu },
-    {"cores", "the same shares for each core, with its frequency",        "/proc/stat, /sys/devices/system/cpu", false,
-     showCores                                                                                                                  },
-    {"self",  "what wyrt itself costs, and what it could not do",         "getrusage, /proc/self",               false, showSelf},
+    {"cpu",      "CPU shares, run queue, switches, interrupts, forks, load",                            "/proc/stat, /proc/loadavg",           true,  showCpu   },
+    {"cores",    "the same shares for each core, with its frequency",                                   "/proc/stat, /sys/devices/system/cpu", false,
+     showCores                                                                                                                                                  },
+    {"mem",      "available, anonymous, file, dirty, swap and its traffic, reclaim, faults, OOM kills",
+     "/proc/meminfo, /proc/vmstat",                                                                                                            true,  showMemory},
+    {"pressure", "how long tasks waited for CPU, memory and I/O, as shares of the interval",            "/proc/pressure",                      true,
+     showPressure                                                                                                                                               },
+    {"self",     "what wyrt itself costs, and what it could not do",                                    "getrusage, /proc/self",               false, showSelf  },
 };
 
 std::span<const Area> areas() { return Areas; }

@@ -1,0 +1,46 @@
+// Numbers of the new form's parsers: decimal digits as the kernel prints them, checked for their range.
+#pragma once
+
+#include <charconv>
+#include <concepts>
+#include <string_view>
+
+// The whole text is the number. False, and `value` as it was, when it is not.
+template <std::integral T> bool toNumber(std::string_view text, T& value, int base = 10) {
+    T read{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), read, base);
+    if (error != std::errc() || end != text.data() + text.size()) return false;
+    value = read;
+    return true;
+}
+
+// The number after blanks and tabs at the start of the text, which is taken off it. False when there is none.
+template <std::integral T> bool takeNumber(std::string_view& text, T& value) {
+    const auto start = text.find_first_not_of(" \t");
+    if (start == text.npos) return false;
+    T read{};
+    const auto [end, error] = std::from_chars(text.data() + start, text.data() + text.size(), read);
+    if (error != std::errc()) return false;
+    value = read;
+    text.remove_prefix(static_cast<size_t>(end - text.data()));
+    return true;
+}
+
+// The next line, without its newline; taken off the text. False when the text is used up.
+inline bool takeLine(std::string_view& text, std::string_view& line) {
+    if (text.empty()) return false;
+    const auto newline = text.find('\n');
+    line = text.substr(0, newline);
+    text.remove_prefix(newline == text.npos ? text.size() : newline + 1);
+    return true;
+}
+
+// The next word, which ends at a blank or tab; taken off the text. Empty when there is none.
+inline std::string_view takeWord(std::string_view& text) {
+    const auto start = text.find_first_not_of(" \t");
+    if (start == text.npos) return text = {};
+    const auto end = text.find_first_of(" \t", start);
+    const auto word = text.substr(start, end == text.npos ? end : end - start);
+    text.remove_prefix(end == text.npos ? text.size() : end);
+    return word;
+}

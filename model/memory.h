@@ -1,0 +1,9 @@
+// Memory of an interval.
+#pragma once
+
+#include "record/memory.h"
+#include "record/rows.h"
+#include "sample/memory.h"
+
+// `before` null: there is no sample before; levels only.
+void memoryRows(const MemorySample* before, const MemorySample& now, Rows<MemoryRow>& rows);

@@ -1,0 +1,17 @@
+#include "model/pressure.h"
+
+#include "model/amounts.h"
+
+void pressureRows(const PressureSample* before, const PressureSample& now, Rows<PressureRow>& rows) {
+    rows.sampled = true;
+    if (!before) return;
+    rows.elapsed_us = now.at_us - before->at_us;
+    for (size_t i = 0; i < PressureNames.size(); i++) {
+        if (!now.resources[i]) continue;
+        auto& row = rows.rows.emplace_back();
+        row.resource = PressureNames[i];
+        if (!before->resources[i]) continue;
+        row.some_us = grown(before->resources[i]->some_us, now.resources[i]->some_us);
+        row.full_us = grown(before->resources[i]->full_us, now.resources[i]->full_us);
+    }
+}

@@ -1,0 +1,9 @@
+// Pressure of an interval.
+#pragma once
+
+#include "record/pressure.h"
+#include "record/rows.h"
+#include "sample/pressure.h"
+
+// `before` null: there is no sample before, and no row.
+void pressureRows(const PressureSample* before, const PressureSample& now, Rows<PressureRow>& rows);

@@ -1,0 +1,49 @@
+// Files of "key value" lines with hundreds of keys, of which some are wanted: /proc/meminfo, /proc/vmstat, memory.stat.
+#pragma once
+
+#include "base/numbers.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// A key with the member that takes its value.
+template <typename T> struct Key {
+    std::string_view name; // with the colon where the file has one: "MemTotal:"
+    std::optional<uint64_t> T::* to;
+};
+
+// Which key each line of the file had when it was last read. Kernels do not change the order while they run, so that
+// one comparison a line is enough. Kept by the caller, one for each file.
+struct KeyPlan {
+    static constexpr size_t NotWanted = static_cast<size_t>(-1);
+    struct Line {
+        std::string name;
+        size_t key = NotWanted; // its place in the list of keys
+    };
+    std::vector<Line> lines;
+};
+
+// Sets each member from its line, and empties those that have none or whose value is no number.
+template <typename T> void parseKeyed(std::string_view text, std::span<const Key<T>> keys, KeyPlan& plan, T& values) {
+    for (auto& key : keys) (values.*key.to).reset();
+    size_t number = 0;
+    for (std::string_view line; takeLine(text, line); number++) {
+        const auto name = line.substr(0, line.find_first_of(" \t"));
+        if (number >= plan.lines.size()) plan.lines.emplace_back();
+        auto& planned = plan.lines[number];
+        if (planned.name != name) {
+            planned.name = name, planned.key = KeyPlan::NotWanted;
+            for (size_t i = 0; i < keys.size(); i++)
+                if (keys[i].name == name) planned.key = i;
+        }
+        if (planned.key == KeyPlan::NotWanted) continue;
+        uint64_t value = 0;
+        line.remove_prefix(name.size());
+        if (takeNumber(line, value)) values.*keys[planned.key].to = value;
+    }
+}

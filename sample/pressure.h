@@ -1,0 +1,27 @@
+// Pressure: how long tasks could not go on for want of CPU, memory or I/O.
+#pragma once
+
+#include "base/held.h"
+#include "base/root.h"
+#include "parse/pressure.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+inline constexpr std::array<std::string_view, 4> PressureNames = {"cpu", "memory", "io", "irq"};
+
+struct PressureSample {
+    int64_t at_us = 0;                                                   // monotonic
+    std::array<std::optional<Pressure>, PressureNames.size()> resources; // none: this kernel does not tell
+};
+
+class PressureSampler {
+    std::array<HeldFile, PressureNames.size()> files;
+    Contents text;
+
+public:
+    explicit PressureSampler(const Root& root);
+    void sample(PressureSample& now);
+};

@@ -1,0 +1,73 @@
+#include "view/memory.h"
+
+#include "view/format.h"
+
+#include <algorithm>
+
+void showMemory(const Interval& interval, const View&, Page& page) {
+    static constexpr Column Columns[] = {
+        {"MEM",       8, 0, true },
+        {"total",     5, 1, false},
+        {"avail",     5, 0, false},
+        {"avail%",    6, 0, false},
+        {"anon",      5, 2, false},
+        {"file",      5, 4, false},
+        {"slab",      5, 5, false},
+        {"dirty",     5, 3, false},
+        {"limit",     5, 7, false},
+        {"wback",     5, 6, false},
+        {"swap",      5, 1, false},
+        {"si/s",      6, 1, false},
+        {"so/s",      6, 1, false},
+        {"scan/s",    6, 3, false},
+        {"refault/s", 9, 4, false},
+        {"majf/s",    6, 2, false},
+        {"oom",       3, 0, false},
+    };
+    const auto* row = interval.memory.one();
+    if (!row) return;
+    const double seconds = interval.memory.seconds();
+    const auto rate = [&](const std::optional<uint64_t>& amount, auto show) {
+        return amount && seconds > 0 ? show(static_cast<double>(*amount) / seconds) : std::string(NoValue);
+    };
+    const auto share = [](const std::optional<uint64_t>& part, const std::optional<uint64_t>& whole) {
+        return part ? percentText(static_cast<double>(*part), static_cast<double>(whole.value_or(0)))
+                    : std::string(NoValue);
+    };
+    std::optional<uint64_t> swapped;
+    if (row->swap_total && row->swap_free) swapped = *row->swap_total - std::min(*row->swap_free, *row->swap_total);
+    Table table(Columns);
+    table.cell("");
+    table.cell(orNone(row->total, sizeText)), table.cell(orNone(row->available, sizeText));
+    table.cell(share(row->available, row->total));
+    for (auto level : {row->anonymous, row->file, row->slab, row->dirty, row->dirty_limit, row->writeback, swapped})
+        table.cell(orNone(level, sizeText));
+    table.cell(rate(row->swap_in, sizeText)), table.cell(rate(row->swap_out, sizeText));
+    table.cell(rate(row->scanned, countText)), table.cell(rate(row->refaults, countText));
+    table.cell(rate(row->major_faults, countText));
+    table.cell(orNone(row->oom_kills, countText));
+    table.show(page);
+}
+
+// "STALL   cpu some  3.1%   mem some  0.4% full  0.3%   io some 71.5% full 62.0%"
+void showPressure(const Interval& interval, const View&, Page& page) {
+    if (!interval.pressure.sampled) return;
+    size_t used = 0;
+    page.piece("STALL   ", used, Tone::Title);
+    if (interval.pressure.rows.empty()) page.piece("nothing known: see wyrt check", used, Tone::Dim);
+    const auto elapsed = static_cast<double>(interval.pressure.elapsed_us);
+    for (auto& row : interval.pressure.rows) {
+        const auto share = [&](std::string_view name, const std::optional<uint64_t>& amount) {
+            const auto text = percentText(amount ? std::optional(static_cast<double>(*amount)) : std::nullopt, elapsed);
+            page.piece(" ", used), page.piece(name, used),
+                page.piece(std::string(6 - std::min<size_t>(6, text.size()), ' '), used);
+            page.piece(text, used), page.piece("%", used);
+        };
+        page.piece(" ", used), page.piece(row.resource == "memory" ? "mem" : safeText(row.resource), used);
+        if (row.some_us) share("some", row.some_us);
+        // The kernel books no full stall of the CPU for the machine as a whole.
+        if (row.full_us && row.resource != "cpu") share("full", row.full_us);
+        page.piece("  ", used);
+    }
+    page.newline();
+}
