@@ -39,7 +39,7 @@ int32_t readDescriptionTime(std::string_view fileText) {
     return toInt(line);
 }
 
-// When the processes started, by pid.
+// The start times of the processes, by pid.
 using TStarts = std::unordered_map<int32_t, int64_t>;
 
 static TStarts getStarts(const TProcTable& table) {

@@ -40,7 +40,7 @@ static TFileRow getFileRow(const TTop& top, const TProcView& view, size_t k) {
 }
 
 static void dispFile(const TFileRow& row) {
-    // Quirk: the rate loses its fraction here, not in the record. Seen by tests/worlds/fd-positions.
+    // Quirk: the rate loses its fraction here, but not in the record. Seen by tests/worlds/fd-positions.
     const auto rate = GetValueStrTrim(static_cast<double>(toLong(row.rate)));
     say("%8s   File : fd %8lld(Delta Rate : %s / Flags : %07X) owned by %s[%d/%d]  ", "-->",
         static_cast<long long>(row.fd.fd), rate.c_str(), static_cast<unsigned>(row.fd.flags), row.proc.cmd.c_str(),

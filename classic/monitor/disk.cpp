@@ -1,4 +1,4 @@
-// Disk activity, and that of volume groups and logical volumes.
+// The activity of disks, volume groups and logical volumes.
 #include "classic/collect/disk.h"
 
 #include "base/order.h"

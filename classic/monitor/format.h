@@ -1,4 +1,4 @@
-// Numbers and times as the tables show them.
+// Formats numbers and times for the tables.
 #pragma once
 
 #include "base/text.h"

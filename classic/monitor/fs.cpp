@@ -11,7 +11,7 @@
 #include <limits>
 
 namespace {
-// A filesystem with its changes since the sample before.
+// A filesystem with its changes since the previous sample.
 struct TChange {
     const TFS& now;
     const TSizes& delta;

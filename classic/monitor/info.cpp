@@ -39,8 +39,7 @@ static TNow getNow(const TSystemInfo& info) {
     t.hours = static_cast<int>(uptime % 86400 / 3600);
     t.minutes = static_cast<int>(uptime % 3600 / 60);
     t.seconds = static_cast<int>(uptime % 60);
-    t.zone =
-        -static_cast<int>(timezone / 3600); // after the dates, which set it where the hours of the zone have changed
+    t.zone = -static_cast<int>(timezone / 3600); // must follow the dates: formatting them updates `timezone`
     return t;
 }
 

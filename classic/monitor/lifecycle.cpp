@@ -1,4 +1,4 @@
-// Processes that came or ended between two samples.
+// Processes that were created or terminated between two samples.
 #include "classic/monitor/options.h"
 #include "classic/monitor/proc.h"
 #include "classic/monitor/report.h"

@@ -32,7 +32,7 @@ static Text<256> getTitle() {
 
 // --- Rows
 
-// What every line of a process begins with.
+// The beginning of every line of a process.
 static void sayLead(const TProc& p, std::string_view prefix) {
     say("%16s %8d %8d %10s %c %4d ", p.cmd.c_str(), p.pid, p.ppid, p.user.c_str(), p.status, p.threadcnt);
     sayText(prefix);

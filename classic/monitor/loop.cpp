@@ -58,7 +58,7 @@ static void startUp(const TRun& run) {
     clocktick = info.clocktick;
     if (!shooting && (ShowSysInfo || anyReport(run))) dispSystemInfo(info);
     probeKernel();
-    if (ShowLVMInfo && diskrowcount == 0) dispdisk(0, 0, 1); // builds and prints the volume map, no more
+    if (ShowLVMInfo && diskrowcount == 0) dispdisk(0, 0, 1); // only builds and prints the volume map
     if (anyListing()) dispStartListing(run.CommandLength, run.PortRefLength);
     if (!anyReport(run) && !ShowSysInfo && !ShowLVMInfo && !anyListing()) {
         ShowBasic = 1;
@@ -131,8 +131,8 @@ static void dispPass(const TRun& run, const TPass& pass) {
 static constexpr auto PauseRecord =
     recordOf<classic::PauseKind, TRatio, &TRatio::percent, &TRatio::elapsed, &TRatio::pause>;
 
-// Quirk: compared as unsigned, so that a share above 100 % gives the longest pause instead of none. Seen by
-// tests/worlds/ratio-above-100.
+// Quirk: the pause is compared as unsigned, so a share above 100 % gives the longest pause instead of the shortest.
+// Seen by tests/worlds/ratio-above-100.
 unsigned getRatioPause(double elapsed, int percent) {
     constexpr unsigned Least = 100000, Most = 10000000; // microseconds
     const auto pause = static_cast<unsigned>(toLong(1000000.0 * (elapsed * 100.0 / percent - elapsed)));
@@ -154,7 +154,7 @@ static void loop(const TRun& run) {
     TPass pass;
     pass.rtime[pass.ipre] = getClock().value();
     while (anyReport(run)) {
-        tzset(); // the host's time zone may have changed: localtime_r alone keeps the one it first saw
+        tzset(); // the host's time zone may have changed, and localtime_r alone does not notice
         pass.stamp = getClock();
         pass.rtime[pass.icur] = pass.stamp.value();
         timediff = pass.rtime[pass.icur] - pass.rtime[pass.ipre];

@@ -31,7 +31,7 @@ static constexpr TColumn<TAddressRow> AddressColumns[] = {
 };
 
 static constexpr auto AddressRecord = recordOf<classic::AddressKind, TAddressRow, name, address, netmask, broadcast>;
-// Closes the list.
+// Ends the list.
 static constexpr auto EndRecord = recordOf<classic::AddressEndKind, TNothing>;
 
 static void dispAddress(const TAddressRow& row) {

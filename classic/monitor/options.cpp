@@ -48,7 +48,7 @@ static void setRows(int& rows, const char* argument, const char* what, const cha
     if (rows < 1) sayText(off);
 }
 
-// --- One function for each option with ways of its own
+// --- Functions for the options that do more than set a switch
 
 static void setAll(TRun&, const char*) {
     ProcExistenceLog = ShowBasic = FDMonitoring = 1;
@@ -174,9 +174,9 @@ static std::string getOptionString() {
     return letters;
 }
 
-// What the options imply for each other, once all are known.
+// Applies what options imply for other options, after all of them are read.
 static void applyImplied(const TRun& run) {
-    if (shooting) ProcExistenceLog = 0; // created and terminated processes are for readers of tables
+    if (shooting) ProcExistenceLog = 0; // created and terminated processes are only in tables
     if (AllFDList || AllSocketList) FDMonitoring = 1;
     ThreadMonitoring = run.TPUThreshold > 0 ? 1 : 0;
     for (int* rows : {&procrowcount, &portrowcount, &netifrowcount, &diskrowcount}) *rows = std::max(*rows, 0);

@@ -10,7 +10,7 @@
 
 constexpr const char* Version = "1.1.12";
 
-// Rows of a report; 0 or less switches it off. -1 until the command line says something.
+// Rows of a report; 0 or less switches it off. -1: not given on the command line.
 extern int procrowcount;
 extern int portrowcount;
 extern int netifrowcount;
@@ -27,15 +27,15 @@ extern int shooting;         // 1: log saving mode, records instead of tables
 extern int ProcExistenceLog; // 1: created and terminated processes are printed
 extern int AllFDList;        // 1: all open files are listed
 extern int AllSocketList;    // 1: all sockets are listed
-extern int processCPU;       // 1: each of these column groups of the process table is shown
+extern int processCPU;       // 1: this group of columns is shown (also the next three)
 extern int processIO;
 extern int processTime;
 extern int processMemory;
 
-// What only the loop needs.
+// The settings of the loop.
 struct TRun {
     int interval = 2000000;                // pause between passes, microseconds
-    int64_t lasttimeindex = 2000000000000; // intervals to report; the default stands for no end
+    int64_t lasttimeindex = 2000000000000; // intervals to report; the default means no end
     int RatioInterval = 0;                 // share of the wall time that sampling may take, percent; 0: fixed pause
     int CPUThreshold = 1;                  // 0.001 % of a core
     int TPUThreshold = 1;                  // the same for threads; below 1: no threads
@@ -45,13 +45,13 @@ struct TRun {
     int ShowHeader = 1;                    // 1: separator and TIME line
     int ShowFSDelta = 0;                   // 1: changes of filesystems
     int ShowProtocolDelta = 0;             // 1: changes of protocol counters
-    bool help = false;                     // the usage text was asked for: nothing is run
+    bool help = false;                     // the usage text was asked for, and nothing else is done
 };
 
 // One option. `set` gets the argument, empty without one.
 struct TOption {
     char letter;
-    const char* argument; // what its argument is called; null: it has none
+    const char* argument; // name of its argument; null: it has none
     void (*set)(TRun& run, const char* argument);
 };
 extern const std::span<const TOption> Options;
@@ -60,7 +60,7 @@ extern const std::span<const TOption> Options;
 // as they go. For an unknown letter the C library prints a message; the letter is ignored.
 TRun getOptions(int argc, char** argv);
 
-// The text of -h: %s in it is the program's name, %% a percent sign; a percent sign before anything else stands for
-// itself.
+// The text of -h. In it %s is the program's name and %% a percent sign. A percent sign before any other character is
+// printed as it is.
 extern const std::string_view UsageText;
 void dispUsage(const char* program);

@@ -24,7 +24,7 @@ Text<32> getportstatus(int status, char tcpudptype, std::string_view st) {
 static Text<40> dispaddrport(std::string_view addr, int port) { return Text<40>(addr).addf(":%d", port); }
 
 namespace {
-// A socket as both forms show it.
+// A socket with the values that the table and the record show.
 struct TPortRow {
     const TPortInfo& info;
     std::string_view ref; // its owners
@@ -73,7 +73,7 @@ static constexpr auto PortRecord =
              in<info, &TPortInfo::txq>, in<info, &TPortInfo::retrnsmt>, &TPortRow::user, in<info, &TPortInfo::timeout>,
              in<info, &TPortInfo::inode>, &TPortRow::ref>;
 
-// The states in the order of both forms, with what the table calls them.
+// The states in the order of the table and the record, with their titles in the table.
 static constexpr struct {
     const char* title;
     int status;
@@ -105,7 +105,7 @@ void dispPortHeaders() {
 
 // --- The report
 
-// Both queues together, in 32 bits.
+// The sum of both queues, in 32 bits.
 static int queued(const TPortInfo& p) {
     return static_cast<int>(static_cast<unsigned>(p.txq) + static_cast<unsigned>(p.rxq));
 }

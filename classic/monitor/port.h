@@ -1,4 +1,4 @@
-// What other reports use of the port report.
+// The parts of the port report that other reports use.
 #pragma once
 
 #include "classic/collect/port.h"

@@ -7,7 +7,7 @@
 #include "record/classic/host.h"
 
 namespace {
-// What to say of something that this kernel does not supply.
+// The note about something that this kernel does not supply.
 struct TLack {
     const char* line; // of the table form
     const char* note; // of the record
@@ -19,7 +19,7 @@ template <const Kind& kind> static constexpr TLack lackOf(const char* line, cons
     return {line, note, recordOf<kind, TLack, &TLack::note>};
 }
 
-// Quirk: the two wordings differ in a letter here and a bracket there; scripts know both. Seen by
+// Quirk: the wordings of table and record differ in a letter and a bracket. Scripts depend on both. Seen by
 // tests/worlds/probes-table and probes-records.
 static constexpr auto NoPositions = lackOf<classic::NoPositionsKind>(
     "*** \"Delta of file position\" is not available.(No privilege or This linux version does not support "

@@ -142,7 +142,7 @@ static void rank(TProcReport& report) {
 }
 
 static void collect(TProcReport& report, int CallingIndex, int icur, int ipre) {
-    report.top.clear(); // it points into the slot that is filled now
+    report.top.clear(); // its pointers lead into the slot that is filled next
     report.ranked.clear();
     report.totalrsyscall = report.totalwsyscall = 0;
     if (CallingIndex == 0) forget(report);

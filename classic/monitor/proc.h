@@ -1,4 +1,4 @@
-// What the parts of the process report share. Its two calls a pass are in classic/monitor/reports.h.
+// Shared by the parts of the process report. Its two calls of each pass are in classic/monitor/reports.h.
 #pragma once
 
 #include "base/door.h"
@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-// A process that both samples have: what it did per second in between.
+// A process that both samples have, with its rates per second.
 struct TTop {
     const TProc* cur = nullptr; // in the current slot
     const TProc* pre = nullptr; // in the previous slot
@@ -22,12 +22,12 @@ struct TProcReport {
     TProcTable buf[2];
     std::vector<TTop> top;           // in pid order
     std::vector<const TTop*> ranked; // busiest first
-    int topbufcount = 0;             // the most that `top` takes
+    int topbufcount = 0;             // the limit of `top`
     TProcTotals totals;
     double totalrsyscall = 0, totalwsyscall = 0; // calls per second of all ranked processes
 };
 
-// What the printing call needs to know.
+// The arguments of the printing call.
 struct TProcView {
     int CallingIndex;
     int CPUThreshold, TPUThreshold; // 0.001 % of a core
@@ -37,7 +37,7 @@ struct TProcView {
     TProcTable& pre;
 };
 
-// A command line as a column shows it.
+// A command line, cut for a column.
 struct TCommand {
     std::string_view text;
     std::string_view dots; // follow a text that was cut
@@ -48,7 +48,7 @@ TCommand getCommand(const TProcTable& table, const TProc& p, int length);
 void dispProcTable(TProcReport& report, const TProcView& view);
 void dispProcRecords(const TProcReport& report, const TProcView& view);
 
-// The open files that moved and the sockets of a ranked process. Lines count against `procrowcount`.
+// The open files that moved and the sockets of a ranked process. Their lines count as process rows.
 void dispDescriptors(const TTop& top, const TProcView& view, int& lines);
 void dispDescriptorRecords(const TTop& top, const TProcView& view);
 void dispDescriptorHeader();

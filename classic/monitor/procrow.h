@@ -1,4 +1,4 @@
-// One process as the table and the records show it.
+// One process with the values that the table and the records show.
 #pragma once
 
 #include "classic/monitor/proc.h"

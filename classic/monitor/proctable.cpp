@@ -149,7 +149,7 @@ void dispProcTable(TProcReport& report, const TProcView& view) {
             dispProcess(*top, view), lines++;
             dispDescriptors(*top, view, lines);
         }
-        // Quirk: threads have rows even where their process has none. Seen by tests/worlds/threads-without-process.
+        // Quirk: threads have rows even when their process has none. Seen by tests/worlds/threads-without-process.
         dispThreads(*top, view, lines);
     }
 }

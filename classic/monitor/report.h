@@ -1,5 +1,5 @@
-// The two forms of a report, each defined once as data: the columns of its table for people, and the records for
-// programs. The kinds of record, with their fields, are in record/classic; here each field gets its value.
+// The two forms of a report, each defined once as data: the columns of its table for people, and its records for
+// programs. record/classic defines the kinds of record and their fields; here each field gets its value.
 #pragma once
 
 #include "base/output.h"
@@ -65,7 +65,7 @@ template <typename Row, size_t N> void dispCells(const TColumn<Row> (&columns)[N
     }
 }
 
-// --- What a column or a field shows of its row
+// --- From a row to the value of a column or field
 
 // Goes from a row to a value in steps. Each step is a member of the object reached so far, or a function of it. If the
 // object is a pointer, the member is that of its target.

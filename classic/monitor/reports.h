@@ -1,5 +1,5 @@
-// The reports. Each samples its own data and prints what the interval since the sample before amounts to. All take the
-// pass number (0 only takes a first sample) and the slots of the current and the previous sample.
+// The reports. Each takes a sample of its own data and prints the figures of the interval since the previous sample.
+// All take the pass number (0 only takes a first sample) and the slots of the current and the previous sample.
 #pragma once
 
 #include <cstdint>

@@ -6,14 +6,14 @@
 #include <span>
 #include <vector>
 
-// As ShowDiskInfo says: not at all, as a listing or as records.
+// Prints the map as ShowDiskInfo says: not at all, as a listing or as records.
 void dispVolumes(std::span<const TDisk> disks);
 
-// --- What its two forms share
+// --- Shared by its two forms
 
 void dispVolumeRecords(std::span<const TDisk> disks);
 
-// Percent of a mount's inodes that are in use; 0 without a mount that counts them.
+// Percent of a mount's inodes that are in use; 0 if there is no mount or it does not count inodes.
 double useOfInodes(const TMount* mount);
 
 template <typename Row> int countOf(const Row& rows) { return static_cast<int>(rows.size()); }

@@ -37,7 +37,7 @@ inline constexpr Field BasicFields[] = {
     {"vmeff",      Role::Level, "%",       Form::Real2},
     {"pgrotated",  Role::Level, "pages/s", Form::Real2},
     {"pgmajfault", Role::Level, "/s",      Form::Real2},
-    // Quirk: three fields more than the header names, always 0.00; readers of old logs count 35. Seen by
+    // Quirk: three more fields than the header names, always 0.00. Readers of old logs expect 35 fields. Seen by
     // tests/worlds/basic-records.
     {"unused1",    Role::Level, "",        Form::Real2},
     {"unused2",    Role::Level, "",        Form::Real2},

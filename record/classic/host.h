@@ -1,4 +1,4 @@
-// The facts of the host, each a record of its own, and what this kernel does not supply.
+// The facts of the host, each a record of its own, and the notes about what this kernel does not supply.
 #pragma once
 
 #include "record/field.h"

@@ -1,4 +1,4 @@
-// What frames an interval.
+// The records that begin and end an interval, and the pause.
 #pragma once
 
 #include "record/field.h"

@@ -11,7 +11,7 @@ inline constexpr Field StateFields[] = {
     {"syn_recv",    Role::Level, "sockets", Form::Int},
     {"fin_wait1",   Role::Level, "sockets", Form::Int},
     {"fin_wait2",   Role::Level, "sockets", Form::Int},
-    // Quirk: TIME_WAIT under a name that is none of TCP's; readers of old logs know it. Seen by
+    // Quirk: the name for TIME_WAIT is not a state of TCP. Readers of old logs expect it. Seen by
     // tests/worlds/port-states-records.
     {"fin_wait",    Role::Level, "sockets", Form::Int},
     {"close",       Role::Level, "sockets", Form::Int},
@@ -33,7 +33,7 @@ inline constexpr Field PortFields[] = {
     {"rxq",        Role::Level, "bytes", Form::Int   },
     {"txq",        Role::Level, "bytes", Form::Int   },
     {"retrnsmt",   Role::Level, "",      Form::Int   },
-    // Quirk: the account's name in spite of the key. Seen by tests/worlds/port-users-records.
+    // Quirk: the account's name, despite the key. Seen by tests/worlds/port-users-records.
     {"uid",        Role::Text,  "",      Form::Text  },
     {"timeout",    Role::Level, "",      Form::Int   },
     {"inode",      Role::Id,    "",      Form::Long  },

@@ -11,8 +11,8 @@ inline constexpr Field SummaryFields[] = {
     {"pipecount",    Role::Level, "",   Form::Int  },
     {"anoncount",    Role::Level, "",   Form::Int  },
     {"filecount",    Role::Level, "",   Form::Int  },
-    // Quirk: three fields more than the header names: system calls per second, all, reading and writing. Seen by
-    // tests/worlds/proc-table-records.
+    // Quirk: three more fields than the header names: all system calls per second, those that read, those that write.
+    // Seen by tests/worlds/proc-table-records.
     {"sysc",         Role::Level, "/s", Form::Real2},
     {"rsysc",        Role::Level, "/s", Form::Real2},
     {"wsysc",        Role::Level, "/s", Form::Real2},

@@ -1,4 +1,4 @@
-// The volume map: its lists, each after the number of its entries.
+// The volume map: its lists. The number of entries precedes each list.
 #pragma once
 
 #include "record/field.h"

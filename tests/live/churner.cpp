@@ -1,7 +1,7 @@
 // Makes threads to watch, until it is killed.
 //
-//     live-churner          threads and loopback connections that start, work for a moment and end; each thread writes its
-//                           description to ./desc/PID-TID, as applications do
+//     live-churner          threads and loopback connections that start, work for a moment and end; each thread has a
+//                           description in ./desc/PID-TID, as applications write them
 //     live-churner THREADS  this many threads that stay and work a little
 #include <chrono>
 #include <cstdio>
