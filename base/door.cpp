@@ -123,7 +123,7 @@ ptrdiff_t readLink(const Place& at, const char* name, char* target, size_t size)
     return readlinkat(at.handle(), name, target, size);
 }
 
-bool getInode(const char* path, uint64_t& inode) {
+bool inodeOf(const char* path, uint64_t& inode) {
     struct stat status;
     if (stat(path, &status) != 0) return false;
     inode = status.st_ino;

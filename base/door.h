@@ -79,7 +79,7 @@ bool canOpen(const char* path);
 // The target of a symbolic link, at most `size` bytes, not terminated; -1 when it cannot be read.
 ptrdiff_t readLink(const Place& at, const char* name, char* target, size_t size);
 // The inode number of what the path leads to.
-bool getInode(const char* path, uint64_t& inode);
+bool inodeOf(const char* path, uint64_t& inode);
 // Deletes a name.
 bool removeFile(const char* path);
 

@@ -188,5 +188,5 @@ void getProcRates(const TCounters& now, const TCounters& before, double seconds,
 
 int64_t getinode(const char* filename) {
     uint64_t inode = 0;
-    return getInode(filename, inode) ? static_cast<int64_t>(inode) : -errno;
+    return inodeOf(filename, inode) ? static_cast<int64_t>(inode) : -errno;
 }

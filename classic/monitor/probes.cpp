@@ -45,7 +45,7 @@ static void tell(const TLack& lack) {
 
 void probeKernel() {
     uint64_t inode = 0;
-    if (!getInode("/proc/1/fdinfo", inode)) tell(NoPositions);
+    if (!inodeOf("/proc/1/fdinfo", inode)) tell(NoPositions);
     proc_io_file = canOpen("/proc/1/io") ? 1 : 0;
     if (!proc_io_file) {
         processIO = 0;

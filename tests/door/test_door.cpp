@@ -179,7 +179,7 @@ TEST_F(System, ListsADirectory) {
         for (Directory::Entry entry; directory.next(entry);) {
             EXPECT_TRUE(names.insert(entry.name).second);
             uint64_t inode = 0;
-            EXPECT_TRUE(entry.name[0] == '.' || getInode(path(entry.name).c_str(), inode));
+            EXPECT_TRUE(entry.name[0] == '.' || inodeOf(path(entry.name).c_str(), inode));
             EXPECT_TRUE(entry.name[0] == '.' || inode == entry.inode);
         }
         EXPECT_EQ(names, expected);
@@ -243,7 +243,7 @@ TEST_F(System, InodesAndRemoval) {
     struct stat status{};
     ASSERT_EQ(stat(name.c_str(), &status), 0);
     uint64_t inode = 0;
-    ASSERT_TRUE(getInode(path("link").c_str(), inode)); // that of the link's target
+    ASSERT_TRUE(inodeOf(path("link").c_str(), inode)); // that of the link's target
     EXPECT_EQ(inode, status.st_ino);
     EXPECT_TRUE(removeFile(path("link").c_str()));
     EXPECT_TRUE(fs::exists(name));
@@ -252,7 +252,7 @@ TEST_F(System, InodesAndRemoval) {
     EXPECT_TRUE(removeFile(name.c_str()));
     EXPECT_FALSE(removeFile(name.c_str()));
     EXPECT_EQ(errno, ENOENT);
-    EXPECT_FALSE(getInode(name.c_str(), inode));
+    EXPECT_FALSE(inodeOf(name.c_str(), inode));
     EXPECT_EQ(errno, ENOENT);
 }
 

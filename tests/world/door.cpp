@@ -161,7 +161,7 @@ ptrdiff_t readLink(const Place& at, const char* name, char* target, size_t size)
     return static_cast<ptrdiff_t>(length);
 }
 
-bool getInode(const char* name, uint64_t& inode) {
+bool inodeOf(const char* name, uint64_t& inode) {
     const auto path = World::normal(name);
     if (failed(check("stat", path))) return false;
     const auto* node = world().find(followed(path));
