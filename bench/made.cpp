@@ -80,7 +80,7 @@ static TCost measureMap(int segments) {
     const TSize size{segments / 50, segments / 25, segments / 100, segments / 10, segments / 2, segments / 10};
     const Machine machine(getReports(size), [&](int) { return getDiskstats(size.disks * 2, 0); }, 1);
     TDiskSlots slots;
-    getdisk(0, 0, 1, 0, slots);
+    getDiskSample(0, 0, 1, 0, slots);
     if (lvlist.size() != static_cast<size_t>(size.volumes) || mountlist.back().lv == NoLink) exit(1);
     return runWork([&] { mapdisk(slots.sample[0]); }, bareReports);
 }

@@ -63,10 +63,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     World world(folder.path);
     World::current = &world;
     TDiskSlots slots;
-    dispmap = dispVolumes;
     for (int form : {1, 2}) {
         ShowDiskInfo = form;
-        getdisk(0, 0, 1, 0, slots);
+        getDiskSample(0, 0, 1, 0, slots);
+        dispVolumes(slots.sample[0]);
     }
     flushOutput();
     World::current = nullptr;

@@ -9,7 +9,6 @@
 
 static constexpr size_t LineLimit = 1024;
 static constexpr double SectorBytes = 512; // whatever the device's own sectors have
-static constexpr double LeastSeconds = 1e-9;
 
 const TLabels& TDisk::labels() const {
     static const TLabels None;
@@ -166,23 +165,31 @@ static bool getDiskRates(std::vector<TDisk>& now, const std::vector<TDisk>& befo
     return true;
 }
 
-int getdisk(int CallingIndex, int icur, int ipre, double seconds, TDiskSlots& slots) {
+// Samples of different devices, or without time between them, have no rates.
+static bool areComparable(const std::vector<TDisk>& now, const std::vector<TDisk>& before, double seconds) {
+    constexpr double LeastSeconds = 1e-9;
+    return now.size() == before.size() && !(seconds < LeastSeconds);
+}
+
+TDiskSample getDiskSample(int CallingIndex, int icur, int ipre, double seconds, TDiskSlots& slots) {
     if (CallingIndex == 0) slots = {};
     auto& now = slots.sample[icur];
-    auto& before = slots.sample[ipre];
+    const auto& before = slots.sample[ipre];
     slots.result.clear();
-    if (!getDisks(now)) return 0;
-    if (CallingIndex == 0) mapdisk(now);
+    if (!getDisks(now)) return {};
+    if (CallingIndex == 0) return {true, mapdisk(now)};
+    if (areComparable(now, before, seconds)) return {true, std::nullopt};
+    // Quirk: without time between the samples the map is built again as well, and the message, which appears among
+    // records too, gives equal numbers. Seen by tests/worlds/disk-no-time, disk-no-time-records.
+    say("Previous disk count : %d / Current disk count : %d / TimeDiff : %f\n", static_cast<int>(before.size()),
+        static_cast<int>(now.size()), seconds);
+    return {true, mapdisk(now)};
+}
+
+int getdisk(int icur, int ipre, double seconds, TDiskSlots& slots) {
+    auto& now = slots.sample[icur];
+    const auto& before = slots.sample[ipre];
     clearPerf(vglist), clearPerf(lvlist), clearPerf(pvlist), clearPerf(mountlist);
-    // Quirk: without time between the samples the map is built again as well, and the message, which comes among
-    // records too, tells of equal numbers. Seen by tests/worlds/disk-no-time, disk-no-time-records.
-    if (now.size() != before.size() || seconds < LeastSeconds) {
-        if (CallingIndex > 0) {
-            say("Previous disk count : %d / Current disk count : %d / TimeDiff : %f\n", static_cast<int>(before.size()),
-                static_cast<int>(now.size()), seconds);
-            mapdisk(now);
-        }
-        return 0;
-    }
+    if (!areComparable(now, before, seconds)) return 0;
     return getDiskRates(now, before, seconds, slots.result) ? static_cast<int>(slots.result.size()) : 0;
 }

@@ -6,6 +6,7 @@
 #include "classic/collect/volumes.h"
 
 #include <memory>
+#include <optional>
 #include <string_view>
 
 // One device in a sample: the kernel's counters since boot.
@@ -30,13 +31,20 @@ struct TDiskRate {
     TDiskPerf perf;
 };
 
-// The samples, and the devices that were active between them, behind the row "Total".
+// The samples, and the row "Total" followed by the devices that were active between them.
 using TDiskSlots = Slots<TDisk, TDiskRate>;
 
-// Takes a sample into slot `icur` and computes the result from it and slot `ipre`, which lie `seconds` apart, as well
-// as the `perf` of all volumes. Builds the volume map with the first sample and when the number of devices changes.
-// Returns the number of rows of the result; 0 when there are no rates.
-int getdisk(int CallingIndex, int icur, int ipre, double seconds, TDiskSlots& slots);
+struct TDiskSample {
+    bool read = false;              // false: there was no memory for the rows
+    std::optional<double> mapStart; // set when the volume map was built: the clock at its start, seconds
+};
+
+// Takes a sample into slot `icur`, `seconds` after the one in slot `ipre`. Builds the volume map with the first sample
+// and when the number of devices changes; the caller prints it.
+TDiskSample getDiskSample(int CallingIndex, int icur, int ipre, double seconds, TDiskSlots& slots);
+// Computes the result and the `perf` of all volumes from the samples in both slots. Returns the number of rows of the
+// result; 0 when the samples cannot be compared.
+int getdisk(int icur, int ipre, double seconds, TDiskSlots& slots);
 
 // A line of /proc/diskstats; false (and nothing set) when it has other than 7 or 14 words or shows a device that never
 // did anything. The labels stay.

@@ -1,7 +1,6 @@
 // Builds the volume map and labels the disks with it.
 #include "base/door.h"
 #include "classic/collect/disk.h"
-#include "classic/collect/settings.h"
 #include "classic/collect/volumes.h"
 
 #include <unordered_map>
@@ -12,9 +11,6 @@ std::vector<TPVData> pvlist;
 std::vector<TMultipath> pathlist;
 std::vector<TMount> mountlist;
 unsigned mapNumber = 0;
-
-static void dispNothing(std::span<const TDisk>) {}
-void (*dispmap)(std::span<const TDisk>) = dispNothing;
 
 // --- Joins. Where several entries have the same key, the first of the list counts.
 
@@ -115,7 +111,7 @@ static void readReport(const char* command, void (*get)(std::string_view report)
     if (runCommand(command, text)) get(text.view());
 }
 
-void mapdisk(std::span<TDisk> disks) {
+double mapdisk(std::span<TDisk> disks) {
     const double start = getClock().value();
     mapNumber++;
     vglist.clear(), lvlist.clear(), pvlist.clear(), pathlist.clear(), mountlist.clear();
@@ -125,6 +121,5 @@ void mapdisk(std::span<TDisk> disks) {
     readReport("multipath -ll 2>/dev/null", getMultipaths);
     getMounts();
     labelDisks(disks);
-    dispmap(disks);
-    time4mapping = getClock().value() - start;
+    return start;
 }

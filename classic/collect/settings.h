@@ -10,7 +10,7 @@ extern int netdebug;         // 1: the reuse of socket owners is told
 extern int proc_io_file;     // 1: /proc/PID/io can be read
 
 extern double timediff;     // seconds between the start of the pass before and the start of this one
-extern double time4mapping; // seconds that building the volume map took; 0 again after a ratio pause
+extern double time4mapping; // seconds that building and printing the volume map took; 0 again after a ratio pause
 extern double time4ip;      // seconds that interface addresses took: always 0
 
 extern int64_t g_boottime; // seconds since the epoch

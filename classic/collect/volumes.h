@@ -124,11 +124,9 @@ struct TLabels {
 // Counts the maps that were built; the number of the one that stands.
 extern unsigned mapNumber;
 
-// Builds all lists anew from the volume tools and the mount table, labels the disks, prints the map through `dispmap`
-// and notes the time it took in time4mapping.
-void mapdisk(std::span<TDisk> disks);
-// Prints the map just built; the report sets it.
-extern void (*dispmap)(std::span<const TDisk> disks);
+// Builds all lists anew from the volume tools and the mount table and labels the disks. Returns the clock at its start,
+// seconds: what the map costs includes printing it, which is up to the report.
+double mapdisk(std::span<TDisk> disks);
 
 // --- The parts of mapdisk. Each fills its own list, which is empty before, from the text of a command or a file. It is
 // --- empty again when there is no memory for all of it; of the segments and paths in it those that fit are kept.

@@ -1,6 +1,7 @@
 // The activity of disks, volume groups and logical volumes.
 #include "classic/collect/disk.h"
 
+#include "base/door.h"
 #include "base/order.h"
 #include "classic/monitor/options.h"
 #include "classic/monitor/report.h"
@@ -139,8 +140,12 @@ template <typename Volume> static void dispVolumeKind(const std::vector<Volume>&
 int dispdisk(int CallingIndex, int icur, int ipre) {
     static TDiskSlots slots;
     static std::vector<TDiskRate> spare;
-    dispmap = dispVolumes;
-    const int count = getdisk(CallingIndex, icur, ipre, timediff, slots);
+    const auto sample = getDiskSample(CallingIndex, icur, ipre, timediff, slots);
+    if (sample.mapStart) {
+        dispVolumes(slots.sample[icur]);
+        time4mapping = getClock().value() - *sample.mapStart;
+    }
+    const int count = sample.read ? getdisk(icur, ipre, timediff, slots) : 0;
     if (count == 0) return 0;
     auto& disks = slots.result;
     mergeSort(disks.data() + 1, disks.size() - 1, spare, compdisk); // the total stays first

@@ -119,12 +119,13 @@ class Disks {
 
 public:
     TDiskSlots slots;
+    bool mapped = false; // the last sample built the volume map
     explicit Disks(Machine& m) : machine(m) {}
     int sample(double seconds = 1) {
         if (pass > 0) machine.step();
-        const int count = getdisk(pass, pass % 2, 1 - pass % 2, seconds, slots);
-        pass++;
-        return count;
+        const int now = pass % 2, before = 1 - now;
+        mapped = getDiskSample(pass++, now, before, seconds, slots).mapStart.has_value();
+        return getdisk(now, before, seconds, slots);
     }
     const TDiskRate& row(size_t i) const { return slots.result.at(i); }
 };
@@ -427,9 +428,10 @@ TEST(Disk, NoMemoryForTheDevices) {
     machine.step();
     EXPECT_EQ(printed([&] {
                   EXPECT_TRUE(withoutMemory(2048, [&] {
-                      const int count = getdisk(1, 1, 0, 1, disks.slots);
+                      const auto sample = getDiskSample(1, 1, 0, 1, disks.slots);
                       flushOutput();
-                      return count == 0 && disks.slots.sample[1].empty() && disks.slots.result.empty();
+                      return !sample.read && !sample.mapStart && disks.slots.sample[1].empty() &&
+                             disks.slots.result.empty();
                   }));
               }),
               "Failed to get memory for disk [ENO(12):Cannot allocate memory]\n")
@@ -443,9 +445,10 @@ TEST(Disk, NoMemoryForTheRates) {
     disks.sample();
     machine.step();
     disks.slots.sample[1].reserve(1);
+    ASSERT_TRUE(getDiskSample(1, 1, 0, 1, disks.slots).read);
     EXPECT_EQ(printed([&] {
                   EXPECT_TRUE(withoutMemory(1024, [&] {
-                      const int count = getdisk(1, 1, 0, 1, disks.slots);
+                      const int count = getdisk(1, 0, 1, disks.slots);
                       flushOutput();
                       return count == 0 && disks.slots.sample[1].size() == 1 && disks.slots.result.empty();
                   }));
