@@ -36,6 +36,12 @@ inline std::string_view skipBlanks(std::string_view s) {
     return at == s.npos ? std::string_view{} : s.substr(at);
 }
 
+// The text without its leading spaces and tabs; a view without data when nothing is left.
+inline std::string_view skipWhite(std::string_view s) {
+    auto at = s.find_first_not_of(" \t");
+    return at == s.npos ? std::string_view{} : s.substr(at);
+}
+
 // True and `rest` is what follows `key` when the line begins with it.
 inline bool afterKey(std::string_view line, std::string_view key, std::string_view& rest) {
     if (!line.starts_with(key)) return false;

@@ -21,11 +21,6 @@ static std::string_view getpopen(const char* command, size_t limit) {
 static int getCommandInt(const char* command, size_t limit = NumberLimit) { return toInt(getpopen(command, limit)); }
 static int64_t getCommandLong(const char* command) { return toLong(getpopen(command, NumberLimit)); }
 
-std::string_view trimstring(std::string_view text) {
-    const auto start = text.find_first_not_of(" \t");
-    return start == text.npos ? std::string_view{} : text.substr(start);
-}
-
 static void getHost(TSystemInfo& info) {
     char name[64] = {};
     errno = 0;
@@ -51,7 +46,7 @@ static void getDistribution(TSystemInfo& info) {
     Lines lines(text.view(), 64);
     std::string_view line;
     for (auto field : {&info.lx_distributor, &info.lx_description, &info.lx_release, &info.lx_code})
-        if (lines.next(line)) *field = trimstring(dropLast(line));
+        if (lines.next(line)) *field = skipWhite(dropLast(line));
 }
 
 // Serial number and product: from the hardware daemon of old distributions, else from the firmware tables.

@@ -30,6 +30,3 @@ struct TSystemInfo {
 
 // Fills the record. A command that is missing or says nothing leaves its field empty or 0.
 void getsysteminfo(TSystemInfo& info);
-
-// The text without its leading blanks and tabs.
-std::string_view trimstring(std::string_view text);

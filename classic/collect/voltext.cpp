@@ -36,11 +36,6 @@ std::string_view getlast(std::string_view s) { return behindLast(s, "/ \t]"); }
 std::string_view getlast2(std::string_view s) { return behindLast(s, " \t"); }
 std::string_view getnameonly(std::string_view devname) { return behindLast(devname, "/"); }
 
-std::string_view getfirst(std::string_view s) {
-    const auto at = s.find_first_not_of(" \t");
-    return at == s.npos ? std::string_view{} : s.substr(at);
-}
-
 std::string_view getnext(std::string_view s) {
     if (s.size() < 4) return {};
     for (size_t i = 1; i < s.size(); i++)

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "base/text.h"
+#include "base/words.h"
 
 #include <span>
 #include <string_view>
@@ -28,7 +29,7 @@ std::string_view getlast(std::string_view s);
 // The last word: as getlast, but only blanks and tabs separate.
 std::string_view getlast2(std::string_view s);
 // From the first character that is no blank or tab; none when there is no such character.
-std::string_view getfirst(std::string_view s);
+inline std::string_view getfirst(std::string_view s) { return skipWhite(s); }
 // The second word; one right behind a closing bracket is a new word. None for texts of less than 4 characters.
 std::string_view getnext(std::string_view s);
 // Copies what stands in bracket number `index` ('[' and '(' alike, from 0) and gives the text from that bracket on;

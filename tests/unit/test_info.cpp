@@ -219,13 +219,6 @@ TEST(Info, NumbersAreCutToTheirWidth) {
     EXPECT_EQ(infoOf(command(Logical, "none")).lcpucount, 0);
 }
 
-TEST(Info, TrimString) {
-    EXPECT_EQ(trimstring(" \t a b "), "a b ");
-    EXPECT_EQ(trimstring(" \t "), "");
-    EXPECT_EQ(trimstring(""), "");
-    EXPECT_EQ(trimstring("\na"), "\na");
-}
-
 // Beyond the years that the C library can represent there is no date.
 TEST(Info, BootTimeWithoutADate) {
     Made machine("");

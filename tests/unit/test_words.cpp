@@ -67,6 +67,14 @@ TEST(Words, SkipBlanks) {
     EXPECT_EQ(skipBlanks(""), "");
 }
 
+TEST(Words, SkipWhite) {
+    EXPECT_EQ(skipWhite(" \t a b "), "a b ");
+    EXPECT_EQ(skipWhite("\na"), "\na"); // a newline is a character
+    EXPECT_EQ(skipWhite("a"), "a");
+    EXPECT_EQ(skipWhite(" \t ").data(), nullptr);
+    EXPECT_EQ(skipWhite("").data(), nullptr);
+}
+
 TEST(Words, AfterKey) {
     std::string_view rest = "kept";
     EXPECT_FALSE(afterKey("ctx", "ctxt ", rest));
