@@ -140,10 +140,6 @@ static bool readProcess(TScan& scan, const char* entry, TProcTable& table, TProc
     return true;
 }
 
-static bool isProcess(const Directory::Entry& entry) {
-    return entry.inode != 0 && entry.name[0] >= '0' && entry.name[0] <= '9';
-}
-
 static void clear(TProcTable& table) {
     table.procs.clear();
     table.fds.clear();
@@ -162,7 +158,7 @@ int getproclist(TProcTable& table, TProcTotals& totals) {
     }
     int found = 0;
     for (Directory::Entry entry; scan.proc.next(entry);) {
-        if (!isProcess(entry)) continue;
+        if (!isNumbered(entry)) continue;
         // What does not fit is only counted, so that the caller learns how much room is wanted.
         if (found < table.capacity) {
             auto& p = table.procs.emplace_back();

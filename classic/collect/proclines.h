@@ -1,11 +1,17 @@
 // The files below /proc/PID taken apart; nothing here touches a file.
 #pragma once
 
+#include "base/door.h"
 #include "classic/collect/proc.h"
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+// Whether an entry of /proc is a process, or one of /proc/PID/task a thread.
+inline bool isNumbered(const Directory::Entry& entry) {
+    return entry.inode != 0 && entry.name[0] >= '0' && entry.name[0] <= '9';
+}
 
 // Longest pieces that are read of a line, the terminator included.
 constexpr size_t ProcLineLimit = 512;     // stat, status, io

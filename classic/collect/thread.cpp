@@ -49,10 +49,6 @@ static void readThread(TTasks& tasks, const char* thread, TThreadInfo t, std::ve
     threads.push_back(t);
 }
 
-static bool isThread(const Directory::Entry& entry) {
-    return entry.inode != 0 && entry.name[0] >= '0' && entry.name[0] <= '9';
-}
-
 int getthreadlist(int32_t pid, TProcTable& table, int& AllocatedThreadBuf) {
     static TTasks tasks;
     const size_t start = table.threads.size();
@@ -64,7 +60,7 @@ int getthreadlist(int32_t pid, TProcTable& table, int& AllocatedThreadBuf) {
     TThreadInfo t;
     t.pid = pid;
     for (Directory::Entry entry; tasks.folder.next(entry);)
-        if (isThread(entry)) readThread(tasks, entry.name, t, table.threads);
+        if (isNumbered(entry)) readThread(tasks, entry.name, t, table.threads);
     tasks.folder.close();
     const auto count = static_cast<int>(table.threads.size() - start);
     if (count > 0) AllocatedThreadBuf++;
