@@ -2,16 +2,11 @@
 
 // Pseudo filesystems (proc, sysfs) have no blocks.
 bool getFilesystem(const mntent& entry, const TSpace& space, TFS& fs) {
-    const auto block = static_cast<double>(static_cast<uint64_t>(space.bsize));
     fs.dev = entry.mnt_fsname;
     fs.dir = entry.mnt_dir;
     fs.type = entry.mnt_type;
     fs.bsize = space.bsize;
-    fs.totalsize = block * static_cast<double>(space.blocks);
-    fs.freesize = block * static_cast<double>(space.bfree);
-    fs.availsize = block * static_cast<double>(space.bavail);
-    fs.totalinode = static_cast<double>(space.files);
-    fs.freeinode = static_cast<double>(space.ffree);
+    static_cast<TSizes&>(fs) = getSizes(space);
     return fs.totalsize > 0;
 }
 

@@ -1,15 +1,9 @@
 // Mounted filesystems: space and inodes in use, and how fast they change.
 #pragma once
 
-#include "base/door.h"
 #include "base/text.h"
 #include "classic/collect/slots.h"
-
-// The figures of a filesystem, or what they changed by per second.
-struct TSizes {
-    double totalsize = 0, freesize = 0, availsize = 0; // bytes; available: to users other than root
-    double totalinode = 0, freeinode = 0;
-};
+#include "classic/collect/space.h"
 
 // One mounted filesystem.
 struct TFS : TSizes {

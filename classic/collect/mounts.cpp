@@ -37,13 +37,8 @@ public:
 } // namespace
 
 static void setSpace(TMount& mount, const TSpace& space) {
-    const auto size = [&](uint64_t blocks) { return static_cast<double>(space.bsize) * static_cast<double>(blocks); };
     mount.bsize = space.bsize;
-    mount.totalsize = size(space.blocks);
-    mount.freesize = size(space.bfree);
-    mount.availsize = size(space.bavail);
-    mount.totalinode = static_cast<double>(space.files);
-    mount.freeinode = static_cast<double>(space.ffree);
+    static_cast<TSizes&>(mount) = getSizes(space);
     mount.set = mount.totalsize > 0 && mount.totalinode > 0 ? 1 : 0;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/text.h"
+#include "classic/collect/space.h"
 
 #include <span>
 #include <string_view>
@@ -92,15 +93,13 @@ struct TMultipath {
     int pv = NoLink; // the physical volume on it
 };
 
-struct TMount {
+struct TMount : TSizes {
     int set = 0;         // 1: the filesystem has blocks and inodes
     Text<512> fsname;    // device as in the mount table
     Text<64> lastfsname; // its last component
     Text<512> dir;
     Text<16> type;
-    long bsize = 0;                                    // bytes
-    double totalsize = 0, freesize = 0, availsize = 0; // bytes
-    double totalinode = 0, freeinode = 0;
+    long bsize = 0;  // bytes
     int lv = NoLink; // the logical volume mounted here
     TDiskPerf perf;
 };
