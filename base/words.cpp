@@ -22,6 +22,11 @@ int64_t toLong(std::string_view s, size_t* end) {
     return static_cast<int64_t>(negative ? 0 - value : value);
 }
 
+int64_t numberAfter(std::string_view line, char separator) {
+    const auto at = line.find(separator);
+    return at == line.npos ? 0 : toLong(line.substr(at + 1));
+}
+
 int32_t toInt(std::string_view s) { return static_cast<int32_t>(toLong(s)); }
 
 template <typename Int> static Int truncated(double v) {

@@ -59,6 +59,9 @@ int32_t toInt(std::string_view s);
 int32_t toInt(double v);
 int64_t toLong(double v);
 
+// The number after the first separator of a line; 0 without one.
+int64_t numberAfter(std::string_view line, char separator);
+
 // Words as the process files need them: a field starts at position 0 and after every space, and every space ends one,
 // so that consecutive spaces give empty fields. Stops when `fields` is full; returns how many there are. The last field
 // runs to the next space, too.

@@ -3,6 +3,7 @@
 
 #include "base/words.h"
 #include "fuzz/check.h"
+#include "parse/netdev.h"
 
 #include <cstdint>
 
@@ -34,8 +35,13 @@ static void checkCommand(std::string_view name) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Lines lines({reinterpret_cast<const char*>(data), size}, 257);
     for (std::string_view line; lines.next(line);) {
+        Netdev device;
         TNetif netif;
-        if (!getNetifLine(line, netif)) continue;
+        const bool isDevice = parseNetdevLine(line, device);
+        check(getNetifLine(line, netif) == isDevice);
+        if (!isDevice) continue;
+        check(isFrom(line, device.name) && device.name.starts_with(netif.name));
+        check(netif.rcompressed == static_cast<double>(device.tx_compressed));
         check(netif.name.size() <= 31 && netif.name.view().find_first_of(" :") == std::string_view::npos);
         check(netif.wcompressed == 0 && netif.rbytes >= -0x1p63 && netif.rbytes <= 0x1p63);
         checkCommand(netif.name);

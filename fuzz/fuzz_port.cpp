@@ -1,5 +1,6 @@
 // Socket tables of two passes and the descriptors that may own their sockets, parted by form feeds. The first part has
 // the descriptors: each byte is an inode number, a newline begins the next process.
+#include "classic/collect/hexadecimal.h"
 #include "classic/collect/port.h"
 #include "fuzz/check.h"
 

@@ -4,19 +4,14 @@
 #include "base/output.h"
 #include "base/words.h"
 #include "classic/collect/slots.h"
+#include "parse/core.h"
+#include "parse/keys.h"
+#include "parse/meminfo.h"
 
 #include <cerrno>
 #include <cstring>
 
 static constexpr size_t LineLimit = 1024; // longer lines come in pieces; only "intr" is ever that long
-
-static int64_t getNumberBehind(std::string_view line, char separator) {
-    const auto at = line.find(separator);
-    return at == line.npos ? 0 : toLong(skipBlanks(line.substr(at + 1)));
-}
-
-int64_t getvalue(std::string_view line) { return getNumberBehind(line, ':'); }
-int64_t getvalue2(std::string_view line) { return getNumberBehind(line, ' '); }
 
 // --- /proc/stat
 
@@ -33,36 +28,25 @@ static void getSystemLine(std::string_view line, TBasic& basic) {
             basic.*SystemColumns[column++] = static_cast<double>(toLong(line.substr(i)));
 }
 
-// Reads "cpu3 393280 2966 ..." as scanf would: how many items there are, the core number among them.
-static int scanCore(std::string_view line, int& id, int64_t (&counters)[10]) {
-    if (!afterKey(line, "cpu", line)) return 0;
-    size_t end = 0;
-    id = static_cast<int>(toLong(line, &end));
-    int items = 0;
-    while (end > 0) {
-        line.remove_prefix(end);
-        if (++items == 11) break;
-        counters[items - 1] = toLong(line, &end);
-    }
-    return items;
-}
-
 static void getCoreLine(std::string_view line, std::vector<TCPU>& cpu) {
-    int id = 0;
-    int64_t counters[10] = {};
-    if (scanCore(line, id, counters) <= 7) return;
-    const auto value = [&](int column) { return static_cast<double>(counters[column]); };
+    Core core;
+    if (!parseCore(line, core)) return;
     const size_t index = cpu.size();
-    auto* core = addRow(cpu);
-    if (!core) return;
-    core->id = id;
-    core->usr = value(0), core->nice = value(1), core->sys = value(2), core->idle = value(3), core->iowait = value(4);
-    core->irq = value(5), core->softirq = value(6);
+    auto* row = addRow(cpu);
+    if (!row) return;
+    row->id = core.id;
+    row->usr = static_cast<double>(core.user);
+    row->nice = static_cast<double>(core.nice);
+    row->sys = static_cast<double>(core.system);
+    row->idle = static_cast<double>(core.idle);
+    row->iowait = static_cast<double>(core.iowait);
+    row->irq = static_cast<double>(core.irq);
+    row->softirq = static_cast<double>(core.softirq);
     // Quirk: the row's position, not the number of columns, decides whether the last three are taken, so the first nine
     // cores never show a steal share. Seen by tests/worlds/basic-cores-steal.
-    if (index > 8) core->steal = value(7);
-    if (index > 9) core->guest = value(8);
-    if (index > 10) core->guest_nice = value(9);
+    if (index > 8) row->steal = static_cast<double>(core.steal);
+    if (index > 9) row->guest = static_cast<double>(core.guest);
+    if (index > 10) row->guest_nice = static_cast<double>(core.guest_nice);
 }
 
 void getStatLine(std::string_view line, TBasic& basic, std::vector<TCPU>& cpu) {
@@ -124,35 +108,22 @@ static void getStat(Contents& text, int icur, int ipre, double seconds, TBasicSl
 
 // --- /proc/meminfo
 
-static constexpr struct {
-    std::string_view key;
-    double TBasic::* field;
-} MemKeys[] = {
-    {"MemTotal:",   &TBasic::memtotal  },
-    {"MemFree:",    &TBasic::memfree   },
-    {"Active:",     &TBasic::active    },
-    {"Buffers:",    &TBasic::buffers   },
-    {"Cached:",     &TBasic::cached    },
-    {"SwapTotal:",  &TBasic::swaptotal },
-    {"SwapFree:",   &TBasic::swapfree  },
-    {"SwapCached:", &TBasic::swapcached},
-};
-
 static void sayUnreadable(const char* path) { say("Failed to open %s [ENO(%d):%s]\n", path, errno, strerror(errno)); }
-
-void getMemLine(std::string_view line, TBasic& now) {
-    for (auto& known : MemKeys)
-        if (line.starts_with(known.key)) {
-            now.*known.field = static_cast<double>(getvalue(line));
-            return;
-        }
-}
 
 static void getMeminfo(Contents& text, TBasic& now, TBasic& result) {
     if (!readFile("/proc/meminfo", text, Reading::Single)) return sayUnreadable("/proc/meminfo");
-    Lines lines(text.view(), LineLimit);
-    for (std::string_view line; lines.next(line);) getMemLine(line, now);
-    for (auto& known : MemKeys) result.*known.field = now.*known.field;
+    const Meminfo memory = parseMeminfo(text.view());
+    now.memtotal = static_cast<double>(memory.mem_total_kb);
+    now.memfree = static_cast<double>(memory.mem_free_kb);
+    now.active = static_cast<double>(memory.active_kb);
+    now.buffers = static_cast<double>(memory.buffers_kb);
+    now.cached = static_cast<double>(memory.cached_kb);
+    now.swaptotal = static_cast<double>(memory.swap_total_kb);
+    now.swapfree = static_cast<double>(memory.swap_free_kb);
+    now.swapcached = static_cast<double>(memory.swap_cached_kb);
+    for (auto field : {&TBasic::memtotal, &TBasic::memfree, &TBasic::active, &TBasic::buffers, &TBasic::cached,
+                       &TBasic::swaptotal, &TBasic::swapfree, &TBasic::swapcached})
+        result.*field = now.*field;
 }
 
 // --- /proc/vmstat
@@ -160,7 +131,7 @@ static void getMeminfo(Contents& text, TBasic& now, TBasic& result) {
 static constexpr struct {
     std::string_view key;
     double TBasic::* field;
-    bool zone; // added up over the zones; the value stands behind the first space, because a key may go on ("dma32")
+    bool zone; // the zones are added up; the value follows the first space, because a key may go on ("dma32")
 } VmKeys[] = {
     {"pgfree ",               &TBasic::pgfree,     false},
     {"pgpgin ",               &TBasic::pgin,       false},
@@ -180,14 +151,11 @@ static constexpr struct {
 };
 
 void getVmLine(std::string_view line, TBasic& now) {
-    if (line.empty() || line[0] != 'p') return;
-    for (auto& known : VmKeys) {
-        std::string_view rest;
-        if (!afterKey(line, known.key, rest)) continue;
-        auto& field = now.*known.field;
-        field = known.zone ? field + static_cast<double>(getvalue2(line)) : static_cast<double>(toLong(rest));
-        return;
-    }
+    std::string_view rest;
+    const auto* known = findKey(VmKeys, line, rest);
+    if (!known) return;
+    auto& field = now.*known->field;
+    field = known->zone ? field + static_cast<double>(numberAfter(line, ' ')) : static_cast<double>(toLong(rest));
 }
 
 static void getVmRates(const TBasic& now, const TBasic& before, double seconds, TBasic& result) {

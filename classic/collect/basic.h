@@ -43,12 +43,6 @@ struct TBasicSlots {
 // cannot be opened leave the part of slot 2 that they feed as it was. Always 0.
 int getbasicperf(int CallingIndex, int icur, int ipre, double seconds, TBasicSlots& slots);
 
-// What one line of /proc/stat, /proc/meminfo and /proc/vmstat adds to a sample.
+// What one line of /proc/stat and of /proc/vmstat adds to a sample.
 void getStatLine(std::string_view line, TBasic& basic, std::vector<TCPU>& cpu);
-void getMemLine(std::string_view line, TBasic& basic);
 void getVmLine(std::string_view line, TBasic& basic);
-
-// The number behind the first colon of a line like "MemTotal:       16316412 kB"; 0 when there is none.
-int64_t getvalue(std::string_view line);
-// The same behind the first space: "pgscan_direct_dma 12".
-int64_t getvalue2(std::string_view line);

@@ -4,6 +4,7 @@
 #include "base/output.h"
 #include "base/words.h"
 #include "classic/collect/settings.h"
+#include "parse/netdev.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,38 +14,28 @@
 // --- /proc/net/dev
 
 static constexpr size_t LineLimit = 257; // 256 bytes of a line and its end; those of real counters are shorter
-static constexpr size_t NameEnd = 1;     // tokens: the name, then one for each counter
-
-// "  eth0: 1296 9 0 0 0 0 0 0  2412 12 0 0 0 0 0 0": the columns as the kernel orders them.
-static constexpr double TNetif::* Columns[] = {
-    &TNetif::rbytes,
-    &TNetif::rpackets,
-    &TNetif::rerrors,
-    &TNetif::rdrop,
-    &TNetif::rfifo,
-    &TNetif::rframe,
-    &TNetif::rcompressed,
-    &TNetif::rmulticast,
-    &TNetif::wbytes,
-    &TNetif::wpackets,
-    &TNetif::werrors,
-    &TNetif::wdrop,
-    &TNetif::wfifo,
-    &TNetif::colls,
-    &TNetif::carrier,
-    // Quirk: what is sent compressed stands where what was received compressed stood. Nothing prints either. Seen by
-    // tests/unit/test_netif.cpp.
-    &TNetif::rcompressed,
-};
 
 bool getNetifLine(std::string_view line, TNetif& netif) {
-    std::string_view tokens[NameEnd + std::size(Columns)];
-    // A word also starts behind a colon: old kernels print "eth0:123" without a blank between name and number.
-    const int count = splitWords(line, tokens, ':');
-    if (count < static_cast<int>(std::size(tokens))) return false; // the two lines of titles
-    netif.name = tokens[0].substr(0, tokens[0].find_first_of(" :"));
-    for (size_t i = 0; i < std::size(Columns); i++)
-        netif.*Columns[i] = static_cast<double>(toLong(tokens[NameEnd + i]));
+    Netdev device;
+    if (!parseNetdevLine(line, device)) return false;
+    netif.name = device.name;
+    netif.rbytes = static_cast<double>(device.rx_bytes);
+    netif.rpackets = static_cast<double>(device.rx_packets);
+    netif.rerrors = static_cast<double>(device.rx_errors);
+    netif.rdrop = static_cast<double>(device.rx_dropped);
+    netif.rfifo = static_cast<double>(device.rx_fifo);
+    netif.rframe = static_cast<double>(device.rx_frame);
+    netif.rmulticast = static_cast<double>(device.rx_multicast);
+    netif.wbytes = static_cast<double>(device.tx_bytes);
+    netif.wpackets = static_cast<double>(device.tx_packets);
+    netif.werrors = static_cast<double>(device.tx_errors);
+    netif.wdrop = static_cast<double>(device.tx_dropped);
+    netif.wfifo = static_cast<double>(device.tx_fifo);
+    netif.colls = static_cast<double>(device.tx_collisions);
+    netif.carrier = static_cast<double>(device.tx_carrier);
+    // Quirk: the packets sent compressed are stored as those received compressed. Neither is printed. Seen by
+    // tests/unit/test_netif.cpp.
+    netif.rcompressed = static_cast<double>(device.tx_compressed);
     return true;
 }
 

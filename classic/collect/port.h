@@ -65,6 +65,3 @@ bool getportline(std::string_view line, char protocol, TPortInfo& row);
 
 // Hexadecimal digits, two a byte, as dotted decimal in reverse order: "0100007F" is 127.0.0.1.
 Text<24> ToAddr(std::string_view digits);
-// The value of the hexadecimal digits at the start of a text; 0 when nothing follows them. See the quirks at its
-// definition.
-unsigned ToUINT(std::string_view src);

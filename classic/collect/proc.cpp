@@ -7,6 +7,7 @@
 #include "classic/collect/proclines.h"
 #include "classic/collect/settings.h"
 #include "classic/collect/slots.h"
+#include "parse/fdinfo.h"
 
 #include <cerrno>
 #include <cstring>

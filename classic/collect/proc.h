@@ -21,7 +21,7 @@ struct TFDInfo {
     int64_t inode = 0;     // of a socket or pipe, else 0
     int64_t pos = 0;       // file position, bytes; 0 where it cannot be read
     int32_t flags = 0;     // open flags: hexadecimal digits that look like the kernel's octal ones
-    int32_t fdtype = 0;    // 0 file or anything else, 1 socket, 2 pipe, 3 anonymous inode
+    int32_t fdtype = 0;    // 0 file or anything else, 1 socket, 2 pipe, 3 anonymous inode, as in FDLink::Kind
     TRange dest;           // link target in the table's texts, at most 4095 bytes
     int32_t portinfo = -1; // row of the socket table that this socket is, -1: none
 };

@@ -1,9 +1,12 @@
 #include "classic/collect/proclines.h"
 
 #include "base/words.h"
-#include "classic/collect/basic.h"
-#include "classic/collect/port.h"
+#include "classic/collect/hexadecimal.h"
 #include "classic/collect/settings.h"
+#include "parse/fdinfo.h"
+#include "parse/fdlink.h"
+#include "parse/io.h"
+#include "parse/status.h"
 
 #include <algorithm>
 
@@ -68,60 +71,33 @@ bool getThreadStat(const TStatLine& line, TThreadInfo& t) {
 
 // --- status
 
-static constexpr struct {
-    std::string_view key;
-    double TProc::* field;
-} MemoryKeys[] = {
-    {"VmSize", &TProc::VmSize },
-    {"VmPin",  &TProc::VmPin  },
-    {"VmRSS",  &TProc::VmRSS  },
-    {"VmData", &TProc::VmData },
-    {"VmStk",  &TProc::VmStack},
-    {"VmLib",  &TProc::VmLib  },
-    {"VmSwap", &TProc::VmSwap },
-};
-
-static void getMemoryLine(std::string_view line, TProc& p) {
-    for (auto& known : MemoryKeys) {
-        if (!line.starts_with(known.key)) continue;
-        p.*known.field = static_cast<double>(getvalue(line));
-        return;
-    }
-}
-
 void getStatus(std::string_view fileText, TProc& p) {
-    Lines lines(fileText, ProcLineLimit);
-    for (std::string_view line; lines.next(line);) {
-        if (line.starts_with("Vm")) {
-            getMemoryLine(line, p);
-        } else if (line.starts_with("Threads")) {
-            p.threadcnt = static_cast<int32_t>(getvalue(line));
-        } else if (line.starts_with("Uid")) {
-            p.uid = static_cast<int32_t>(getvalue(line));
-            p.user = getuser(p.uid);
-        }
-    }
+    const Status status = parseStatus(fileText);
+    // What the file does not have stays as stat gave it.
+    const auto set = [&](double TProc::* field, const std::optional<int64_t>& value) {
+        if (value) p.*field = static_cast<double>(*value);
+    };
+    set(&TProc::VmSize, status.vm_size_kb);
+    set(&TProc::VmPin, status.vm_pin_kb);
+    set(&TProc::VmRSS, status.vm_rss_kb);
+    set(&TProc::VmData, status.vm_data_kb);
+    set(&TProc::VmStack, status.vm_stk_kb);
+    set(&TProc::VmLib, status.vm_lib_kb);
+    set(&TProc::VmSwap, status.vm_swap_kb);
+    if (status.threads) p.threadcnt = static_cast<int32_t>(*status.threads);
+    if (status.uid) p.uid = static_cast<int32_t>(*status.uid), p.user = getuser(p.uid);
 }
 
 // --- io
 
-static constexpr struct {
-    std::string_view key;
-    double TCounters::* field;
-} IOKeys[] = {
-    {"rchar: ",       &TCounters::rchar },
-    {"wchar: ",       &TCounters::wchar },
-    {"syscr: ",       &TCounters::syscr },
-    {"syscw: ",       &TCounters::syscw },
-    {"read_bytes: ",  &TCounters::rbytes},
-    {"write_bytes: ", &TCounters::wbytes},
-};
-
 void getIO(std::string_view fileText, TCounters& counters) {
-    Lines lines(fileText, ProcLineLimit);
-    for (std::string_view line, rest; lines.next(line);)
-        for (auto& known : IOKeys)
-            if (afterKey(line, known.key, rest)) counters.*known.field = static_cast<double>(toLong(rest));
+    const IO io = parseIO(fileText);
+    counters.rchar = static_cast<double>(io.rchar);
+    counters.wchar = static_cast<double>(io.wchar);
+    counters.syscr = static_cast<double>(io.syscr);
+    counters.syscw = static_cast<double>(io.syscw);
+    counters.rbytes = static_cast<double>(io.read_bytes);
+    counters.wbytes = static_cast<double>(io.write_bytes);
 }
 
 // --- cmdline
@@ -146,24 +122,21 @@ TRange getCommandLine(std::string_view fileText, std::string& texts) {
 
 // --- fdinfo
 
-// Behind the key stands the first character that is no blank, a tab, and is passed over.
 // Quirk: the octal digits are read as hexadecimal ones, so that %X shows the kernel's own digits. The line's last
 // character, commonly the newline, must follow them: without it the flags are 0. Seen by tests/worlds/proc-fdinfo.
-static int32_t getFlags(std::string_view line) {
-    const auto at = line.find_first_not_of(' ', 6);
-    return at == line.npos ? 0 : static_cast<int32_t>(ToUINT(line.substr(at + 1)));
+static int32_t getFlags(std::string_view digits) {
+    const auto at = digits.find_first_not_of(' '); // a tab, which is passed over
+    return at == digits.npos ? 0 : static_cast<int32_t>(ToUINT(digits.substr(at + 1)));
 }
 
 void getFDInfo(std::string_view fileText, TFDInfo& fd) {
-    Lines lines(fileText, FDInfoLineLimit);
-    std::string_view line, rest;
-    if (lines.next(line) && afterKey(line, "pos:", rest)) fd.pos = toLong(rest);
-    if (lines.next(line) && line.starts_with("flags:")) fd.flags = getFlags(line);
+    const FDInfo info = parseFDInfo(fileText);
+    fd.pos = info.pos;
+    fd.flags = getFlags(info.flags);
 }
 
 void getFDType(std::string_view dest, TFDInfo& fd) {
-    std::string_view rest;
-    if (afterKey(dest, "socket:[", rest)) fd.fdtype = 1, fd.inode = toLong(rest);
-    else if (afterKey(dest, "pipe:[", rest)) fd.fdtype = 2, fd.inode = toLong(rest);
-    else fd.fdtype = dest.starts_with("anon_inode:") ? 3 : 0;
+    const FDLink link = parseFDLink(dest);
+    fd.fdtype = static_cast<int32_t>(link.kind);
+    fd.inode = link.inode;
 }

@@ -14,8 +14,7 @@ inline bool isNumbered(const Directory::Entry& entry) {
 }
 
 // Longest pieces that are read of a line, the terminator included.
-constexpr size_t ProcLineLimit = 512;     // stat, status, io
-constexpr size_t FDInfoLineLimit = 63;    // fdinfo
+constexpr size_t ProcLineLimit = 512;     // stat
 constexpr size_t CommandLineLimit = 6144; // cmdline: one line is all that is read of it
 constexpr size_t DestinationLimit = 4096; // link target of a descriptor
 
@@ -50,7 +49,7 @@ bool getThreadStat(const TStatLine& line, TThreadInfo& t);
 // "VmRSS:     2736 kB" and the like; overwrites what stat gave.
 void getStatus(std::string_view fileText, TProc& p);
 
-// "rchar: 323934931" and the like; counters that are missing keep their value.
+// "rchar: 323934931" and the like; counters that are missing are 0.
 void getIO(std::string_view fileText, TCounters& counters);
 
 // Appends the command line, arguments separated by single blanks, and returns where it stands.

@@ -6,29 +6,6 @@
 
 #include <gtest/gtest.h>
 
-TEST(BasicValues, BehindTheFirstColon) {
-    EXPECT_EQ(getvalue("MemTotal:       16316412 kB\n"), 16316412);
-    EXPECT_EQ(getvalue("MemTotal:12"), 12);
-    EXPECT_EQ(getvalue("a:b:12"), 0);
-    EXPECT_EQ(getvalue("Uid:\t1000\t1000"), 1000); // the conversion skips tabs
-    EXPECT_EQ(getvalue("x: -5"), -5);
-    EXPECT_EQ(getvalue("x:"), 0);
-    EXPECT_EQ(getvalue("x:   "), 0);
-    EXPECT_EQ(getvalue("x 12"), 0);
-    EXPECT_EQ(getvalue(""), 0);
-    EXPECT_EQ(getvalue("x: 99999999999999999999"), INT64_MAX);
-}
-
-TEST(BasicValues, BehindTheFirstSpace) {
-    EXPECT_EQ(getvalue2("pgscan_direct_dma 12\n"), 12);
-    EXPECT_EQ(getvalue2("pgscan_direct_dma32   12\n"), 12);
-    EXPECT_EQ(getvalue2("key 1 2"), 1);
-    EXPECT_EQ(getvalue2("key"), 0);
-    EXPECT_EQ(getvalue2("key "), 0);
-    EXPECT_EQ(getvalue2(" 12"), 12);
-    EXPECT_EQ(getvalue2("key\t12"), 0);
-}
-
 // --- One sample: the counters as they are read
 
 static std::string fileLines(const char* path, const std::string& text) {

@@ -1,3 +1,4 @@
+#include "classic/collect/hexadecimal.h"
 #include "classic/collect/port.h"
 #include "classic/collect/settings.h"
 #include "classic/monitor/port.h"

@@ -193,7 +193,7 @@ TEST_F(Processes, StatusPiecesOfALongLine) {
 
 TEST_F(Processes, IOLines) {
     TCounters c;
-    c.wbytes = 99;
+    c.wbytes = 99; // is overwritten
     getIO("rchar: 1\nwchar: 2\nsyscr: 3\nsyscw: 4\nread_bytes: 5\ncancelled_write_bytes: 6\nwrite_bytes:7\nRchar: 8\n",
           c);
     EXPECT_EQ(c.rchar, 1);
@@ -201,7 +201,7 @@ TEST_F(Processes, IOLines) {
     EXPECT_EQ(c.syscr, 3);
     EXPECT_EQ(c.syscw, 4);
     EXPECT_EQ(c.rbytes, 5);
-    EXPECT_EQ(c.wbytes, 99); // the key has a blank
+    EXPECT_EQ(c.wbytes, 0); // the key has a blank
     getIO("rchar: 18446744073709551615\nwchar: x\nsyscr: -3", c);
     EXPECT_EQ(c.rchar, 9223372036854775808.0);
     EXPECT_EQ(c.wchar, 0);

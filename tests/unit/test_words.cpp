@@ -75,6 +75,29 @@ TEST(Words, SkipWhite) {
     EXPECT_EQ(skipWhite("").data(), nullptr);
 }
 
+TEST(Words, NumberAfterTheFirstColon) {
+    EXPECT_EQ(numberAfter("MemTotal:       16316412 kB\n", ':'), 16316412);
+    EXPECT_EQ(numberAfter("MemTotal:12", ':'), 12);
+    EXPECT_EQ(numberAfter("a:b:12", ':'), 0);
+    EXPECT_EQ(numberAfter("Uid:\t1000\t1000", ':'), 1000); // the conversion skips tabs
+    EXPECT_EQ(numberAfter("x: -5", ':'), -5);
+    EXPECT_EQ(numberAfter("x:", ':'), 0);
+    EXPECT_EQ(numberAfter("x:   ", ':'), 0);
+    EXPECT_EQ(numberAfter("x 12", ':'), 0);
+    EXPECT_EQ(numberAfter("", ':'), 0);
+    EXPECT_EQ(numberAfter("x: 99999999999999999999", ':'), INT64_MAX);
+}
+
+TEST(Words, NumberAfterTheFirstSpace) {
+    EXPECT_EQ(numberAfter("pgscan_direct_dma 12\n", ' '), 12);
+    EXPECT_EQ(numberAfter("pgscan_direct_dma32   12\n", ' '), 12);
+    EXPECT_EQ(numberAfter("key 1 2", ' '), 1);
+    EXPECT_EQ(numberAfter("key", ' '), 0);
+    EXPECT_EQ(numberAfter("key ", ' '), 0);
+    EXPECT_EQ(numberAfter(" 12", ' '), 12);
+    EXPECT_EQ(numberAfter("key\t12", ' '), 0);
+}
+
 TEST(Words, AfterKey) {
     std::string_view rest = "kept";
     EXPECT_FALSE(afterKey("ctx", "ctxt ", rest));
