@@ -78,6 +78,8 @@ template <typename Row> static bool getShares(const Row& now, const Row& before,
 }
 
 // The leading run of cores that both samples have at the same position.
+// Quirk: the first core that cannot be compared ends the list. Seen by tests/worlds/basic-cores-renumbered,
+// basic-cores-standing-still.
 static void getCoreShares(const std::vector<TCPU>& now, const std::vector<TCPU>& before, double seconds,
                           std::vector<TCPU>& result) {
     result.clear();
@@ -98,6 +100,8 @@ static void getStat(Contents& text, int icur, int ipre, double seconds, TBasicSl
     if (!readFile("/proc/stat", text, Reading::Single)) return sayError("Failed to open /proc/stat", errno);
     Lines lines(text.view(), LineLimit);
     for (std::string_view line; lines.next(line);) getStatLine(line, now, slots.cpu[icur]);
+    // Quirk: figures that cannot be computed stay those of the interval before. Seen by
+    // tests/worlds/basic-counters-still, basic-stat-missing.
     if (getShares(now, before, seconds, result)) {
         result.running = now.running, result.blocked = now.blocked;
         for (auto field : {&TBasic::fork, &TBasic::intr, &TBasic::ctxt})
@@ -170,7 +174,10 @@ static void getVmRates(const TBasic& now, const TBasic& before, double seconds, 
 
 static void getVmstat(Contents& text, TBasic& now, const TBasic& before, double seconds, TBasic& result) {
     if (!readFile("/proc/vmstat", text)) {
-        if (errno != ENOENT) sayUnreadable("/proc/vmstat"); // a missing file was told at start-up
+        // A missing file was reported at start-up.
+        // Quirk: the sample keeps its zeros, so the next interval shows all counts since boot. Seen by
+        // tests/worlds/basic-vmstat-gone.
+        if (errno != ENOENT) sayUnreadable("/proc/vmstat");
         return;
     }
     Lines lines(text.view(), LineLimit);

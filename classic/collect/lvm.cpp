@@ -5,9 +5,9 @@
 #include "classic/collect/slots.h"
 #include "classic/collect/voltext.h"
 
-static constexpr size_t LineLimit = 1024; // longer lines come in pieces, each taken for a line of its own
+static constexpr size_t LineLimit = 1024; // a longer line is read in pieces, each as a line of its own
 
-// Calls `take` with every line that can hold a key, from its first non-blank on, until it returns false.
+// Calls `take` with every line that is long enough for a key, from its first non-blank on, until it returns false.
 template <typename Take> static void eachLine(std::string_view report, const Take& take) {
     constexpr size_t LeastLine = 8, LeastText = 11;
     Lines lines(report, LineLimit);
@@ -20,13 +20,13 @@ template <typename Take> static void eachLine(std::string_view report, const Tak
 
 static bool has(std::string_view line, std::string_view key) { return line.find(key) != line.npos; }
 
-// What a key does to its record: `line` is the line from its first non-blank on, `at` where the key stands in it.
+// What a key does to its record. `line` is the line from its first non-blank on, `after` the text that follows the key.
 template <typename Row> struct TKey {
     std::string_view key;
     void (*take)(Row& row, std::string_view line, std::string_view after);
 };
 
-// The first key of the table that stands anywhere in the line decides.
+// Takes the first key of the table that occurs anywhere in the line.
 template <typename Row, size_t N> static void takeLine(const TKey<Row> (&keys)[N], Row& row, std::string_view line) {
     for (auto& known : keys)
         if (const auto at = line.find(known.key); at != line.npos)
@@ -36,7 +36,7 @@ template <typename Row, size_t N> static void takeLine(const TKey<Row> (&keys)[N
 // --- What most keys do
 
 // The line's last word, as text or number.
-// Quirk: "VG Name" with blanks behind it, as of a physical volume in no group, gives a blank. Seen by
+// Quirk: "VG Name" followed by blanks only, as for a physical volume in no group, gives a blank. Seen by
 // tests/worlds/disk-capture-lvm.
 template <typename Row, auto Field> static void last(Row& row, std::string_view line, std::string_view) {
     row.*Field = getlast2(line);
@@ -44,14 +44,14 @@ template <typename Row, auto Field> static void last(Row& row, std::string_view 
 template <typename Row, auto Field> static void lastNumber(Row& row, std::string_view line, std::string_view) {
     row.*Field = toInt(getlast2(line));
 }
-// All that stands behind the key, as text or number.
+// The text after the key, as text or number.
 template <typename Row, auto Field> static void rest(Row& row, std::string_view, std::string_view after) {
     row.*Field = getfirst(after);
 }
 template <typename Row, auto Field> static void restNumber(Row& row, std::string_view, std::string_view after) {
     row.*Field = toInt(getfirst(after));
 }
-// The same, but only what a blank separates from the key.
+// The same, but from the next word on.
 template <auto Field> static void nextWords(TVGData& vg, std::string_view, std::string_view after) {
     vg.*Field = getnext(after);
 }
@@ -108,18 +108,18 @@ template <auto Field> static constexpr auto lvLast = last<TLVData, Field>;
 template <auto Field> static constexpr auto lvRest = rest<TLVData, Field>;
 template <auto Field> static constexpr auto lvNumber = restNumber<TLVData, Field>;
 
-// The segment that the lines now speak of, null before the first and when there was no memory for it.
+// The segment that the current lines describe; null before the first one and when there was no memory for it.
 template <typename Row> static TSegment* current(Row& row) {
     return row.seg.empty() || row.lost ? nullptr : &row.seg.back();
 }
 
-// A new segment with the extents that its line tells; most volumes have but one.
+// Adds a segment with the extents of its line. Most volumes have only one.
 template <typename Row> static void startSegment(Row& row, std::string_view extents, char kind) {
     row.lost = !makeRoom(row.seg, row.seg.size() + 1, 1);
     if (!row.lost) getextent(extents, kind, row.seg.emplace_back());
 }
 
-// Extents stand from a fixed column on, whether the tool writes "extent" or "extents".
+// Extents begin at a fixed column, whether the tool writes "extent" or "extents".
 static std::string_view logicalExtents(std::string_view line) { return tail(line, 15); }
 static std::string_view physicalExtents(std::string_view line) { return tail(line, 16); }
 
@@ -134,7 +134,7 @@ static void setSegments(TLVData& lv, std::string_view line, std::string_view aft
 }
 
 static void setReadAhead(TLVData& lv, std::string_view, std::string_view after) {
-    lv.RHS = lv.curRHS = getfirst(after); // what it is now comes in a line of its own, where the tool tells it
+    lv.RHS = lv.curRHS = getfirst(after); // the current value may follow in a line of its own
 }
 
 // Quirk: the parts of a mirrored or RAID volume have "Logical extents" lines as well, and each opens a segment. Seen by
@@ -173,7 +173,7 @@ static constexpr TKey<TLVData> LogicalKeys[] = {
 };
 
 void getLogicalVolumes(std::string_view report) {
-    Text<64> path; // stands before the name that opens the record
+    Text<64> path; // its line precedes the name, which opens the record
     eachLine(report, [&](std::string_view line) {
         if (has(line, "LV Path")) {
             path = getlast2(line);
@@ -202,7 +202,8 @@ static void setSize(TPVData& pv, std::string_view, std::string_view after) {
     const auto at = pv.pvsize.view().find(NotUsable);
     if (at == NotUsable.npos) return;
     pv.notusable = getfirst(pv.pvsize.view().substr(at + NotUsable.size()));
-    pv.pvsize.cut(at > 0 ? at - 1 : 0); // with the blank before it
+    // Quirk: the character before the "/", commonly a blank, goes with it. Seen by tests/unit/test_lvm.cpp.
+    pv.pvsize.cut(at > 0 ? at - 1 : 0);
     getlasttrim(pv.notusable);
     getlasttrim(pv.pvsize);
 }

@@ -115,6 +115,7 @@ static void dispCores(const std::vector<TCPU>& cores) {
 }
 
 static void dispTables(int CallingIndex, const TBasicSlots& slots) {
+    // Quirk: printed in interval 1 only, so never when that one cannot be shown. Seen by tests/worlds/frame-clock-back.
     if (CallingIndex == 1 && ShowBasic == 1)
         sayText("********  PgIn/PgOut is in units of Byte while vmstat or nmon is KByte ********\n");
     if (CallingIndex == 1) sayText("********  SYSall = SYS + IRQ + SoftIRQ                                 ********\n");

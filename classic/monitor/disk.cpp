@@ -90,6 +90,7 @@ static void dispDiskTable(const std::vector<TDiskRate>& disks) {
     }
 }
 
+// Quirk: a disk that only waited has a row in the table, but no record. Seen by tests/worlds/disk-wrapped-records.
 static void dispDiskRecords(const std::vector<TDiskRate>& disks) {
     for (auto& disk : disks) {
         const auto& perf = disk.perf;

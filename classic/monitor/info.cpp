@@ -39,7 +39,10 @@ static TNow getNow(const TSystemInfo& info) {
     t.hours = static_cast<int>(uptime % 86400 / 3600);
     t.minutes = static_cast<int>(uptime % 3600 / 60);
     t.seconds = static_cast<int>(uptime % 60);
-    t.zone = -static_cast<int>(timezone / 3600); // must follow the dates: formatting them updates `timezone`
+    // After the dates: localtime_r sets `timezone` where the zone's hours changed over the years.
+    // Quirk: standard time, in whole hours rounded toward zero. Seen by tests/worlds/frame-time-zone-summer,
+    // environment-zone-half-hour-west.
+    t.zone = -static_cast<int>(timezone / 3600);
     return t;
 }
 

@@ -56,9 +56,15 @@ static void startUp(const TRun& run) {
     g_boottime = info.boottime;
     pagesize = info.pagesize;
     clocktick = info.clocktick;
+    // Quirk: without options the block is missing, because the basic report is switched on only below; with disks that
+    // cannot be read it is printed, because they are switched off only below. Seen by tests/worlds/frame-no-options,
+    // probes-no-disks.
     if (!shooting && (ShowSysInfo || anyReport(run))) dispSystemInfo(info);
     probeKernel();
-    if (ShowLVMInfo && diskrowcount == 0) dispdisk(0, 0, 1); // only builds and prints the volume map
+    // Builds and prints the volume map, no more.
+    // Quirk: as a table in log saving mode, too, because ShowDiskInfo is set only below. Seen by
+    // tests/worlds/disk-map-only-log.
+    if (ShowLVMInfo && diskrowcount == 0) dispdisk(0, 0, 1);
     if (anyListing()) dispStartListing(run.CommandLength, run.PortRefLength);
     if (!anyReport(run) && !ShowSysInfo && !ShowLVMInfo && !anyListing()) {
         ShowBasic = 1;
@@ -81,9 +87,11 @@ static constexpr auto TimeRecord = recordOf<classic::TimeKind, TPass, seconds, &
 static constexpr auto EndRecord = recordOf<classic::EndKind, TNothing>;
 
 static void dispTime(const TRun& run, const TPass& pass) {
+    // Quirk: -H does not remove the records. Seen by tests/worlds/basic-records-header-off.
     if (shooting) return dispRecord(TimeRecord, pass);
     if (run.ShowHeader != 1) return;
     sayText("------------------------------------------------------------------------------------------\n");
+    // Quirk: the seconds have 32 bits. Seen by tests/worlds/frame-clock-beyond-32-bits.
     say("TIME : %s.%03d [%d/#%d]\n", GetTimeString(pass.stamp.seconds).c_str(), pass.stamp.millis,
         static_cast<int>(pass.stamp.seconds), pass.index());
 }

@@ -35,11 +35,13 @@ static constexpr int MostCommandLength = 6140; // a command line is kept up to 6
 static constexpr int MostPortRefLength = 64;
 static constexpr int AllCores = 100000;
 
+// Quirk: a row count of -1 that was given counts as not given. Seen by tests/unit/test_options.cpp.
 static void defaultTo(int& rows, int count) {
     if (rows == Unset) rows = count;
 }
 
-// The product in 32 bits: a pause that does not fit wraps.
+// Quirk: the product has 32 bits, so a pause that does not fit wraps without a message. Seen by
+// tests/worlds/frame-interval-wrap.
 static int wrapped(int value, unsigned factor) { return static_cast<int>(static_cast<unsigned>(value) * factor); }
 
 static void setRows(int& rows, const char* argument, const char* what, const char* off) {
@@ -63,6 +65,8 @@ static void setAll(TRun&, const char*) {
 
 static void setCount(TRun& run, const char* argument) {
     run.lasttimeindex = toLong(std::string_view(argument));
+    // Quirk: printed as unsigned, compared as signed: -1 ends the run after the first pass. Seen by
+    // tests/worlds/frame-count-negative.
     say("Monitoring count : %llu\n", static_cast<unsigned long long>(run.lasttimeindex));
 }
 
@@ -90,6 +94,7 @@ static void setTPUThreshold(TRun& run, const char* argument) {
 }
 
 static void setRSSThreshold(TRun& run, const char* argument) {
+    // Quirk: cut to 32 bits before it is stored in 64. Seen by tests/worlds/options-cut-numbers.
     run.RSSThreshold = toInt(std::string_view(argument));
     defaultTo(procrowcount, 24);
     say("Monitoring RSS(Memory) Threshold : %lluKB\n", static_cast<unsigned long long>(run.RSSThreshold));
@@ -123,6 +128,7 @@ static constexpr TOption Table[] = {
     {'v', nullptr, [](TRun&, const char*) { ShowDiskInfo = ShowLVMInfo = 1; }},
     {'H', nullptr, [](TRun& run, const char*) { run.ShowHeader = 0, sayText("Header Off\n"); }},
     {'a', nullptr, setAll},
+    // Quirk: does not bring back the columns that -B removed. Seen by tests/worlds/options-echoes.
     {'b', nullptr, [](TRun&, const char*) { ShowBasic = 1, sayText("Basic performance items On\n"); }},
     {'B', nullptr,
      [](TRun&, const char*) {
@@ -176,7 +182,9 @@ static std::string getOptionString() {
 
 // Applies what options imply for other options, after all of them are read.
 static void applyImplied(const TRun& run) {
-    if (shooting) ProcExistenceLog = 0; // created and terminated processes are only in tables
+    // Quirk: -Z switches -k off before it can imply -p 24: created and terminated processes are for readers of tables.
+    // Seen by tests/worlds/options-log-in-records.
+    if (shooting) ProcExistenceLog = 0;
     if (AllFDList || AllSocketList) FDMonitoring = 1;
     ThreadMonitoring = run.TPUThreshold > 0 ? 1 : 0;
     for (int* rows : {&procrowcount, &portrowcount, &netifrowcount, &diskrowcount}) *rows = std::max(*rows, 0);

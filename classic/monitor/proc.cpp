@@ -148,6 +148,8 @@ static void collect(TProcReport& report, int CallingIndex, int icur, int ipre) {
     if (CallingIndex == 0) forget(report);
     auto& cur = report.buf[icur];
     if (!getSample(cur, report.totals) || !makeTop(report, cur.capacity)) return;
+    // Quirk: a listing at the start is a pass 0 as well, so with one it is done twice. Seen by
+    // tests/worlds/desc-clean-twice.
     if (CallingIndex == 0) cleanDescriptions(cur);
     const bool logging = CallingIndex >= 1 && ProcExistenceLog == 1;
     TMatch{report, cur, report.buf[ipre], logging}.walk();

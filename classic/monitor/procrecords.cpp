@@ -48,6 +48,7 @@ static constexpr auto PIDRecord =
              in<process, &TProc::VmSwap>, in<process, &TProc::threadcnt>, in<process, &TProc::cmd>, &TPIDRow::arg>;
 
 static void dispProcess(const TTop& top, const TProcTable& table) {
+    // Quirk: limits of their own, whatever -g says. Seen by tests/worlds/proc-command-records.
     constexpr size_t Most = 255, Cut = 252; // characters; a longer command line ends with three dots
     TPIDRow row{top, {}};
     const auto arg = table.arg(*top.cur);
@@ -65,6 +66,7 @@ void dispProcHeaders() {
 void dispProcRecords(const TProcReport& report, const TProcView& view) {
     if (view.CallingIndex > 0)
         dispRecord(SummaryRecord, {view.cur.proccount, report.totals, report.totalrsyscall, report.totalwsyscall});
+    // Quirk: no limit of rows, and descriptors of processes that have no record. Seen by tests/worlds/limit-records.
     for (auto* top : report.ranked) {
         if (isSelected(*top, view)) dispProcess(*top, view.cur);
         dispDescriptorRecords(*top, view);

@@ -170,6 +170,26 @@ TEST(Documents, EveryQuirkNamesATest) {
         EXPECT_TRUE(!line.starts_with("- ") || line.find("Seen by `") != line.npos) << line;
 }
 
+// A line of the document without a comment at the code would be news to whoever changes that code.
+TEST(Documents, EveryQuirkIsSaidAtTheCode) {
+    std::set<std::string> atTheCode;
+    for (auto& source : productSources()) {
+        std::istringstream text(commentsOf(source));
+        for (std::string comment; std::getline(text, comment);)
+            if (comment.find("Quirk:") != comment.npos) atTheCode.merge(quirksIn(comment));
+    }
+    size_t quirks = 0;
+    std::istringstream lines(textOf("docs/quirks.md"));
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with("- ")) continue;
+        quirks++;
+        const auto named = quirksIn(line);
+        EXPECT_TRUE(std::any_of(named.begin(), named.end(), [&](auto& name) { return atTheCode.count(name) > 0; }))
+            << "no comment for: " << line;
+    }
+    EXPECT_GT(quirks, 80U);
+}
+
 TEST(Documents, EveryWorldIsExplained) {
     size_t worlds = 0;
     for (auto& entry : fs::directory_iterator("tests/worlds")) {
