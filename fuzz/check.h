@@ -1,4 +1,4 @@
-// What must hold of what a parser made of its input.
+// Checks of what a parser returned.
 #pragma once
 
 #include <cstdlib>
@@ -8,5 +8,5 @@ inline void check(bool good) {
     if (!good) abort();
 }
 
-// Whether the text is a piece of the report, or empty: nothing comes from elsewhere.
+// Whether the text is empty or a piece of the report, as all results that are not computed must be.
 inline bool isFrom(std::string_view report, std::string_view text) { return report.find(text) != report.npos; }

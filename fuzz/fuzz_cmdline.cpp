@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-// The same by its own rules: in a buffer of zeros, position by position.
+// The same result computed in another way: in a buffer of zeros, byte by byte.
 static std::string plain(std::string_view file) {
     std::string arg(file.substr(0, std::min(file.find('\n'), file.size()) + 1).substr(0, CommandLineLimit - 1));
     arg.resize(CommandLineLimit + 1);

@@ -1,4 +1,4 @@
-// The lines of /proc/diskstats; which of them are devices is told by counting words another way.
+// The lines of /proc/diskstats; a second way of counting words says which of them are devices.
 #include "base/words.h"
 #include "classic/collect/disk.h"
 #include "fuzz/check.h"

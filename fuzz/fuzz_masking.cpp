@@ -1,4 +1,4 @@
-// What a terminal is shown: no control characters are left, in bytes or as UTF-8.
+// Output to a terminal: no control characters are left, as bytes or as UTF-8.
 #include "base/output.h"
 
 #include <cstdint>
@@ -14,8 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (size_t i = 0; i < text.size(); i++) {
         const auto c = static_cast<unsigned char>(text[i]);
         if ((c < 0x20 && c != '\n') || c == 0x7F) std::abort();
-        // A C1 byte is there only behind another byte of a character, and never right behind C2, where it is one
-        // itself.
+        // A byte of the C1 range must follow another byte of a character. After C2 it would be a control itself.
         if (c >= 0x80 && c <= 0x9F && (i == 0 || static_cast<unsigned char>(text[i - 1]) < 0x80)) std::abort();
         if (c >= 0x80 && c <= 0x9F && static_cast<unsigned char>(text[i - 1]) == 0xC2) std::abort();
         marks += c == '?' ? 1U : 0U;

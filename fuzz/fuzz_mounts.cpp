@@ -1,4 +1,4 @@
-// A mount table, as the C library takes it apart, with filesystems whose sizes come from the same bytes.
+// A mount table, read by the C library, with filesystems whose sizes come from the same bytes.
 #include "classic/collect/fs.h"
 #include "classic/collect/voltext.h"
 #include "fuzz/check.h"

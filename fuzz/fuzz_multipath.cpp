@@ -1,4 +1,4 @@
-// What multipath -ll prints, with physical volumes of names that occur in it.
+// The output of multipath -ll, with physical volumes whose names occur in it.
 #include "classic/collect/volumes.h"
 #include "fuzz/check.h"
 

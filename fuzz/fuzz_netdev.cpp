@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-// What a shell makes of one word: false when it would see more than a word in it.
+// Reads one word as a shell does; false when a shell would read more than that word.
 static bool getShellWord(std::string_view text, std::string& word) {
     bool quoted = false;
     for (size_t i = 0; i < text.size(); i++) {

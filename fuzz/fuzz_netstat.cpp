@@ -1,4 +1,4 @@
-// /proc/net/snmp and /proc/net/netstat, one behind the other.
+// /proc/net/snmp and /proc/net/netstat, one after the other.
 #include "classic/collect/tcpext.h"
 
 #include "base/words.h"

@@ -1,5 +1,5 @@
-// Socket tables of two passes and the descriptors that may own their sockets, parted by form feeds. The first part has
-// the descriptors: each byte is an inode number, a newline begins the next process.
+// Socket tables of two passes and the descriptors that may own their sockets, separated by form feeds. The first part
+// has the descriptors: each byte is an inode number, and a newline begins the next process.
 #include "classic/collect/hexadecimal.h"
 #include "classic/collect/port.h"
 #include "fuzz/check.h"
@@ -27,7 +27,7 @@ static void setProcesses(std::string_view inodes, TProcTable& processes) {
     }
 }
 
-// The owners that a walk over all descriptors finds.
+// Whether a walk over all descriptors finds the same owners.
 static bool isOwnersOf(const TPortTable& table, const TPortInfo& row, TProcTable& processes) {
     const auto owners = table.ownersOf(row);
     size_t found = 0;

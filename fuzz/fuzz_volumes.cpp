@@ -17,7 +17,7 @@
 #include <unistd.h>
 
 namespace {
-// A folder for the machine's files, gone with the program.
+// A folder for the machine's files, removed when the program ends.
 struct Folder {
     std::string path = (std::filesystem::temp_directory_path() / "wyrt-fuzz.XXXXXX").string();
     Folder() {
@@ -32,7 +32,7 @@ struct Folder {
     }
     ~Folder() { std::filesystem::remove_all(path); }
 };
-// What the program prints meanwhile is of no interest.
+// Sends what the program prints to /dev/null.
 class Silence {
     int out = dup(STDOUT_FILENO);
 

@@ -1,5 +1,5 @@
 // Feeds every file of the named folders to a fuzz entry, so that inputs once found stay tested with
-// any compiler. A folder that is missing or empty is a failure: a replay of nothing proves nothing.
+// any compiler. A folder that is missing or empty is a failure, because nothing would be tested.
 
 #include <algorithm>
 #include <cstddef>
@@ -24,7 +24,7 @@ static bool readFile(const fs::path& path, std::vector<uint8_t>& bytes) {
     return !in.bad();
 }
 
-// The number of files fed; -1 after a message when the folder or one of its files cannot be read.
+// Returns how many files were fed; -1 after a message when the folder or one of its files cannot be read.
 static long replayFolder(const char* folder) {
     std::vector<fs::path> paths;
     std::error_code error;

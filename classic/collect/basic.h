@@ -28,7 +28,7 @@ struct TBasic {
 
 // One core; fields as in TBasic.
 struct TCPU {
-    int id = 0; // the number behind "cpu"
+    int id = 0; // the number in "cpu3"
     double usr = 0, nice = 0, sys = 0, iowait = 0, idle = 0, irq = 0, softirq = 0, steal = 0;
     double guest = 0, guest_nice = 0;
 };

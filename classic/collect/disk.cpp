@@ -19,8 +19,8 @@ const TLabels& TDisk::labels() const {
 
 // "   8       0 sda 4971 13522 400532 3474 919 22511 481893 1820 0 2616 5367"; partitions of old kernels have four
 // counters: "   8       1 sda1 1047 159408 383 188098".
-// Quirk: other lengths are no devices, so that kernels that count discards and flushes show none; a newline behind a
-// blank is a word. Seen by tests/worlds/disk-capture-20-columns, disk-odd-lines.
+// Quirk: other lengths are no devices, so that kernels that count discards and flushes show none; a newline after
+// a blank is a word. Seen by tests/worlds/disk-capture-20-columns, disk-odd-lines.
 bool getDiskLine(std::string_view line, TDisk& disk) {
     constexpr int MostWords = 31, PartitionWords = 7, DiskWords = 14;
     std::string_view words[MostWords];
@@ -45,14 +45,14 @@ bool getDiskLine(std::string_view line, TDisk& disk) {
     return true;
 }
 
-// A message about rows for which there is no memory; errno tells why.
+// The message that there is no memory for rows, with errno.
 static void sayNoMemory(const char* what) {
     say("Failed to get memory for %s [ENO(%d):%s]\n", what, errno, strerror(errno));
 }
 
 // The rows of this sample; false when there is no memory for them.
-// Quirk: a row keeps what the map said of its position in this slot, until it is labelled anew or takes over the labels
-// of the sample before: disks that change places show what belongs to the other. Seen by tests/worlds/disk-swapped.
+// Quirk: labels belong to a position in the slot. They stay until the map is built again or until they are copied from
+// the sample before, so disks that change places show each other's labels. Seen by tests/worlds/disk-swapped.
 static bool getDisks(std::vector<TDisk>& disks) {
     static Contents text;
     size_t index = 0;
@@ -123,13 +123,13 @@ template <typename Row> static void addTo(std::vector<Row>& rows, int link, cons
     if (link == NoLink) return;
     auto& perf = rows[static_cast<size_t>(link)].perf;
     add(perf, rate);
-    // Quirk: of the write waits the last disk's stands for all; of a group it is divided like the others. Seen by
+    // Quirk: the write wait is that of the last disk added, and a group divides it by the number of disks. Seen by
     // tests/worlds/disk-volumes-wawait.
     perf.wtime = rate.wtime;
 }
 
 static void addToVolumes(const TLabels& labels, const TDiskPerf& rate) {
-    if (labels.map != mapNumber) return; // these links led into a map that is no more: tests/worlds/disk-old-labels
+    if (labels.map != mapNumber) return; // these links lead into an older map: tests/worlds/disk-old-labels
     addTo(vglist, labels.vg, rate);
     addTo(lvlist, labels.lv, rate);
     addTo(pvlist, labels.pv, rate);
@@ -138,8 +138,8 @@ static void addToVolumes(const TLabels& labels, const TDiskPerf& rate) {
 
 // --- The result
 
-// False when there is no memory for the rows. Devices are matched by position; one whose name has changed sits this
-// interval out.
+// False when there is no memory for the rows. Devices are matched by position; one whose name has changed has no rates
+// in this interval.
 static bool getDiskRates(std::vector<TDisk>& now, const std::vector<TDisk>& before, double seconds,
                          std::vector<TDiskRate>& rates) {
     static const TLabels None;

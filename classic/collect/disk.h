@@ -25,8 +25,8 @@ struct TDisk {
 
 // One device, or all of them, in an interval.
 struct TDiskRate {
-    std::string_view name;           // this one and the labels are good until the next sample
-    const TLabels* labels = nullptr; // never null in a row that was made
+    std::string_view name;           // the name and the labels are valid until the next sample
+    const TLabels* labels = nullptr; // never null in a row of the result
     int major = 0, minor = 0;        // of "Total": both the number of disks in it
     TDiskPerf perf;
 };

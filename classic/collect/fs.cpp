@@ -10,8 +10,8 @@ bool getFilesystem(const mntent& entry, const TSpace& space, TFS& fs) {
     return fs.totalsize > 0;
 }
 
-// False when there is no memory for the rows. A mount that cannot be asked (a network filesystem that is gone, a
-// directory that may not be read) is passed over. One directory is open at a time, for as long as it answers.
+// False when there is no memory for the rows. A mount that gives no figures is left out: a network filesystem whose
+// server is gone, a directory that may not be read. Only the directory that is being asked is open.
 static bool getSample(std::vector<TFS>& rows) {
     rows.clear();
     MountTable table;
@@ -29,8 +29,8 @@ static constexpr double TSizes::* Figures[] = {
     &TSizes::totalsize, &TSizes::freesize, &TSizes::availsize, &TSizes::totalinode, &TSizes::freeinode,
 };
 
-// Quirk: a row is compared with the one at its position; whatever was mounted or unmounted before it in the table
-// silences it for an interval. Seen by tests/worlds/fs-mounts-change.
+// Quirk: a row is compared with the one at its position, so a mount or unmount before it in the table hides its changes
+// for an interval. Seen by tests/worlds/fs-mounts-change.
 static void getChanges(const std::vector<TFS>& now, const std::vector<TFS>& before, double seconds,
                        std::vector<TSizes>& changes) {
     for (size_t i = 0; i < now.size() && i < before.size(); i++) {

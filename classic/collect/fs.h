@@ -19,5 +19,5 @@ using TFSSlots = Slots<TFS, TSizes>;
 // Takes a sample of what is mounted and forms the changes; returns the number of filesystems.
 int getfs(int CallingIndex, int icur, int ipre, double seconds, TFSSlots& fs);
 
-// An entry of the mount table with what its filesystem answered; false when it has no space of its own.
+// Joins an entry of the mount table with the figures of its filesystem; false when that has no blocks.
 bool getFilesystem(const mntent& entry, const TSpace& space, TFS& fs);

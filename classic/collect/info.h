@@ -1,5 +1,4 @@
-// The machine's facts, gathered once: from shell commands that have been the same on every distribution, and the C
-// library.
+// The facts of the machine, gathered once: from the C library and from shell commands that every distribution has.
 #pragma once
 
 #include "base/text.h"
@@ -17,7 +16,7 @@ struct TSystemInfo {
     Text<64> model;    // product name
     int lcpucount = 0; // logical CPUs
     int64_t clockMHz = 0;
-    int HTmode = 0;       // siblings of a core; 0 when the machine does not tell
+    int HTmode = 0;       // siblings of a core; 0 when the number of cores is not known
     int corecount = 0;    // cores of a package
     int siblingcount = 0; // siblings of a package
     Text<64> cpumodel;
@@ -28,5 +27,5 @@ struct TSystemInfo {
     int clocktick = 100;  // per second
 };
 
-// Fills the record. A command that is missing or says nothing leaves its field empty or 0.
+// Fills the record. A command that is missing or prints nothing leaves its field empty or 0.
 void getsysteminfo(TSystemInfo& info);

@@ -74,8 +74,9 @@ void TJoins::setPath(const TDisk& disk, TLabels& labels) const {
     else labels.ext = device->name.view();
 }
 
-// What is mounted from it: as a logical volume, or by its own name.
-// Quirk: a volume that is not active has no number and is taken for device 0:0. Seen by tests/worlds/disk-map-joins.
+// Finds the mount of the disk: as a logical volume, or by the disk's own name.
+// Quirk: a volume that is not active has no device number and counts as device 0:0. Seen by
+// tests/worlds/disk-map-joins.
 void TJoins::setMount(const TDisk& disk, TLabels& labels) const {
     labels.lv = find(numbers, deviceNumber(disk.major, disk.minor));
     if (const auto* lv = at(lvlist, labels.lv)) {

@@ -1,4 +1,4 @@
-// The mount table and what the mounted filesystems say of their space.
+// The mount table and the space of the mounted filesystems.
 #include "classic/collect/volumes.h"
 
 #include "base/door.h"
@@ -12,8 +12,9 @@
 
 namespace {
 // The logical volumes without a mount, by "group-volume"; those of one name in the order of the list.
-// Quirk: device-mapper doubles the hyphens within a name ("vg--a-lv"), this does not: volumes with such names are never
-// linked to their mounts, nor are those mounted as /dev/vg/lv. Seen by tests/worlds/disk-capture-lvm, disk-map-joins.
+// Quirk: device-mapper doubles the hyphens within a name ("vg--a-lv"), and these names do not. So volumes with hyphens
+// are never linked to their mounts, nor are those mounted as /dev/vg/lv. Seen by tests/worlds/disk-capture-lvm,
+// disk-map-joins.
 class TUnmounted {
     std::unordered_map<std::string_view, int> first;
     std::vector<int> next; // the next volume of the same name
@@ -25,7 +26,7 @@ public:
             if (!isNew) next[i] = at->second, at->second = static_cast<int>(i);
         }
     }
-    // Takes the first one of the name out; NoLink: there is none.
+    // Removes and returns the first volume of that name; NoLink without one.
     int take(std::string_view fsname) {
         const auto found = first.find(fsname);
         if (found == first.end() || found->second == NoLink) return NoLink;

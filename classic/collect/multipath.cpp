@@ -14,7 +14,7 @@
 static constexpr size_t LineLimit = 1024;
 
 namespace {
-// The report as far as it was read.
+// What has been read of the report so far.
 class TPathReader {
     std::unordered_map<std::string_view, int> volumes; // the first physical volume of each name
     char size[32] = {};                                // of the device; see setSize
@@ -43,7 +43,7 @@ void TPathReader::link(TMultipath& device) const {
             device.pv = device.pv == NoLink ? found->second : std::min(device.pv, found->second);
 }
 
-// `at`: where " dm-" stands.
+// `at`: the position of " dm-".
 bool TPathReader::startDevice(std::string_view line, size_t at) {
     auto* added = addRow(pathlist);
     if (!added) return false;
@@ -67,7 +67,7 @@ bool TPathReader::startDevice(std::string_view line, size_t at) {
     return true;
 }
 
-// Quirk: a word that ends with the line is not terminated, so that of a size told before, what is longer stays. Seen by
+// Quirk: a word that ends with the line is not terminated, so the end of a longer size read before stays. Seen by
 // tests/worlds/disk-map-multipath-odd.
 void TPathReader::setSize(TMultipath& device, std::string_view text) {
     getstring(text, size);
@@ -82,7 +82,7 @@ void TPathReader::addMember(TMultipath& device, std::string_view address) {
     char word[32] = {};
     getstring(text, word);
     member.name = word;
-    member.property = getnext(getnext(text)); // behind the name and major:minor
+    member.property = getnext(getnext(text)); // the text after the name and major:minor
     member.pathindex = group;
     member.pathstate = group < 0 ? "-" : groupText.view();
 }
@@ -90,7 +90,7 @@ void TPathReader::addMember(TMultipath& device, std::string_view address) {
 bool TPathReader::take(std::string_view line) {
     // Quirk: a path that is itself a device-mapper disk looks like a device, too. Seen by
     // tests/worlds/disk-map-multipath-odd.
-    constexpr size_t HeaderFrom = 12; // a name and an identifier stand before " dm-"
+    constexpr size_t HeaderFrom = 12; // a name and an identifier precede " dm-"
     constexpr std::string_view Size = "size=";
     if (const auto at = line.find(" dm-", HeaderFrom); at != line.npos) return startDevice(line, at);
     if (pathlist.empty()) return true;

@@ -46,13 +46,13 @@ static bool isPlain(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || Marks.find(c) != Marks.npos;
 }
 
-// The name as one word of a shell command: quoted as soon as it has a character that could mean something to the shell,
-// since whoever may name an interface must not run commands with it.
+// The name as one word of a shell command. It is quoted when it has a character that could mean something to the shell:
+// whoever may name an interface must not be able to run a command with it.
 static std::string shellWord(std::string_view name) {
     if (std::all_of(name.begin(), name.end(), isPlain)) return std::string(name);
     std::string word = "'";
     for (char c : name) {
-        if (c == '\'') word += "'\\''"; // ends the quotes, a quote by itself, begins them again
+        if (c == '\'') word += "'\\''"; // close the quotes, one escaped quote, open them again
         else word += c;
     }
     return word + "'";
@@ -60,8 +60,8 @@ static std::string shellWord(std::string_view name) {
 
 std::string getAddressCommand(std::string_view name) { return "ifconfig " + shellWord(name) + " |grep \"inet \""; }
 
-// The value behind the first `key` of the line, what of `passed` stands before it left out; it ends at the next blank.
-static bool getValueBehind(std::string_view line, std::string_view key, std::string_view passed, Text<16>& value) {
+// The value after the first `key` of the line, up to the next blank. Characters of `passed` before it are skipped.
+static bool getValueAfter(std::string_view line, std::string_view key, std::string_view passed, Text<16>& value) {
     const auto at = line.find(key);
     if (at == line.npos) return false;
     line.remove_prefix(at + key.size());
@@ -72,7 +72,7 @@ static bool getValueBehind(std::string_view line, std::string_view key, std::str
 
 // "inet addr:10.0.0.5" of old net-tools; "inet 10.0.0.5" since 2.0, with one more blank at the most.
 static bool getAddress(std::string_view line, Text<16>& ip) {
-    if (getValueBehind(line, "inet addr:", "", ip)) return true;
+    if (getValueAfter(line, "inet addr:", "", ip)) return true;
     const auto at = line.find("inet ");
     if (at == line.npos) return false;
     line.remove_prefix(at + 5);
@@ -86,8 +86,8 @@ static void getAddressLine(std::string_view line, TAddresses& addresses) {
     constexpr std::string_view Passed = " :\t";
     const int n = addresses.ipcount;
     const bool found = getAddress(line, addresses.ip[n]);
-    getValueBehind(line, "ask", Passed, addresses.netmask[n]);
-    getValueBehind(line, "cast", Passed, addresses.broadcast[n]);
+    getValueAfter(line, "ask", Passed, addresses.netmask[n]);
+    getValueAfter(line, "cast", Passed, addresses.broadcast[n]);
     // Quirk: a line without an address still adds its "/" once there is a first address. Seen by
     // tests/worlds/netif-address-lines.
     if (n > 0) addresses.ipstring.add("/");
@@ -105,8 +105,8 @@ void getAddresses(std::string_view output, TAddresses& addresses) {
 static void askAddresses(TNetif& netif) {
     static Contents output;
     if (runCommand(getAddressCommand(netif.name).c_str(), output)) getAddresses(output.view(), netif);
-    // Quirk: meant for the time this took, which the ratio pause takes out of its account; it never was more than 0.
-    // Seen by tests/worlds/netif-slow-ifconfig.
+    // Quirk: the ratio pause leaves out the time that ifconfig took, but that time is always 0. Seen by
+    // tests/worlds/netif-slow-ifconfig.
     time4ip = 0;
 }
 

@@ -1,4 +1,4 @@
-// Network interfaces: the kernel's traffic counters (/proc/net/dev) and the IPv4 addresses that ifconfig tells.
+// Network interfaces: the kernel's traffic counters (/proc/net/dev) and the IPv4 addresses that ifconfig prints.
 #pragma once
 
 #include "base/text.h"
@@ -32,12 +32,12 @@ using TNetifSlots = Slots<TNetif>;
 // Takes a sample and forms the rates; returns the number of rows of the rate table.
 int getnetif(int CallingIndex, int icur, int ipre, double seconds, TNetifSlots& netif);
 
-// Orders rates: the most bytes first; what moves equally much is equal.
+// Orders rates: the most bytes per second first. Rates with the same sum of bytes are equal.
 int compnetif(const TNetif& a, const TNetif& b);
 
-// One line of /proc/net/dev; false when it is none of an interface.
+// One line of /proc/net/dev; false when it shows no interface.
 bool getNetifLine(std::string_view line, TNetif& netif);
-// What ifconfig tells of an interface, in the layout of old net-tools ("inet addr:") or the new one.
+// What ifconfig prints for an interface, in the layout of old net-tools ("inet addr:") or the new one.
 void getAddresses(std::string_view output, TAddresses& addresses);
 // The shell command that asks for the addresses.
 std::string getAddressCommand(std::string_view name);

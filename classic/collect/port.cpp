@@ -16,18 +16,18 @@
 static constexpr size_t LineLimit = 1024; // longer lines come in pieces
 static constexpr size_t RowSize = 150;    // bytes of a row of TCP as the kernel pads it
 static constexpr size_t MostOwners = 16;  // of one socket; the search ends there
-static constexpr size_t MostText = 960;   // characters an owner text may be told to have
+static constexpr size_t MostText = 960;   // characters; the highest limit of an owner text
 
 // --- Descriptors by inode
 
-// The process rows that are there: the count is of all that the scan met and can be above them.
+// The number of process rows. proccount also counts processes that found no room, so it can exceed procs.size().
 static size_t rowsOf(const TProcTable& processes) {
     return std::min(processes.procs.size(), static_cast<size_t>(processes.proccount));
 }
 
 namespace {
-// The descriptors of all processes by inode, so that the search for a socket's owners does not walk all of them for
-// every socket. Owners come in the order in which that walk would meet them.
+// The descriptors of all processes by inode, so that finding the owners of one socket does not walk all descriptors.
+// Owners are found in the order in which such a walk would find them.
 class DescriptorIndex {
     struct Entry {
         int64_t inode;
@@ -49,7 +49,7 @@ public:
         entries.reserve(processes.fds.size());
         slots.assign(std::bit_ceil(processes.fds.size() + 2), 0);
         shift = 64 - std::countr_zero(slots.size());
-        // From the last to the first, each put before what its slot has.
+        // From the last to the first, because each new entry becomes the first of its slot.
         for (size_t p = rowsOf(processes); p-- > 0;) {
             const auto fds = processes.fdinfo(processes.procs[p]);
             for (size_t f = fds.size(); f-- > 0;) {
@@ -76,7 +76,7 @@ struct TPass {
 };
 } // namespace
 
-// --- Rows that stand where they stood
+// --- Sockets that are still in the same row
 
 static bool stillOwns(TProcTable& processes, const TOwner& owner, int64_t inode) {
     const auto p = static_cast<size_t>(owner.procindex), f = static_cast<size_t>(owner.fdindex);
@@ -105,7 +105,7 @@ static bool allStillOwn(TProcTable& processes, std::span<const TOwner> owners, c
     return true;
 }
 
-// Brings a part of the pool before into this one.
+// Copies a part of the previous pass's pool into this pass's.
 template <typename Pool> static TRange moved(const Pool& from, TRange range, Pool& to) {
     const auto start = from.begin() + range.first;
     const TRange result{static_cast<uint32_t>(to.size()), range.count};
@@ -115,8 +115,8 @@ template <typename Pool> static TRange moved(const Pool& from, TRange range, Poo
 
 // The owners found in the pass before are kept while the kernel lists the same socket at the same position and all of
 // them still hold it: that saves the search.
-// Quirk: owners are positions in the process table, and the text stays as it is, so that it can name a process that is
-// gone when others that hold the socket moved up into its place. Seen by tests/worlds/port-reuse.
+// Quirk: owners are positions in the process table, and their text is kept. When a process is gone and others that hold
+// the socket moved up into its place, the text still names the process that is gone. Seen by tests/worlds/port-reuse.
 // Quirk: a socket with all sixteen owners is searched for every time. Seen by tests/worlds/port-reuse.
 static void judgeOwners(const TPass& pass, bool isKnown, int64_t inodeBefore, TPortInfo& row) {
     auto& t = pass.table;
@@ -188,8 +188,8 @@ static void addFurtherOwner(std::string& text, size_t start, const TProc& p, siz
     }
 }
 
-// What names the owners of a socket: a single one's command line, otherwise the command names. Without any the row
-// keeps the text it has.
+// Names the owners of a socket: the command line of a single one, the command names of several. Without owners the row
+// keeps its text.
 static void setOwnerText(TPortTable& table, const TProcTable& processes, size_t limit, TPortInfo& row) {
     const auto owners = table.ownersOf(row);
     if (owners.empty()) return;
@@ -209,7 +209,7 @@ static void setText(TPortTable& table, std::string_view text, TPortInfo& row) {
     table.texts.append(text);
 }
 
-// Searches for the owners of all sockets that could have some and have none yet.
+// Searches for the owners of all sockets that have an inode and no owners yet.
 static void findOwners(TPortTable& table, TProcTable* processes, size_t limit) {
     static DescriptorIndex index;
     bool built = false;
@@ -230,8 +230,8 @@ static void findOwners(TPortTable& table, TProcTable* processes, size_t limit) {
     }
 }
 
-// Shows every owning descriptor its row.
-// Quirk: a descriptor beyond the sixteenth of its socket has none. Seen by tests/worlds/port-listing.
+// Stores in every owning descriptor the row of its socket.
+// Quirk: a descriptor beyond the sixteenth of its socket gets no row. Seen by tests/worlds/port-listing.
 static void linkDescriptors(const TPortTable& table, TProcTable& processes) {
     for (size_t i = 0; i < table.rows.size(); i++)
         for (auto& owner : table.ownersOf(table.rows[i])) {

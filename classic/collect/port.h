@@ -52,12 +52,12 @@ struct TPortTable {
     }
 };
 
-// Reads both tables and finds the owners among the processes (null: none are known). Owner texts have at most `reflen`
-// characters or so; 0 switches the search off. Descriptors that are sockets of the table get its row number in
-// `portinfo`. Pass 0 forgets the table first; otherwise rows that stand where they stood keep their owners. Returns the
-// row count.
+// Reads both tables and finds the owners among the processes (null: there is no process table). `reflen` limits the
+// length of owner texts, which can exceed it by a few characters; 0 switches the search off. A descriptor that is a
+// socket of the table gets the socket's row number in `portinfo`. Pass 0 empties the table first; otherwise a socket
+// that is still in the same row keeps its owners. Returns the number of rows.
 int getportinfo(int CallingIndex, TPortTable& table, TProcTable* processes, int reflen);
-// The same from the texts of both tables, without passes to tell apart.
+// The same from the texts of both tables; it never empties the table.
 int getportrows(std::string_view tcp, std::string_view udp, TPortTable& table, TProcTable* processes, int reflen);
 
 // Takes a line of a socket table apart; the row's owners stay. False, and nothing set, for a line that is too short.

@@ -18,7 +18,7 @@ Text<24> ToAddr(std::string_view digits) {
     return address;
 }
 
-// The TCP state that the two digits name, 0 for none of the kernel's.
+// The TCP state that the two digits name; 0 when the kernel has no such state.
 static int getState(std::string_view st) {
     if (!st.starts_with('0')) return 0;
     const int state = st[1] > '9' && st[1] <= '@' ? 0 : digitOf(st[1]);
@@ -27,9 +27,9 @@ static int getState(std::string_view st) {
 
 // "   0: 0100007F:0016 00000000:0000 0A 00000000:00000000 00:00000000 00000000     0        0 4711 1 ..."
 bool getportline(std::string_view line, char protocol, TPortInfo& row) {
-    constexpr size_t Address = 8, Second = 9; // digits of an address, where the number behind it starts
-    // Quirk: the newline behind the padding counts as a word. TIME_WAIT and SYN_RECV rows have only twelve others and
-    // would be lost without it. Seen by tests/worlds/port-states.
+    constexpr size_t Address = 8, Second = 9; // digits of an address, where the number after it starts
+    // Quirk: the newline after the padding counts as a word. TIME_WAIT and SYN_RECV rows have only twelve other words
+    // and would be lost without it. Seen by tests/worlds/port-states.
     std::string_view words[13]; // each reaches to the end of the line, which has at least two characters a word
     if (splitWords(line, words) < static_cast<int>(std::size(words))) return false;
     row.sl = toInt(words[0]);

@@ -13,7 +13,7 @@
 #include <cstring>
 
 namespace {
-// What a scan works with; kept from scan to scan, so that it allocates nothing.
+// The buffers of a scan; they are kept from scan to scan, so that it allocates nothing.
 struct TScan {
     Directory proc;              // /proc, held open: files are named from it
     std::string path;            // the file at hand: "/proc/12/stat"
@@ -42,7 +42,7 @@ static bool readBelow(TScan& scan, const char* below, size_t most = SIZE_MAX) {
     return false;
 }
 
-// False: the process is passed over. One that ends between the directory and here is no error.
+// False: the process is left out. One that ended after its directory entry was read is no error.
 static bool readStat(TScan& scan, const char* entry, TProc& p) {
     if (!readFile(scan.proc, scan.name("stat"), scan.text, Reading::Single)) return false;
     if (scan.text.error == ESRCH) return false;
@@ -160,7 +160,7 @@ int getproclist(TProcTable& table, TProcTotals& totals) {
     int found = 0;
     for (Directory::Entry entry; scan.proc.next(entry);) {
         if (!isNumbered(entry)) continue;
-        // What does not fit is only counted, so that the caller learns how much room is wanted.
+        // A process without room is only counted, so that the caller learns how much room is needed.
         if (found < table.capacity) {
             auto& p = table.procs.emplace_back();
             if (!readProcess(scan, entry.name, table, totals, p)) {

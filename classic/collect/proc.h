@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-// A run of a table's pool: rows or bytes that belong to one process.
+// The part of a table's pool that belongs to one process: its rows or bytes.
 struct TRange {
     uint32_t first = 0;
     uint32_t count = 0;
@@ -26,7 +26,7 @@ struct TFDInfo {
     int32_t portinfo = -1; // row of the socket table that this socket is, -1: none
 };
 
-// What a process and a thread count since their start; between two samples: what it amounts to per second.
+// The counters of a process or thread since its start; as the result of two samples, the change per second.
 struct TCounters {
     double usr = 0, sys = 0;           // clock ticks
     double majfault = 0, minfault = 0; // page faults that read from storage, that did not
@@ -88,14 +88,15 @@ struct TProcTable {
 };
 
 // Fills the table with the processes of this moment, at most `capacity` of them, and returns how many there are: when
-// that is more, the caller enlarges the capacity and calls again. Failures of single files are told and passed over.
+// that is more, the caller enlarges the capacity and calls again. A file that cannot be read gives a message, and the
+// scan goes on.
 int getproclist(TProcTable& table, TProcTotals& totals);
 
-// The threads of process `pid`, put behind those that the table has. Returns how many; AllocatedThreadBuf grows by one
-// when there are any.
+// Appends the threads of process `pid` to those of the table. Returns how many there are; AllocatedThreadBuf grows by
+// one when there are any.
 int getthreadlist(int32_t pid, TProcTable& table, int& AllocatedThreadBuf);
 
-// What the time between two samples amounts to per second; all 0 when none has passed.
+// The change per second between two samples; all 0 when no time has passed.
 void getProcRates(const TCounters& now, const TCounters& before, double seconds, TCounters& rates);
 
 // The account name of a user id, at most 15 characters, "N/A(uid)" without an account; stays valid for the whole run.

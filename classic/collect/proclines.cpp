@@ -24,7 +24,7 @@ TStatLine::TStatLine(std::string_view fileText) : found(splitFields(firstLine(fi
 int64_t TStatLine::number(int n) const { return toLong(text(n)); }
 
 std::string_view TStatLine::command() const {
-    constexpr ptrdiff_t Brackets = 3; // "(", ")" and the blank behind them
+    constexpr ptrdiff_t Brackets = 3; // "(", ")" and the blank after them
     const auto length = fields[2].data() - fields[1].data() - Brackets;
     return length > 0 ? std::string_view(fields[1].data() + 1, static_cast<size_t>(length)) : std::string_view{};
 }
@@ -52,7 +52,7 @@ bool getStat(const TStatLine& line, TProc& p) {
     line.getCounters(p);
     p.threadcnt = static_cast<int32_t>(line.number(20));
     p.STime = line.startTime();
-    constexpr int LeastPage = 4096; // bytes; below it the constant is not known
+    constexpr int LeastPage = 4096; // bytes; a smaller value means that the page size is not known
     if (line.count() > 22) p.VmSize = static_cast<double>(line.number(23)) / 1024.0;
     if (line.count() >= 24 && pagesize >= LeastPage) p.VmRSS = pagesize / 1024.0 * static_cast<double>(line.number(24));
     return true;
@@ -125,7 +125,7 @@ TRange getCommandLine(std::string_view fileText, std::string& texts) {
 // Quirk: the octal digits are read as hexadecimal ones, so that %X shows the kernel's own digits. The line's last
 // character, commonly the newline, must follow them: without it the flags are 0. Seen by tests/worlds/proc-fdinfo.
 static int32_t getFlags(std::string_view digits) {
-    const auto at = digits.find_first_not_of(' '); // a tab, which is passed over
+    const auto at = digits.find_first_not_of(' '); // a tab, which is skipped
     return at == digits.npos ? 0 : static_cast<int32_t>(ToUINT(digits.substr(at + 1)));
 }
 

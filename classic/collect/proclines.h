@@ -13,9 +13,9 @@ inline bool isNumbered(const Directory::Entry& entry) {
     return entry.inode != 0 && entry.name[0] >= '0' && entry.name[0] <= '9';
 }
 
-// Longest pieces that are read of a line, the terminator included.
+// Lines are read in pieces of at most this many bytes, the terminator included.
 constexpr size_t ProcLineLimit = 512;     // stat
-constexpr size_t CommandLineLimit = 6144; // cmdline: one line is all that is read of it
+constexpr size_t CommandLineLimit = 6144; // cmdline, of which only the first line is read
 constexpr size_t DestinationLimit = 4096; // link target of a descriptor
 
 // The fields of a stat file's line:
@@ -34,14 +34,14 @@ public:
     std::string_view text(int n) const { return fields[n - 1]; }
     int64_t number(int n) const;
     char letter(int n) const { return text(n).empty() ? '\0' : text(n)[0]; }
-    // What stands between the brackets, if it has no blanks.
+    // The text between the brackets, when it has no blanks.
     std::string_view command() const;
     // Start of the process or thread, seconds since the epoch.
     int64_t startTime() const;
     void getCounters(TCounters& counters) const;
 };
 
-// Fills what the stat file knows; false when the line is too short for it.
+// Sets the fields that come from the stat file; false when the line has too few of them.
 bool getStat(const TStatLine& line, TProc& p);
 // A thread's line must be one field longer.
 bool getThreadStat(const TStatLine& line, TThreadInfo& t);
@@ -52,7 +52,7 @@ void getStatus(std::string_view fileText, TProc& p);
 // "rchar: 323934931" and the like; counters that are missing are 0.
 void getIO(std::string_view fileText, TCounters& counters);
 
-// Appends the command line, arguments separated by single blanks, and returns where it stands.
+// Appends the command line, its arguments separated by single blanks, and returns its place in `texts`.
 TRange getCommandLine(std::string_view fileText, std::string& texts);
 
 // "pos:\t1024" and "flags:\t0100002".

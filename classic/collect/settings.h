@@ -1,12 +1,12 @@
-// What the collectors are told: switches of the command line that they obey, and constants of the machine. Options and
-// start-up (classic/monitor/) set them; nothing here changes while the loop runs.
+// The switches of the command line that collectors obey, and constants of the machine. Options and start-up
+// (classic/monitor/) set them. Only the times change while the loop runs.
 #pragma once
 
 #include <cstdint>
 
 extern int ThreadMonitoring; // 1: the threads of processes are read
 extern int FDMonitoring;     // 1: the open descriptors of processes are read
-extern int netdebug;         // 1: the reuse of socket owners is told
+extern int netdebug;         // 1: messages say which sockets kept their owners
 extern int proc_io_file;     // 1: /proc/PID/io can be read
 
 extern double timediff;     // seconds between the start of the pass before and the start of this one

@@ -62,8 +62,8 @@ bool getNetstatLine(std::string_view line, int slot, TNetstatLines& lines, TNets
 // --- The sample
 
 // Quirk: the second file is read as soon as each group of the first has shown exactly two lines; a group that is
-// missing or has a third line before that leaves TcpExt empty. So does a TcpExt line in the first file, which counts
-// without being taken. Seen by tests/worlds/tcpext-second-file.
+// missing or has a third line before that leaves TcpExt empty. So does a TcpExt line in the first file: it
+// is counted but not read. Seen by tests/worlds/tcpext-second-file.
 static bool complete(const TNetstatLines& lines) {
     return std::all_of(lines.seen, lines.seen + Further, [](int seen) { return seen == 2; }) &&
            lines.seen[Further] == -1;
@@ -91,7 +91,7 @@ static bool getSample(int icur, TNetstatSlots& snmp) {
 // --- Changes
 
 // False when there is no memory.
-// Quirk: the first name that is not the one of the sample before ends the list. Seen by
+// Quirk: the first counter whose name differs from the sample before ends the list. Seen by
 // tests/worlds/tcpext-names-change.
 static bool getChanges(const std::vector<TNetstat>& now, const std::vector<TNetstat>& before, double seconds,
                        std::vector<TNetstat>& changes) {

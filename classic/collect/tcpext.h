@@ -26,7 +26,7 @@ void gettcpext(int CallIndex, int icur, int ipre, double seconds, TNetstatSlots&
 // A counter's name: the text up to its first blank, at most 31 characters.
 Text<32> getname(std::string_view src);
 
-// How many lines each group has shown in this sample; the last group's file is opened later than the others'.
+// How many lines of each group this sample has read; -1: the group's file is not open yet.
 struct TNetstatLines {
     int seen[NetstatGroups] = {0, 0, 0, 0, -1};
 };

@@ -8,7 +8,7 @@
 #include <cerrno>
 
 namespace {
-// The directory of a process's threads and the file at hand.
+// The directory of a process's threads and the file that is being read.
 struct TTasks {
     Directory folder;
     std::string path; // "/proc/12/task"
@@ -25,7 +25,7 @@ static bool readBelow(TTasks& tasks, const char* thread, const char* below) {
 
 // False: the thread gives no row.
 static bool readStat(TTasks& tasks, const char* thread, TThreadInfo& t) {
-    // Quirk: told on standard error even when the thread has just ended, unlike a process. Seen by
+    // Quirk: the message comes even when the thread has just ended; a process that has ended gives none. Seen by
     // tests/worlds/proc-threads-odd.
     if (readBelow(tasks, thread, "/stat")) return getThreadStat(TStatLine(tasks.text.view()), t);
     const int error = errno;

@@ -26,15 +26,15 @@ std::string_view getlasttrim(std::string_view s) {
     return s;
 }
 
-// From behind the last of the separators on; the last character (a newline, commonly) is not examined.
-static std::string_view behindLast(std::string_view s, std::string_view separators) {
+// The text after the last separator; the last character, commonly a newline, is not examined.
+static std::string_view afterLast(std::string_view s, std::string_view separators) {
     const auto at = dropLast(s).find_last_of(separators);
     return at == s.npos ? s : s.substr(at + 1);
 }
 
-std::string_view getlast(std::string_view s) { return behindLast(s, "/ \t]"); }
-std::string_view getlast2(std::string_view s) { return behindLast(s, " \t"); }
-std::string_view getnameonly(std::string_view devname) { return behindLast(devname, "/"); }
+std::string_view getlast(std::string_view s) { return afterLast(s, "/ \t]"); }
+std::string_view getlast2(std::string_view s) { return afterLast(s, " \t"); }
+std::string_view getnameonly(std::string_view devname) { return afterLast(devname, "/"); }
 
 std::string_view getnext(std::string_view s) {
     if (s.size() < 4) return {};

@@ -12,12 +12,12 @@ struct TDisk;
 
 // A link to an entry of another list of the same map: its index there.
 constexpr int NoLink = -1;
-// What a link leads to, null: nothing.
+// The row that a link leads to; null without one.
 template <typename Row> const Row* at(const std::vector<Row>& rows, int link) {
     return link == NoLink ? nullptr : &rows[static_cast<size_t>(link)];
 }
 
-// What the disks of a volume did in an interval, added up by the disk collector.
+// The activity of a volume's disks in an interval, added up by the disk collector.
 struct TDiskPerf {
     double time = 0;                        // busy, percent
     double rbytes = 0, wbytes = 0;          // bytes per second
@@ -117,18 +117,20 @@ struct TLabels {
     Text<256> lvname; // "group/volume", or the mounted device
     Text<256> fsname; // mount directory
     int vg = NoLink, lv = NoLink, pv = NoLink, mount = NoLink, path = NoLink;
-    unsigned map = 0; // number of the map into which the links lead; of an older map only the texts are good
+    unsigned map = 0; // number of the map that the links lead into; when that is no longer the current one, only the
+                      // texts are valid
 };
 
-// Counts the maps that were built; the number of the one that stands.
+// How many maps were built so far, which is the number of the current one.
 extern unsigned mapNumber;
 
 // Builds all lists anew from the volume tools and the mount table and labels the disks. Returns the clock at its start,
 // seconds: what the map costs includes printing it, which is up to the report.
 double mapdisk(std::span<TDisk> disks);
 
-// --- The parts of mapdisk. Each fills its own list, which is empty before, from the text of a command or a file. It is
-// --- empty again when there is no memory for all of it; of the segments and paths in it those that fit are kept.
+// --- The parts of mapdisk. Each fills its own list, which is empty before, from the text of a command or a file.
+// Without
+// --- memory for all of its rows the list is emptied. Without memory for all segments or paths, a row keeps the first.
 
 void getVolumeGroups(std::string_view report);    // vgdisplay
 void getLogicalVolumes(std::string_view report);  // lvdisplay -m
