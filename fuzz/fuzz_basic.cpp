@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         getStatLine(line, basic, all);
         getVmLine(line, basic);
     }
-    const Meminfo memory = parseMeminfo(text);
+    const MemoryKB memory = parseMeminfo(text);
     check(memory.mem_total_kb == 0 || text.find("MemTotal:") != text.npos);
     check(memory.swap_cached_kb == 0 || text.find("SwapCached:") != text.npos);
     return 0;

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <string_view>
 
-// One whose line is missing is 0.
-struct Meminfo {
+// In units of 1024 bytes. One whose line is missing is 0.
+struct MemoryKB {
     int64_t mem_total_kb = 0, mem_free_kb = 0, active_kb = 0, buffers_kb = 0, cached_kb = 0;
     int64_t swap_total_kb = 0, swap_free_kb = 0, swap_cached_kb = 0;
 };
 
-Meminfo parseMeminfo(std::string_view text);
+MemoryKB parseMeminfo(std::string_view text);

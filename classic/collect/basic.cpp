@@ -116,7 +116,7 @@ static void sayUnreadable(const char* path) { say("Failed to open %s [ENO(%d):%s
 
 static void getMeminfo(Contents& text, TBasic& now, TBasic& result) {
     if (!readFile("/proc/meminfo", text, Reading::Single)) return sayUnreadable("/proc/meminfo");
-    const Meminfo memory = parseMeminfo(text.view());
+    const MemoryKB memory = parseMeminfo(text.view());
     now.memtotal = static_cast<double>(memory.mem_total_kb);
     now.memfree = static_cast<double>(memory.mem_free_kb);
     now.active = static_cast<double>(memory.active_kb);

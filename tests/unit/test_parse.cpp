@@ -131,9 +131,9 @@ TEST(ParseFDLink, Kinds) {
 }
 
 TEST(ParseMeminfo, EveryKey) {
-    const Meminfo m = parseMeminfo("MemTotal:       16316412 kB\nMemFree:  2 kB\nMemAvailable: 9 kB\nBuffers: 4 kB\n"
-                                   "Cached: 5 kB\nSwapCached: 8 kB\nActive: 3 kB\nActive(anon): 9 kB\n"
-                                   "SwapTotal: 6 kB\nSwapFree: 7 kB\n");
+    const MemoryKB m = parseMeminfo("MemTotal:       16316412 kB\nMemFree:  2 kB\nMemAvailable: 9 kB\nBuffers: 4 kB\n"
+                                    "Cached: 5 kB\nSwapCached: 8 kB\nActive: 3 kB\nActive(anon): 9 kB\n"
+                                    "SwapTotal: 6 kB\nSwapFree: 7 kB\n");
     EXPECT_EQ(m.mem_total_kb, 16316412);
     EXPECT_EQ(m.mem_free_kb, 2);
     EXPECT_EQ(m.active_kb, 3);
