@@ -13,8 +13,8 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
-// O_NONBLOCK: a FIFO or a device planted under a name that is read cannot hold the run; it changes nothing for the
-// rest.
+// O_NONBLOCK: if somebody puts a FIFO or a device in the place of a file, the open cannot block the run. Other files
+// are not affected.
 static constexpr int OpenFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
 bool Place::open(const char* path) {
@@ -65,9 +65,9 @@ void Directory::close() {
     hold(nullptr);
 }
 
-// Doubles the buffer, keeping what was read.
+// Doubles the buffer and keeps the text in it.
 static void grow(Contents& text) {
-    constexpr size_t First = 16384; // a process's files and most of the rest fit at once
+    constexpr size_t First = 16384; // most files, all of a process included, fit into it
     const size_t capacity = text.capacity ? text.capacity * 2 : First;
     std::unique_ptr<char[]> data(new char[capacity]);
     std::copy_n(text.data.get(), text.size, data.get());
@@ -91,7 +91,7 @@ static void readAll(int fd, Contents& text, Reading how, size_t most) {
 }
 
 namespace {
-// Closed also when there is no memory for what it holds.
+// Closes the file even when there is no memory for its text.
 struct Opened {
     int fd;
     ~Opened() { close(fd); }
@@ -192,13 +192,13 @@ void pauseFor(unsigned microseconds) {
 
 bool isTerminal() { return isatty(STDOUT_FILENO) == 1; }
 
-// Writes all of the text; what a full disk or a closed descriptor refuses is lost, and the run goes on.
+// Writes all of the text. What a full disk or a closed descriptor refuses is lost, and the run goes on.
 static void put(int fd, std::string_view text) {
     while (!text.empty()) {
         const ssize_t n = write(fd, text.data(), text.size());
         if (n > 0) {
             text.remove_prefix(static_cast<size_t>(n));
-        } else if (n < 0 && errno == EAGAIN) { // a reader that set the shared descriptor non-blocking: wait for room
+        } else if (n < 0 && errno == EAGAIN) { // a reader has made the shared descriptor non-blocking, so wait for room
             pollfd ready{fd, POLLOUT, 0};
             if (poll(&ready, 1, -1) < 0 && errno != EINTR) return;
         } else if (n == 0 || errno != EINTR) {

@@ -1,4 +1,4 @@
-// Sorting in the order that the C library's qsort has always given.
+// Sorts with the same result as qsort of the C library.
 #pragma once
 
 #include <algorithm>
@@ -24,7 +24,7 @@ void mergeSort(T* rows, size_t n, std::vector<T>& spare, const Compare& compare)
         *to++ = std::move(takeLeft ? *left++ : *right++);
         (takeLeft ? lefts : rights)--;
     }
-    to = std::move(left, left + lefts, to); // what is left of the right half is in its place already
+    to = std::move(left, left + lefts, to); // the rest of the right half is already in its place
     std::move(spare.data(), to, rows);
 }
 
@@ -33,8 +33,8 @@ void mergeSort(std::vector<T>& rows, std::vector<T>& spare, const Compare& compa
     mergeSort(rows.data(), rows.size(), spare, compare);
 }
 
-// Sorts by an ascending 32-bit number, compared by the sign of its difference, which wraps. Rows that stand in order,
-// as the kernel lists processes and threads, are left alone: without a wrap the sort would give the same.
+// Sorts by an ascending 32-bit number, compared by the sign of its difference, which wraps. Rows that are in order
+// already, as the kernel lists processes and threads, are left alone: without a wrap the sort would not change them.
 template <typename T, typename Number> void sortByNumber(T* rows, size_t n, std::vector<T>& spare, Number number) {
     const auto difference = [number](const T& a, const T& b) {
         return static_cast<int32_t>(static_cast<uint32_t>(a.*number) - static_cast<uint32_t>(b.*number));

@@ -14,7 +14,7 @@ std::string& pendingOutput() {
 }
 
 static void addFormatted(std::string& to, const char* format, va_list args) {
-    constexpr size_t Usual = 512; // most lines fit: formatted in place, without a second round
+    constexpr size_t Usual = 512; // most lines fit into it and are formatted only once
     const size_t start = to.size();
     va_list again;
     va_copy(again, args);

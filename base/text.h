@@ -1,4 +1,4 @@
-// Text of bounded length, as the fixed-size fields of rows hold it.
+// Text of bounded length, for fields of rows.
 #pragma once
 
 #include <algorithm>
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <string_view>
 
-// Up to N-1 bytes, always terminated. Longer input is cut, never an error.
+// Up to N-1 bytes, always terminated. Longer input is cut without an error.
 template <size_t N> class Text {
     size_t len = 0;
     char buf[N] = {};

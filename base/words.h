@@ -1,4 +1,5 @@
-// Kernel and command text taken apart: lines as fgets cuts them, words at blanks, numbers as the C library reads them.
+// Splits the text of kernel files and commands: into lines like fgets, into words at blanks, and reads numbers like the
+// C library.
 #pragma once
 
 #include <cstdint>
@@ -6,15 +7,15 @@
 #include <string_view>
 
 // Reads text line by line as fgets with a buffer of `limit` bytes would: a piece has at most limit-1 bytes and keeps
-// its newline; a longer line comes in pieces; a last line may lack the newline. A NUL ends the text of a piece (what
-// stands behind it up to the piece's end is passed over), because its readers take it for a C string.
+// its newline; a longer line comes in pieces; a last line may lack the newline. A NUL ends the text of a piece, as in a
+// C string; the rest of the piece is skipped.
 class Lines {
     std::string_view rest;
     size_t most;
 
 public:
     Lines(std::string_view text, size_t limit) : rest(text), most(limit - 1) {}
-    // false: the text is used up.
+    // false: there is no more text.
     bool next(std::string_view& line) {
         if (rest.empty()) return false;
         auto piece = rest.substr(0, most);
@@ -23,11 +24,11 @@ public:
         line = piece.substr(0, piece.find('\0'));
         return true;
     }
-    // What has not been read: another Lines can go on with a limit of its own.
+    // The text not read yet. Another Lines can go on with it, with another limit.
     std::string_view left() const { return rest; }
 };
 
-// The text without its last byte: commonly the newline, but the last character of a line that was cut or has none.
+// The text without its last byte. That is the newline, or the last character of a line that was cut or has no newline.
 inline std::string_view dropLast(std::string_view s) { return s.substr(0, s.empty() ? 0 : s.size() - 1); }
 
 // The text without its leading spaces.
@@ -50,7 +51,7 @@ inline bool afterKey(std::string_view line, std::string_view key, std::string_vi
 }
 
 // strtoll on the start of the text: white space skipped, a sign, decimal digits; 0 without a digit; saturates.
-// `end`, when given, is the position behind the last digit, 0 when there was no number.
+// `end`, when given, gets the position after the last digit, 0 when there was no number.
 int64_t toLong(std::string_view s, size_t* end = nullptr);
 // atoi: strtol cut to its low 32 bits.
 int32_t toInt(std::string_view s);
@@ -74,6 +75,6 @@ int splitWords(std::string_view line, std::span<std::string_view> words, char al
 // The text up to its first space.
 inline std::string_view word(std::string_view s) { return s.substr(0, s.find(' ')); }
 
-// The length of the UTF-8 character (RFC 3629) that a text begins with and its number in `code`; 1 and the byte itself
-// when there is none. The text is not empty.
+// The length of the UTF-8 character (RFC 3629) at the start of the text; `code` gets its number. If there is no such
+// character, the length is 1 and `code` the byte. The text must not be empty.
 size_t getCharacter(std::string_view s, unsigned& code);

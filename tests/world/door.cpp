@@ -1,4 +1,4 @@
-// The made-up machine behind base/door.h.
+// The door of the made-up machine: implements base/door.h.
 #include "base/door.h"
 
 #include "base/output.h"
@@ -10,7 +10,7 @@
 
 #include <unistd.h>
 
-// Handles of places: the paths that were opened.
+// The opened paths. A place's handle is an index here.
 static std::vector<std::string>& places() {
     static std::vector<std::string> paths;
     return paths;
@@ -28,7 +28,7 @@ static bool failed(int error) {
     return error != 0;
 }
 
-// errno of an operation that needs the path to be there.
+// errno of an operation that needs an existing path; 0: it works.
 static int check(const char* operation, const std::string& path) {
     if (const int error = world().failure(operation, path)) return error;
     return world().find(path) ? 0 : ENOENT;

@@ -1,4 +1,4 @@
-// The made-up machine behind base/program.h.
+// The made-up machine: implements base/program.h.
 #include "base/program.h"
 
 #include "tests/world/world.h"

@@ -19,7 +19,7 @@ static std::string fileText(const std::string& path) {
     return text.str();
 }
 
-// C escapes decoded; \s is a blank.
+// Decodes C escapes; \s is a blank.
 static std::string decoded(std::string_view s) {
     static constexpr std::string_view Names = "ntr0\\\"s", Values("\n\t\r\0\\\" ", 7);
     std::string text;
@@ -75,7 +75,7 @@ std::string World::normal(std::string_view path) {
     return result.empty() ? "/" : result;
 }
 
-// Each directive becomes its name, its words (the last one the rest of the line) and, for those with one, its body.
+// A directive becomes a list: its name, its words (the last one is the rest of the line) and its body, if it has one.
 void World::load(const std::string& file) {
     std::istringstream text(fileText(file));
     const std::string folder = file.substr(0, file.rfind('/') + 1);
@@ -155,7 +155,7 @@ void World::drop(const std::string& path) {
     std::erase_if(spaces, [&](auto& entry) { return below(entry.first); });
 }
 
-// The lines with their first `count` words, as an older kernel would print them.
+// The lines, cut to their first `count` words, as an older kernel would print them.
 static std::string firstColumns(const std::string& text, size_t count) {
     std::istringstream lines(text);
     std::string result;

@@ -1,5 +1,5 @@
 // A made-up machine in steps, read from a folder of tests/worlds (its format: tests/worlds/README.md). The functions of
-// base/door.h answer from the one that stands.
+// base/door.h answer from the current one.
 #pragma once
 
 #include <cstdint>
@@ -23,10 +23,10 @@ struct TSpaceFacts {
     uint64_t bsize = 0, blocks = 0, bfree = 0, bavail = 0, files = 0, ffree = 0;
 };
 
-// The end of a run that would have gone on: the world has no further step.
+// Thrown to end a run when the world has no further step.
 struct TKilled {};
 
-// The end of a run that became another program.
+// Thrown to end a run that became another program.
 struct TBecame {};
 
 class World {
@@ -39,7 +39,7 @@ class World {
     std::map<std::string, std::string> commands;
     std::set<std::string> noPipes;
     std::map<uint32_t, std::string> users;
-    size_t reached = 0; // the step that stands
+    size_t reached = 0; // the current step
     int64_t now = 0;    // microseconds since the epoch
     uint64_t nextInode = 1000;
 
@@ -61,7 +61,7 @@ public:
     // The path with its links followed; the last name of it only when asked for.
     std::string resolved(std::string path, bool last) const;
     int failure(const char* operation, const std::string& path) const; // errno, 0: it works
-    void open(const std::string& path);                                // the time that opening it takes
+    void open(const std::string& path);                                // lets the time pass that opening it takes
     bool run(const std::string& command, std::string& text);
     bool space(const std::string& path, TSpaceFacts& facts) const;
     const std::string* user(uint32_t uid) const;
@@ -70,5 +70,5 @@ public:
     int remove(const std::string& path); // errno
 
     static std::string normal(std::string_view path);
-    static World* current; // the one that stands
+    static World* current; // the current one
 };
