@@ -22,12 +22,36 @@ has_cmake() {
     ((BASH_REMATCH[1] > 3 || (BASH_REMATCH[1] == 3 && BASH_REMATCH[2] >= 25)))
 }
 
-has_gtest() {
-    printf '#include <gtest/gtest.h>\n' | "${CXX:-g++}" -x c++ -E -o /dev/null - 2>/dev/null
+# The folders of the program's own sources.
+# shellcheck disable=SC2034 # for those that source this file
+product=(base parse record classic sample model why view wyrt wyrtlog)
+
+has_header() { printf '#include <%s>\n' "$1" | "${CXX:-c++}" -x c++ -E -o /dev/null - 2>/dev/null; }
+
+# libraries_of ROOT: the needs that the program's sources bring, one a line. CMakeLists.txt finds them in the same way.
+libraries_of() {
+    local need header
+    for need in cli11 libmnl zstd zlib sqlite3; do
+        header=$(header_of "$need")
+        if grep -rqsF --include='*.h' --include='*.cpp' "#include <$header>" "${product[@]/#/$1/}"; then echo "$need"; fi
+    done
 }
 
-has_mnl() {
-    printf '#include <libmnl/libmnl.h>\n' | "${CXX:-c++}" -x c++ -E -o /dev/null - 2>/dev/null
+# The header by which a library is known.
+header_of() {
+    case $1 in
+        gtest) echo gtest/gtest.h ;;
+        cli11) echo CLI/CLI.hpp ;;
+        libmnl) echo libmnl/libmnl.h ;;
+        zstd) echo zstd.h ;;
+        zlib) echo zlib.h ;;
+        sqlite3) echo sqlite3.h ;;
+    esac
+}
+
+# The sanitizers' part of clang++ is a package of its own in newer systems.
+has_clang_sanitizers() {
+    has clang++ && printf 'int main() {}\n' | clang++ -fsanitize=address,undefined -x c++ -o /dev/null - 2>/dev/null
 }
 
 # The name of a clang-format that knows all of .clang-format; version 14 crashes on it.
@@ -48,8 +72,8 @@ has_need() {
         compiler) if [ -n "${CXX:-}" ]; then has "$CXX"; else has c++ || has g++ || has clang++; fi ;;
         cmake) has_cmake ;;
         generator) has ninja || has make || has gmake ;;
-        gtest) has_gtest ;;
-        mnl) has_mnl ;;
+        gtest | cli11 | libmnl | zstd | zlib | sqlite3) has_header "$(header_of "$1")" ;;
+        clang-sanitizers) has_clang_sanitizers ;;
         clang-format) clang_format >/dev/null ;;
         *) has "$1" ;;
     esac
@@ -63,7 +87,12 @@ package_of() {
         clang++) echo clang ;;
         generator) echo make ;;
         gtest) echo libgtest-dev ;;
-        mnl) echo libmnl-dev ;;
+        cli11) echo libcli11-dev ;;
+        libmnl) echo libmnl-dev ;;
+        zstd) echo libzstd-dev ;;
+        zlib) echo zlib1g-dev ;;
+        sqlite3) echo libsqlite3-dev ;;
+        clang-sanitizers) echo libclang-rt-dev ;;
         clang-format) echo clang-format-19 ;;
         *) echo "$1" ;;
     esac
@@ -76,7 +105,8 @@ name_of() {
         cmake) echo "cmake 3.25 or newer" ;;
         generator) echo "make or ninja" ;;
         gtest) echo "GoogleTest" ;;
-        mnl) echo "libmnl" ;;
+        cli11) echo "CLI11" ;;
+        clang-sanitizers) echo "the sanitizers of clang++" ;;
         clang-format) echo "clang-format 16 or newer" ;;
         *) echo "$1" ;;
     esac
@@ -148,10 +178,21 @@ configure() {
     return 1
 }
 
-# build_tree BUILD [TARGET]: the compiler's words only when it fails.
+# The trees that more than one script builds.
+# shellcheck disable=SC2034 # for those that source this file
+{
+    tested=(-DWYRT_TESTS=ON -DWYRT_FUZZ_REPLAY=ON -DWYRT_WERROR=ON -DWYRT_BENCH=ON)
+    gcc_tree=("${tested[@]}" -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=g++ -DWYRT_COVERAGE=ON)
+    clang_tree=("${tested[@]}" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++)
+    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=)
+    has ccache && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+}
+
+# build_tree BUILD [TARGET...]: the compiler's words only when it fails.
 build_tree() {
-    local said
-    said=$(cmake --build "$1" ${2:+--target "$2"} -j "$(jobs)" 2>&1 </dev/null) && return 0
+    local said build=$1
+    shift
+    said=$(cmake --build "$build" ${1:+--target "$@"} -j "$(jobs)" 2>&1 </dev/null) && return 0
     # Of a long parallel build, the lines that say nothing but "compiling X" are left out.
     say "$(printf '%s\n' "$said" | grep -Ev '^\[ *[0-9]+(%|/[0-9]+)\] (Building|Linking|Built)')"
     return 1
