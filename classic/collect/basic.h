@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-// One system-wide sample, or (result) what an interval amounts to. A sample has the kernel's counters.
+// One system-wide sample, or (result) the figures of an interval. A sample has the kernel's counters.
 struct TBasic {
     // CPU: jiffies since boot; result: percent of all CPU time in the interval.
     double usr = 0, nice = 0, sys = 0, iowait = 0, idle = 0, irq = 0, softirq = 0, steal = 0;

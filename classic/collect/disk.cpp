@@ -8,7 +8,7 @@
 #include <cstring>
 
 static constexpr size_t LineLimit = 1024;
-static constexpr double SectorBytes = 512; // whatever the device's own sectors have
+static constexpr double SectorBytes = 512; // the kernel's unit, whatever the sector size of the device
 
 const TLabels& TDisk::labels() const {
     static const TLabels None;
@@ -19,8 +19,8 @@ const TLabels& TDisk::labels() const {
 
 // "   8       0 sda 4971 13522 400532 3474 919 22511 481893 1820 0 2616 5367"; partitions of old kernels have four
 // counters: "   8       1 sda1 1047 159408 383 188098".
-// Quirk: other lengths are no devices, so that kernels that count discards and flushes show none; a newline after
-// a blank is a word. Seen by tests/worlds/disk-capture-20-columns, disk-odd-lines.
+// Quirk: lines with another number of words are not taken for devices, so kernels that count discards and flushes show
+// no disks. A newline after a blank is a word. Seen by tests/worlds/disk-capture-20-columns, disk-odd-lines.
 bool getDiskLine(std::string_view line, TDisk& disk) {
     constexpr int MostWords = 31, PartitionWords = 7, DiskWords = 14;
     std::string_view words[MostWords];

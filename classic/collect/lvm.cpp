@@ -129,7 +129,7 @@ static void setGroup(TLVData& lv, std::string_view line, std::string_view) {
 }
 
 static void setSegments(TLVData& lv, std::string_view line, std::string_view after) {
-    // The heading "--- Segments ---" is no count.
+    // The heading "--- Segments ---" has no count.
     if (line.starts_with("Segments")) lv.segments = toInt(getfirst(after));
 }
 
@@ -202,13 +202,13 @@ static void setSize(TPVData& pv, std::string_view, std::string_view after) {
     const auto at = pv.pvsize.view().find(NotUsable);
     if (at == NotUsable.npos) return;
     pv.notusable = getfirst(pv.pvsize.view().substr(at + NotUsable.size()));
-    // Quirk: the character before the "/", commonly a blank, goes with it. Seen by tests/unit/test_lvm.cpp.
+    // Quirk: the character before the "/", usually a blank, is dropped, too. Seen by tests/unit/test_lvm.cpp.
     pv.pvsize.cut(at > 0 ? at - 1 : 0);
     getlasttrim(pv.notusable);
     getlasttrim(pv.pvsize);
 }
 
-// "PE Size               4.00 MiB", of older tools "PE Size (KByte)       4096"
+// "PE Size               4.00 MiB"; with older tools "PE Size (KByte)       4096"
 static void setExtentSize(TPVData& pv, std::string_view line, std::string_view after) {
     const auto closing = line.find(')'), opening = line.find('(');
     pv.pesize = getfirst(closing == line.npos ? after : line.substr(closing + 1));

@@ -13,7 +13,7 @@
 
 // --- /proc/net/dev
 
-static constexpr size_t LineLimit = 257; // 256 bytes of a line and its end; those of real counters are shorter
+static constexpr size_t LineLimit = 257; // 256 bytes of a line and the terminator; lines with real counters are shorter
 
 bool getNetifLine(std::string_view line, TNetif& netif) {
     Netdev device;
@@ -70,7 +70,7 @@ static bool getValueAfter(std::string_view line, std::string_view key, std::stri
     return true;
 }
 
-// "inet addr:10.0.0.5" of old net-tools; "inet 10.0.0.5" since 2.0, with one more blank at the most.
+// "inet addr:10.0.0.5" of old net-tools; "inet 10.0.0.5" since 2.0, with at most one more blank.
 static bool getAddress(std::string_view line, Text<16>& ip) {
     if (getValueAfter(line, "inet addr:", "", ip)) return true;
     const auto at = line.find("inet ");
@@ -81,7 +81,7 @@ static bool getAddress(std::string_view line, Text<16>& ip) {
 }
 
 // "inet 10.0.0.5  netmask 255.255.255.0  broadcast 10.0.0.255" or
-// "inet addr:10.0.0.5  Bcast:10.0.0.255  Mask:255.255.255.0": the common ends of the keys find both.
+// "inet addr:10.0.0.5  Bcast:10.0.0.255  Mask:255.255.255.0": the ends that the keys share ("ask", "cast") find both.
 static void getAddressLine(std::string_view line, TAddresses& addresses) {
     constexpr std::string_view Passed = " :\t";
     const int n = addresses.ipcount;
@@ -111,8 +111,8 @@ static void askAddresses(TNetif& netif) {
 }
 
 // Runs ifconfig as rarely as possible: for a name that its row did not have before.
-// Quirk: a row beyond those of the sample before has no addresses, and a name of one letter has none at the start. Seen
-// by tests/worlds/netif-appears, netif-file-gone and netif-short-name.
+// Quirk: a row that the previous sample did not have gets no addresses, and a name of one letter gets none at the
+// start. Seen by tests/worlds/netif-appears, netif-file-gone and netif-short-name.
 static void setAddresses(int CallingIndex, const TNetif* before, TNetif& netif) {
     const bool first = CallingIndex == 0 && netif.name.size() > 1;
     if (first || (before && !(before->name == netif.name))) askAddresses(netif);
@@ -185,7 +185,7 @@ int getnetif(int CallingIndex, int icur, int ipre, double seconds, TNetifSlots& 
     const auto &now = netif.sample[icur], &before = netif.sample[ipre];
     if (now.size() == before.size() && !(seconds < LeastSeconds))
         return getRates(now, before, seconds, netif.result) ? static_cast<int>(netif.result.size()) : 0;
-    // Quirk: also said when the numbers agree and no time has passed. Seen by tests/worlds/netif-no-interval.
+    // Quirk: also printed when the numbers are equal but no time has passed. Seen by tests/worlds/netif-no-interval.
     if (CallingIndex > 0)
         say("Previous netif count : %d / Current netif count : %d / TimeDiff : %f\n", static_cast<int>(before.size()),
             static_cast<int>(now.size()), seconds);

@@ -18,7 +18,7 @@ struct TAddresses {
     Text<100> ipstring; // joined with "/"
 };
 
-// One interface: the kernel's counters since boot, or (result) what they grew by per second.
+// One interface: the kernel's counters since boot, or (result) their growth per second.
 struct TNetif : TAddresses {
     Text<32> name;
     double rbytes = 0, rpackets = 0, rerrors = 0, rdrop = 0, rfifo = 0, rframe = 0, rcompressed = 0, rmulticast = 0;
@@ -37,7 +37,7 @@ int compnetif(const TNetif& a, const TNetif& b);
 
 // One line of /proc/net/dev; false when it shows no interface.
 bool getNetifLine(std::string_view line, TNetif& netif);
-// What ifconfig prints for an interface, in the layout of old net-tools ("inet addr:") or the new one.
+// Reads the output of ifconfig for an interface, in the format of old net-tools ("inet addr:") or the new one.
 void getAddresses(std::string_view output, TAddresses& addresses);
 // The shell command that asks for the addresses.
 std::string getAddressCommand(std::string_view name);

@@ -19,7 +19,7 @@ struct TOwner {
 // One row of /proc/net/tcp or udp.
 struct TPortInfo {
     int sl = 0;   // slot number in the kernel's table
-    Text<24> loc; // local address, dotted decimal; longer than 15 characters only for what is no address
+    Text<24> loc; // local address, dotted decimal; longer than 15 characters only if the digits are no address
     int loc_port = 0;
     Text<24> rem; // remote address
     int rem_port = 0;
@@ -36,8 +36,8 @@ struct TPortInfo {
     int refcount() const { return static_cast<int>(owners.count); }
 };
 
-// The rows of the last collection. Owners and their texts lie in pools, because most sockets have one owner and a short
-// text; two of each take turns, so that the rows that stay as they were can bring theirs along.
+// The rows of the last collection. Owners and their texts are in pools, because most sockets have one owner and a short
+// text. There are two pools of each, which take turns: unchanged rows copy theirs from the pool of the previous pass.
 struct TPortTable {
     std::vector<TPortInfo> rows;
     int statuscount[12] = {}; // TCP rows by state; 0: none of 1 to 11
@@ -60,7 +60,7 @@ int getportinfo(int CallingIndex, TPortTable& table, TProcTable* processes, int 
 // The same from the texts of both tables; it never empties the table.
 int getportrows(std::string_view tcp, std::string_view udp, TPortTable& table, TProcTable* processes, int reflen);
 
-// Takes a line of a socket table apart; the row's owners stay. False, and nothing set, for a line that is too short.
+// Parses a line of a socket table; the row's owners stay. False, and nothing set, for a line that is too short.
 bool getportline(std::string_view line, char protocol, TPortInfo& row);
 
 // Hexadecimal digits, two a byte, as dotted decimal in reverse order: "0100007F" is 127.0.0.1.

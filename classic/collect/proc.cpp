@@ -93,7 +93,7 @@ static bool addDescriptor(TProcTable& table, TFDInfo& fd, std::string_view dest)
 // `info` is the place of fdinfo, which may be missing.
 static void readDescriptor(TScan& scan, const Directory& fds, const Place& info, const char* entry, TProcTable& table,
                            TProcTotals& totals) {
-    constexpr size_t Most = 2 * (FDInfoLineLimit - 1); // two lines are all that is taken
+    constexpr size_t Most = 2 * (FDInfoLineLimit - 1); // only two lines are used
     std::string_view dest;
     if (!readDestination(scan, fds, entry, dest)) return;
     TFDInfo fd;
@@ -107,8 +107,8 @@ static void readDescriptor(TScan& scan, const Directory& fds, const Place& info,
     countType(fd, totals);
 }
 
-// The links are read from the opened directory, the rest from the place beside it: with names of one part, the kernel
-// looks up neither the process nor its directory again for each descriptor.
+// The links are read from the open directory fd, the rest from the open directory fdinfo. With such short names the
+// kernel need not look up the process and its directory again for each descriptor.
 static void readDescriptors(TScan& scan, TProcTable& table, TProcTotals& totals, TProc& p) {
     Place info;
     info.open(scan.proc, scan.name("fdinfo"));

@@ -15,8 +15,8 @@ template <typename T, typename R = T> struct Slots {
     std::vector<R> result;
 };
 
-// Room for `n` rows (or bytes of a string). False, with errno set, when there is no memory for them: a report then goes
-// without its rows for one pass, and the run goes on. `least`: what the first room is for.
+// Makes room for `n` rows (or bytes of a string). False, with errno set, when there is no memory: the report then has
+// no rows in this pass, and the run goes on. `least`: the smallest capacity.
 template <typename Rows> bool makeRoom(Rows& rows, size_t n, size_t least = 16) {
     if (n <= rows.capacity()) return true;
     try {
@@ -28,7 +28,7 @@ template <typename Rows> bool makeRoom(Rows& rows, size_t n, size_t least = 16) 
     }
 }
 
-// A new row at the end; null, and none of the rows is left, when there is no memory for it.
+// Adds a row at the end. Without memory for it all rows are dropped, and the result is null.
 template <typename Row> Row* addRow(std::vector<Row>& rows) {
     if (makeRoom(rows, rows.size() + 1)) return &rows.emplace_back();
     rows.clear();

@@ -13,7 +13,7 @@ static constexpr size_t MostTokens = 200; // TcpExt, the longest group, has grow
 static constexpr int Further = 4;         // the group of the second file
 
 const std::array<const char*, NetstatGroups> NetstatNames = {"Ip", "Icmp", "Tcp", "Udp", "TcpExt"};
-// With the blank, so that "IcmpMsg:" is none of them.
+// With colon and blank, so that lines of "IcmpMsg:" do not match.
 static constexpr std::string_view Prefixes[NetstatGroups] = {"Ip: ", "Icmp: ", "Tcp: ", "Udp: ", "TcpExt: "};
 
 Text<32> getname(std::string_view src) { return word(src); }
@@ -69,7 +69,7 @@ static bool complete(const TNetstatLines& lines) {
            lines.seen[Further] == -1;
 }
 
-// Reads a file to its end or, the first one, until the second is due. False when there is no memory.
+// Reads a file to its end; reading the first file stops when the second is due. False when there is no memory.
 static bool getFile(const char* path, int slot, TNetstatLines& seen, TNetstatSlots& snmp) {
     static Contents text;
     if (!readFile(path, text, Reading::Single)) return true;

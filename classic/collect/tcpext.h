@@ -1,4 +1,4 @@
-// Protocol counters of IP, ICMP, TCP and UDP (/proc/net/snmp) and the further ones of TCP (/proc/net/netstat).
+// Protocol counters of IP, ICMP, TCP and UDP (/proc/net/snmp) and the extended ones of TCP (/proc/net/netstat).
 #pragma once
 
 #include "base/text.h"

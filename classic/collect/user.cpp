@@ -15,7 +15,7 @@ static std::string_view lookUp(int32_t uid, Text<16>& name) {
 const char* getuser(int32_t uid) {
     constexpr size_t Most = 1000; // users whose name is kept
     static std::unordered_map<int32_t, Text<16>> known;
-    static std::unordered_set<std::string> others; // names of further users, asked for anew each time
+    static std::unordered_set<std::string> others; // names of further users, looked up again each time
     if (const auto found = known.find(uid); found != known.end()) return found->second.c_str();
     if (known.size() < Most) {
         auto& name = known[uid];

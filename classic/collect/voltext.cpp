@@ -72,8 +72,8 @@ int getstring(std::string_view s, std::span<char> des) {
     if (isNone(s) || des.size() < 2) return 0;
     des.front() = des.back() = '\0';
     size_t copied = 0;
-    // Quirk: a word that ends has its length counted one short, so an empty one gives -1. Its callers want only the
-    // copy. Seen by tests/unit/test_voltext.cpp.
+    // Quirk: when a stop character ends the word, the returned length is one too small, -1 for an empty word. Callers
+    // use only the copy. Seen by tests/unit/test_voltext.cpp.
     if (copyUntil(s, des, copied, [](char c) { return isBlank(c) || isClosing(c); }))
         return static_cast<int>(copied) - 1;
     return static_cast<int>(strlen(des.data()));

@@ -110,7 +110,7 @@ extern std::vector<TPVData> pvlist;
 extern std::vector<TMultipath> pathlist;
 extern std::vector<TMount> mountlist;
 
-// What the map says of a disk.
+// The entries of the map that a disk belongs to.
 struct TLabels {
     Text<64> ext;     // multipath device, or "dm-0 [Path1]" for one of its paths
     Text<256> vgname; // volume group
@@ -128,9 +128,10 @@ extern unsigned mapNumber;
 // seconds: what the map costs includes printing it, which is up to the report.
 double mapdisk(std::span<TDisk> disks);
 
-// --- The parts of mapdisk. Each fills its own list, which is empty before, from the text of a command or a file.
-// Without
-// --- memory for all of its rows the list is emptied. Without memory for all segments or paths, a row keeps the first.
+// --- The parts of mapdisk
+
+// Each fills its own list, which is empty before, from the text of a command or a file. Without memory for all of its
+// rows the list is emptied. Without memory for all segments or paths, a row keeps the first ones.
 
 void getVolumeGroups(std::string_view report);    // vgdisplay
 void getLogicalVolumes(std::string_view report);  // lvdisplay -m
