@@ -1,5 +1,5 @@
-// How many rows of a kind an interval may have: a storm of processes or sockets must not fill the log. The largest by
-// each figure in turn stay; the amounts of the others are added up in one row, so that all sums stay exact.
+// Limits how many rows of a kind an interval may have, because a storm of processes or sockets must not fill the log.
+// The largest rows by each figure stay. The amounts of the others are added up in one row, so that all sums stay exact.
 #pragma once
 
 #include "record/kind.h"
@@ -48,8 +48,8 @@ void applyBudget(const Kind& kind, Rows<typename Kind::Row>& rows, size_t budget
     kind.each([&](const auto& member) { figures += member.role == Role::Amount || member.role == Role::Level; });
     const size_t share = figures ? budget / figures : 0;
     size_t left = budget;
-    // Each figure keeps its share of largest rows; what a figure needs not, because another has kept the same rows, is
-    // left to those after it, and at last to the rows that come first.
+    // Each figure keeps its share of largest rows. When another figure has kept the same rows already, the room saved
+    // goes to the next figures, and in the end to the first rows.
     kind.each([&](const auto& member) {
         if (member.role != Role::Amount && member.role != Role::Level) return;
         const size_t most = std::min(rows.rows.size(), share + (budget - left));

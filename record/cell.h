@@ -1,4 +1,4 @@
-// One field of a log line to and from a member of a row. An empty cell is a member that has no value.
+// Converts one field of a log line to and from a member of a row. An empty cell is a member without a value.
 #pragma once
 
 #include "record/escape.h"
@@ -33,7 +33,7 @@ template <typename T> void appendCell(std::string& line, const std::optional<T>&
     if (value) appendCell(line, *value);
 }
 
-// False, and the member as it was, when the cell is not what the member holds. An empty cell leaves it as it was, too.
+// False, and the member unchanged, when the cell does not fit the member. An empty cell leaves it unchanged, too.
 template <Number T> bool readCell(std::string_view cell, T& value) {
     if (cell.empty()) return true;
     if constexpr (std::is_same_v<T, bool>) {

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <optional>
 
-// CPU time in an interval: microseconds, of which the kernel counts whole ticks. Guest time is part of user, guest_nice
-// of nice, as the kernel has it.
+// CPU time in an interval, in microseconds; the kernel counts whole ticks. As in the kernel, user includes guest and
+// nice includes guest_nice.
 struct CpuTimes {
     std::optional<uint64_t> user_us, nice_us, system_us, idle_us, iowait_us, irq_us, softirq_us, steal_us;
     std::optional<uint64_t> guest_us, guest_nice_us;

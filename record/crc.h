@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-// The sum of `bytes` appended to what `before` is the sum of (0: nothing).
+// The checksum of an earlier text followed by `bytes`. `before` is the checksum of the earlier text, 0 without one.
 uint32_t crc32c(std::string_view bytes, uint32_t before = 0);
-// The same without the processor's instruction, for processors that lack it and for tests.
+// The same without the CPU's CRC instruction, for CPUs that lack it and for tests.
 uint32_t crc32cByTable(std::string_view bytes, uint32_t before = 0);

@@ -4,7 +4,7 @@
 
 #include <array>
 
-// Bytes that stand for themselves whatever surrounds them: ASCII, but for controls and the three signs.
+// Bytes that are never escaped: ASCII without controls and the three special characters.
 static constexpr std::array<bool, 256> Plain = [] {
     std::array<bool, 256> plain{};
     for (size_t c = 0x20; c < 0x7F; c++) plain[c] = c != ',' && c != '"' && c != '\\';
@@ -40,7 +40,7 @@ void escape(std::string_view text, std::string& out) {
     }
 }
 
-// The number that an upper-case hexadecimal digit stands for; -1: it is none.
+// The value of an upper-case hexadecimal digit; -1 for any other character.
 static int digitOf(char c) {
     if (c >= '0' && c <= '9') return c - '0';
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;

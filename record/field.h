@@ -1,5 +1,5 @@
-// What a kind of record is, as data: its tag, and the name, role, unit and form of each field. Logs, exports, tables
-// and rules all go by these lists.
+// A kind of record as data: its tag, and the name, role, unit and form of each field. Logs, exports, tables and rules
+// all use these lists.
 #pragma once
 
 #include <algorithm>
@@ -15,8 +15,8 @@ enum class Form : uint8_t {
     Whole,   // a whole number of 64 bits, signed or unsigned, all its digits
     Int,     // the low 32 bits of a whole number, with a sign
     Long,    // the low 64 bits of a whole number, with a sign
-    Real,    // as few digits as give the same double when they are read back
-    Real0,   // so many decimals: "12"
+    Real,    // the fewest digits that give the same double when read back
+    Real0,   // with this number of decimals: "12"
     Real1,   // "12.5"
     Real2,   // "12.50"
     Real6,   // "12.500000"
@@ -30,12 +30,12 @@ enum class Form : uint8_t {
 
 // What a field says about its record.
 enum class Role : uint8_t {
-    Time,    // when
+    Time,    // when it happened
     Elapsed, // how long the interval was
     Id,      // which thing the record is about
-    Text,    // what else is known of it, in words
+    Text,    // a further description of the thing
     Amount,  // what happened in the interval; amounts of several intervals can be added
-    Level,   // a state at the interval's end, or a rate; to add levels means nothing
+    Level,   // a state at the interval's end, or a rate; the sum of levels has no meaning
 };
 
 struct Field {
@@ -54,7 +54,7 @@ struct Kind {
 // A list of one field.
 constexpr std::array<Field, 1> only(Field field) { return {field}; }
 
-// Lists of fields put together, so that what several kinds share is written once.
+// Joins lists of fields, so that fields that several kinds share are written once.
 template <const auto&... Lists> constexpr auto joined() {
     std::array<Field, (std::size(Lists) + ...)> all{};
     auto to = all.begin();

@@ -1,4 +1,4 @@
-// The machine as a whole, and what the tables were asked to show.
+// The machine as a whole, and the options with which the tables were made.
 #pragma once
 
 #include "record/kind.h"
@@ -12,18 +12,18 @@ struct HostRow {
     std::string name, kernel, machine;        // as uname gives them
     std::optional<uint64_t> cpus;             // online
     std::optional<uint64_t> memory, uptime_s; // bytes; seconds since boot, time asleep included
-    std::optional<uint64_t> asleep_us;        // of this interval, the machine was suspended
+    std::optional<uint64_t> asleep_us;        // time in this interval that the machine was suspended
 };
 inline constexpr auto HostKind = kind<HostRow>(
     "HOST", label("name", &HostRow::name), label("kernel", &HostRow::kernel), label("machine", &HostRow::machine),
     level("cpus", "", &HostRow::cpus), level("memory", "B", &HostRow::memory), level("uptime", "s", &HostRow::uptime_s),
     amount("asleep", "us", &HostRow::asleep_us));
 
-// VIEW: what was asked for when the log began, so that the same tables can be made again.
+// VIEW: the options of the tables when the log began, so that the same tables can be made again.
 struct ViewRow {
-    std::string areas; // words with a blank between them
+    std::string areas; // words separated by blanks
     uint64_t interval_us = 2000000;
-    std::optional<uint64_t> rows; // at the most in a table
+    std::optional<uint64_t> rows; // limit of rows in a table
     std::string sort, user, pid, command, cgroup;
     bool partitions = false;
 };

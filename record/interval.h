@@ -14,9 +14,9 @@
 
 struct Interval {
     Moment time;            // of its end
-    int64_t elapsed_us = 0; // since the sample before, on the monotonic clock; 0: there was none
+    int64_t elapsed_us = 0; // since the previous sample, on the monotonic clock; 0: there was none
     uint64_t number = 0;    // 1 is the first of its log
-    bool damaged = false;   // read from a log in which its bytes have changed
+    bool damaged = false;   // read from a log, and its checksum is wrong
 
     Rows<HostRow> host;
     Rows<SelfRow> self;
@@ -36,5 +36,5 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(PressureKind, interval.pressure);
 }
 
-// Ready for the next rows; what they need stays allocated.
+// Removes the rows; their memory stays allocated for the next ones.
 void clearRows(Interval& interval);

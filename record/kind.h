@@ -1,5 +1,5 @@
-// A kind of row, stated once as a list of its members: the log's writer and reader, the exports, the tables and the
-// rules all walk this list.
+// A kind of row, defined once as a list of its members. The log's writer and reader, the exports, the tables and the
+// rules all use this list.
 //
 //     inline constexpr auto PressureKind = kind<PressureRow>("PSI",
 //         id("resource", &PressureRow::resource),
@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-// One member of a row as a field. An amount and a level that the kernel does not tell are empty: their members are
+// One member of a row as a field. Amounts and levels that the kernel does not report are empty, so their members are
 // std::optional.
 template <typename Row, typename T> struct Member {
     std::string_view name;
@@ -28,11 +28,11 @@ template <typename Row, typename T> struct Member {
     T Row::* at;
 };
 
-// Which thing the row is about. The one row that stands for all that found no room has no identity.
+// Identifies the thing that the row is about. The row that sums up the things without room has no identity.
 template <typename Row, typename T> constexpr auto id(std::string_view name, T Row::* at) {
     return Member<Row, T>{name, Role::Id, "", at};
 }
-// What else is known of it.
+// A further description of the thing.
 template <typename Row, typename T> constexpr auto label(std::string_view name, T Row::* at) {
     return Member<Row, T>{name, Role::Text, "", at};
 }
@@ -88,8 +88,8 @@ void appendCells(std::string& line, const Kind& kind, const typename Kind::Row& 
     });
 }
 
-// Where each member of a kind stands in the lines of a log: the number of its cell, by the names of the log's header.
-// None: the log does not have it.
+// The number of the cell that each member of a kind has in the lines of a log, found by the names in the log's header.
+// NoCell: the log does not have it.
 inline constexpr size_t NoCell = static_cast<size_t>(-1);
 template <typename Kind> std::vector<size_t> placesOf(const Kind& kind, std::span<const std::string_view> header) {
     std::vector<size_t> places;
@@ -100,11 +100,11 @@ template <typename Kind> std::vector<size_t> placesOf(const Kind& kind, std::spa
     return places;
 }
 
-// What reading a line into a row came to.
+// The result of reading a line into a row.
 enum class RowRead {
     Row,    // a thing
-    Rest,   // the sum of those that found no room: it has no identity
-    Damaged // a cell is not what its field holds
+    Rest,   // the sum of the things without room; it has no identity
+    Damaged // a cell does not fit its field
 };
 
 template <typename Kind>
@@ -121,7 +121,7 @@ RowRead readCells(std::span<const std::string_view> cells, const Kind& kind, std
     return damaged ? RowRead::Damaged : ids && !identified ? RowRead::Rest : RowRead::Row;
 }
 
-// Adds the amounts of a row to those of another. One that has no value adds nothing.
+// Adds the amounts of a row to those of another row. An amount without a value adds nothing.
 template <typename Kind> void addAmounts(const Kind& kind, const typename Kind::Row& row, typename Kind::Row& sum) {
     kind.each([&](const auto& member) {
         if (member.role != Role::Amount) return;

@@ -74,9 +74,9 @@ void LogWriter::interval(const Interval& interval, std::string& out) {
 // --- Reading
 
 static constexpr size_t Chunk = size_t{1} << 16;
-static constexpr size_t MostInterval = size_t{1} << 28; // a larger one is damage; it is passed over piece by piece
+static constexpr size_t MostInterval = size_t{1} << 28; // a larger one counts as damage and is skipped piece by piece
 
-// False: there is nothing more.
+// False at the end of the log.
 bool LogReader::fill() {
     if (atEnd) return false;
     if (begin > 0) {
@@ -96,7 +96,7 @@ bool LogReader::fill() {
 bool LogReader::nextLine(std::string_view& line) {
     size_t from = scanned, newline = 0;
     while ((newline = buffer.find('\n', from)) == buffer.npos) {
-        const size_t known = buffer.size() - begin; // what was searched already
+        const size_t known = buffer.size() - begin; // the part that has been searched already
         if (!fill()) return false;
         from = begin + known;
     }
@@ -163,7 +163,7 @@ void LogReader::takeHeadLine() {
     }
 }
 
-// The lines of one interval or head. False: one of them is not what its kind holds.
+// Reads the lines of one interval or head. False: a line does not fit its kind.
 bool LogReader::takeLines(std::string_view text, Interval& interval, bool isHead) {
     bool good = true;
     if (isHead) badHead = false;
@@ -206,7 +206,7 @@ bool LogReader::takeLines(std::string_view text, Interval& interval, bool isHead
     return good;
 }
 
-// What stands from `from` to `to` in the buffer is one interval, or a head, or rubbish.
+// The text from `from` to `to` in the buffer is one interval, or a head, or rubbish.
 LogReader::Found LogReader::finish(size_t from, size_t to, const Ending* ending, bool good, Interval& interval) {
     clearRows(interval);
     interval.time = ending ? ending->time : Moment{};
@@ -240,8 +240,8 @@ LogReader::Found LogReader::next(Interval& interval) {
         };
         if (ending.bytes == start - begin && sumFrom(begin)) return finish(begin, start, &ending, true, interval);
         if (ending.bytes < start - begin && sumFrom(start - ending.bytes)) {
-            // The END of the interval before was lost: what comes before this one is damaged, this one is whole. It is
-            // found again in the next call.
+            // The END of the previous interval is missing: the text before this one is damaged, this one is whole. The
+            // next call finds it again.
             const size_t own = start - ending.bytes;
             scanned = own;
             return finish(begin, own, nullptr, false, interval);

@@ -1,5 +1,4 @@
-// The log: lines that grep, awk and any reader of CSV understand. docs/log.md describes it for those who write readers
-// of their own.
+// The log: lines that grep, awk and any CSV reader understand.
 //
 //     #wyrt,2,1.2.0,db7,<boot id>,<run id>
 //     #DISK,time,secs,name,dev,reads,...
@@ -28,8 +27,8 @@ struct LogHead {
     std::string boot, run; // identities of this boot and of this run of the program
 };
 
-// Writes heads and intervals as text. A head comes first, and again when the clock went back: the times below one head
-// never fall.
+// Writes heads and intervals as text. A head comes first, and a new head when the clock was set back. So the times
+// after one head never decrease.
 class LogWriter {
     uint64_t number = 0;
 
@@ -38,16 +37,16 @@ class LogWriter {
 public:
     // Appends the head with its own END, which has the number 0.
     void head(const LogHead& head, const ViewRow& view, Moment time, std::string& out);
-    // Appends the interval as a whole. Its number is counted here, from 1.
+    // Appends a whole interval. The writer numbers the intervals from 1.
     void interval(const Interval& interval, std::string& out);
 };
 
-// How much of a log its kinds take.
+// The share of a log that each kind takes.
 struct KindUse {
     uint64_t records = 0, bytes = 0;
 };
 
-// Reads a log from its start to its end, an interval at a time; needs room for one interval.
+// Reads a log from start to end, one interval at a time. It needs memory for one interval.
 class LogReader {
 public:
     // Gives at most `size` bytes to `to`; 0: there are no more.
@@ -56,33 +55,33 @@ public:
 
     enum class Found {
         Head,     // head() and view() have changed
-        Interval, // a whole one; interval.damaged when its sum is wrong
+        Interval, // a whole one; interval.damaged is set when its checksum is wrong
         Torn,     // the log ends in the middle of an interval
         End
     };
-    // Fills `interval` where it finds one. What a damaged interval holds is filled in as far as it can be read.
+    // Fills `interval` when it finds one. A damaged interval is filled as far as it can be read.
     Found next(Interval& interval);
 
     const LogHead& head() const { return logHead; }
     const ViewRow& view() const { return logView; }
     // What the fields of its lines mean is then uncertain. True before there is a head.
     bool headDamaged() const { return badHead; }
-    // What all that was read so far takes, kinds that this program does not know included.
+    // The sizes of everything read so far, including kinds that this program does not know.
     const std::map<std::string, KindUse, std::less<>>& uses() const { return kindUses; }
     uint64_t bytesRead() const { return total; }
 
 private:
-    struct Ending { // an END line taken apart
+    struct Ending { // the fields of an END line
         Moment time;
         int64_t elapsed_us = 0;
         uint64_t number = 0, records = 0, bytes = 0;
         uint32_t sum = 0;
-        size_t upToSum = 0; // its bytes that the sum covers
+        size_t upToSum = 0; // number of its bytes that the checksum covers
     };
 
     Read read;
     std::string buffer;            // from the end of the last interval on
-    size_t begin = 0, scanned = 0; // where that is; where the line begins that is looked at next
+    size_t begin = 0, scanned = 0; // its position; the position of the line to examine next
     bool atEnd = false;
     uint64_t total = 0;
     LogHead logHead;

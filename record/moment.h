@@ -1,4 +1,4 @@
-// A point in time as the log writes it: 2026-11-21T14:05:10.000+01:00.
+// A point in time, as in the log: 2026-11-21T14:05:10.000+01:00.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ LocalTime localTime(Moment moment);
 void appendMoment(std::string& text, Moment moment);
 // "+01:00"
 void appendOffset(std::string& text, int offset_min);
-// None: not a moment in exactly this form.
+// None when the text does not have exactly this form.
 std::optional<Moment> parseMoment(std::string_view text);
 
 // Microseconds as seconds with six decimals: 2000137 is "2.000137".

@@ -7,12 +7,12 @@
 
 template <typename R> struct Rows {
     using Row = R;
-    bool sampled = false;   // the area was looked at in this interval
+    bool sampled = false;   // the area was sampled in this interval
     int64_t elapsed_us = 0; // between the area's own two reads; 0: there was only one
     std::vector<Row> rows;
-    std::optional<Row> rest; // the amounts of those that found no room
+    std::optional<Row> rest; // the sum of the rows that found no room
 
-    // The row of a kind that has one; null: the interval has none.
+    // The row of a kind that has only one; null: the interval has none.
     const Row* one() const { return rows.empty() ? nullptr : &rows.front(); }
     double seconds() const { return static_cast<double>(elapsed_us) / 1e6; }
     void clear() {

@@ -1,4 +1,4 @@
-// What wyrt itself cost, and what it could not do.
+// The cost of wyrt itself, and what it could not do.
 #pragma once
 
 #include "record/kind.h"
@@ -8,13 +8,13 @@
 
 struct SelfRow {
     std::optional<uint64_t> cpu_us;    // CPU time of all its threads
-    std::optional<uint64_t> sample_us; // of it, from the first read of a sample to its last
+    std::optional<uint64_t> sample_us; // the part of it from the first to the last read of a sample
     std::optional<uint64_t> memory;    // resident, bytes
-    uint64_t late_us = 0;              // the sample began so long after its time on the grid
-    uint64_t skipped = 0;              // samples that were due and not taken since the last one
-    uint64_t unwritten = 0;            // intervals that could not be written and became part of this one
-    uint64_t helpers_stuck = 0;        // helper processes that were given up and have not ended
-    uint64_t not_allowed = 0;          // things that rights kept it from reading
+    uint64_t late_us = 0;              // how long after its scheduled time the sample began
+    uint64_t skipped = 0;              // samples that were skipped since the last one
+    uint64_t unwritten = 0;            // intervals that could not be written, and whose time is part of this one
+    uint64_t helpers_stuck = 0;        // helper processes that were abandoned and have not ended
+    uint64_t not_allowed = 0;          // things that it was not allowed to read
 };
 inline constexpr auto SelfKind =
     kind<SelfRow>("SELF", amount("cpu", "us", &SelfRow::cpu_us), amount("sample", "us", &SelfRow::sample_us),

@@ -26,7 +26,7 @@ static void appendShortest(double number, std::string& out) {
     out.append(digits, end);
 }
 
-// At least `least` digits, zeros in front; the sign stands before them and counts as one, as in printf.
+// At least `least` digits, padded with zeros. A sign precedes them and counts as a digit, as in printf.
 static void appendPadded(int32_t number, size_t least, std::string& out) {
     const bool negative = number < 0;
     const auto bits = static_cast<uint32_t>(number);
@@ -52,7 +52,7 @@ std::optional<uint64_t> Value::whole() const {
     if (!number || std::isnan(*number)) return {};
     constexpr double Limit = 9223372036854775808.0; // 2^63
     if (*number >= Limit) return INT64_MAX;
-    return static_cast<uint64_t>(toLong(*number)); // gives the lowest number for one that is too low
+    return static_cast<uint64_t>(toLong(*number)); // a number that is too low becomes the lowest one
 }
 
 std::optional<double> Value::real() const {
