@@ -1,4 +1,4 @@
-// What the kernel knows of a file by its name.
+// The kernel's information about a file.
 #pragma once
 
 #include "base/door.h"
@@ -12,7 +12,7 @@ struct FileStatus {
     uint32_t mode = 0;             // type and rights, as in st_mode
 };
 
-// Follows a link to its end. Asks for what is known here: a remote filesystem is not asked to look again
-// (AT_STATX_DONT_SYNC). False when there is no such file, and errno tells why.
+// Follows links. Uses what this machine knows and does not ask a remote server (AT_STATX_DONT_SYNC). False when there
+// is no such file; errno has the reason.
 bool getFileStatus(const char* path, FileStatus& status);
 bool getFileStatus(const Place& at, const char* name, FileStatus& status);

@@ -1,5 +1,5 @@
-// Files and directories that are opened once and read again and again. Of the kernel's files a read from the start
-// gives what they say now.
+// Files and directories that are opened once and read many times. Each read of a kernel file from its start gives its
+// present content.
 #pragma once
 
 #include "base/door.h"
@@ -10,9 +10,9 @@
 #include <string_view>
 #include <utility>
 
-// A file that stays open. One with a path is opened by the first read, and opened again when the kernel says that what
-// was open is no more (a device or group that was removed and made again). One that was opened in a Place has no path
-// to go back to: its reads fail from then on.
+// A file that stays open. With a path, the first read opens it, and it is opened again when the kernel reports that the
+// open file no longer exists (a device or group that was removed and made again). A file opened in a Place has no path
+// to open again: its reads fail from then on.
 class HeldFile {
     std::string path;
     int fd = -1;
@@ -25,10 +25,10 @@ public:
     HeldFile& operator=(HeldFile&& other) noexcept;
     ~HeldFile() { close(); }
     bool open(const Place& at, const char* name);
-    // All of the file as it is now, `most` bytes at most. False when there is none, and errno tells why. A read that
-    // fails after its first bytes is true, and `text.error` tells why.
+    // Reads the present content, at most `most` bytes. False when the file cannot be read; errno has the reason. True
+    // when the read fails after its first bytes; `text.error` has the reason.
     bool read(Contents& text, Reading how = Reading::Whole, size_t most = SIZE_MAX);
-    // Whether the kernel has announced a change since the file was opened or this was last asked: of
+    // Whether the kernel has reported a change since the file was opened or since the last call. Works for
     // /proc/self/mountinfo, /proc/swaps, /proc/mdstat. False when the file is not open.
     bool changed();
     bool isOpen() const { return fd >= 0; }
@@ -48,7 +48,7 @@ public:
     bool isOpen() const { return fd >= 0; }
 };
 
-// The entries of one held directory after the other, in one buffer. "." and ".." are left out.
+// Reads the entries of held directories, one directory after another, with one buffer. "." and ".." are left out.
 class Listing {
     std::string buffer;
     size_t at = 0, end = 0;
@@ -59,10 +59,10 @@ public:
     struct Entry {
         const char* name; // valid until the next call
         uint64_t inode;
-        Kind kind; // Other also where the filesystem does not tell
+        Kind kind; // Other also when the filesystem does not report it
     };
-    // The next entries are those that the directory has now.
+    // Starts again with the present entries of the directory.
     bool start(const HeldDirectory& of);
-    // False at the end, and when the directory is no more.
+    // False at the end, and when the directory no longer exists.
     bool next(Entry& entry);
 };

@@ -1,5 +1,5 @@
 // Questions whose answers may never come: a filesystem whose server is gone, a driver that asks its firmware, a tool.
-// Helper processes ask them; who waits is the helper, never the program.
+// Helper processes ask them: a helper may wait, the program never does.
 #pragma once
 
 #include "base/wait.h"
@@ -12,12 +12,12 @@
 
 class Helper {
 public:
-    using Ticket = uint64_t; // a question that was asked; 0: none
+    using Ticket = uint64_t; // identifies a question; 0: none
     enum class State {
-        Queued,   // not asked yet: others come first
-        Asked,    // no answer yet, and its time is not over
-        Late,     // no answer, and its time is over: the row is "stuck since" asked_us. An answer may still come
-        Refused,  // not asked: as many questions are stuck as there may be helpers. Ask again later
+        Queued,   // not asked yet; other questions precede it
+        Asked,    // no answer yet, within its time
+        Late,     // no answer within its time: the row is "stuck since" asked_us. An answer may still come
+        Refused,  // not asked, because the highest number of helpers is stuck. Ask again later
         Answered, // take() gives the answer
         Unknown,  // no such ticket
     };
@@ -28,18 +28,18 @@ public:
     Helper& operator=(const Helper&) = delete;
     ~Helper() = default; // does not wait for anybody
 
-    // Asks later what can be asked at once; does not wait.
+    // Queues a question; does not wait.
     Ticket ask(Question question);
-    // Never waits. When Answered, the answer is handed over and the ticket is used up; so it is when Refused.
+    // Never waits. Answered: the answer is handed over and the ticket is used up. Refused: the ticket is used up, too.
     State take(Ticket ticket, Answer& answer);
-    // The answer is not wanted any more.
+    // Drops a question whose answer is not needed any more.
     void forget(Ticket ticket);
-    // Waits until there is nothing that may be answered soon (all that is left is late), or until the monotonic clock
-    // reaches `until`. What is due at the next sample needs no await: it comes during the pause.
+    // Waits until no answer can be expected soon (all questions left are late), or until the monotonic clock reaches
+    // `until`. Answers for the next sample need no await: they arrive during the pause.
     void await(int64_t until);
-    // Takes in what came and asks what waits; take() and await() do it, too.
+    // Reads answers that have arrived and asks queued questions. take() and await() do this, too.
     void pump();
-    // What to watch during a pause, for a pump() as soon as something has come.
+    // The handles to watch during a pause; call pump() when one of them is ready.
     void watch(std::vector<Watched>& watched) const;
     size_t abandoned() const; // helper processes that are stuck now
 
@@ -57,10 +57,10 @@ private:
     struct Lane {
         Worker worker;
         std::deque<Sent> sent;
-        int64_t since = 0;  // when it came to the first of them
-        bool stuck = false; // the first of them is late, and is all that is left
+        int64_t since = 0;  // when it got the first of them
+        bool stuck = false; // its only question left is late
     };
-    // A tool that runs, or was killed and is not gone yet (no ticket).
+    // A tool that runs, or (without a ticket) was killed and has not ended yet.
     struct Run {
         Tool tool;
         Ticket ticket = 0;

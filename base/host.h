@@ -1,10 +1,10 @@
-// What the kernel says of itself and of the machine.
+// The kernel's information about itself and the machine.
 #pragma once
 
 #include <string>
 
 struct Host {
-    std::string name;    // as uname has it, not resolved
+    std::string name;    // as from uname, not resolved
     std::string release; // of the kernel, 6.1.0-18-amd64
     std::string machine; // x86_64
 };

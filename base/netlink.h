@@ -11,7 +11,7 @@
 
 #include <linux/netlink.h>
 
-// A request for all there is of a type: RTM_GETLINK with an ifinfomsg, SOCK_DIAG_BY_FAMILY with an inet_diag_req_v2.
+// A request for all objects of a type: RTM_GETLINK with an ifinfomsg, SOCK_DIAG_BY_FAMILY with an inet_diag_req_v2.
 template <typename Body> std::string dumpRequest(uint16_t type, const Body& body) {
     struct {
         nlmsghdr header;
@@ -26,7 +26,7 @@ template <typename Body> std::string dumpRequest(uint16_t type, const Body& body
 
 enum class Asked {
     Whole,       // the answer is complete
-    Interrupted, // what was asked for changed meanwhile: entries may be missing or there twice
+    Interrupted, // the objects changed meanwhile: entries may be missing or appear twice
     Failed,      // errno tells why
 };
 
@@ -52,9 +52,9 @@ public:
     // without the one that ends it. More than `most` bytes fail with EMSGSIZE, no answer within a second with EAGAIN.
     Asked ask(std::string& request, Contents& answer, size_t most = size_t{64} << 20);
     // The next piece of news from the kernel: one or several messages, or one uevent (strings that end in NUL, the
-    // first ACTION@PATH). Does not wait; false: there is none. What others send is dropped.
+    // first ACTION@PATH). Does not wait; false: there is none. Messages from other senders are dropped.
     bool take(Contents& news);
-    // How often news was lost because nobody took it in time. When it has grown, read again what the news is about.
+    // How often news was lost because it was not read in time. When this has grown, read again what the news is about.
     uint64_t overruns() const { return lost; }
     int handle() const { return fd; } // to be watched by waitUntil
 };

@@ -11,8 +11,8 @@ class OutFile {
 
 public:
     enum class How {
-        New,    // made, or emptied
-        Append, // made, or written at its end
+        New,    // created or emptied
+        Append, // created, or written at its end
     };
     OutFile() = default;
     OutFile(OutFile&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
@@ -21,12 +21,12 @@ public:
         return *this;
     }
     ~OutFile() { close(); }
-    // A file of its own rights 0640 (less the umask). False when it cannot be made, and errno tells why.
+    // Opens a file with the rights 0640 (less the umask). False when that fails; errno has the reason.
     bool open(const std::string& path, How how);
     // Standard output instead.
     void openStandard();
     bool isOpen() const { return fd >= 0; }
-    // All of the text, or false, and errno tells why: a part of it may have been written.
+    // Writes all of the text. False when that fails, with the reason in errno; a part may have been written.
     bool write(std::string_view text);
     bool sync();                  // waits until the bytes are on the disk (fdatasync)
     bool truncate(uint64_t size); // cuts it back, for an interval that was written in part

@@ -1,4 +1,4 @@
-// What the program says when it cannot do what was asked: one line on standard error.
+// The message when the program cannot do what was asked: one line on standard error.
 #pragma once
 
 #include <string>
@@ -7,10 +7,10 @@
 // Exit statuses of the new form.
 inline constexpr int Done = 0, Failed = 1, WrongUsage = 2;
 
-// The text in quotes, as one line that a terminal may see: control characters are '?', what is long is cut.
+// The text in quotes, safe for a terminal: control characters become '?', and a long text is cut.
 std::string inQuotes(std::string_view text);
 
-// "wyrt: WHY": the work cannot be done. Gives Failed.
+// "wyrt: WHY": the work cannot be done. Returns Failed.
 int failed(const std::string& why);
-// "wyrt: WHY (see wyrt --help)": it was asked for in a wrong way. Gives WrongUsage.
+// "wyrt: WHY (see wyrt --help)": the command line is wrong. Returns WrongUsage.
 int refused(const std::string& why, std::string_view help = "wyrt --help");

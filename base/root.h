@@ -1,4 +1,4 @@
-// Where the machine's files are: at their own paths, or below another directory (--root DIR).
+// The place of the machine's files: their own paths, or below another directory (--root DIR).
 #pragma once
 
 #include <string>

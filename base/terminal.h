@@ -7,11 +7,11 @@
 struct TerminalSize {
     int columns = 0, rows = 0;
 };
-// Of standard output; none: it is no terminal, or does not know its size.
+// The size of standard output; none when it is no terminal or does not know its size.
 std::optional<TerminalSize> getTerminalSize();
 
 // While it lives, keys come one by one, without Enter and without an echo; signal keys (Ctrl-C) still send their
-// signals. The terminal is as before when it ends. Works only where standard input is a terminal and the program is in
+// signals. Restores the terminal at its end. Works only where standard input is a terminal and the program is in
 // the foreground.
 class Keys {
     struct Kept; // the terminal's settings before
@@ -23,10 +23,10 @@ public:
     Keys& operator=(const Keys&) = delete;
     ~Keys();
     bool work() const { return before != nullptr; }
-    // Again, after a stop (Ctrl-Z) in which the shell had the terminal.
+    // Sets the terminal again, after a stop (Ctrl-Z) in which the shell used it.
     void renew();
     // To be watched by waitUntil; -1: there are no keys.
     int handle() const;
-    // The next byte that was typed; none: none has come. At the end of the input the keys stop working.
+    // The next typed byte; none: there is none yet. At the end of the input the keys stop working.
     std::optional<char> take();
 };

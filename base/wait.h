@@ -1,4 +1,4 @@
-// Signals as facts, and the one pause of the new form.
+// Signals that are asked for instead of handled, and the only pause of the new form.
 #pragma once
 
 #include <cstdint>
@@ -6,8 +6,9 @@
 #include <span>
 #include <string_view>
 
-// While it lives, SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGWINCH and SIGCONT are facts to ask for: they do not end or
-// interrupt the program. Made before any thread, so that all threads leave these signals to it. There is one at a time.
+// While it exists, SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGWINCH and SIGCONT do not end or interrupt the program; its
+// functions tell which came. Make it before any thread, so that all threads leave these signals to it. There may be
+// only one at a time.
 class Signals {
     struct State;
     std::unique_ptr<State> state;
@@ -19,14 +20,14 @@ public:
     ~Signals();
     // Which of SIGINT, SIGTERM, SIGHUP came first; 0: none. It stays.
     int end();
-    // Whether the reader of standard output went away. It stays.
+    // Whether the reader of standard output has closed it. Stays true.
     bool pipeClosed();
     // Whether the terminal has changed its size, or the program went on after a stop, since this was last asked.
     bool takeResized();
     int handle() const;
 };
 
-// What a pause watches besides signals.
+// A handle that a pause watches besides signals.
 struct Watched {
     int handle = -1;    // -1: nothing
     bool ready = false; // has something to read

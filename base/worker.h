@@ -1,5 +1,5 @@
-// The processes that stand between the program and what may hang: a worker answers one question after the other; a tool
-// is a program that runs once. base/helper.h is what the rest of the program uses.
+// Processes that do what may hang: a worker answers one question after another; a tool is a program that runs once. The
+// rest of the program uses base/helper.h.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-// What a filesystem has; unsigned as the kernel counts.
+// The space of a filesystem, unsigned like the kernel's counts.
 struct Space {
     uint64_t block = 0;                       // bytes
     uint64_t blocks = 0, free = 0, avail = 0; // in blocks
@@ -17,9 +17,9 @@ struct Space {
 
 struct Question {
     enum class Kind {
-        Space, // words: DIR. What statvfs says of it
-        Speed, // words: INTERFACE. Its speed as its driver says
-        File,  // words: PATH. Its text, 64 KiB of it
+        Space, // words: DIR. The answer of statvfs
+        Speed, // words: INTERFACE. The speed that its driver reports
+        File,  // words: PATH. Its text, at most 64 KiB
         Tool,  // words: PROGRAM ARGUMENT... What it prints; no shell, found in /usr/sbin:/usr/bin:/sbin:/bin
     };
     Kind kind = Kind::Space;
@@ -39,8 +39,8 @@ struct Answer {
     int status = 0;    // of a tool, as the shell has it: 128 + N when signal N ended it, 127 when it was not found
 };
 
-// What came from a process.
-enum class Came { Nothing, Answer, End }; // End: the process is no more, or is of no use
+// What has arrived from a process.
+enum class Came { Nothing, Answer, End }; // End: the process has ended, or is of no use
 
 // A process that answers the questions sent to it, in their order. It has no open file besides its end of a socket, is
 // killed when it is destroyed, and is not waited for.
@@ -90,7 +90,7 @@ public:
         std::swap(answer, other.answer);
     }
     bool start(const Question& question);
-    // Does not wait. The answer comes when it has ended; End: it was killed and is gone.
+    // Does not wait. The answer comes when the tool has ended; End: it was killed and has ended.
     Came receive(Answer& to);
     void kill();
     int handle() const { return fd; } // -1: it has closed its output and goes on

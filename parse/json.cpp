@@ -28,7 +28,7 @@ static void putUtf8(std::string& out, uint32_t code) {
 }
 
 namespace {
-// The text that has not been read; each function takes its part off the front and is false when it is not there.
+// The text that is not read yet. Each function takes its part off the front; false when the part is missing.
 class Reader {
     std::string_view rest;
 
@@ -97,7 +97,7 @@ class Reader {
         return true;
     }
 
-    // What stands between the brackets, each read by `one`.
+    // Reads the items between brackets, each with `one`.
     template <typename One> bool list(std::string_view close, const One& one) {
         blanks();
         if (take(close)) return true;

@@ -9,7 +9,7 @@
 struct MountInfo {
     uint64_t id = 0, parent = 0;
     uint32_t major = 0, minor = 0; // of the filesystem; a number of its own (major 0) for btrfs, overlay, nfs ...
-    std::string root;              // what of the filesystem is mounted: "/", a directory (bind), a subvolume
+    std::string root;              // the mounted part of the filesystem: "/", a directory (bind), a subvolume
     std::string point;             // where
     std::string options, type, source, superOptions;
 };

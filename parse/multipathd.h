@@ -1,4 +1,4 @@
-// What `multipathd show maps json` says: the maps, their groups and paths.
+// The output of `multipathd show maps json`: the maps, their groups and paths.
 #pragma once
 
 #include <optional>
@@ -18,5 +18,5 @@ struct MultipathMap {
     std::vector<MultipathPath> paths;
 };
 
-// None: this is no report of maps.
+// None when the text is no report of maps.
 std::optional<std::vector<MultipathMap>> parseMultipathMaps(std::string_view json);

@@ -1,4 +1,4 @@
-// /proc/swaps: where the kernel swaps to.
+// /proc/swaps: the swap areas.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 #include <vector>
 
 struct SwapArea {
-    std::string path; // /dev/dm-1 or a file; a name that was removed ends with " (deleted)" of the kernel's
+    std::string path; // /dev/dm-1 or a file; the kernel adds " (deleted)" to a name that was removed
     bool file = false;
     uint64_t size_kib = 0, used_kib = 0;
     int priority = 0;

@@ -1,4 +1,4 @@
-// A file of /run/udev/data: what udev's rules found out about one device.
+// A file of /run/udev/data: the facts that udev's rules have found out about one device.
 #pragma once
 
 #include <string_view>
@@ -14,5 +14,5 @@ struct UdevData {
     std::string_view operator[](std::string_view name) const;
 };
 
-// The views reach into the text. Lines of other kinds and damaged ones are passed over.
+// The views reach into the text. Other and damaged lines are skipped.
 UdevData parseUdevData(std::string_view text);

@@ -8,7 +8,7 @@
 struct Uevent {
     std::string_view action, subsystem, devname, devpath;
     std::string_view dmAction, dmName, dmPath; // PATH_FAILED or PATH_REINSTATED, the map's name, "8:16"
-    std::optional<uint32_t> validPaths;        // how many paths of the map are left
+    std::optional<uint32_t> validPaths;        // number of paths of the map that are left
 };
 
 // The views reach into the message. None: not an event of the kernel (udev's own begin with "libudev").

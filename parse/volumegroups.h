@@ -1,4 +1,4 @@
-// What `vgs --reportformat json --units b` says: the volume groups with their sizes.
+// The output of `vgs --reportformat json --units b`: the volume groups with their sizes.
 #pragma once
 
 #include <cstdint>
@@ -14,5 +14,5 @@ struct VolumeGroup {
     bool partial() const { return attributes.size() > 3 && attributes[3] == 'p'; }
 };
 
-// None: this is no report of groups.
+// None when the text is no report of groups.
 std::optional<std::vector<VolumeGroup>> parseVolumeGroups(std::string_view json);

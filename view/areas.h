@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-// What the tables are asked to show besides the areas: of the command line, or of a log's head.
+// The options of the tables, from the command line or from a log's head.
 struct View {
     const LogHead& head;
     const ViewRow& asked;
@@ -19,14 +19,14 @@ struct View {
 struct Area {
     std::string_view word;    // "disk"
     std::string_view help;    // one line
-    std::string_view sources; // the kernel files that it is read from, for `wyrt check`
+    std::string_view sources; // the kernel files that the area is read from, for `wyrt check`
     bool byDefault;           // of `live` without areas
     void (*show)(const Interval& interval, const View& view, Page& page);
 };
 
 // In the order in which they are shown.
 std::span<const Area> areas();
-// Null: there is none of that word.
+// Null when there is no area of that word.
 const Area* findArea(std::string_view word);
 
 // The first line of every interval: host, time, number, elapsed time, size of the machine, own cost.

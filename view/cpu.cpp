@@ -14,7 +14,7 @@ static std::optional<double> sum(const CpuTimes& times, std::initializer_list<Ti
     return known ? std::optional(all) : std::nullopt;
 }
 
-// All the time that the kernel booked; guest time is in user and nice already.
+// All CPU time that the kernel has counted. User and nice already include guest time.
 static double allTime(const CpuTimes& times) {
     return sum(times, {&CpuTimes::user_us, &CpuTimes::nice_us, &CpuTimes::system_us, &CpuTimes::idle_us,
                        &CpuTimes::iowait_us, &CpuTimes::irq_us, &CpuTimes::softirq_us, &CpuTimes::steal_us})

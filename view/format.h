@@ -1,4 +1,4 @@
-// Numbers as the tables of the new form show them. What has no value is "-".
+// Formats numbers for the tables of the new form. A missing value is "-".
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 inline constexpr std::string_view NoValue = "-";
 
-// With so many decimals.
+// With this number of decimals.
 std::string fixedText(double value, int decimals);
 // A count or a rate: "0", "0.4", "12", "2894", "41.2K", "3.1M". Steps of 1000.
 std::string countText(double value);
@@ -19,7 +19,7 @@ std::string bitsText(double bits);
 // A span of time in its largest unit: "42s", "57m", "31h", "12d".
 std::string spanText(double seconds);
 
-// The same for what may have no value.
+// The same for values that may be missing.
 template <typename T, typename Show> std::string orNone(const std::optional<T>& value, const Show& show) {
     return value ? show(static_cast<double>(*value)) : std::string(NoValue);
 }
@@ -27,7 +27,7 @@ template <typename T, typename Show> std::string orNone(const std::optional<T>& 
 // A share of a whole in percent, one decimal; "-" without a whole.
 std::string percentText(std::optional<double> part, double whole);
 
-// A text from the machine as a terminal may see it: control characters and what is not UTF-8 are written \xHH.
+// Makes a text from the machine safe for a terminal: control characters and bytes that are not UTF-8 become \xHH.
 std::string safeText(std::string_view text);
 // How many columns of a terminal a text takes, as far as that can be told without the terminal: characters, combining
 // ones not counted, wide ones twice.

@@ -30,7 +30,7 @@ void Page::piece(std::string_view text, size_t& used, Tone tone) {
 }
 
 void Page::newline() {
-    // Blanks at the end of a line say nothing.
+    // Blanks at the end of a line are not printed.
     while (out.ends_with(' ')) out.pop_back();
     out += '\n';
 }
@@ -43,7 +43,7 @@ void Page::line(std::string_view text, Tone tone) {
 
 // --- Tables
 
-// Which columns fit: whole ones go by rank, of equal rank the last first.
+// The columns that fit. Whole columns are left out by rank; among those of equal rank the last one first.
 static std::vector<bool> fitting(std::span<const Column> columns, const std::vector<size_t>& widths, size_t room) {
     std::vector<bool> shown(columns.size(), true);
     size_t needed = 0;

@@ -16,13 +16,13 @@ struct Column {
     bool left = false; // texts stand left, numbers right
 };
 
-// What colour a cell has; how it looks is the page's affair.
+// The meaning of a cell's colour; the page chooses the colour.
 enum class Tone : unsigned char {
     Plain,
     Title,  // of an area, and of its columns
     Bad,    // above a limit
     Notice, // near it
-    Dim     // of no weight
+    Dim     // unimportant
 };
 
 // Lines of text, cut to the width of a terminal where there is one.

@@ -1,4 +1,4 @@
-// The own cost.
+// The cost of wyrt itself.
 #pragma once
 
 #include "view/areas.h"

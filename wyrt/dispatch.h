@@ -5,9 +5,10 @@
 
 using Program = int (*)(int argc, char** argv);
 
-// The whole program: its exit status. What is no command goes to `classic` with all its arguments.
+// Runs the whole program and returns its exit status. When the first argument is no command, `classic` gets all
+// arguments.
 int wyrtMain(int argc, char** argv, Program classic);
 
-// The command that the word nearly is: one letter more, fewer or other, or two neighbours exchanged. Empty: it is one
-// of them, like none, or an option.
+// The command that the word was probably meant to be: one letter added, left out or replaced, or two neighbours
+// exchanged. Empty when the word is a command, is like no command, or is an option.
 std::string_view nearlyCommand(std::string_view word);

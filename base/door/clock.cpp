@@ -32,7 +32,7 @@ std::optional<uint64_t> getCpuClock(int pid) {
     return nanoseconds(spent);
 }
 
-// Where /proc/self leads; 0: nowhere.
+// The pid that /proc/self leads to; 0: none.
 static int pidOfProc() {
     char target[16] = {};
     if (readlink("/proc/self", target, sizeof target - 1) <= 0) return 0;

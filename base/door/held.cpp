@@ -11,7 +11,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-// O_NONBLOCK: a FIFO or a device planted under a name that is read cannot hold the run.
+// O_NONBLOCK: a FIFO or a device in the place of a file cannot block the run.
 static constexpr int FileFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 static constexpr int DirectoryFlags = O_RDONLY | O_CLOEXEC | O_DIRECTORY;
 
@@ -50,7 +50,8 @@ static void readAll(int fd, Contents& text, Reading how, size_t most) {
     }
 }
 
-// What was open is no more: a group or device (ENODEV), a process (ESRCH), a file of a remote filesystem (ESTALE).
+// The errors of an open file that no longer exists: a group or device (ENODEV), a process (ESRCH), a remote file
+// (ESTALE).
 static bool isGone(int error) { return error == ENODEV || error == ESRCH || error == ESTALE || error == ENXIO; }
 
 bool HeldFile::read(Contents& text, Reading how, size_t most) {
@@ -103,7 +104,7 @@ void HeldDirectory::close() {
 }
 
 bool Listing::start(const HeldDirectory& of) {
-    constexpr size_t Room = 32768; // what the C library's readdir takes
+    constexpr size_t Room = 32768; // the same as for readdir of the C library
     buffer.resize(Room);
     at = end = 0;
     fd = of.handle();

@@ -44,7 +44,7 @@ bool Netlink::open(int wanted, uint32_t groups, int bytes) {
 }
 
 namespace {
-enum class Received { Piece, Other, Nothing }; // Other: not from the kernel, or too long to be taken
+enum class Received { Piece, Other, Nothing }; // Other: not from the kernel, or too long
 }
 
 // Adds one datagram to the text.
@@ -74,15 +74,15 @@ struct Piece {
 };
 } // namespace
 
-// The messages of the piece that begins at `start`. Cuts off the one that ends the answer and what does not belong to
-// it.
+// Walks over the messages of the piece that begins at `start`. Cuts off the last message of the answer and messages
+// that do not belong to it.
 static Piece walk(Contents& text, size_t start, uint32_t sequence) {
     Piece piece;
     int left = static_cast<int>(text.size - start);
     const auto* message = reinterpret_cast<const nlmsghdr*>(text.data.get() + start);
     for (; mnl_nlmsg_ok(message, left); message = mnl_nlmsg_next(message, &left)) {
         const auto at = static_cast<size_t>(reinterpret_cast<const char*>(message) - text.data.get());
-        if (message->nlmsg_seq != sequence) return text.size = at, piece; // of an answer that was given up
+        if (message->nlmsg_seq != sequence) return text.size = at, piece; // part of an abandoned answer
         if (message->nlmsg_flags & NLM_F_DUMP_INTR) piece.interrupted = true;
         if (message->nlmsg_type == NLMSG_DONE || message->nlmsg_type == NLMSG_ERROR) {
             int32_t status = 0; // of both the first word: 0, or the errno as a negative number
@@ -103,7 +103,7 @@ Asked Netlink::ask(std::string& request, Contents& answer, size_t most) {
     answer.error = 0;
     if (fd < 0 && !open(protocol)) return Asked::Failed;
     const auto fail = [&](int error) {
-        open(protocol); // pieces of this answer that are still to come must not meet the next question
+        open(protocol); // later pieces of this answer must not be taken for the next answer
         errno = error;
         return Asked::Failed;
     };
@@ -140,6 +140,6 @@ bool Netlink::take(Contents& news) {
         if (received == Received::Piece) return true;
         if (received == Received::Other) continue;
         if (errno != ENOBUFS) return false;
-        lost++; // the socket says so once and goes on with what comes next
+        lost++; // the socket reports the loss once and goes on with later news
     }
 }

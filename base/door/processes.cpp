@@ -28,5 +28,5 @@ bool hasEnded(int pid, int& status) {
     pid_t ended;
     do ended = waitpid(pid, &status, WNOHANG);
     while (ended < 0 && errno == EINTR);
-    return ended != 0; // also when somebody else has taken its end in
+    return ended != 0; // also when somebody else has waited for it
 }

@@ -18,7 +18,7 @@
 static int askSpace(const char* dir, Space& space) {
     struct statfs fs;
     if (statfs(dir, &fs) != 0) return errno;
-    space.block = static_cast<uint64_t>(fs.f_frsize ? fs.f_frsize : fs.f_bsize); // f_frsize is what the counts are in
+    space.block = static_cast<uint64_t>(fs.f_frsize ? fs.f_frsize : fs.f_bsize); // the unit of the counts is f_frsize
     space.blocks = fs.f_blocks;
     space.free = fs.f_bfree;
     space.avail = fs.f_bavail;

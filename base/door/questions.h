@@ -1,4 +1,4 @@
-// What a worker does with a question. It runs in a forked process: no memory from the heap, no locks.
+// Answers a question in a worker. This runs in a forked process, so it uses no heap memory and no locks.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 constexpr size_t MostOfQuestion = 4096, MostOfFile = 65536;
 
-// A question and an answer as they go through the socket: as many bytes as the text needs.
+// A question and an answer, as sent through the socket; their length depends on the text.
 struct QuestionMessage {
     uint64_t number = 0;
     Question::Kind kind = Question::Kind::Space;

@@ -1,11 +1,11 @@
-// Room for what is read next, in a Contents.
+// Makes room in a Contents for the next read.
 #pragma once
 
 #include "base/door.h"
 
 #include <algorithm>
 
-// At least `least` bytes free; what is there stays.
+// Makes at least `least` bytes free and keeps the text.
 inline void makeRoom(Contents& text, size_t least) {
     if (text.capacity - text.size >= least) return;
     constexpr size_t First = 16384;

@@ -46,6 +46,6 @@ std::optional<char> Keys::take() {
     if (poll(&input, 1, 0) != 1) return {};
     char key = 0;
     if (read(STDIN_FILENO, &key, 1) == 1) return key;
-    before.reset(); // the terminal is gone: nothing to set back
+    before.reset(); // the terminal is gone, so there is nothing to restore
     return {};
 }

@@ -10,7 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// --- In the tool's process, before it is the tool
+// --- In the tool's process, before it runs the tool
 
 [[noreturn]] static void beTool(char* const* words, int output, unsigned seconds) {
     const int nothing = open("/dev/null", O_RDWR);
@@ -23,7 +23,7 @@
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    alarm(seconds); // for when nobody is there any more to kill it
+    alarm(seconds); // in case this program ends and cannot kill it
     char path[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin", locale[] = "LC_ALL=C";
     char* environment[] = {path, locale, nullptr};
     if (words[0][0] == '/') execve(words[0], words, environment);
@@ -74,7 +74,7 @@ void Tool::kill() {
     fd = -1;
     killed = true;
     if (pid <= 0) return;
-    ::kill(-pid, SIGKILL); // and what it has started; fails where it is not its own leader yet
+    ::kill(-pid, SIGKILL); // also kills its children; fails while it is not a group leader yet
     ::kill(pid, SIGKILL);
 }
 

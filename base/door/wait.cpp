@@ -20,7 +20,7 @@ struct Signals::State {
     int end = 0;
     bool pipeClosed = false, resized = false;
 
-    void look(); // takes in what has come
+    void look(); // reads the signals that have come
 };
 
 static constexpr int Taken[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGWINCH, SIGCONT};
@@ -33,7 +33,7 @@ Signals::Signals() : state(std::make_unique<State>()) {
     state->fd = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
-// What came and was not asked for must not end the program now.
+// Pending signals that were not handled must not end the program now.
 Signals::~Signals() {
     state->look();
     if (state->fd >= 0) close(state->fd);
@@ -69,7 +69,7 @@ int Signals::handle() const { return state->fd; }
 
 // --- Waiting
 
-// Polls until something is ready or the deadline has come. False: the deadline.
+// Polls until something is ready or until the deadline. False: the deadline has come.
 static bool pollUntil(int64_t deadline, std::span<pollfd> files) {
     for (;;) {
         const int64_t left = std::max<int64_t>(0, deadline - getMonotonic());
@@ -111,7 +111,7 @@ bool waitReady(int64_t deadline, std::span<Watched> watched) {
 
 // --- Standard output
 
-// Whether standard output takes something. An end that was asked for leaves it half a second.
+// Waits until standard output accepts data. After a signal to end it waits only half a second.
 static bool waitForRoom(Signals& signals) {
     constexpr int Patience = 500; // milliseconds
     for (;;) {
@@ -128,7 +128,7 @@ static bool waitForRoom(Signals& signals) {
 }
 
 bool putUntilSignal(Signals& signals, std::string_view text) {
-    constexpr size_t Piece = 4096; // a pipe that has room takes as much without a wait
+    constexpr size_t Piece = 4096; // a pipe that is ready accepts this much without blocking
     while (!text.empty()) {
         if (!waitForRoom(signals)) return false;
         const ssize_t n = write(STDOUT_FILENO, text.data(), std::min(text.size(), Piece));

@@ -32,8 +32,8 @@ static void serve(int fd) {
     }
 }
 
-// A session of its own: the terminal's signals are the program's affair. No standard streams: whoever reads the
-// program's output sees its end even when a worker hangs.
+// The worker gets a session of its own, so that signals of the terminal reach only the program. It keeps no standard
+// streams, so that a reader of the program's output sees its end even when a worker hangs.
 [[noreturn]] static void beWorker(int fd, pid_t parent) {
     constexpr int Place = 3;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
