@@ -18,7 +18,7 @@ std::string getDiskstats(int disks, int pass);
 // Directives for the output of ifconfig: an address for each interface.
 std::string getInterfaceAddresses(int count);
 
-// The reports of the volume tools. The disks are physical volumes, half of them behind multipath devices.
+// The reports of the volume tools. The disks are physical volumes, half of them on multipath devices.
 struct TSize {
     int disks, paths, groups, volumes, segments, mounts;
 };

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-// What a counter grew by. None: one of the samples lacks it, or it fell, which is a reset.
+// The growth of a counter. None when a sample does not have it, or when it fell, which is a reset.
 inline std::optional<uint64_t> grown(const std::optional<uint64_t>& before, const std::optional<uint64_t>& now) {
     if (!before || !now || *now < *before) return {};
     return *now - *before;

@@ -1,11 +1,11 @@
 // wyrt-log FILE COMMAND [ARGUMENT...]: runs the command with its standard output going to the end of FILE.
 //
-// wyrt writes to its standard output and never reopens it, so somebody else has to notice that the log was renamed.
-// This does, between two intervals: it goes on in a new FILE as soon as the name stands for another file or for none.
-// A rotation is a mere rename then, which loses nothing and cuts no interval.
+// wyrt writes to its standard output and never reopens it, so it cannot notice that the log was renamed. This program
+// checks the name after each interval. When the name leads to another file or to none, it goes on in a new FILE. So a
+// rotation only renames the log, loses nothing and cuts no interval.
 //
-// The command takes this process's place: its signals and its status are its own. The writing is done by a child that
-// ends when the command's last byte is in the file, whoever is told to stop first.
+// This process becomes the command, which gets the signals and returns the status. A child writes the log. It ends when
+// the last byte of the command is in the file, in whatever order the two are stopped.
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -19,14 +19,14 @@
 static void complain(const char* what) { fprintf(stderr, "wyrt-log: %s: %s\n", what, strerror(errno)); }
 
 namespace {
-// The log, which at every moment is whole intervals and the one being written.
+// The log. It always consists of whole intervals and the one that is being written.
 class TLog {
     const char* path;
     int fd = -1;
     struct stat held = {};       // the file when its last interval ended
     bool dropping = false;       // the present interval does not fit
     bool stuck = false;          // the file was renamed and no new one can be opened
-    unsigned long long lost = 0; // intervals dropped one after the other
+    unsigned long long lost = 0; // consecutive intervals dropped
     void finishLine();
     void drop();
 
@@ -49,7 +49,7 @@ bool TLog::open() {
     return true;
 }
 
-// A machine that went down may have left half a line; what follows must not join it.
+// After a crash of the machine the log may end in half a line. Ends this line, so that the next one does not join it.
 void TLog::finishLine() {
     char last = '\n';
     if (fstat(fd, &held) == 0 && S_ISREG(held.st_mode) && held.st_size > 0 &&
@@ -65,7 +65,7 @@ void TLog::write(std::string_view text) {
     }
 }
 
-// An interval that does not fit goes as a whole, so that readers never meet half of one; the next may fit again.
+// Drops the whole interval when it does not fit, so that readers never find half of one. The next one may fit again.
 void TLog::drop() {
     dropping = true;
     if (lost++ == 0) complain(path);
@@ -80,7 +80,7 @@ void TLog::endInterval() {
     fstat(fd, &held);
     const bool renamed = stat(path, &named) != 0 || named.st_ino != held.st_ino || named.st_dev != held.st_dev;
     const bool failed = renamed && !open();
-    if (failed && !stuck) complain(path); // what comes goes to the renamed file until a new one can be had
+    if (failed && !stuck) complain(path); // goes on in the renamed file until a new one can be made
     stuck = failed;
 }
 
@@ -89,7 +89,7 @@ void TLog::tellLost() {
     lost = 0;
 }
 
-// How much of these lines belongs to the first interval that ends among them; 0: none ends here.
+// The size of these lines up to the first end of an interval; 0: no interval ends here.
 static size_t getIntervalSize(std::string_view lines) {
     constexpr std::string_view End = "^END_OF_INTERVAL$\n";
     for (size_t at = 0; (at = lines.find(End, at)) != lines.npos; at++)
@@ -106,9 +106,9 @@ static void save(TLog& log, std::string_view lines) {
     log.write(lines);
 }
 
-// Everything up to the end of the input, whatever is sent to the process group meanwhile.
+// Saves the input up to its end and ignores signals to the process group meanwhile.
 static int saveAll(TLog& log, int input) {
-    static char buffer[65536]; // what a pipe holds; the longest line is a tenth of that
+    static char buffer[65536]; // the size of a pipe; the longest line has a tenth of this
     size_t size = 0;
     for (int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
     for (ssize_t n; (n = read(input, buffer + size, sizeof buffer - size)) != 0;) {

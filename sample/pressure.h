@@ -1,4 +1,4 @@
-// Pressure: how long tasks could not go on for want of CPU, memory or I/O.
+// Pressure: how long tasks had to wait for CPU, memory or I/O.
 #pragma once
 
 #include "base/held.h"
@@ -14,7 +14,7 @@ inline constexpr std::array<std::string_view, 4> PressureNames = {"cpu", "memory
 
 struct PressureSample {
     int64_t at_us = 0;                                                   // monotonic
-    std::array<std::optional<Pressure>, PressureNames.size()> resources; // none: this kernel does not tell
+    std::array<std::optional<Pressure>, PressureNames.size()> resources; // none: not in this kernel
 };
 
 class PressureSampler {

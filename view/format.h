@@ -29,8 +29,8 @@ std::string percentText(std::optional<double> part, double whole);
 
 // Makes a text from the machine safe for a terminal: control characters and bytes that are not UTF-8 become \xHH.
 std::string safeText(std::string_view text);
-// How many columns of a terminal a text takes, as far as that can be told without the terminal: characters, combining
-// ones not counted, wide ones twice.
+// How many columns of a terminal a text takes, as far as that is known without asking the terminal: characters,
+// combining ones not counted, wide ones twice.
 size_t textWidth(std::string_view text);
 // The start of a text, at most so many columns wide.
 std::string_view cutToWidth(std::string_view text, size_t width);

@@ -13,7 +13,7 @@ struct Column {
     std::string_view title;
     size_t width = 0; // at the least, so that columns stay where they are from interval to interval
     int rank = 0;
-    bool left = false; // texts stand left, numbers right
+    bool left = false; // texts are left-aligned, numbers right-aligned
 };
 
 // The meaning of a cell's colour; the page chooses the colour.
