@@ -5,5 +5,5 @@
 #include "record/rows.h"
 #include "sample/memory.h"
 
-// `before` null: there is no sample before; levels only.
+// `before` null: there is no previous sample; levels only.
 void memoryRows(const MemorySample* before, const MemorySample& now, Rows<MemoryRow>& rows);

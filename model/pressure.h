@@ -5,5 +5,5 @@
 #include "record/rows.h"
 #include "sample/pressure.h"
 
-// `before` null: there is no sample before, and no row.
+// `before` null: there is no previous sample, and no row.
 void pressureRows(const PressureSample* before, const PressureSample& now, Rows<PressureRow>& rows);

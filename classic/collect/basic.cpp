@@ -66,7 +66,7 @@ template <typename Row> static double getTotal(const Row& row) {
 }
 
 // The shares of CPU time between two samples; false (and nothing set) when the counters did not move or there is no
-// sample before.
+// previous sample.
 template <typename Row> static bool getShares(const Row& now, const Row& before, double seconds, Row& result) {
     const double all = getTotal(now) - getTotal(before);
     if (!(all > 0 && before.usr + before.sys + before.idle > 0 && seconds > 0)) return false;
@@ -100,7 +100,7 @@ static void getStat(Contents& text, int icur, int ipre, double seconds, TBasicSl
     if (!readFile("/proc/stat", text, Reading::Single)) return sayError("Failed to open /proc/stat", errno);
     Lines lines(text.view(), LineLimit);
     for (std::string_view line; lines.next(line);) getStatLine(line, now, slots.cpu[icur]);
-    // Quirk: figures that cannot be computed stay those of the interval before. Seen by
+    // Quirk: figures that cannot be computed stay those of the previous interval. Seen by
     // tests/worlds/basic-counters-still, basic-stat-missing.
     if (getShares(now, before, seconds, result)) {
         result.running = now.running, result.blocked = now.blocked;

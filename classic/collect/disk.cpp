@@ -52,7 +52,7 @@ static void sayNoMemory(const char* what) {
 
 // The rows of this sample; false when there is no memory for them.
 // Quirk: labels belong to a position in the slot. They stay until the map is built again or until they are copied from
-// the sample before, so disks that change places show each other's labels. Seen by tests/worlds/disk-swapped.
+// the previous sample, so disks that change places show each other's labels. Seen by tests/worlds/disk-swapped.
 static bool getDisks(std::vector<TDisk>& disks) {
     static Contents text;
     size_t index = 0;

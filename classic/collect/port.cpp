@@ -71,7 +71,7 @@ public:
 struct TPass {
     TPortTable& table;
     TProcTable* processes; // null: none to search
-    size_t known;          // rows of the pass before
+    size_t known;          // rows of the previous pass
     size_t count = 0;      // rows of this one so far
 };
 } // namespace
@@ -113,7 +113,7 @@ template <typename Pool> static TRange moved(const Pool& from, TRange range, Poo
     return result;
 }
 
-// The owners found in the pass before are kept while the kernel lists the same socket at the same position and all of
+// The owners found in the previous pass are kept while the kernel lists the same socket at the same position and all of
 // them still hold it: that saves the search.
 // Quirk: owners are positions in the process table, and their text is kept. When a process is gone and others that hold
 // the socket moved up into its place, the text still names the process that is gone. Seen by tests/worlds/port-reuse.

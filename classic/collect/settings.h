@@ -9,7 +9,7 @@ extern int FDMonitoring;     // 1: the open descriptors of processes are read
 extern int netdebug;         // 1: messages say which sockets kept their owners
 extern int proc_io_file;     // 1: /proc/PID/io can be read
 
-extern double timediff;     // seconds between the start of the pass before and the start of this one
+extern double timediff;     // seconds between the start of the previous pass and the start of this one
 extern double time4mapping; // seconds that building and printing the volume map took; 0 again after a ratio pause
 extern double time4ip;      // seconds that interface addresses took: always 0
 

@@ -7,8 +7,8 @@
 #include <new>
 #include <vector>
 
-// Samples 0 and 1 change places every pass: icur is filled, ipre holds the sample of the pass before. `result` has the
-// rates per second, changes or ranking computed from both. Capacity is kept from pass to pass, so a steady machine
+// Samples 0 and 1 change places every pass: icur is filled, ipre holds the sample of the previous pass. `result` has
+// the rates per second, changes or ranking computed from both. Capacity is kept from pass to pass, so a steady machine
 // allocates nothing.
 template <typename T, typename R = T> struct Slots {
     std::vector<T> sample[2];

@@ -91,7 +91,7 @@ static bool getSample(int icur, TNetstatSlots& snmp) {
 // --- Changes
 
 // False when there is no memory.
-// Quirk: the first counter whose name differs from the sample before ends the list. Seen by
+// Quirk: the first counter whose name differs from the previous sample ends the list. Seen by
 // tests/worlds/tcpext-names-change.
 static bool getChanges(const std::vector<TNetstat>& now, const std::vector<TNetstat>& before, double seconds,
                        std::vector<TNetstat>& changes) {
@@ -110,8 +110,8 @@ void gettcpext(int CallIndex, int icur, int ipre, double seconds, TNetstatSlots&
     if (!getSample(icur, snmp)) return;
     for (size_t group = 0; group < snmp.size(); group++) {
         const auto &now = snmp[group].sample[icur], &before = snmp[group].sample[ipre];
-        // Quirk: a group whose number of counters changed keeps the changes of the interval before, which are reported
-        // once more. Seen by tests/worlds/tcpext-groups-change.
+        // Quirk: a group whose number of counters changed keeps the changes of the previous interval, which are
+        // reported once more. Seen by tests/worlds/tcpext-groups-change.
         if (now.size() != before.size() || !(seconds > 0)) continue;
         if (!getChanges(now, before, seconds, snmp[group].result)) {
             say("Failed to get memory for retsnmp index %d [ERR(%d):%s]\n", static_cast<int>(group), errno,

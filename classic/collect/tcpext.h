@@ -10,7 +10,7 @@
 struct TNetstat {
     Text<32> name;
     double curvalue = 0; // since boot
-    double prevalue = 0; // the same in the sample before; results only
+    double prevalue = 0; // the same in the previous sample; results only
     double delta = 0;    // change per second; results only
 };
 

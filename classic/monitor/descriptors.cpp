@@ -21,7 +21,7 @@ struct TFileRow {
 };
 } // namespace
 
-// Whether the k-th descriptor is a file to show, compared with the k-th of the sample before.
+// Whether the k-th descriptor is a file to show, compared with the k-th of the previous sample.
 // Quirk: descriptors are paired by their position in the list, not by their number. The paths must be equal, so most
 // wrong pairs are not shown. Seen by tests/worlds/fd-positions-shift.
 static bool isMoved(const TTop& top, const TProcView& view, size_t k) {

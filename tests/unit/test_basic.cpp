@@ -355,7 +355,7 @@ TEST(BasicFailures, ResultsStay) {
     EXPECT_EQ(p.slots.cpu[2].size(), 1U);
     EXPECT_EQ(r.memtotal, 6);
     EXPECT_EQ(r.pgfree, 10);
-    p.next(2); // the sample before is empty: nothing to compare with
+    p.next(2); // the previous sample is empty: nothing to compare with
     EXPECT_EQ(r.usr, 50);
     EXPECT_EQ(p.slots.cpu[2].size(), 0U);
     EXPECT_EQ(r.memtotal, 0);
