@@ -5,7 +5,7 @@
 #include <concepts>
 #include <string_view>
 
-// The whole text is the number. False, and `value` as it was, when it is not.
+// Reads a text that is a number as a whole. Otherwise false, and `value` is unchanged.
 template <std::integral T> bool toNumber(std::string_view text, T& value, int base = 10) {
     T read{};
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), read, base);
@@ -14,7 +14,7 @@ template <std::integral T> bool toNumber(std::string_view text, T& value, int ba
     return true;
 }
 
-// The number after blanks and tabs at the start of the text, which is taken off it. False when there is none.
+// Takes a number, and the blanks and tabs before it, off the start of the text. False when there is none.
 template <std::integral T> bool takeNumber(std::string_view& text, T& value) {
     const auto start = text.find_first_not_of(" \t");
     if (start == text.npos) return false;
@@ -26,7 +26,7 @@ template <std::integral T> bool takeNumber(std::string_view& text, T& value) {
     return true;
 }
 
-// The next line, without its newline; taken off the text. False when the text is used up.
+// Takes the next line off the text and drops its newline. False when the text is used up.
 inline bool takeLine(std::string_view& text, std::string_view& line) {
     if (text.empty()) return false;
     const auto newline = text.find('\n');
@@ -35,7 +35,7 @@ inline bool takeLine(std::string_view& text, std::string_view& line) {
     return true;
 }
 
-// The next word, which ends at a blank or tab; taken off the text. Empty when there is none.
+// Takes the next word, which ends at a blank or tab, off the text. Empty when there is none.
 inline std::string_view takeWord(std::string_view& text) {
     const auto start = text.find_first_not_of(" \t");
     if (start == text.npos) return text = {};

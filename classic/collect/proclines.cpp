@@ -103,8 +103,8 @@ void getIO(std::string_view fileText, TCounters& counters) {
 // --- cmdline
 
 TRange getCommandLine(std::string_view fileText, std::string& texts) {
-    // Quirk: read like a line, so that a newline inside an argument ends it (and stays). Seen by
-    // tests/worlds/proc-command-lines.
+    // Quirk: only the first line is read, so a newline inside an argument ends the command line, and stays at its end.
+    // Seen by tests/worlds/proc-command-lines.
     auto line = fileText.substr(0, CommandLineLimit - 1);
     if (auto end = line.find('\n'); end != line.npos) line = line.substr(0, end + 1);
     const auto first = texts.size();

@@ -1,4 +1,4 @@
-// The files below /proc/PID taken apart; nothing here touches a file.
+// Parses the texts of the files below /proc/PID. It opens no file.
 #pragma once
 
 #include "base/door.h"
@@ -20,8 +20,8 @@ constexpr size_t DestinationLimit = 4096; // link target of a descriptor
 
 // The fields of a stat file's line:
 // "2071 (cron) S 1 2071 2071 0 -1 1077936192 1043 22805 1 27 3 4 38 12 20 0 1 0 1234 9113600 684 ..."
-// Quirk: cut at every blank, also at those inside the command name, so that the fields of a name with blanks are
-// shifted. Seen by tests/worlds/proc-name-blanks.
+// Quirk: the line is split at every blank, also at those inside the command name, which shift the later fields. Seen by
+// tests/worlds/proc-name-blanks.
 class TStatLine {
     static constexpr size_t Most = 60;
     std::string_view fields[Most];

@@ -11,7 +11,7 @@
 
 static bool isDigits(std::string_view text) { return text.find_first_not_of("0123456789") == text.npos; }
 
-// The whole text as a number from_chars knows; nothing when a part is left or it does not fit.
+// The whole text as a number, read with from_chars; nothing when a part is left or the number does not fit.
 template <typename Number, typename... Base>
 static std::optional<Number> numberOf(std::string_view text, Base... base) {
     Number number{};

@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-// Stands for the classic form: gives the number of its arguments, and more when one is not as it was.
+// Replaces the classic form: returns the number of its arguments, and a larger number when one has changed.
 static int countArguments(int argc, char** argv) {
     for (int i = 0; i < argc; i++)
         if (!argv[i]) std::abort();
