@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-// Replaces the classic form: returns the number of its arguments, and a larger number when one has changed.
+// Replaces the classic form: returns 100 + the number of its arguments, -1 when their list does not end in null.
 static int countArguments(int argc, char** argv) {
     for (int i = 0; i < argc; i++)
         if (!argv[i]) std::abort();
