@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 
 std::string& pendingOutput() {
     static std::string text;
@@ -37,26 +36,6 @@ void say(const char* format, ...) {
 }
 
 void sayText(std::string_view text) { pendingOutput() += text; }
-
-void sayError(std::string_view text, int error) {
-    std::string line(text);
-    line.append(": ").append(strerror(error)).append("\n");
-    putErr(line);
-}
-
-void sayMessage(const char* format, ...) {
-    char line[1024];
-    va_list args;
-    va_start(args, format);
-    vsnprintf(line, sizeof line, format, args);
-    va_end(args);
-    pendingOutput().append(line).append("\n");
-}
-
-void sayOpenFailed(std::string_view path, int error) {
-    sayMessage("[ERROR] Failed to open %.*s [ENO(%d):%s]", static_cast<int>(path.size()), path.data(), error,
-               strerror(error));
-}
 
 void flushOutput() {
     auto& text = pendingOutput();

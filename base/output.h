@@ -11,12 +11,6 @@
 void sayText(std::string_view text);
 // What has been printed and not written yet, for those who append piece by piece.
 std::string& pendingOutput();
-// perror: "text: reason of `error`" to standard error, at once.
-void sayError(std::string_view text, int error);
-// "[ERROR] Failed to open PATH [ENO(n):reason]": a file that should exist cannot be opened.
-void sayOpenFailed(std::string_view path, int error);
-// printf for a message of at most 1023 bytes, followed by a newline.
-[[gnu::format(printf, 1, 2)]] void sayMessage(const char* format, ...);
 void flushOutput();
 
 // Makes a text safe for a terminal, because others choose process names and paths: control characters other than the

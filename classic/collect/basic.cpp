@@ -3,6 +3,7 @@
 #include "base/door.h"
 #include "base/output.h"
 #include "base/words.h"
+#include "classic/collect/messages.h"
 #include "classic/collect/slots.h"
 #include "parse/core.h"
 #include "parse/keys.h"

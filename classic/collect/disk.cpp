@@ -3,9 +3,7 @@
 #include "base/door.h"
 #include "base/output.h"
 #include "base/words.h"
-
-#include <cerrno>
-#include <cstring>
+#include "classic/collect/messages.h"
 
 static constexpr size_t LineLimit = 1024;
 static constexpr double SectorBytes = 512; // the kernel's unit, whatever the sector size of the device
@@ -43,11 +41,6 @@ bool getDiskLine(std::string_view line, TDisk& disk) {
     disk.time = full ? counter(13) : 0;
     disk.avgq = full ? counter(14) : 0;
     return true;
-}
-
-// The message that there is no memory for rows, with errno.
-static void sayNoMemory(const char* what) {
-    say("Failed to get memory for %s [ENO(%d):%s]\n", what, errno, strerror(errno));
 }
 
 // The rows of this sample; false when there is no memory for them.

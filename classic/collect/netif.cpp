@@ -3,12 +3,11 @@
 #include "base/door.h"
 #include "base/output.h"
 #include "base/words.h"
+#include "classic/collect/messages.h"
 #include "classic/collect/settings.h"
 #include "parse/netdev.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <iterator>
 
 // --- /proc/net/dev
@@ -133,7 +132,7 @@ static bool getSample(int CallingIndex, int icur, int ipre, TNetifSlots& netif) 
         TNetif row;
         if (!getNetifLine(line, row)) continue;
         if (!makeRoom(rows, rows.size() + 1)) {
-            say("Failed to get memory for netif [ENO(%d):%s]\n", errno, strerror(errno));
+            sayNoMemory("netif");
             rows.clear();
             return false;
         }
@@ -162,7 +161,7 @@ static void getRate(const TNetif& now, const TNetif& before, double seconds, TNe
 static bool getRates(const std::vector<TNetif>& now, const std::vector<TNetif>& before, double seconds,
                      std::vector<TNetif>& rates) {
     if (!makeRoom(rates, now.size() + 1)) {
-        say("Failed to get memory for topnet [ENO(%d):%s]\n", errno, strerror(errno));
+        sayNoMemory("topnet");
         return false;
     }
     rates.resize(now.size() + 1);

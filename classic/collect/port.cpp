@@ -3,13 +3,13 @@
 #include "base/door.h"
 #include "base/output.h"
 #include "base/words.h"
+#include "classic/collect/messages.h"
 #include "classic/collect/settings.h"
 
 #include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <iterator>
 #include <new>
 
@@ -269,7 +269,8 @@ int getportinfo(int CallingIndex, TPortTable& table, TProcTable* processes, int 
         return getportrows(tcpText, udpText, table, processes, reflen);
     } catch (const std::bad_alloc&) {
         table = {};
-        say("Failed to get memory for port info [ENO(%d):%s]\n", ENOMEM, strerror(ENOMEM));
+        errno = ENOMEM;
+        sayNoMemory("port info");
         return 0;
     }
 }

@@ -2,8 +2,8 @@
 
 #include "base/door.h"
 #include "base/order.h"
-#include "base/output.h"
 #include "base/words.h"
+#include "classic/collect/messages.h"
 #include "classic/collect/proclines.h"
 #include "classic/collect/settings.h"
 #include "classic/collect/slots.h"

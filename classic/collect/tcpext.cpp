@@ -3,10 +3,9 @@
 #include "base/door.h"
 #include "base/output.h"
 #include "base/words.h"
+#include "classic/collect/messages.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 static constexpr size_t LineLimit = 4096;
 static constexpr size_t MostTokens = 200; // TcpExt, the longest group, has grown from 68 to 130 over the years
@@ -114,9 +113,7 @@ void gettcpext(int CallIndex, int icur, int ipre, double seconds, TNetstatSlots&
         // reported once more. Seen by tests/worlds/tcpext-groups-change.
         if (now.size() != before.size() || !(seconds > 0)) continue;
         if (!getChanges(now, before, seconds, snmp[group].result)) {
-            say("Failed to get memory for retsnmp index %d [ERR(%d):%s]\n", static_cast<int>(group), errno,
-                strerror(errno));
-            return;
+            return sayNoMemory(Text<32>().addf("retsnmp index %d", static_cast<int>(group)), "ERR");
         }
     }
 }

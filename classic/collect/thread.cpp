@@ -1,5 +1,5 @@
 #include "base/door.h"
-#include "base/output.h"
+#include "classic/collect/messages.h"
 #include "classic/collect/proc.h"
 #include "classic/collect/proclines.h"
 #include "classic/collect/settings.h"

@@ -5,6 +5,7 @@
 
 #include "base/output.h"
 #include "base/words.h"
+#include "classic/collect/messages.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -3,6 +3,7 @@
 #include "base/order.h"
 #include "base/output.h"
 #include "base/words.h"
+#include "classic/collect/messages.h"
 #include "classic/collect/settings.h"
 #include "classic/collect/slots.h"
 #include "classic/monitor/options.h"

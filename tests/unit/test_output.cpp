@@ -2,8 +2,6 @@
 
 #include "tests/unit/made.h"
 
-#include <cerrno>
-
 #include <gtest/gtest.h>
 
 TEST(Output, SaysAsPrintf) {
@@ -19,22 +17,6 @@ TEST(Output, SaysLongLines) {
         const std::string text(size, 'x');
         EXPECT_EQ(printed([&] { say("<%s>", text.c_str()), say("%s", text.c_str()); }), "<" + text + ">" + text);
     }
-}
-
-TEST(Output, MessagesHaveAFixedRoom) {
-    EXPECT_EQ(printed([] { sayMessage("%s %d", "failed", 3); }), "failed 3\n");
-    for (size_t size : {1022U, 1023U, 1024U, 5000U}) {
-        const std::string text(size, 'x');
-        EXPECT_EQ(printed([&] { sayMessage("%s", text.c_str()); }), text.substr(0, 1023) + "\n");
-    }
-    EXPECT_EQ(printed([] { sayOpenFailed("/proc/7/io", EACCES); }),
-              "[ERROR] Failed to open /proc/7/io [ENO(13):Permission denied]\n");
-}
-
-TEST(Output, ErrorsGoToTheOtherStream) {
-    EXPECT_EQ(printed([] { sayError("Failed to open /proc/stat", ENOENT); }, STDERR_FILENO),
-              "Failed to open /proc/stat: No such file or directory\n");
-    EXPECT_EQ(printed([] { sayError("Failed to open /proc/stat", ENOENT); }), "");
 }
 
 TEST(Output, NothingLeavesBeforeTheFlush) {
