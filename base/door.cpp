@@ -1,35 +1,36 @@
 #include "base/door.h"
 
-#include "base/output.h"
-
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <pwd.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-// O_NONBLOCK: if somebody puts a FIFO or a device in the place of a file, the open cannot block the run. Other files
-// are not affected.
+// O_NONBLOCK: a FIFO or a device that somebody put in a file's place cannot block the run. Other files are read the
+// same with it.
 static constexpr int OpenFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
-bool Place::open(const char* path) {
+bool HeldPlace::open(const char* path) {
     close();
     fd = ::open(path, O_PATH | O_DIRECTORY | O_CLOEXEC);
     return fd >= 0;
 }
 
-bool Place::open(const Place& at, const char* name) {
+bool HeldPlace::open(const Place& at, const char* name) {
     close();
     fd = openat(at.handle(), name, O_PATH | O_DIRECTORY | O_CLOEXEC);
     return fd >= 0;
 }
 
-void Place::close() {
+void HeldPlace::close() {
     if (fd >= 0) ::close(fd);
     fd = -1;
 }
@@ -61,7 +62,7 @@ bool Directory::next(Entry& entry) {
 }
 
 void Directory::close() {
-    if (dir) closedir(static_cast<DIR*>(dir)); // and its handle
+    if (dir) closedir(static_cast<DIR*>(dir)); // closes its descriptor, too
     hold(nullptr);
 }
 
@@ -91,7 +92,7 @@ static void readAll(int fd, Contents& text, Reading how, size_t most) {
 }
 
 namespace {
-// Closes the file even when there is no memory for its text.
+// Closes the file also when there is no memory for its text.
 struct Opened {
     int fd;
     ~Opened() { close(fd); }
@@ -154,18 +155,60 @@ SpaceAnswer getSpace(const char* dir, TSpace& space) {
     return SpaceAnswer::Ok;
 }
 
-bool runCommand(const char* command, Contents& text) {
-    flushOutput();
-    const std::unique_ptr<FILE, Closer<pclose>> pipe(popen(command, "r"));
-    if (!pipe) return false;
-    text.size = 0;
-    text.error = 0;
-    do {
-        if (text.size == text.capacity) grow(text);
-        text.size += fread(text.data.get() + text.size, 1, text.capacity - text.size, pipe.get());
-    } while (text.size == text.capacity);
-    return true;
+// --- Commands
+
+// popen's work. popen itself would let the command inherit an ignored SIGPIPE, which services are usually started with.
+static int spawnShell(std::string& command, int output, int& process) {
+    char shell[] = "sh", option[] = "-c";
+    char* arguments[] = {shell, option, command.data(), nullptr};
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setsigdefault(&attributes, &signals);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    int error = posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    if (error == 0) error = posix_spawn(&process, "/bin/sh", &actions, &attributes, arguments, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    return error;
 }
+
+bool ShellCommand::start(const char* command) {
+    close();
+    std::string text = command;
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return false;
+    const int error = spawnShell(text, ends[1], process);
+    ::close(ends[1]);
+    output = ends[0];
+    if (error == 0) return true;
+    process = -1;
+    close();
+    errno = error;
+    return false;
+}
+
+bool ShellCommand::read(Contents& text) {
+    if (text.size == text.capacity) grow(text);
+    ssize_t n = -1;
+    do n = ::read(output, text.data.get() + text.size, text.capacity - text.size);
+    while (n < 0 && errno == EINTR);
+    if (n > 0) text.size += static_cast<size_t>(n);
+    return n > 0;
+}
+
+void ShellCommand::close() {
+    if (output >= 0) ::close(output);
+    if (process > 0)
+        while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) continue;
+    output = process = -1;
+}
+
+// --- Accounts, constants
 
 bool getUserName(uint32_t uid, std::string& name) {
     const passwd* account = getpwuid(uid);
@@ -185,14 +228,11 @@ TStamp getClock() {
     return {now.tv_sec, static_cast<int>(now.tv_nsec / 1000000)};
 }
 
-void pauseFor(unsigned microseconds) {
-    flushOutput();
-    usleep(microseconds);
-}
+void pauseFor(unsigned microseconds) { usleep(microseconds); }
 
 bool isTerminal() { return isatty(STDOUT_FILENO) == 1; }
 
-// Writes all of the text. What a full disk or a closed descriptor refuses is lost, and the run goes on.
+// Writes all of the text. The part that a full disk or a closed descriptor refuses is lost, and the run goes on.
 static void put(int fd, std::string_view text) {
     while (!text.empty()) {
         const ssize_t n = write(fd, text.data(), text.size());

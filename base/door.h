@@ -1,6 +1,6 @@
-// The door: the only way to files, directories, mounts, commands, accounts, the clock, the pause and the two output
-// streams. base/door.cpp is the real door; the tests link a made-up machine in its place. When a function returns
-// false, errno has the reason.
+// The only door to the machine: files, directories, mounts, commands, accounts, the clock, the pause and the two output
+// streams. base/door.cpp is the real one; the tests link a made-up machine in its place. When a function returns false,
+// errno has the reason.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@ template <auto Close> struct Closer {
 
 // --- Files
 
-// A file's text in a buffer that is reused from file to file.
+// The text of a file or a command, in a buffer that is used again for the next one.
 struct Contents {
     std::unique_ptr<char[]> data;
     size_t capacity = 0;
@@ -28,37 +28,40 @@ struct Contents {
     std::string_view view() const { return {data.get(), size}; }
 };
 
-// How a file is read.
+// When the reading of a file ends.
 enum class Reading {
-    Whole,  // until a read returns nothing: for files that the kernel returns page by page
-    Single, // until a read does not fill the buffer: for files that the kernel returns in one piece
+    Whole,  // when a read gives nothing: for files that the kernel hands out page by page
+    Single, // when a read does not fill the buffer: for files that the kernel makes in one piece
 };
 
-// An open directory, from which relative names start.
+// Where relative names start: a directory that one of the two classes below holds open. Only they open and close it.
 class Place {
 protected:
     int fd = -1;
+    Place() = default;
+    ~Place() = default;
 
 public:
-    Place() = default;
     Place(const Place&) = delete;
     Place& operator=(const Place&) = delete;
-    ~Place() { close(); }
-    bool open(const char* path);
-    bool open(const Place& at, const char* name);
-    void close();
     int handle() const { return fd; }
 };
 
-// A directory whose entries can be read, in the file system's order, "." and ".." included. It is a place, too.
+// A place whose entries are not read.
+class HeldPlace : public Place {
+public:
+    ~HeldPlace() { close(); }
+    bool open(const char* path);
+    bool open(const Place& at, const char* name);
+    void close();
+};
+
+// A place whose entries can be read, in the file system's order, "." and ".." included.
 class Directory : public Place {
     void* dir = nullptr;
-    bool hold(void* opened); // takes over an open directory; null: opening failed
+    bool hold(void* opened); // keeps what was opened; null: nothing was
 
 public:
-    Directory() = default;
-    Directory(const Directory&) = delete;
-    Directory& operator=(const Directory&) = delete;
     ~Directory() { close(); }
     struct Entry {
         const char* name; // valid until the next call
@@ -95,21 +98,38 @@ public:
     const mntent* next();
 };
 
-// The answer of fstatfs for a directory, unsigned like the kernel's counts.
+// The answer of fstatfs for a directory; unsigned, as the kernel counts.
 struct TSpace {
     long bsize = 0;                             // block size, bytes
     uint64_t blocks = 0, bfree = 0, bavail = 0; // in blocks
     uint64_t files = 0, ffree = 0;              // inodes
 };
 enum class SpaceAnswer { Ok, StatFailed, OpenFailed, StatfsFailed };
-// Asks the filesystem mounted at the directory: stat, open read-only, fstatfs. These calls block as long as the
-// filesystem does not answer (a network filesystem whose server is gone).
+// Asks the filesystem mounted at the directory: stat, open read-only, fstatfs. These calls do not return before the
+// filesystem answers, which a network filesystem may never do when its server is gone.
 SpaceAnswer getSpace(const char* dir, TSpace& space);
 
-// --- Commands, accounts, constants
+// --- Commands
 
-// Runs a command in a shell and collects its standard output. Flushes pending output first.
-bool runCommand(const char* command, Contents& text);
+// A command that runs in a shell, and its standard output, read as it comes.
+class ShellCommand {
+    int output = -1, process = -1;
+
+public:
+    ShellCommand() = default;
+    ShellCommand(const ShellCommand&) = delete;
+    ShellCommand& operator=(const ShellCommand&) = delete;
+    ~ShellCommand() { close(); }
+    bool start(const char* command);
+    // Adds the next bytes of the output to the text. False when the output has ended.
+    bool read(Contents& text);
+    // Closes the pipe and waits until the command has ended. SIGPIPE ends a command that goes on printing: the command
+    // starts with that signal's default action, even when this program was started with SIGPIPE ignored.
+    void close();
+};
+
+// --- Accounts, constants
+
 // The account name of a user id.
 bool getUserName(uint32_t uid, std::string& name);
 bool getHostName(char* name, size_t size);
@@ -124,7 +144,7 @@ struct TStamp {
     double value() const { return static_cast<double>(seconds) + millis / 1000.0; }
 };
 TStamp getClock();
-// Flushes pending output and sleeps.
+// Sleeps.
 void pauseFor(unsigned microseconds);
 
 // --- Output streams, used by base/output.h

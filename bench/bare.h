@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/door.h"
+#include "classic/collect/flushed.h"
 
 #include <string>
 #include <string_view>

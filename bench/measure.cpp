@@ -116,7 +116,6 @@ void pauseInside(unsigned microseconds) asm("__real__Z8pauseForj");
 void pauseMetered(unsigned microseconds) asm("__wrap__Z8pauseForj");
 
 void pauseMetered(unsigned microseconds) {
-    flushOutput(); // belongs to the sample
     if (answer >= 0) {
         meter.lap();
         if (meter.enough()) tell(meter.cost());

@@ -4,6 +4,7 @@
 #include "base/door.h"
 #include "base/output.h"
 #include "bench/measure.h"
+#include "classic/collect/flushed.h"
 #include "classic/collect/info.h"
 #include "classic/collect/settings.h"
 #include "classic/collect/volumes.h"

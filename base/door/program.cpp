@@ -9,7 +9,7 @@
 
 std::string ownPath() {
     char path[PATH_MAX];
-    const auto length = readLink(Place(), "/proc/self/exe", path, sizeof path);
+    const auto length = readLink(HeldPlace(), "/proc/self/exe", path, sizeof path);
     return {path, length > 0 ? static_cast<size_t>(length) : 0};
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/door.h"
 #include "base/words.h"
+#include "classic/collect/flushed.h"
 
 #include <cerrno>
 
@@ -13,11 +14,12 @@ static constexpr size_t NumberLimit = 1024; // longest line that a number is rea
 // Quirk: the last character is dropped even when it is no newline, as of a line that fills the limit. Seen by
 // tests/worlds/environment-long-lines.
 static std::string_view getpopen(const char* command, size_t limit) {
-    static Contents text;
+    static Text<NumberLimit> kept;
+    CommandLines lines(command, limit);
     std::string_view line;
-    if (!runCommand(command, text)) return {};
-    Lines(text.view(), limit).next(line);
-    return dropLast(line);
+    lines.next(line);
+    kept = dropLast(line);
+    return kept;
 }
 
 static int getCommandInt(const char* command, size_t limit = NumberLimit) { return toInt(getpopen(command, limit)); }
@@ -43,9 +45,7 @@ static void getDistribution(TSystemInfo& info) {
         if (info.lx_description.size() < 8) info.lx_description = NoDistribution;
         return;
     }
-    Contents text;
-    if (!runCommand("lsb_release -idrc |cut -d':' -f2-", text)) return;
-    Lines lines(text.view(), 64);
+    CommandLines lines("lsb_release -idrc |cut -d':' -f2-", 64);
     std::string_view line;
     for (auto field : {&info.lx_distributor, &info.lx_description, &info.lx_release, &info.lx_code})
         if (lines.next(line)) *field = skipWhite(dropLast(line));

@@ -1,6 +1,7 @@
 // Builds the volume map and labels the disks with it.
 #include "base/door.h"
 #include "classic/collect/disk.h"
+#include "classic/collect/flushed.h"
 #include "classic/collect/volumes.h"
 
 #include <unordered_map>

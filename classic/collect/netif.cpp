@@ -3,6 +3,7 @@
 #include "base/door.h"
 #include "base/output.h"
 #include "base/words.h"
+#include "classic/collect/flushed.h"
 #include "classic/collect/messages.h"
 #include "classic/collect/settings.h"
 #include "parse/netdev.h"
@@ -39,6 +40,8 @@ bool getNetifLine(std::string_view line, TNetif& netif) {
 }
 
 // --- Addresses
+
+static constexpr size_t AddressLimit = 512; // of a line of ifconfig
 
 static bool isPlain(char c) {
     constexpr std::string_view Marks = ".:_-@";
@@ -94,16 +97,19 @@ static void getAddressLine(std::string_view line, TAddresses& addresses) {
     if (found) addresses.ipcount++;
 }
 
-void getAddresses(std::string_view output, TAddresses& addresses) {
-    constexpr size_t Limit = 512;
-    Lines lines(output, Limit);
+template <typename Source> static void getAddressLines(Source& lines, TAddresses& addresses) {
     for (std::string_view line; addresses.ipcount < MostAddresses && lines.next(line);)
         if (!line.empty()) getAddressLine(dropLast(line), addresses);
 }
 
+void getAddresses(std::string_view output, TAddresses& addresses) {
+    Lines lines(output, AddressLimit);
+    getAddressLines(lines, addresses);
+}
+
 static void askAddresses(TNetif& netif) {
-    static Contents output;
-    if (runCommand(getAddressCommand(netif.name).c_str(), output)) getAddresses(output.view(), netif);
+    CommandLines lines(getAddressCommand(netif.name).c_str(), AddressLimit);
+    getAddressLines(lines, netif);
     // Quirk: the ratio pause leaves out the time that ifconfig took, but that time is always 0. Seen by
     // tests/worlds/netif-slow-ifconfig.
     time4ip = 0;

@@ -110,7 +110,7 @@ static void readDescriptor(TScan& scan, const Directory& fds, const Place& info,
 // The links are read from the open directory fd, the rest from the open directory fdinfo. With such short names the
 // kernel need not look up the process and its directory again for each descriptor.
 static void readDescriptors(TScan& scan, TProcTable& table, TProcTotals& totals, TProc& p) {
-    Place info;
+    HeldPlace info;
     info.open(scan.proc, scan.name("fdinfo"));
     Directory fds;
     if (!fds.open(scan.proc, scan.name("fd/"))) {

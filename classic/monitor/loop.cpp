@@ -3,6 +3,7 @@
 #include "base/door.h"
 #include "base/output.h"
 #include "base/words.h"
+#include "classic/collect/flushed.h"
 #include "classic/collect/info.h"
 #include "classic/monitor/options.h"
 #include "classic/monitor/probes.h"
@@ -148,14 +149,14 @@ unsigned getRatioPause(double elapsed, int percent) {
 }
 
 static void rest(const TRun& run, const TPass& pass) {
-    if (run.RatioInterval <= 0) return pauseFor(static_cast<unsigned>(run.interval));
+    if (run.RatioInterval <= 0) return pauseFlushed(static_cast<unsigned>(run.interval));
     // Quirk: the time that a volume map took before the loop is subtracted from the first pass, although that pass did
     // not build it. Seen by tests/worlds/ratio-map-at-start.
     TRatio ratio{run.RatioInterval, getClock().value() - pass.rtime[pass.icur] - time4mapping - time4ip, 0};
     ratio.pause = getRatioPause(ratio.elapsed, ratio.percent);
     time4ip = time4mapping = 0;
     if (shooting) dispRecord(PauseRecord, ratio);
-    pauseFor(ratio.pause);
+    pauseFlushed(ratio.pause);
 }
 
 static void loop(const TRun& run) {

@@ -2,6 +2,7 @@
 #include "base/door.h"
 
 #include "base/output.h"
+#include "classic/collect/flushed.h"
 #include "tests/unit/child.h"
 #include "tests/unit/nomemory.h"
 
@@ -16,6 +17,7 @@
 #include <thread>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -25,6 +27,10 @@
 #include <gtest/gtest.h>
 
 namespace fs = std::filesystem;
+
+// Whoever is given a place cannot close it.
+template <typename P> static constexpr bool Closable = requires(P& place) { place.close(); };
+static_assert(Closable<HeldPlace> && Closable<Directory> && !Closable<Place>);
 
 namespace {
 class System : public testing::Test {
@@ -152,14 +158,14 @@ TEST_F(System, KernelFiles) {
 TEST_F(System, NamesBelowAPlace) {
     fs::create_directory(path("dir"));
     made("dir/file", "inside");
-    Place top, dir;
+    HeldPlace top, dir;
     ASSERT_TRUE(top.open(folder.c_str()));
     ASSERT_TRUE(dir.open(top, "dir"));
     ASSERT_TRUE(readFile(dir, "file", text));
     EXPECT_EQ(text.view(), "inside");
     EXPECT_FALSE(readFile(top, "file", text));
     EXPECT_EQ(errno, ENOENT);
-    Place none;
+    HeldPlace none;
     EXPECT_FALSE(none.open(top, "missing"));
     EXPECT_FALSE(none.open((path("dir") + "/file").c_str())); // not a directory
     EXPECT_EQ(errno, ENOTDIR);
@@ -170,7 +176,7 @@ TEST_F(System, NamesBelowAPlace) {
 TEST_F(System, ListsADirectory) {
     std::set<std::string> expected{".", ".."};
     for (int i = 0; i < 500; i++) expected.insert("entry" + std::to_string(i)), made("entry" + std::to_string(i), "");
-    Place place;
+    HeldPlace place;
     ASSERT_TRUE(place.open(folder.c_str()));
     for (bool relative : {false, true}) {
         Directory directory;
@@ -201,7 +207,7 @@ TEST_F(System, NothingStaysOpen) {
     const auto name = made("file", "x");
     const auto before = handles();
     for (int i = 0; i < 50; i++) {
-        Place place, again;
+        HeldPlace place, again;
         Directory directory;
         Contents contents;
         MountTable table;
@@ -218,7 +224,7 @@ TEST_F(System, NothingStaysOpen) {
 }
 
 TEST_F(System, Links) {
-    Place place;
+    HeldPlace place;
     ASSERT_TRUE(place.open(folder.c_str()));
     const std::string target(300, 't');
     ASSERT_EQ(symlink(target.c_str(), path("link").c_str()), 0);
@@ -300,8 +306,32 @@ TEST_F(System, CommandsAreRunInAShell) {
     EXPECT_EQ(text.view().find_first_not_of('x'), std::string_view::npos);
 }
 
+// The output is read as it comes, and the end of the command is awaited.
+TEST_F(System, CommandsAreReadAsTheyPrint) {
+    using Clock = std::chrono::steady_clock;
+    ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
+    const int fifo = open(path("fifo").c_str(), O_RDWR | O_CLOEXEC);
+    ShellCommand command;
+    ASSERT_TRUE(command.start(("echo first; read go <" + path("fifo") + "; echo second").c_str()));
+    text.size = 0;
+    ASSERT_TRUE(command.read(text));
+    EXPECT_EQ(text.view(), "first\n");
+    ASSERT_EQ(write(fifo, "go\n", 3), 3);
+    ASSERT_TRUE(command.read(text));
+    EXPECT_EQ(text.view(), "first\nsecond\n");
+    EXPECT_FALSE(command.read(text));
+    EXPECT_EQ(text.view(), "first\nsecond\n");
+    close(fifo);
+    const auto again = Clock::now();
+    ASSERT_TRUE(command.start("exec >&-; sleep 0.2"));
+    EXPECT_FALSE(command.read(text));
+    command.close();
+    EXPECT_GE(Clock::now() - again, std::chrono::milliseconds(200));
+    EXPECT_EQ(wait(nullptr), -1); // no zombie is left
+}
+
 TEST_F(System, CommandsInheritNothing) {
-    Place place;
+    HeldPlace place;
     ASSERT_TRUE(place.open(folder.c_str()));
     ASSERT_TRUE(runCommand("ls -l /proc/self/fd/ 2>&1", text));
     EXPECT_EQ(text.view().find("wyrt-door"), std::string_view::npos);
@@ -362,6 +392,42 @@ static std::string readAll(int fd) {
     char buffer[4096];
     for (ssize_t n; (n = read(fd, buffer, sizeof buffer)) > 0;) text.append(buffer, static_cast<size_t>(n));
     return text;
+}
+
+// In KiB.
+static long peakMemory() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+// SIGPIPE ends a command that never stops printing, also when this program runs with the signal ignored.
+TEST_F(System, CommandsThatNeverStopPrinting) {
+    for (const char* tool : {"yes", "while :; do echo y; done", "while :; do echo y; done | cat", "cat /dev/zero"})
+        for (auto disposition : {SIG_DFL, SIG_IGN})
+            EXPECT_EQ(inChild([&] {
+                          signal(SIGPIPE, disposition);
+                          constexpr size_t Limit = 100;
+                          const long before = peakMemory();
+                          CommandLines lines(tool, Limit);
+                          std::string_view line;
+                          if (!lines.next(line)) endChild(1);
+                          if (line != (*tool == 'c' ? "" : "y\n")) endChild(2); // a NUL ends a line's text
+                          if (peakMemory() > before + 4096) endChild(3);
+                      }),
+                      0)
+                << tool;
+}
+
+// Where the whole output is wanted, there is a bound.
+TEST_F(System, TheWholeOutputIsBounded) {
+    EXPECT_EQ(inChild([] {
+                  Contents report;
+                  if (!runCommand("yes", report)) endChild(1);
+                  if (report.size != MostOutput) endChild(2);
+                  if (peakMemory() > 200000) endChild(3);
+              }),
+              0);
 }
 
 TEST_F(System, AFullDiskIsPassedOver) {
@@ -433,7 +499,7 @@ TEST_F(System, FlushedBeforeCommandsAndPauses) {
                   Contents output;
                   runCommand(("echo second >> " + name).c_str(), output);
                   sayText("third\n");
-                  pauseFor(1);
+                  pauseFlushed(1);
                   if (fs::file_size(name) != 19) endChild(1);
                   sayText("never flushed\n");
                   endChild(0);

@@ -229,7 +229,7 @@ tools_say() { # COMMAND: the shell command that each tool runs
 usual=$PATH
 head -c 300000 /dev/urandom >tools/random
 head -c 10000000 /dev/zero | tr '\0' 'x' >tools/huge
-for kind in 'say nothing' 'fail' 'are binary' 'are huge' 'are slow' 'are not there' 'are killed' 'close their output'; do
+for kind in 'say nothing' 'fail' 'are binary' 'are huge' 'are slow' 'are not there' 'are killed' 'close their output' 'never stop printing'; do
     case $kind in
         'say nothing') tools_say '' ;;
         fail) tools_say 'echo "  VG Name x"; exit 5' ;;
@@ -239,8 +239,13 @@ for kind in 'say nothing' 'fail' 'are binary' 'are huge' 'are slow' 'are not the
         'are not there') rm -f tools/* ;;
         'are killed') tools_say 'echo half; kill -9 $$' ;;
         'close their output') tools_say 'exec >&-; sleep 0.1' ;;
+        'never stop printing')
+            tools_say 'exec yes "inet 10.9.8.7 system.hardware.serial system.hardware.product"'
+            for tool in vgdisplay lvdisplay pvdisplay multipath; do printf '#!/bin/sh\nexec cat /dev/zero\n' >"tools/$tool"; done
+            ;;
     esac
     form=-H
     [[ $kind == are* ]] && form=-Z
     PATH=$sandbox/tools:$usual ended "tools that $kind" $form -v -d 4 -n 4 -c 1 -i 100
 done
+verdict 'what is wanted of them is shown' "$(shows 'the address' ' 10.9.8.7 ')$(shows 'the model' 'Model        : inet 10.9.8.7 system')"

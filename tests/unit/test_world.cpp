@@ -19,7 +19,7 @@ TEST(World, LinksOnTheWayAreFollowed) {
     EXPECT_EQ(textAt("/dev/block/0/size"), "8\n");
     EXPECT_EQ(textAt("/sys/block/sda/none"), strerror(ENOENT));
     EXPECT_EQ(textAt("/loop/a/size"), strerror(ENOENT));
-    Place sda;
+    HeldPlace sda;
     ASSERT_TRUE(sda.open("/sys/block/sda"));
     Contents text;
     EXPECT_TRUE(readFile(sda, "size", text));

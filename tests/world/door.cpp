@@ -1,7 +1,6 @@
 // The door of the made-up machine: implements base/door.h.
 #include "base/door.h"
 
-#include "base/output.h"
 #include "tests/world/world.h"
 
 #include <algorithm>
@@ -10,17 +9,36 @@
 
 #include <unistd.h>
 
-// The opened paths. A place's handle is an index here.
-static std::vector<std::string>& places() {
-    static std::vector<std::string> paths;
-    return paths;
+// Texts by handle: the paths of open places, the output of commands that is still to be read.
+namespace {
+class Handles {
+    std::vector<std::unique_ptr<std::string>> texts;
+
+public:
+    int add(std::string text) {
+        const auto unused = std::find(texts.begin(), texts.end(), nullptr);
+        const auto at = texts.insert(unused == texts.end() ? unused : texts.erase(unused), nullptr);
+        *at = std::make_unique<std::string>(std::move(text));
+        return static_cast<int>(at - texts.begin());
+    }
+    std::string& operator[](int handle) { return *texts[static_cast<size_t>(handle)]; }
+    // Gives the handle back; it is none afterwards.
+    void release(int& handle) {
+        if (handle >= 0) texts[static_cast<size_t>(handle)].reset();
+        handle = -1;
+    }
+};
+} // namespace
+
+static Handles& handles() {
+    static Handles opened;
+    return opened;
 }
 
 static World& world() { return *World::current; }
 
 static std::string below(const Place& at, const char* name) {
-    return name[0] == '/' ? World::normal(name)
-                          : World::normal(places()[static_cast<size_t>(at.handle())] + "/" + name);
+    return name[0] == '/' ? World::normal(name) : World::normal(handles()[at.handle()] + "/" + name);
 }
 
 static bool failed(int error) {
@@ -38,26 +56,20 @@ static int openPlace(const std::string& name) {
     const auto path = world().resolved(name, true);
     const auto* node = world().find(path);
     if (!node || node->kind != TNode::Dir) return errno = node ? ENOTDIR : ENOENT, -1;
-    for (size_t i = 0; i < places().size(); i++)
-        if (places()[i].empty()) return places()[i] = path, static_cast<int>(i);
-    places().push_back(path);
-    return static_cast<int>(places().size()) - 1;
+    return handles().add(path);
 }
 
-bool Place::open(const char* path) {
+bool HeldPlace::open(const char* path) {
     close();
     return (fd = openPlace(World::normal(path))) >= 0;
 }
 
-bool Place::open(const Place& at, const char* name) {
+bool HeldPlace::open(const Place& at, const char* name) {
     close();
     return (fd = openPlace(below(at, name))) >= 0;
 }
 
-void Place::close() {
-    if (fd >= 0) places()[static_cast<size_t>(fd)].clear();
-    fd = -1;
-}
+void HeldPlace::close() { handles().release(fd); }
 
 namespace {
 struct TListing {
@@ -108,7 +120,7 @@ bool Directory::next(Entry& entry) {
 void Directory::close() {
     delete static_cast<TListing*>(dir);
     hold(nullptr);
-    Place::close();
+    handles().release(fd);
 }
 
 static void setContents(Contents& text, std::string_view from) {
@@ -194,13 +206,42 @@ SpaceAnswer getSpace(const char* dir, TSpace& space) {
     return SpaceAnswer::Ok;
 }
 
-bool runCommand(const char* command, Contents& text) {
-    flushOutput();
-    std::string output;
-    if (!world().run(command, output)) return false;
-    setContents(text, output);
+// A command's output comes in pieces, the first of them small, as a pipe may give it.
+static constexpr size_t SmallPiece = 100, LargePiece = 65536, Beginning = 1000;
+static constexpr int Endless = 1; // the process number of a command that never stops printing
+
+static void append(Contents& text, std::string_view piece) {
+    if (text.capacity < text.size + piece.size()) {
+        text.capacity = std::max(2 * text.capacity, text.size + piece.size());
+        std::unique_ptr<char[]> larger(new char[text.capacity]);
+        std::copy_n(text.data.get(), text.size, larger.get());
+        text.data = std::move(larger);
+    }
+    std::copy(piece.begin(), piece.end(), text.data.get() + text.size);
+    text.size += piece.size();
+}
+
+bool ShellCommand::start(const char* command) {
+    close();
+    std::string text;
+    if (!world().run(command, text)) return false;
+    const bool endless = world().endless(command);
+    while (endless && text.size() < LargePiece) text += text;
+    output = handles().add(text);
+    process = endless ? Endless : -1;
     return true;
 }
+
+bool ShellCommand::read(Contents& text) {
+    auto& left = handles()[output];
+    const auto piece = left.substr(0, text.size < Beginning ? SmallPiece : LargePiece);
+    left.erase(0, piece.size());
+    if (process == Endless) left += piece;
+    append(text, piece);
+    return !piece.empty();
+}
+
+void ShellCommand::close() { handles().release(output); }
 
 bool getUserName(uint32_t uid, std::string& name) {
     const auto* user = world().user(uid);
@@ -222,10 +263,7 @@ TStamp getClock() {
     return {static_cast<time_t>(now / 1000), static_cast<int>(now % 1000)};
 }
 
-void pauseFor(unsigned microseconds) {
-    flushOutput();
-    world().pause(microseconds);
-}
+void pauseFor(unsigned microseconds) { world().pause(microseconds); }
 
 bool isTerminal() { return world().terminal; }
 

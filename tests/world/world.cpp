@@ -210,6 +210,7 @@ void World::apply(const std::vector<std::string>& directive) {
         spaces[at] = facts;
     } else if (name == "command" || name == "commandcopy") commands[directive[1]] = directive[2];
     else if (name == "nopipe") noPipes.insert(rest);
+    else if (name == "endless") endlessCommands.insert(rest);
     else if (name == "slow") {
         const int ms = std::stoi(cutWord(rest));
         slows[path()] = ms;
@@ -257,6 +258,7 @@ void World::open(const std::string& path) {
 
 bool World::run(const std::string& command, std::string& text) {
     log += "run " + command + "\n";
+    if (watch) watch(command);
     if (noPipes.count(command)) return false;
     if (const auto found = slowCommands.find(command); found != slowCommands.end()) now += found->second * 1000;
     const auto found = commands.find(command);

@@ -37,7 +37,7 @@ class World {
     std::map<std::string, int64_t> slows, slowCommands;       // milliseconds
     std::map<std::string, TSpaceFacts> spaces;
     std::map<std::string, std::string> commands;
-    std::set<std::string> noPipes;
+    std::set<std::string> noPipes, endlessCommands;
     std::map<uint32_t, std::string> users;
     size_t reached = 0; // the current step
     int64_t now = 0;    // microseconds since the epoch
@@ -52,7 +52,8 @@ public:
     std::string program = "wyrt", hostName = "host", zone = "UTC0", log;
     int hostError = 0, pageSize = 4096, clockTicks = 100;
     bool terminal = false;
-    std::function<void(const std::string&)> watch; // called with each path before it is opened
+    std::function<void(const std::string&)>
+        watch; // called with each path before it is opened and each command before it runs
 
     // Throws std::runtime_error with the file and line of what it cannot read.
     explicit World(const std::string& folder);
@@ -63,6 +64,7 @@ public:
     int failure(const char* operation, const std::string& path) const; // errno, 0: it works
     void open(const std::string& path);                                // lets the time pass that opening it takes
     bool run(const std::string& command, std::string& text);
+    bool endless(const std::string& command) const { return endlessCommands.count(command) > 0; }
     bool space(const std::string& path, TSpaceFacts& facts) const;
     const std::string* user(uint32_t uid) const;
     int64_t clock() const { return now / 1000; } // milliseconds since the epoch
