@@ -5,12 +5,16 @@
 
 #include <algorithm>
 
-std::string inQuotes(std::string_view text) {
-    constexpr size_t Most = 100; // bytes: the line stays one that can be read
-    std::string shown(text.substr(0, Most));
+std::string oneLine(std::string_view text) {
+    std::string shown(text);
     std::replace(shown.begin(), shown.end(), '\n', '?');
     maskControls(shown);
-    return "'" + shown + (text.size() > Most ? "...'" : "'");
+    return shown;
+}
+
+std::string inQuotes(std::string_view text) {
+    constexpr size_t Most = 100; // bytes: the line stays one that can be read
+    return "'" + oneLine(text.substr(0, Most)) + (text.size() > Most ? "...'" : "'");
 }
 
 int failed(const std::string& why) {

@@ -7,7 +7,9 @@
 // Exit statuses of the new form.
 inline constexpr int Done = 0, Failed = 1, WrongUsage = 2;
 
-// The text in quotes, safe for a terminal: control characters become '?', and a long text is cut.
+// The text as one line that a terminal may see: control characters are '?'.
+std::string oneLine(std::string_view text);
+// The same in quotes; what is long is cut.
 std::string inQuotes(std::string_view text);
 
 // "wyrt: WHY": the work cannot be done. Returns Failed.

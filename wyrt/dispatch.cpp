@@ -4,6 +4,8 @@
 #include "base/output.h"
 #include "base/program.h"
 #include "base/refusal.h"
+#include "wyrt/check.h"
+#include "wyrt/options.h"
 #include "wyrt/version.h"
 
 #include <array>
@@ -47,11 +49,25 @@ static int runLogProgram(int argc, char** argv) {
     return failed(std::string("wyrtlog, which does ") + argv[1] + ", cannot be started: " + reason);
 }
 
-// --- The commands
+// --- The commands of this one
+
+static int runTask(Task task, int argc, char** argv, int (*run)(const Settings&)) {
+    const auto parsed = parseOptions(task, argc, argv);
+    if (parsed.kind == Parsed::Wrong) return refused(parsed.text, std::string("wyrt ") + argv[1] + " --help");
+    if (parsed.kind == Parsed::Run) return run(parsed.settings);
+    sayText(parsed.text);
+    flushOutput();
+    return Done;
+}
+
+static int check(int argc, char** argv) { return runTask(Task::Check, argc, argv, runCheck); }
+
+// --- All commands
 
 static constexpr Command Commands[] = {
-    {"show", runLogProgram, "the tables of a log", "wyrt show day.wyrt"},
-    {"info", runLogProgram, "what a log holds",    "wyrt info day.wyrt"},
+    {"check", check,         "what can be seen here, and what would unlock the rest", "wyrt check"        },
+    {"show",  runLogProgram, "the tables of a log",                                   "wyrt show day.wyrt"},
+    {"info",  runLogProgram, "what a log holds",                                      "wyrt info day.wyrt"},
 };
 
 static const Command* findCommand(std::string_view word) {
@@ -69,7 +85,7 @@ std::string_view nearlyCommand(std::string_view word) {
 
 static int showHelp() {
     say("wyrt %s: what happens on this host, and who does it\n\n", programVersion());
-    for (const auto& c : Commands) say("  %-8s %-42s %s\n", std::string(c.word).c_str(), c.help, c.example);
+    for (const auto& c : Commands) say("  %-8s %-54s %s\n", std::string(c.word).c_str(), c.help, c.example);
     sayText("\nwyrt COMMAND --help lists the command's options.\n"
             "All other arguments belong to the classic form, wyrt -b -p 10 -c 3; wyrt -h lists them.\n");
     flushOutput();

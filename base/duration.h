@@ -1,0 +1,15 @@
+// Spans of time and counts as people write them on a command line.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+// "2s", "500ms", "1.5m", "1h", "2d" or bare seconds, in microseconds. None: it is something else, below a microsecond
+// but not 0, or longer than 1000 days.
+std::optional<int64_t> parseDuration(std::string_view text);
+// The same span in its largest whole unit: "500ms", "90s", "2m".
+std::string durationText(int64_t microseconds);
+// Decimal digits only, up to 10^15.
+std::optional<uint64_t> parseCount(std::string_view text);

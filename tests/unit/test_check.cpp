@@ -1,0 +1,31 @@
+#include "wyrt/check.h"
+
+#include "tests/unit/made.h"
+
+static std::string checked(const char* areas, const char* root = "") {
+    Settings settings;
+    settings.view.areas = areas;
+    settings.root = root;
+    return checkText(settings);
+}
+
+TEST(Check, SaysWhatIsThereAndWhatIsMissing) {
+    Made machine("text /proc/stat \"\"\ntext /proc/loadavg \"\"\n");
+    EXPECT_EQ(checked("cpu"), "area       here  sources\n"
+                              "cpu        yes   /proc/stat, /proc/loadavg\n");
+    Made other("text /proc/stat \"\"\n");
+    EXPECT_EQ(checked("cpu"),
+              "area       here  sources\n"
+              "cpu        part  /proc/stat, /proc/loadavg; no /proc/loadavg: No such file or directory\n");
+    Made locked("text /proc/stat \"\"\nfail open /proc/stat EACCES\n");
+    EXPECT_EQ(checked("cpu"), "area       here  sources\n"
+                              "cpu        no    /proc/stat, /proc/loadavg; no /proc/stat: Permission denied; no "
+                              "/proc/loadavg: No such file or directory; run it as root\n");
+}
+
+TEST(Check, FilesOfAnotherMachine) {
+    Made machine("text /mnt/proc/stat \"\"\ntext /mnt/proc/loadavg \"\"\n");
+    const auto text = checked("cpu", "/mnt");
+    EXPECT_NE(text.find("cpu        yes"), text.npos) << text;
+    EXPECT_NE(text.find("Below /mnt there are only files"), text.npos);
+}

@@ -1,0 +1,80 @@
+#include "wyrt/check.h"
+
+#include "base/door.h"
+#include "base/output.h"
+#include "base/refusal.h"
+#include "view/areas.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <sstream>
+#include <vector>
+
+namespace {
+// What makes a source that is missing appear.
+struct Unlock {
+    std::string_view source; // it and everything below it
+    const char* how;
+};
+} // namespace
+
+static constexpr Unlock Unlocks[] = {
+    {"/proc/pressure",  "needs Linux 4.20 with PSI, and the kernel parameter psi=1 where it is off"},
+    {"/sys/fs/cgroup",  "mount the control groups: mount -t cgroup2 none /sys/fs/cgroup"           },
+    {"/run/udev/data",  "udev does not run here; names come from /sys alone"                       },
+    {"/proc/net/snmp6", "IPv6 is off: the kernel parameter ipv6.disable"                           },
+};
+
+static std::string howTo(std::string_view source, int error) {
+    if (error == EACCES || error == EPERM) return "run it as root";
+    for (const auto& unlock : Unlocks)
+        if (source.starts_with(unlock.source)) return unlock.how;
+    return {};
+}
+
+static std::vector<std::string> filesOf(std::string_view sources) {
+    std::vector<std::string> files;
+    std::istringstream words{std::string(sources)};
+    for (std::string word; words >> word;) {
+        if (word.ends_with(',')) word.pop_back();
+        if (word.starts_with('/')) files.push_back(word);
+    }
+    return files;
+}
+
+static std::string lineOf(const Area& area, const std::string& root) {
+    std::string missing, how;
+    size_t seen = 0;
+    const auto files = filesOf(area.sources);
+    for (const auto& file : files) {
+        if (canOpen((root + file).c_str())) {
+            seen++;
+            continue;
+        }
+        const int error = errno;
+        missing += "; no " + file + ": " + strerror(error);
+        if (const auto unlock = howTo(file, error); !unlock.empty() && how.empty()) how = "; " + unlock;
+    }
+    std::string line(area.word);
+    line.resize(std::max<size_t>(line.size() + 1, 11), ' ');
+    line += seen == files.size() ? "yes   " : seen ? "part  " : "no    ";
+    return line.append(area.sources).append(missing).append(how).append("\n");
+}
+
+std::string checkText(const Settings& settings) {
+    std::string text = "area       here  sources\n";
+    std::istringstream words(settings.view.areas);
+    for (std::string word; words >> word;) text += lineOf(*findArea(word), settings.root);
+    if (!settings.root.empty())
+        text += "Below " + settings.root +
+                " there are only files: no clocks, no answers of the kernel by netlink, no filesystem sizes, no "
+                "accounts.\n";
+    return text;
+}
+
+int runCheck(const Settings& settings) {
+    sayText(checkText(settings));
+    flushOutput();
+    return Done;
+}

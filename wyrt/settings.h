@@ -1,0 +1,20 @@
+// What the command line of the new form asks for. Made once, passed to whoever needs it.
+#pragma once
+
+#include "record/host.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+enum class Color { Auto, Always, Never };
+
+struct Settings {
+    ViewRow view;                  // areas, interval, rows, sort, filters: the head of a log has them
+    std::optional<uint64_t> count; // of intervals; none: until it is told to end
+    std::string save;              // live: the log's file beside the tables; empty: none
+    std::string output;            // where tables or log go instead of standard output; empty: there
+    std::string root;              // the directory with another machine's /proc, /sys, /run; empty: this machine
+    Color color = Color::Auto;
+    bool scroll = false; // tables are appended on a terminal, too
+};
