@@ -3,6 +3,7 @@
 #pragma once
 
 #include "record/cpu.h"
+#include "record/disk.h"
 #include "record/host.h"
 #include "record/memory.h"
 #include "record/moment.h"
@@ -16,6 +17,7 @@ struct Interval {
     Moment time;            // of its end
     int64_t elapsed_us = 0; // since the previous sample, on the monotonic clock; 0: there was none
     uint64_t number = 0;    // 1 is the first of its log
+    bool complete = false;  // idle things have rows, too: the first interval of a log
     bool damaged = false;   // read from a log, and its checksum is wrong
 
     Rows<HostRow> host;
@@ -24,6 +26,8 @@ struct Interval {
     Rows<CoreRow> cores;
     Rows<MemoryRow> memory;
     Rows<PressureRow> pressure;
+    Rows<DisksRow> disksTotal;
+    Rows<DiskRow> disks;
 };
 
 // Calls f(kind, rows) for each kind, in the order in which a log has them.
@@ -34,6 +38,8 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(CoreKind, interval.cores);
     f(MemoryKind, interval.memory);
     f(PressureKind, interval.pressure);
+    f(DisksKind, interval.disksTotal);
+    f(DiskKindOf, interval.disks);
 }
 
 // Removes the rows; their memory stays allocated for the next ones.

@@ -1,6 +1,7 @@
 #include "view/areas.h"
 
 #include "view/cpu.h"
+#include "view/disk.h"
 #include "view/memory.h"
 #include "view/self.h"
 
@@ -14,6 +15,8 @@ static constexpr Area Areas[] = {
      "/proc/meminfo, /proc/vmstat",                                                                                                            true,  showMemory},
     {"pressure", "how long tasks waited for CPU, memory and I/O, as shares of the interval",            "/proc/pressure",                      true,
      showPressure                                                                                                                                               },
+    {"disk",     "reads, writes, discards and flushes of every block device, their waits, queue, busy",
+     "/proc/diskstats, /sys/block",                                                                                                            true,  showDisks },
     {"self",     "what wyrt itself costs, and what it could not do",                                    "getrusage, /proc/self",               false, showSelf  },
 };
 

@@ -1,0 +1,55 @@
+#include "sample/host.h"
+
+#include "base/clock.h"
+#include "base/numbers.h"
+
+std::optional<uint64_t> countOfList(std::string_view list) {
+    uint64_t count = 0;
+    list = list.substr(0, list.find('\n'));
+    if (list.empty()) return {};
+    while (!list.empty()) {
+        uint64_t first = 0, last = 0;
+        if (!takeNumber(list, first)) return {};
+        last = first;
+        if (list.starts_with('-')) {
+            list.remove_prefix(1);
+            if (!takeNumber(list, last) || last < first) return {};
+        }
+        count += last - first + 1;
+        if (list.empty()) break;
+        if (list[0] != ',') return {};
+        list.remove_prefix(1);
+    }
+    return count;
+}
+
+HostSampler::HostSampler(const Root& where)
+    : root(where), online(where, "/sys/devices/system/cpu/online"), meminfo(where, "/proc/meminfo"),
+      uptime(where, "/proc/uptime"), host(getHost()) {
+    if (!root.isOther()) return;
+    // The kernel of another machine is in its files; what it runs on is not.
+    const auto line = [&](const char* path) -> std::string {
+        if (!readFile(root.path(path).c_str(), text)) return {};
+        return std::string(text.view().substr(0, text.view().find('\n')));
+    };
+    host = {line("/proc/sys/kernel/hostname"), line("/proc/sys/kernel/osrelease"), ""};
+}
+
+void HostSampler::sample(HostSample& now) {
+    now.at_us = getMonotonic();
+    now.boottime_us = getBoottime();
+    now.host = host;
+    now.cpus.reset(), now.memory.reset(), now.uptime_s.reset();
+    if (online.read(text)) now.cpus = countOfList(text.view());
+    // "MemTotal:       65834280 kB" is the first line.
+    if (uint64_t total = 0; meminfo.read(text, Reading::Single) && text.view().starts_with("MemTotal:")) {
+        auto rest = text.view().substr(9);
+        if (takeNumber(rest, total)) now.memory = total * 1024;
+    }
+    if (!root.isOther()) {
+        now.uptime_s = static_cast<uint64_t>(now.boottime_us / 1000000);
+    } else if (uint64_t seconds = 0; uptime.read(text)) {
+        auto rest = text.view();
+        if (takeNumber(rest, seconds)) now.uptime_s = seconds;
+    }
+}

@@ -1,0 +1,32 @@
+// What the first line of every screen says of the machine.
+#pragma once
+
+#include "base/held.h"
+#include "base/host.h"
+#include "base/root.h"
+
+#include <cstdint>
+#include <optional>
+
+struct HostSample {
+    int64_t at_us = 0;       // monotonic
+    int64_t boottime_us = 0; // time asleep included
+    Host host;
+    std::optional<uint64_t> cpus;   // online
+    std::optional<uint64_t> memory; // bytes
+    std::optional<uint64_t> uptime_s;
+};
+
+// How many numbers a list like "0-3,8,10-11" has; none: it is no such list.
+std::optional<uint64_t> countOfList(std::string_view list);
+
+class HostSampler {
+    Root root;
+    HeldFile online, meminfo, uptime;
+    Contents text;
+    Host host;
+
+public:
+    explicit HostSampler(const Root& where);
+    void sample(HostSample& now);
+};

@@ -1,0 +1,6 @@
+// Block devices.
+#pragma once
+
+#include "view/areas.h"
+
+void showDisks(const Interval& interval, const View& view, Page& page);
