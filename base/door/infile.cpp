@@ -1,0 +1,46 @@
+#include "base/infile.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+bool InFile::open(const std::string& path) {
+    close();
+    // O_NONBLOCK: a pipe under a log's name that nobody writes to must not hold the program.
+    fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (fd < 0) return false;
+    struct stat status{};
+    if (fstat(fd, &status) != 0 || S_ISDIR(status.st_mode)) {
+        const int reason = S_ISDIR(status.st_mode) ? EISDIR : errno;
+        close();
+        errno = reason;
+        return false;
+    }
+    // A named pipe that has a writer is read like any other.
+    const int flags = fcntl(fd, F_GETFL);
+    if (flags >= 0) fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
+    return true;
+}
+
+void InFile::openStandard() {
+    close();
+    fd = dup(STDIN_FILENO);
+}
+
+size_t InFile::read(char* to, size_t size) {
+    for (;;) {
+        const ssize_t n = ::read(fd, to, size);
+        if (n >= 0) return static_cast<size_t>(n);
+        if (errno == EINTR) continue;
+        error = errno;
+        return 0;
+    }
+}
+
+void InFile::close() {
+    if (fd >= 0) ::close(fd);
+    fd = -1;
+    error = 0;
+}

@@ -1,0 +1,27 @@
+// A file that is read piece by piece: a log. Part of the door: base/door/infile.cpp is the real one.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <utility>
+
+class InFile {
+    int fd = -1;
+    int error = 0;
+
+public:
+    InFile() = default;
+    InFile(InFile&& other) noexcept : fd(std::exchange(other.fd, -1)), error(other.error) {}
+    InFile& operator=(InFile&&) = delete;
+    ~InFile() { close(); }
+    // False when it cannot be opened, and errno tells why. A directory cannot.
+    bool open(const std::string& path);
+    // Standard input instead.
+    void openStandard();
+    // At most `size` bytes; 0 at the end, and after a read that failed. Waits where the file has to be waited for (a
+    // pipe).
+    size_t read(char* to, size_t size);
+    // errno of the read that failed; 0: none has.
+    int failure() const { return error; }
+    void close();
+};

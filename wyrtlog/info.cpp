@@ -1,0 +1,126 @@
+#include "wyrtlog/info.h"
+
+#include "base/outfile.h"
+#include "base/refusal.h"
+#include "record/moment.h"
+#include "view/format.h"
+#include "view/page.h"
+#include "wyrtlog/logs.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace {
+// What was counted of all logs together.
+struct Holdings {
+    LogHead head;
+    uint64_t heads = 0, restarts = 0, damagedHeads = 0;
+    std::optional<Moment> first, last; // ends of intervals
+    int64_t first_elapsed_us = 0;
+    uint64_t intervals = 0, damaged = 0, torn = 0, late = 0, gaps = 0;
+    int64_t gap_ms = 0;
+    uint64_t bytes = 0;
+    std::map<std::string, KindUse, std::less<>> uses;
+};
+} // namespace
+
+static void addHead(const LogReader& reader, Holdings& all) {
+    auto& head = reader.head();
+    if (all.heads++ > 0 && head.run != all.head.run) all.restarts++;
+    if (reader.headDamaged()) all.damagedHeads++;
+    else all.head = head;
+}
+
+static void addInterval(const Interval& interval, Holdings& all) {
+    if (interval.damaged) return void(all.damaged++);
+    constexpr int64_t GapMs = 1000;    // what two clocks may differ by
+    constexpr uint64_t LateUs = 10000; // what nobody would notice
+    all.intervals++;
+    if (!all.first) all.first = interval.time, all.first_elapsed_us = interval.elapsed_us;
+    if (all.last) {
+        const int64_t missing = interval.time.epoch_ms - interval.elapsed_us / 1000 - all.last->epoch_ms;
+        if (missing > GapMs) all.gaps++, all.gap_ms += missing;
+    }
+    all.last = interval.time;
+    const auto* self = interval.self.one();
+    if (self && (self->late_us > LateUs || self->skipped > 0)) all.late++;
+}
+
+static std::string momentText(Moment moment) {
+    std::string text;
+    appendMoment(text, moment);
+    return text;
+}
+
+static void showSpan(const Holdings& all, Page& page) {
+    const auto line = [&](std::string_view name, const std::string& value) {
+        page.line(std::string(name) + std::string(12 - name.size(), ' ') + value);
+    };
+    const auto number = [](uint64_t value) { return std::to_string(value); };
+    line("host", safeText(all.head.host));
+    line("program", "wyrt " + safeText(all.head.version));
+    if (all.first) {
+        Moment from = *all.first;
+        from.epoch_ms -= all.first_elapsed_us / 1000;
+        line("from", momentText(from));
+        line("to", momentText(*all.last));
+        line("span", spanText(static_cast<double>(all.last->epoch_ms - from.epoch_ms) / 1000));
+    }
+    line("intervals", number(all.intervals));
+    line("gaps",
+         number(all.gaps) + (all.gaps ? ", " + spanText(static_cast<double>(all.gap_ms) / 1000) + " in all" : ""));
+    line("restarts", number(all.restarts));
+    line("damaged", number(all.damaged) + (all.torn ? ", and the end is cut short" : "") +
+                        (all.damagedHeads ? ", " + number(all.damagedHeads) + " of them heads" : ""));
+    line("late", number(all.late));
+    line("bytes", number(all.bytes));
+}
+
+static void showKinds(const Holdings& all, Page& page) {
+    static constexpr Column Columns[] = {
+        {"KIND",    12, 0, true },
+        {"records", 10, 0, false},
+        {"bytes",   12, 0, false},
+    };
+    std::vector<std::pair<std::string_view, KindUse>> kinds(all.uses.begin(), all.uses.end());
+    std::sort(kinds.begin(), kinds.end(), [](auto& a, auto& b) {
+        return a.second.bytes != b.second.bytes ? a.second.bytes > b.second.bytes : a.first < b.first;
+    });
+    Table table(Columns);
+    for (auto& [name, use] : kinds) {
+        table.cell(safeText(name));
+        table.cell(std::to_string(use.records));
+        table.cell(std::to_string(use.bytes));
+    }
+    if (table.empty()) return;
+    page.line("");
+    table.show(page);
+}
+
+int info(const Asked& asked) {
+    OutFile out;
+    if (asked.output.empty()) out.openStandard();
+    else if (!out.open(asked.output, OutFile::How::New)) return failed(inQuotes(asked.output) + ": " + strerror(errno));
+    Holdings all;
+    const int status = eachFound(asked, [&](const LogReader& reader, LogReader::Found found, Interval& interval) {
+        if (found == LogReader::Found::Head) addHead(reader, all);
+        if (found == LogReader::Found::Interval) addInterval(interval, all);
+        if (found == LogReader::Found::Torn) all.torn++;
+        if (found == LogReader::Found::Torn || found == LogReader::Found::End) {
+            all.bytes += reader.bytesRead();
+            for (auto& [name, use] : reader.uses()) {
+                all.uses[name].records += use.records;
+                all.uses[name].bytes += use.bytes;
+            }
+        }
+        return true;
+    });
+    if (all.heads == 0) return status == Done ? failed("this is no log of wyrt") : status;
+    Page page(0, false);
+    showSpan(all, page);
+    showKinds(all, page);
+    if (!out.write(page.text()) && errno != EPIPE)
+        return failed(std::string("the output takes no more: ") + strerror(errno));
+    return status;
+}

@@ -1,0 +1,3 @@
+#include "wyrtlog/run.h"
+
+int main(int argc, char** argv) { return wyrtlogMain(argc, argv); }

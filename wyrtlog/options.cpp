@@ -1,0 +1,109 @@
+#include "wyrtlog/options.h"
+
+#include "base/nearest.h"
+#include "base/numbers.h"
+#include "base/refusal.h"
+#include "view/areas.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+
+namespace {
+struct Typed {
+    std::vector<std::string> operands;
+    std::string rows, color;
+    bool help = false;
+};
+} // namespace
+
+static void addOptions(CLI::App& app, Asked& asked, Typed& typed) {
+    app.set_help_flag();
+    app.add_flag("-h,--help", typed.help, "this text");
+    app.add_option("operands", typed.operands);
+    app.add_flag("--damaged", asked.damaged, "what fails its checksum, too");
+    app.add_option("-o,--output", asked.output, "to FILE instead of standard output")->type_name("FILE");
+    if (asked.task == Task::Info) return;
+    app.add_option("-n,--rows", typed.rows, "at the most so many rows in a table")->type_name("ROWS");
+    app.add_option("--sort", asked.sort, "the column that tables are sorted by")->type_name("COLUMN");
+    app.add_option("-u,--user", asked.user, "processes of this user only")->type_name("USER");
+    app.add_option("-p,--pid", asked.pid, "this process only")->type_name("PID");
+    app.add_option("--command", asked.command, "processes whose command matches")->type_name("REGEX");
+    app.add_option("--cgroup", asked.cgroup, "groups below this path, and their processes")->type_name("PATH");
+    app.add_flag("--partitions", asked.partitions, "partitions besides whole disks");
+    app.add_option("--color", typed.color, "auto, always or never")->type_name("WHEN");
+}
+
+static std::string helpText(const Asked& asked, const CLI::App& app) {
+    std::string text = asked.task == Task::Show
+                           ? "wyrt show [AREA...] [LOG...] [OPTION...]\n"
+                             "The tables of a log, as they were live. Without areas: those that were shown then.\n"
+                           : "wyrt info [LOG...] [OPTION...]\n"
+                             "What a log holds: host, span, intervals, gaps, damage, and how much each kind takes.\n";
+    text += "Without a log: " + std::string(LogFolder) + ". - is standard input.\n\noptions\n";
+    const auto line = [&](std::string left, std::string_view right) {
+        left.resize(std::max<size_t>(left.size() + 1, 26), ' ');
+        text.append("  ").append(left).append(right).append("\n");
+    };
+    for (const auto* option : app.get_options())
+        if (!option->get_positional())
+            line(option->get_name(false, true) + " " + option->get_type_name(), option->get_description());
+    if (asked.task == Task::Info) return text;
+    text += "\nareas\n";
+    for (const auto& area : areas()) line(std::string(area.word), area.help);
+    return text;
+}
+
+static void addArea(std::string_view word, std::string& areas) { areas.append(areas.empty() ? "" : " ").append(word); }
+
+// An area's word is an area, even where a file has that name (./disk is the file); anything else is a log.
+static std::string takeOperands(const std::vector<std::string>& operands, bool (*isFile)(const std::string&),
+                                Asked& asked) {
+    for (auto& operand : operands) {
+        const bool word = asked.task == Task::Show && (operand == "all" || findArea(operand));
+        if (word && operand == "all")
+            for (auto& area : areas()) addArea(area.word, asked.areas);
+        else if (word) addArea(operand, asked.areas);
+        else if (operand == "-" || isFile(operand)) asked.logs.push_back(operand);
+        else {
+            std::string why = inQuotes(operand) + " is no log";
+            if (asked.task == Task::Info) return why;
+            std::vector<std::string_view> known{"all"};
+            for (auto& area : areas()) known.push_back(area.word);
+            return why + " and no area; the nearest area is " + std::string(nearest(operand, known));
+        }
+    }
+    return {};
+}
+
+static std::string interpret(const Typed& typed, Asked& asked, bool (*isFile)(const std::string&)) {
+    if (!typed.rows.empty()) {
+        uint64_t rows = 0;
+        if (!toNumber(typed.rows, rows) || rows == 0)
+            return "the number of rows " + inQuotes(typed.rows) + " is no number above 0";
+        asked.rows = rows;
+    }
+    if (!typed.color.empty() && typed.color != "auto" && typed.color != "always" && typed.color != "never")
+        return "--color takes auto, always or never, not " + inQuotes(typed.color);
+    asked.color = typed.color == "always";
+    return takeOperands(typed.operands, isFile, asked);
+}
+
+CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isFile)(const std::string&)) {
+    CommandLine line;
+    line.asked.task = !words.empty() && words[0] == "info" ? Task::Info : Task::Show;
+    CLI::App app;
+    Typed typed;
+    addOptions(app, line.asked, typed);
+    try {
+        // The parser takes the last word first.
+        std::vector<std::string> reversed(words.rbegin(),
+                                          words.rend() - std::min<std::ptrdiff_t>(1, words.rend() - words.rbegin()));
+        app.parse(std::move(reversed));
+        if (typed.help) line.help = helpText(line.asked, app);
+        else line.why = interpret(typed, line.asked, isFile);
+    } catch (const CLI::Error& error) {
+        line.why = error.what();
+    }
+    return line;
+}

@@ -1,0 +1,35 @@
+// The command lines of show and info.
+#pragma once
+
+#include "record/host.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+enum class Task { Show, Info };
+
+struct Asked {
+    Task task = Task::Show;
+    bool help = false;
+    std::string areas;             // words with a blank between them; empty: those of the log
+    std::vector<std::string> logs; // "-" is standard input
+    std::optional<uint64_t> rows;
+    std::optional<std::string> sort, user, pid, command, cgroup;
+    bool partitions = false;
+    bool damaged = false; // show what fails its sum, too
+    bool color = false;
+    std::string output; // empty: standard output
+};
+
+// The folder that is read when no log is named.
+inline constexpr const char* LogFolder = "/var/log/wyrt";
+
+// What a command line asks for; or why it is refused, in `why`.
+struct CommandLine {
+    Asked asked;
+    std::string why;  // empty: it is not
+    std::string help; // the text, when it was asked for
+};
+// words[0] is the command. `isFile` says whether a name is one.
+CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isFile)(const std::string& name));

@@ -1,0 +1,58 @@
+#include "wyrtlog/show.h"
+
+#include "base/door.h"
+#include "base/outfile.h"
+#include "base/refusal.h"
+#include "base/terminal.h"
+#include "view/areas.h"
+#include "wyrtlog/logs.h"
+
+#include <cerrno>
+#include <cstring>
+
+// What the log was shown with, but for what is asked for now.
+static ViewRow viewOf(const ViewRow& then, const Asked& asked) {
+    ViewRow view = then;
+    if (!asked.areas.empty()) view.areas = asked.areas;
+    if (asked.rows) view.rows = asked.rows;
+    const std::pair<std::string*, const std::optional<std::string>*> texts[] = {
+        {&view.sort,    &asked.sort   },
+        {&view.user,    &asked.user   },
+        {&view.pid,     &asked.pid    },
+        {&view.command, &asked.command},
+        {&view.cgroup,  &asked.cgroup },
+    };
+    for (auto& [to, from] : texts)
+        if (*from) *to = **from;
+    view.partitions |= asked.partitions;
+    return view;
+}
+
+int show(const Asked& asked) {
+    OutFile out;
+    if (asked.output.empty()) out.openStandard();
+    else if (!out.open(asked.output, OutFile::How::New)) return failed(inQuotes(asked.output) + ": " + strerror(errno));
+    const auto terminal = asked.output.empty() ? getTerminalSize() : std::nullopt;
+    const size_t width = terminal && terminal->columns > 0 ? static_cast<size_t>(terminal->columns) : 0;
+    ViewRow view;
+    uint64_t shown = 0, left = 0;
+    int written = 0; // errno of a write that failed
+    const int status = eachFound(asked, [&](const LogReader& reader, LogReader::Found found, Interval& interval) {
+        if (found == LogReader::Found::Head) view = viewOf(reader.view(), asked);
+        if (found == LogReader::Found::Torn) left++;
+        if (found != LogReader::Found::Interval) return true;
+        if ((interval.damaged || reader.headDamaged()) && !asked.damaged) return left++, true;
+        Page page(width, asked.color);
+        showInterval(interval, {reader.head(), view}, page);
+        shown++;
+        if (out.write(page.text())) return true;
+        written = errno;
+        return false;
+    });
+    if (written == EPIPE) return status; // nobody reads on
+    if (written) return failed(std::string("the output takes no more: ") + strerror(written));
+    if (left > 0)
+        putErr("wyrt: " + std::to_string(left) + (left == 1 ? " interval is" : " intervals are") +
+               " damaged or cut short and left out (--damaged shows what can be read)\n");
+    return shown == 0 && status == Done ? failed("there is no interval to show") : status;
+}
