@@ -1,6 +1,5 @@
 // Netlink sockets: questions to the kernel (RTNETLINK, SOCK_DIAG) and its news (links, addresses, uevents).
-// Messages are built and taken apart with libmnl: mnl_nlmsg_ok and mnl_nlmsg_next walk over an answer, mnl_attr_*
-// over a message.
+// base/messages.h walks over what comes.
 #pragma once
 
 #include "base/door.h"

@@ -1,6 +1,7 @@
 // The door of the made-up machine: implements base/door.h.
 #include "base/door.h"
 
+#include "tests/world/places.h"
 #include "tests/world/world.h"
 
 #include <algorithm>
@@ -37,7 +38,7 @@ static Handles& handles() {
 
 static World& world() { return *World::current; }
 
-static std::string below(const Place& at, const char* name) {
+std::string below(const Place& at, const char* name) {
     return name[0] == '/' ? World::normal(name) : World::normal(handles()[at.handle()] + "/" + name);
 }
 
@@ -52,7 +53,11 @@ static int check(const char* operation, const std::string& path) {
     return world().find(path) ? 0 : ENOENT;
 }
 
-static int openPlace(const std::string& name) {
+void closePlace(int handle) { handles().release(handle); }
+
+std::string placePath(int handle) { return handles()[handle]; }
+
+int openPlace(const std::string& name) {
     const auto path = world().resolved(name, true);
     const auto* node = world().find(path);
     if (!node || node->kind != TNode::Dir) return errno = node ? ENOTDIR : ENOENT, -1;

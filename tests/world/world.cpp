@@ -1,5 +1,7 @@
 #include "tests/world/world.h"
 
+#include "tests/world/lines.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -19,8 +21,8 @@ static std::string fileText(const std::string& path) {
     return text.str();
 }
 
-// Decodes C escapes; \s is a blank.
-static std::string decoded(std::string_view s) {
+// C escapes decoded; \s is a blank.
+std::string decoded(std::string_view s) {
     static constexpr std::string_view Names = "ntr0\\\"s", Values("\n\t\r\0\\\" ", 7);
     std::string text;
     for (size_t i = 0; i < s.size(); i++) {
@@ -38,7 +40,7 @@ static std::string decoded(std::string_view s) {
     return text;
 }
 
-static std::string cutWord(std::string& line) {
+std::string cutWord(std::string& line) {
     line.erase(0, std::min(line.find_first_not_of(' '), line.size()));
     std::string word = line.substr(0, line.find(' '));
     line.erase(0, word.size());
@@ -46,18 +48,34 @@ static std::string cutWord(std::string& line) {
     return word;
 }
 
-static int errnoByName(const std::string& name) {
+int errnoByName(const std::string& name) {
     static const std::map<std::string, int> Known = {
-        {"EACCES", EACCES}, {"ENOENT", ENOENT},
-        {"EIO", EIO},       {"EPERM", EPERM},
-        {"ENOMEM", ENOMEM}, {"ELOOP", ELOOP},
-        {"ESRCH", ESRCH},   {"EMFILE", EMFILE},
-        {"ENFILE", ENFILE}, {"ENOTDIR", ENOTDIR},
-        {"EISDIR", EISDIR}, {"ESTALE", ESTALE},
-        {"EROFS", EROFS},   {"ENAMETOOLONG", ENAMETOOLONG},
-        {"EBUSY", EBUSY},   {"EINVAL", EINVAL},
-        {"ENOSYS", ENOSYS}, {"EHOSTDOWN", EHOSTDOWN},
+        {"EACCES", EACCES},
+        {"ENOENT", ENOENT},
+        {"EIO", EIO},
+        {"EPERM", EPERM},
+        {"ENOMEM", ENOMEM},
+        {"ELOOP", ELOOP},
+        {"ESRCH", ESRCH},
+        {"EMFILE", EMFILE},
+        {"ENFILE", ENFILE},
+        {"ENOTDIR", ENOTDIR},
+        {"EISDIR", EISDIR},
+        {"ESTALE", ESTALE},
+        {"EROFS", EROFS},
+        {"ENAMETOOLONG", ENAMETOOLONG},
+        {"EBUSY", EBUSY},
+        {"EINVAL", EINVAL},
+        {"ENOSYS", ENOSYS},
+        {"EHOSTDOWN", EHOSTDOWN},
         {"EFAULT", EFAULT},
+        {"ENOSPC", ENOSPC},
+        {"EDQUOT", EDQUOT},
+        {"ENODEV", ENODEV},
+        {"ENOBUFS", ENOBUFS},
+        {"EOPNOTSUPP", EOPNOTSUPP},
+        {"EPROTONOSUPPORT", EPROTONOSUPPORT},
+        {"ETIMEDOUT", ETIMEDOUT},
     };
     const auto known = Known.find(name);
     if (known == Known.end()) throw std::runtime_error("unknown error " + name);
@@ -94,7 +112,7 @@ void World::load(const std::string& file) {
             continue;
         }
         std::vector<std::string> directive{name};
-        if (name == "file" || name == "command") {
+        if (name == "file" || name == "command" || name == "netlink" || name == "notice" || name == "tool") {
             const auto mark = rest.rfind(" <<");
             if (mark == rest.npos) throw std::runtime_error(file + ":" + std::to_string(number) + ": no <<WORD");
             const std::string word = rest.substr(mark + 3);
@@ -123,6 +141,7 @@ World::World(const std::string& folder) {
     make(".", TNode::Dir, "");
     load(folder + "/world");
     for (auto& directive : steps[0]) apply(directive);
+    started = true;
     setenv("TZ", zone.c_str(), 1);
     current = this;
 }
@@ -173,8 +192,6 @@ void World::apply(const std::vector<std::string>& directive) {
     std::string rest = directive[1];
     const auto path = [&] { return normal(decoded(cutWord(rest))); };
     if (name == "argv0") program = rest;
-    else if (name == "clock")
-        now = (std::stoll(rest.substr(0, rest.find('.'))) * 1000 + std::stoll(rest.substr(rest.find('.') + 1))) * 1000;
     else if (name == "tz") zone = rest;
     else if (name == "host") hostName = rest;
     else if (name == "hosterror") hostError = errnoByName(rest);
@@ -217,7 +234,7 @@ void World::apply(const std::vector<std::string>& directive) {
     } else if (name == "slowcommand") {
         const int ms = std::stoi(cutWord(rest));
         slowCommands[rest] = ms;
-    } else {
+    } else if (!applyClock(name, rest) && !applyDevice(name, rest, directive)) {
         throw std::runtime_error("unknown directive " + name);
     }
 }
@@ -253,14 +270,14 @@ int World::failure(const char* operation, const std::string& path) const {
 
 void World::open(const std::string& path) {
     if (watch) watch(path);
-    if (const auto found = slows.find(path); found != slows.end()) now += found->second * 1000;
+    if (const auto found = slows.find(path); found != slows.end()) advance(found->second * 1000);
 }
 
 bool World::run(const std::string& command, std::string& text) {
     log += "run " + command + "\n";
     if (watch) watch(command);
     if (noPipes.count(command)) return false;
-    if (const auto found = slowCommands.find(command); found != slowCommands.end()) now += found->second * 1000;
+    if (const auto found = slowCommands.find(command); found != slowCommands.end()) advance(found->second * 1000);
     const auto found = commands.find(command);
     text = found == commands.end() ? "" : found->second;
     return true;
@@ -277,11 +294,21 @@ const std::string* World::user(uint32_t uid) const {
     return found == users.end() ? nullptr : &found->second;
 }
 
-void World::pause(unsigned microseconds) {
-    log += "pause " + std::to_string(microseconds) + "\n";
+void World::advance(int64_t microseconds) {
     now += microseconds;
+    clocks.monotonic += microseconds;
+    clocks.boot += microseconds;
+}
+
+void World::nextStep() {
     if (++reached >= steps.size()) throw TKilled{};
     for (auto& directive : steps[reached]) apply(directive);
+}
+
+void World::pause(unsigned microseconds) {
+    log += "pause " + std::to_string(microseconds) + "\n";
+    advance(microseconds);
+    nextStep();
 }
 
 int World::remove(const std::string& path) {

@@ -2,6 +2,8 @@
 // base/door.h answer from the current one.
 #pragma once
 
+#include "tests/world/devices.h"
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -43,7 +45,12 @@ class World {
     int64_t now = 0;    // microseconds since the epoch
     uint64_t nextInode = 1000;
 
+    bool started = false; // past step 0
+
     void load(const std::string& file);
+    bool applyClock(const std::string& name, std::string rest);
+    bool applyDevice(const std::string& name, std::string rest, const std::vector<std::string>& directive);
+    void nextStep();
     void apply(const std::vector<std::string>& directive);
     void make(const std::string& path, TNode::Kind kind, std::string text);
     void drop(const std::string& path);
@@ -52,6 +59,9 @@ public:
     std::string program = "wyrt", hostName = "host", zone = "UTC0", log;
     int hostError = 0, pageSize = 4096, clockTicks = 100;
     bool terminal = false;
+    TClocks clocks;
+    TDevices devices;
+    std::string saved; // the folder of this machine that gets copies of written files; empty: none
     std::function<void(const std::string&)>
         watch; // called with each path before it is opened and each command before it runs
 
@@ -68,7 +78,13 @@ public:
     bool space(const std::string& path, TSpaceFacts& facts) const;
     const std::string* user(uint32_t uid) const;
     int64_t clock() const { return now / 1000; } // milliseconds since the epoch
+    void advance(int64_t microseconds);          // all clocks
     void pause(unsigned microseconds);
+    // Waits until the monotonic clock reaches the deadline or `woken` says so; steps come meanwhile.
+    void wait(int64_t deadline, const std::function<bool()>& woken, const std::function<int64_t()>& soonest);
+    // Adds to a file, which is made where there is none; errno.
+    int append(const std::string& path, std::string_view text);
+    int truncate(const std::string& path, uint64_t size);
     int remove(const std::string& path); // errno
 
     static std::string normal(std::string_view path);

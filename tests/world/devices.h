@@ -1,0 +1,88 @@
+// What a made-up machine has besides files: clocks, sockets, a terminal, helpers. tests/world/devices.cpp reads their
+// directives.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct TClocks {
+    int64_t monotonic = 1000000000, boot = 1000000000; // microseconds
+    std::map<int, uint64_t> cpu;                       // nanoseconds by pid
+    uint64_t own = 0;
+    bool matchProc = true;
+    int pid = 4242;
+};
+
+// An answer or a piece of news: real netlink messages.
+struct TMessages {
+    std::string bytes;
+    int error = 0;
+    bool interrupted = false;
+};
+
+struct TSocket {
+    int protocol = 0;
+    uint32_t groups = 0;
+    std::deque<std::string> news;
+    uint64_t lost = 0; // overruns that nobody has seen yet
+};
+
+struct TFileFacts {
+    std::optional<uint64_t> size;
+    uint32_t major = 8, minor = 1;
+    int64_t modified = 0; // nanoseconds
+};
+
+struct TQuestion {
+    uint64_t number = 0;
+    int kind = 0;
+    std::string words;
+    int64_t since = 0; // when its helper came to it; 0: not yet
+};
+
+struct THeld {
+    std::string path;
+    uint64_t inode = 0;
+    std::string seen; // its text when a change was last asked for
+};
+
+struct TDevices {
+    std::string release = "6.1.0", machine = "x86_64";
+    std::optional<std::pair<int, int>> size; // of the terminal: columns, rows
+    std::string keys;
+    int end = 0;
+    bool pipeClosed = false, resized = false;
+    std::map<std::string, TMessages> answers; // by protocol and key
+    std::map<int, int> noSockets;             // errno by protocol
+    std::map<std::string, TFileFacts> facts;
+    std::set<std::string> hung;               // words of questions
+    std::map<std::string, int64_t> delays;    // microseconds, by words
+    std::map<std::string, int64_t> speeds;    // Mbit/s
+    std::map<std::string, std::string> tools; // output by words
+    std::map<std::string, int> statuses;
+    int64_t early = -1, late = 0; // of the step that comes next, microseconds
+
+    // What is open, by handle.
+    int lastHandle = 100000;
+    std::map<int, TSocket> sockets;
+    std::map<int, THeld> held;
+    std::map<int, std::deque<TQuestion>> helpers;
+    std::map<int, std::string> files; // that are written
+
+    // When the first question of a helper will be answered, monotonic; -1: never, or there is none.
+    int64_t readyAt(int handle, int64_t now);
+    // Whether a handle has something to read.
+    bool isReady(int handle, int64_t now);
+};
+
+// The handle of the terminal's keys.
+constexpr int KeysHandle = 99999;
+
+// Lines of a body (tests/worlds/README.md) as netlink messages. Throws std::runtime_error.
+TMessages encodeMessages(const std::string& protocol, const std::string& body);

@@ -1,0 +1,92 @@
+// The made-up machine behind base/netlink.h.
+#include "base/netlink.h"
+
+#include "tests/world/world.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <libmnl/libmnl.h>
+#include <linux/inet_diag.h>
+#include <linux/rtnetlink.h>
+#include <linux/sock_diag.h>
+#include <netinet/in.h>
+
+static TDevices& devices() { return World::current->devices; }
+
+Netlink::Netlink(Netlink&& other) noexcept { *this = std::move(other); }
+
+Netlink& Netlink::operator=(Netlink&& other) noexcept {
+    std::swap(fd, other.fd);
+    std::swap(protocol, other.protocol);
+    std::swap(sequence, other.sequence);
+    std::swap(lost, other.lost);
+    return *this;
+}
+
+void Netlink::close() {
+    if (fd >= 0 && World::current) devices().sockets.erase(fd);
+    fd = -1;
+}
+
+bool Netlink::open(int wanted, uint32_t groups, int) {
+    close();
+    protocol = wanted;
+    if (const auto none = devices().noSockets.find(protocol); none != devices().noSockets.end())
+        return errno = none->second, false;
+    fd = ++devices().lastHandle;
+    devices().sockets[fd] = {protocol, groups, {}, 0};
+    return true;
+}
+
+// The word of the world for a request.
+static std::string keyOf(int protocol, const std::string& request) {
+    nlmsghdr header;
+    memcpy(&header, request.data(), sizeof header);
+    if (protocol == NETLINK_SOCK_DIAG && request.size() >= NLMSG_HDRLEN + sizeof(inet_diag_req_v2)) {
+        inet_diag_req_v2 body;
+        memcpy(&body, request.data() + NLMSG_HDRLEN, sizeof body);
+        const std::string name = body.sdiag_protocol == IPPROTO_TCP ? "tcp" : "udp";
+        return "sockdiag " + name + (body.sdiag_family == AF_INET ? "4" : "6");
+    }
+    const std::string key = header.nlmsg_type == RTM_GETLINK    ? "links"
+                            : header.nlmsg_type == RTM_GETADDR  ? "addresses"
+                            : header.nlmsg_type == RTM_GETSTATS ? "stats"
+                                                                : std::to_string(header.nlmsg_type);
+    return (protocol == NETLINK_ROUTE ? "route " : std::to_string(protocol) + " ") + key;
+}
+
+static void setBytes(Contents& text, const std::string& bytes) {
+    if (text.capacity < bytes.size() + 1) {
+        text.capacity = bytes.size() + 1;
+        text.data.reset(new char[text.capacity]);
+    }
+    std::copy(bytes.begin(), bytes.end(), text.data.get());
+    text.size = bytes.size();
+    text.error = 0;
+}
+
+Asked Netlink::ask(std::string& request, Contents& answer, size_t most) {
+    answer.size = 0;
+    if (fd < 0 && !open(protocol)) return Asked::Failed;
+    if (request.size() < sizeof(nlmsghdr)) return errno = EINVAL, Asked::Failed;
+    const auto found = devices().answers.find(keyOf(protocol, request));
+    if (found == devices().answers.end()) return setBytes(answer, ""), Asked::Whole;
+    const auto& messages = found->second;
+    if (messages.error) return errno = messages.error, Asked::Failed;
+    if (messages.bytes.size() > most) return errno = EMSGSIZE, Asked::Failed;
+    setBytes(answer, messages.bytes);
+    return messages.interrupted ? Asked::Interrupted : Asked::Whole;
+}
+
+bool Netlink::take(Contents& news) {
+    news.size = 0;
+    const auto found = devices().sockets.find(fd);
+    if (found == devices().sockets.end()) return errno = EBADF, false;
+    lost += std::exchange(found->second.lost, 0);
+    if (found->second.news.empty()) return errno = EAGAIN, false;
+    setBytes(news, found->second.news.front());
+    found->second.news.pop_front();
+    return true;
+}

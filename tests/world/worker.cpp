@@ -1,0 +1,99 @@
+// The made-up machine behind base/worker.h: its helpers answer in line, after the delays of the world.
+#include "base/worker.h"
+
+#include "tests/world/world.h"
+
+#include <algorithm>
+#include <cerrno>
+
+static World& world() { return *World::current; }
+static TDevices& devices() { return World::current->devices; }
+
+static Answer answerOf(const TQuestion& question) {
+    Answer answer;
+    const auto path = World::normal(question.words);
+    if (question.kind == static_cast<int>(Question::Kind::Space)) {
+        answer.error = world().failure("statfs", path);
+        if (answer.error == 0 && !world().find(path)) answer.error = ENOENT;
+        TSpaceFacts facts;
+        if (answer.error == 0) world().space(path, facts);
+        answer.space = {facts.bsize, facts.blocks, facts.bfree, facts.bavail, facts.files, facts.ffree, false};
+    } else if (question.kind == static_cast<int>(Question::Kind::Speed)) {
+        const auto found = devices().speeds.find(question.words);
+        if (found == devices().speeds.end()) answer.error = EOPNOTSUPP;
+        else answer.mbit = found->second;
+    } else {
+        constexpr size_t Most = 65536;
+        const auto* node = world().find(path);
+        answer.error = world().failure("open", path);
+        if (answer.error == 0 && !node) answer.error = ENOENT;
+        if (answer.error == 0) answer.text = node->text.substr(0, Most);
+        answer.cut = answer.error == 0 && node->text.size() > Most;
+    }
+    return answer;
+}
+
+bool Worker::start() {
+    fd = ++devices().lastHandle;
+    devices().helpers[fd];
+    world().log += "helper\n";
+    return true;
+}
+
+Worker::~Worker() {
+    if (fd >= 0 && World::current) devices().helpers.erase(fd);
+}
+
+bool Worker::send(const Question& question, uint64_t number) {
+    const std::string words = question.words.empty() ? "" : question.words[0];
+    devices().helpers.at(fd).push_back({number, static_cast<int>(question.kind), words, 0});
+    return true;
+}
+
+// The first question when its time has come; null: it has not.
+static TQuestion* dueQuestion(int handle) {
+    const int64_t now = world().clocks.monotonic, ready = devices().readyAt(handle, now);
+    return ready < 0 || ready > now ? nullptr : &devices().helpers.at(handle).front();
+}
+
+Came Worker::receive(Answer& answer, uint64_t& number) {
+    const auto* due = dueQuestion(fd);
+    if (!due) return Came::Nothing;
+    answer = answerOf(*due);
+    number = due->number;
+    devices().helpers.at(fd).pop_front();
+    return Came::Answer;
+}
+
+// --- Tools
+
+bool Tool::start(const Question& question) {
+    if (question.words.empty()) return errno = EINVAL, false;
+    std::string words;
+    for (const auto& word : question.words) words.append(words.empty() ? "" : " ").append(word);
+    world().log += "tool " + words + "\n";
+    fd = ++devices().lastHandle;
+    devices().helpers[fd].push_back({0, static_cast<int>(Question::Kind::Tool), words, 0});
+    most = question.most;
+    return true;
+}
+
+Tool::~Tool() {
+    if (fd >= 0 && World::current) devices().helpers.erase(fd);
+}
+
+void Tool::kill() { killed = true; }
+
+Came Tool::receive(Answer& to) {
+    if (killed) return Came::End;
+    const auto* due = dueQuestion(fd);
+    if (!due) return Came::Nothing;
+    const auto output = devices().tools.find(due->words);
+    const auto status = devices().statuses.find(due->words);
+    to = Answer();
+    to.status = status != devices().statuses.end() ? status->second : output == devices().tools.end() ? 127 : 0;
+    if (output != devices().tools.end()) to.text = output->second.substr(0, most);
+    to.cut = output != devices().tools.end() && output->second.size() > most;
+    devices().helpers.at(fd).pop_front();
+    return Came::Answer;
+}
