@@ -5,13 +5,13 @@
 #include "base/words.h"
 #include "classic/collect/messages.h"
 #include "classic/collect/settings.h"
+#include "classic/collect/slots.h"
 
 #include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <charconv>
 #include <iterator>
-#include <new>
 
 static constexpr size_t LineLimit = 1024; // longer lines come in pieces
 static constexpr size_t RowSize = 150;    // bytes of a row of TCP as the kernel pads it
@@ -264,13 +264,14 @@ static std::string_view textOf(const char* path, Contents& text) {
 int getportinfo(int CallingIndex, TPortTable& table, TProcTable* processes, int reflen) {
     static Contents tcp, udp;
     if (CallingIndex == 0) table.rows.clear();
-    try {
+    int count = 0;
+    const bool enough = enoughMemory([&] {
         const auto tcpText = textOf("/proc/net/tcp", tcp), udpText = textOf("/proc/net/udp", udp); // in this order
-        return getportrows(tcpText, udpText, table, processes, reflen);
-    } catch (const std::bad_alloc&) {
-        table = {};
-        errno = ENOMEM;
-        sayNoMemory("port info");
-        return 0;
-    }
+        count = getportrows(tcpText, udpText, table, processes, reflen);
+    });
+    if (enough) return count;
+    table = {};
+    errno = ENOMEM; // what clearing the table may have changed
+    sayNoMemory("port info");
+    return 0;
 }

@@ -15,17 +15,21 @@ template <typename T, typename R = T> struct Slots {
     std::vector<R> result;
 };
 
-// Makes room for `n` rows (or bytes of a string). False, with errno set, when there is no memory: the report then has
-// no rows in this pass, and the run goes on. `least`: the smallest capacity.
-template <typename Rows> bool makeRoom(Rows& rows, size_t n, size_t least = 16) {
-    if (n <= rows.capacity()) return true;
+// Does `act`. False, with errno set, when there is no memory for it.
+template <typename Act> bool enoughMemory(const Act& act) {
     try {
-        rows.reserve(std::max({n, rows.capacity() * 2, least}));
+        act();
         return true;
     } catch (const std::bad_alloc&) {
         errno = ENOMEM;
         return false;
     }
+}
+
+// Makes room for `n` rows (or bytes of a string). False, with errno set, when there is no memory: the report then has
+// no rows in this pass, and the run goes on. `least`: the smallest capacity.
+template <typename Rows> bool makeRoom(Rows& rows, size_t n, size_t least = 16) {
+    return n <= rows.capacity() || enoughMemory([&] { rows.reserve(std::max({n, rows.capacity() * 2, least})); });
 }
 
 // Adds a row at the end. Without memory for it all rows are dropped, and the result is null.

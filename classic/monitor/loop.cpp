@@ -5,6 +5,7 @@
 #include "base/words.h"
 #include "classic/collect/flushed.h"
 #include "classic/collect/info.h"
+#include "classic/collect/slots.h"
 #include "classic/monitor/options.h"
 #include "classic/monitor/probes.h"
 #include "classic/monitor/report.h"
@@ -12,7 +13,6 @@
 #include "record/classic/interval.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 namespace {
@@ -126,11 +126,8 @@ static void dispReports(const TRun& run, const TPass& pass) {
 
 static void dispPass(const TRun& run, const TPass& pass) {
     if (pass.timeindex > 0) dispTime(run, pass);
-    try {
-        dispReports(run, pass);
-    } catch (const std::bad_alloc&) {
-        // The rest of this interval is lost; in the next one there may be memory again.
-    }
+    // Without memory the rest of this interval is lost; in the next one there may be memory again.
+    enoughMemory([&] { dispReports(run, pass); });
     if (!shooting) sayText("\n");
     else if (pass.timeindex > 0) dispRecord(EndRecord, {});
 }

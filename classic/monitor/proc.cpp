@@ -10,7 +10,6 @@
 #include "classic/monitor/reports.h"
 
 #include <cerrno>
-#include <new>
 
 static TProcReport& theReport() {
     static TProcReport report;
@@ -27,13 +26,7 @@ static void forget(TProcReport& report) {
 }
 
 static bool scan(TProcTable& table, TProcTotals& totals) {
-    try {
-        table.proccount = getproclist(table, totals);
-        return true;
-    } catch (const std::bad_alloc&) {
-        errno = ENOMEM;
-        return false;
-    }
+    return enoughMemory([&] { table.proccount = getproclist(table, totals); });
 }
 
 static bool enlarge(TProcTable& table) {
