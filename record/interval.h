@@ -4,6 +4,7 @@
 
 #include "record/cpu.h"
 #include "record/disk.h"
+#include "record/fs.h"
 #include "record/host.h"
 #include "record/memory.h"
 #include "record/moment.h"
@@ -28,6 +29,8 @@ struct Interval {
     Rows<PressureRow> pressure;
     Rows<DisksRow> disksTotal;
     Rows<DiskRow> disks;
+    Rows<FsTotalRow> filesystemsTotal;
+    Rows<FsRow> filesystems;
 };
 
 // Calls f(kind, rows) for each kind, in the order in which a log has them.
@@ -40,6 +43,8 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(PressureKind, interval.pressure);
     f(DisksKind, interval.disksTotal);
     f(DiskKindOf, interval.disks);
+    f(FsTotalKind, interval.filesystemsTotal);
+    f(FsKind, interval.filesystems);
 }
 
 // Removes the rows; their memory stays allocated for the next ones.

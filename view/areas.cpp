@@ -2,23 +2,30 @@
 
 #include "view/cpu.h"
 #include "view/disk.h"
+#include "view/fs.h"
 #include "view/memory.h"
 #include "view/self.h"
 
 #include <algorithm>
 
+// clang-format off
 static constexpr Area Areas[] = {
-    {"cpu",      "CPU shares, run queue, switches, interrupts, forks, load",                            "/proc/stat, /proc/loadavg",           true,  showCpu   },
-    {"cores",    "the same shares for each core, with its frequency",                                   "/proc/stat, /sys/devices/system/cpu", false,
-     showCores                                                                                                                                                  },
+    {"cpu",      "CPU shares, run queue, switches, interrupts, forks, load",
+                 "/proc/stat, /proc/loadavg", true, showCpu},
+    {"cores",    "the same shares for each core",
+                 "/proc/stat", false, showCores},
     {"mem",      "available, anonymous, file, dirty, swap and its traffic, reclaim, faults, OOM kills",
-     "/proc/meminfo, /proc/vmstat",                                                                                                            true,  showMemory},
-    {"pressure", "how long tasks waited for CPU, memory and I/O, as shares of the interval",            "/proc/pressure",                      true,
-     showPressure                                                                                                                                               },
+                 "/proc/meminfo, /proc/vmstat", true, showMemory},
+    {"pressure", "how long tasks waited for CPU, memory and I/O, as shares of the interval",
+                 "/proc/pressure", true, showPressure},
     {"disk",     "reads, writes, discards and flushes of every block device, their waits, queue, busy",
-     "/proc/diskstats, /sys/block",                                                                                                            true,  showDisks },
-    {"self",     "what wyrt itself costs, and what it could not do",                                    "getrusage, /proc/self",               false, showSelf  },
+                 "/proc/diskstats, /sys/block", true, showDisks},
+    {"fs",       "size, free, inodes, growth and time until full of each filesystem; which does not answer",
+                 "/proc/self/mountinfo, statvfs", true, showFilesystems},
+    {"self",     "what wyrt itself costs, and what it could not do",
+                 "/proc/self", false, showSelf},
 };
+// clang-format on
 
 std::span<const Area> areas() { return Areas; }
 

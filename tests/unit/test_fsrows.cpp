@@ -1,0 +1,98 @@
+#include "model/fs.h"
+#include "parse/filesystems.h"
+
+#include <gtest/gtest.h>
+
+static MountInfo mountOf(const char* line) {
+    MountInfo mount;
+    EXPECT_TRUE(parseMountInfoLine(line, mount)) << line;
+    return mount;
+}
+
+TEST(Filesystems, EachOnceAndNoPseudoOnes) {
+    std::vector<MountInfo> mounts;
+    for (const char* line :
+         {"22 27 0:21 / /proc rw - proc proc rw", "27 1 254:0 / / rw - ext4 /dev/vda rw",
+          "28 27 254:0 /home/a /srv rw - ext4 /dev/vda rw", "30 27 0:40 /sub /data rw - btrfs /dev/vdb rw",
+          "31 27 0:40 / /all rw - btrfs /dev/vdb rw", "32 27 0:50 / /merged rw - overlay overlay rw",
+          "33 27 0:60 / /net rw - autofs systemd-1 rw", "34 27 0:61 / /net/x rw - nfs4 nas:/x rw"})
+        mounts.push_back(mountOf(line));
+    const auto found = filesystemsOf(mounts);
+    ASSERT_EQ(found.size(), 3U);
+    EXPECT_EQ(found[0].point, "/");
+    EXPECT_EQ(found[1].point, "/all");
+    EXPECT_EQ(found[2].type, "nfs4");
+    EXPECT_TRUE(isRemoteFs("nfs4"));
+    EXPECT_TRUE(isRemoteFs("fuse.sshfs"));
+    EXPECT_FALSE(isRemoteFs("xfs"));
+    // In a container the overlay is all there is.
+    EXPECT_EQ(filesystemsOf({mountOf("1 0 0:50 / / rw - overlay overlay rw")}).size(), 1U);
+}
+
+static FsEntry entryOf(uint64_t blocks, uint64_t free) {
+    FsEntry entry;
+    entry.mount = 1, entry.major = 8, entry.minor = 1;
+    entry.point = "/srv", entry.source = "/dev/sda1", entry.type = "xfs";
+    entry.known = true;
+    entry.space = {4096, blocks, free, free, 100, 40, false};
+    return entry;
+}
+
+struct FsResult {
+    Rows<FsRow> rows;
+    Rows<FsTotalRow> all;
+};
+static FsResult rowsOf(FsEntry before, FsEntry now, bool complete = false) {
+    FsSample first, second;
+    first.known = second.known = true;
+    first.at_us = 0, second.at_us = 10000000;
+    first.entries.push_back(std::move(before)), second.entries.push_back(std::move(now));
+    FsResult result;
+    fsRows(&first, second, complete, result.rows, result.all);
+    return result;
+}
+
+TEST(FsModel, GrowthAndTimeUntilFull) {
+    auto now = entryOf(1000, 400);
+    now.past_us = 1, now.past_used = 500 * 4096, now.answered_us = 10000001;
+    const auto result = rowsOf(entryOf(1000, 450), now);
+    ASSERT_EQ(result.rows.rows.size(), 1U);
+    auto& row = result.rows.rows[0];
+    EXPECT_EQ(row.size, 1000U * 4096);
+    EXPECT_EQ(row.used, 600U * 4096);
+    EXPECT_EQ(row.growth, 50 * 4096);
+    EXPECT_DOUBLE_EQ(*row.growth_rate, 10 * 4096);
+    EXPECT_EQ(row.full_in_s, 40U);
+    EXPECT_DOUBLE_EQ(*useOf(row), 60);
+    EXPECT_DOUBLE_EQ(*inodeUseOf(row), 60);
+}
+
+TEST(FsModel, QuietOnesAreCountedOnly) {
+    auto result = rowsOf(entryOf(1000, 400), entryOf(1000, 400));
+    EXPECT_TRUE(result.rows.rows.empty());
+    EXPECT_EQ(result.all.rows.at(0).quiet, 1U);
+    result = rowsOf(entryOf(1000, 400), entryOf(1000, 400), true);
+    EXPECT_EQ(result.rows.rows.size(), 1U);
+    // Nearly full is news, unless nobody can write to it.
+    EXPECT_EQ(rowsOf(entryOf(1000, 100), entryOf(1000, 100)).rows.rows.size(), 1U);
+    auto image = entryOf(1000, 0);
+    image.space.read_only = true;
+    EXPECT_TRUE(rowsOf(image, image).rows.rows.empty());
+    // What shrinks has a negative growth, and no time until it is full.
+    result = rowsOf(entryOf(1000, 400), entryOf(1000, 500));
+    EXPECT_EQ(result.rows.rows.at(0).growth, -100 * 4096);
+    EXPECT_FALSE(result.rows.rows[0].full_in_s);
+}
+
+TEST(FsModel, WhatDoesNotAnswerSaysSo) {
+    auto now = entryOf(1000, 400);
+    now.asked_us = 4000000;
+    const auto result = rowsOf(entryOf(1000, 400), now);
+    ASSERT_EQ(result.rows.rows.size(), 1U);
+    EXPECT_EQ(result.rows.rows[0].stuck_us, 6000000U);
+    // Another filesystem under the same mount id has no growth yet; one without space has no row.
+    auto other = entryOf(1000, 500);
+    other.source = "/dev/sdb1";
+    EXPECT_FALSE(rowsOf(entryOf(1000, 400), other, true).rows.rows.at(0).growth);
+    EXPECT_TRUE(rowsOf(entryOf(0, 0), entryOf(0, 0), true).rows.rows.empty());
+}

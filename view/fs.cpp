@@ -1,0 +1,77 @@
+#include "view/fs.h"
+
+#include "view/format.h"
+
+#include <algorithm>
+#include <vector>
+
+// "stuck since 14:05:08"
+static std::string stuckText(Moment end, uint64_t stuck_us) {
+    end.epoch_ms -= static_cast<int64_t>(stuck_us / 1000);
+    std::string text;
+    appendMoment(text, end);
+    return "stuck since " + text.substr(11, 8);
+}
+
+// Its device without the folder of devices, and its type.
+static std::string sourceText(const FsRow& row) {
+    std::string_view source = row.source;
+    for (std::string_view folder : {"/dev/mapper/", "/dev/"})
+        if (source.starts_with(folder)) {
+            source.remove_prefix(folder.size());
+            break;
+        }
+    return safeText(source) + " " + safeText(row.type);
+}
+
+static void cells(const FsRow& row, const Interval& interval, Table& table) {
+    const auto use = useOf(row);
+    const auto tone = row.read_only       ? Tone::Plain
+                      : use >= Full       ? Tone::Bad
+                      : use >= NearlyFull ? Tone::Notice
+                                          : Tone::Plain;
+    const auto percent = [](double share) { return fixedText(share, 1); };
+    table.cell("");
+    table.cell(orNone(row.size, sizeText)), table.cell(orNone(row.available, sizeText));
+    table.cell(orNone(use, percent), tone), table.cell(orNone(inodeUseOf(row), percent));
+    const double seconds = interval.filesystems.seconds();
+    table.cell(row.growth && seconds > 0 ? sizeText(static_cast<double>(*row.growth) / seconds) : std::string(NoValue));
+    table.cell(row.full_in_s ? spanText(static_cast<double>(*row.full_in_s)) : std::string(NoValue));
+    if (row.stuck_us) table.cell(safeText(row.point) + "  " + stuckText(interval.time, *row.stuck_us), Tone::Bad);
+    else table.cell(safeText(row.point));
+    table.cell(sourceText(row));
+}
+
+void showFilesystems(const Interval& interval, const View& view, Page& page) {
+    static constexpr Column Columns[] = {
+        {"FS",      8, 0, true },
+        {"size",    6, 2, false},
+        {"free",    6, 0, false},
+        {"use%",    5, 0, false},
+        {"inode%",  6, 3, false},
+        {"grows/s", 7, 1, false},
+        {"full in", 7, 1, false},
+        {"mount",   0, 0, true },
+        {"on",      0, 4, true },
+    };
+    const auto* all = interval.filesystemsTotal.one();
+    if (!all) return;
+    std::vector<const FsRow*> rows;
+    for (auto& row : interval.filesystems.rows)
+        if (!isQuiet(row)) rows.push_back(&row);
+    std::stable_sort(rows.begin(), rows.end(), [](auto* a, auto* b) {
+        return a->stuck_us.has_value() != b->stuck_us.has_value() ? a->stuck_us.has_value()
+                                                                  : useOf(*a).value_or(0) > useOf(*b).value_or(0);
+    });
+    const std::string others =
+        std::to_string(all->quiet) + " of " + std::to_string(all->filesystems) + " below 80% and still";
+    if (rows.empty()) return page.line("FS       " + others);
+    Table table(Columns);
+    size_t left = view.rowsOr(rows.size());
+    for (auto* row : rows) {
+        if (left-- == 0) break;
+        cells(*row, interval, table);
+    }
+    table.show(page);
+    if (all->quiet) page.line("         " + others, Tone::Dim);
+}

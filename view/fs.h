@@ -1,0 +1,6 @@
+// Filesystems.
+#pragma once
+
+#include "view/areas.h"
+
+void showFilesystems(const Interval& interval, const View& view, Page& page);
