@@ -9,3 +9,6 @@ std::string ownPath();
 // Replaces this program by the one at `path` (without a slash: the one that PATH finds). The first argument is its own
 // name, the last is null. Returns only when that fails, with errno as the result.
 int becomeProgram(const char* path, char* const argv[]);
+
+// Whether work may be done in threads of its own: not on a made-up machine, whose runs are the same each time.
+bool mayRunThreads();

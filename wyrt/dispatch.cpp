@@ -5,6 +5,7 @@
 #include "base/program.h"
 #include "base/refusal.h"
 #include "wyrt/check.h"
+#include "wyrt/loop.h"
 #include "wyrt/options.h"
 #include "wyrt/version.h"
 
@@ -60,14 +61,18 @@ static int runTask(Task task, int argc, char** argv, int (*run)(const Settings&)
     return Done;
 }
 
+static int live(int argc, char** argv) { return runTask(Task::Live, argc, argv, runLive); }
+static int record(int argc, char** argv) { return runTask(Task::Record, argc, argv, runRecord); }
 static int check(int argc, char** argv) { return runTask(Task::Check, argc, argv, runCheck); }
 
 // --- All commands
 
 static constexpr Command Commands[] = {
-    {"check", check,         "what can be seen here, and what would unlock the rest", "wyrt check"        },
-    {"show",  runLogProgram, "the tables of a log",                                   "wyrt show day.wyrt"},
-    {"info",  runLogProgram, "what a log holds",                                      "wyrt info day.wyrt"},
+    {"live",   live,          "tables, now",                                           "wyrt live cpu disk -i 5s"      },
+    {"record", record,        "a log, to a file or a pipe",                            "wyrt record -i 10s -o day.wyrt"},
+    {"check",  check,         "what can be seen here, and what would unlock the rest", "wyrt check"                    },
+    {"show",   runLogProgram, "the tables of a log",                                   "wyrt show day.wyrt"            },
+    {"info",   runLogProgram, "what a log holds",                                      "wyrt info day.wyrt"            },
 };
 
 static const Command* findCommand(std::string_view word) {

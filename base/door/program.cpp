@@ -17,3 +17,5 @@ int becomeProgram(const char* path, char* const argv[]) {
     execvp(path, argv);
     return errno;
 }
+
+bool mayRunThreads() { return true; }

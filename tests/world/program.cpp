@@ -21,3 +21,5 @@ int becomeProgram(const char* path, char* const argv[]) {
     World::current->log += "\n";
     throw TBecame{};
 }
+
+bool mayRunThreads() { return false; }

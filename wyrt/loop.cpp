@@ -1,0 +1,222 @@
+#include "wyrt/loop.h"
+
+#include "base/clock.h"
+#include "base/door.h"
+#include "base/host.h"
+#include "base/program.h"
+#include "base/refusal.h"
+#include "base/wait.h"
+#include "base/words.h"
+#include "view/areas.h"
+#include "wyrt/grid.h"
+#include "wyrt/screen.h"
+#include "wyrt/source.h"
+#include "wyrt/version.h"
+#include "wyrt/writer.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+namespace {
+// The whole state of a run.
+class Run {
+    const Settings& settings;
+    const bool tables; // live: tables are shown
+    const Root root;
+    Signals signals; // before any thread
+    Screen screen{signals};
+    LogHead head;
+    LogWriter log;
+    std::unique_ptr<Writer> writer; // null: no log
+    std::vector<std::unique_ptr<Source>> sources;
+    Interval interval;
+    bool headWritten = false, shown = false;
+    int64_t logged_ms = 0;               // the last time in the log
+    int64_t sampled_us = 0;              // monotonic, the last sample
+    uint64_t own_ns = 0;                 // CPU time of this program at the last sample
+    uint64_t skipped = 0, unwritten = 0; // since the last interval
+    uint64_t made = 0;                   // intervals
+
+    enum class Step { Go, Last, Stop }; // Last: a last, shorter interval
+    bool openLog(const std::string& path, OutFile::How how);
+    Step pause(int64_t deadline);
+    void sample(uint64_t late_us);
+    void fillSelf(uint64_t late_us, uint64_t before_ns);
+    bool write();
+    bool show();
+    bool makeInterval(uint64_t late_us);
+    void loop();
+    int finish();
+
+public:
+    Run(const Settings& asked, bool live) : settings(asked), tables(live), root(asked.root) {}
+    int run();
+};
+} // namespace
+
+// --- Start
+
+static Moment momentNow() {
+    Moment moment;
+    moment.epoch_ms = getRealtime();
+    const time_t seconds = static_cast<time_t>(moment.epoch_ms / 1000);
+    tm local{};
+    localtime_r(&seconds, &local);
+    moment.offset_min = static_cast<int16_t>(local.tm_gmtoff / 60);
+    return moment;
+}
+
+static std::string firstLine(const std::string& path) {
+    Contents text;
+    if (!readFile(path.c_str(), text)) return {};
+    return std::string(text.view().substr(0, text.view().find('\n')));
+}
+
+static LogHead headOf(const Root& root) {
+    char run[40];
+    snprintf(run, sizeof run, "%llx-%x", static_cast<unsigned long long>(getRealtime()),
+             static_cast<unsigned>(getOwnPid()));
+    return {programVersion(), getHost().name, firstLine(root.path("/proc/sys/kernel/random/boot_id")), run};
+}
+
+bool Run::openLog(const std::string& path, OutFile::How how) {
+    LogFile file;
+    if (!file.open(path, how)) return errno = file.error(), false;
+    writer = mayRunThreads() ? threadWriter(std::move(file)) : directWriter(std::move(file));
+    return true;
+}
+
+// --- One interval
+
+// Waits for the time of the next sample. Keys and a changed terminal are dealt with meanwhile.
+Run::Step Run::pause(int64_t deadline) {
+    for (;;) {
+        if (signals.pipeClosed() || (writer && writer->isOver())) return Step::Stop;
+        if (signals.end()) return Step::Last;
+        if (signals.takeResized()) {
+            screen.renew();
+            if (shown && screen.isRedrawn() && !show()) return Step::Stop;
+        }
+        Watched keys[] = {
+            {screen.handle(), false}
+        };
+        const auto woken = waitUntil(deadline, signals, keys);
+        if (woken == Woken::Time) return Step::Go;
+        if (woken != Woken::Ready) continue;
+        const auto key = screen.take();
+        if (key == Screen::Key::Quit) return Step::Stop;
+        if (key == Screen::Key::Hold && shown && !show()) return Step::Stop;
+    }
+}
+
+void Run::fillSelf(uint64_t late_us, uint64_t before_ns) {
+    const uint64_t now_ns = getOwnCpu();
+    SelfRow row;
+    if (interval.elapsed_us > 0) row.cpu_us = (now_ns - own_ns) / 1000;
+    row.sample_us = (now_ns - before_ns) / 1000;
+    row.late_us = late_us;
+    row.skipped = skipped;
+    row.unwritten = unwritten;
+    Contents text;
+    if (readFile("/proc/self/statm", text)) {
+        const auto resident = text.view().substr(std::min(text.view().find(' '), text.size));
+        const auto pages = toLong(resident);
+        if (pages > 0) row.memory = static_cast<uint64_t>(pages) * static_cast<uint64_t>(getPageSize());
+    }
+    own_ns = now_ns;
+    interval.self.rows.push_back(row);
+    interval.self.sampled = true;
+    interval.self.elapsed_us = interval.elapsed_us;
+}
+
+void Run::sample(uint64_t late_us) {
+    const uint64_t before_ns = getOwnCpu();
+    const int64_t now = getMonotonic();
+    clearRows(interval);
+    interval.complete = made == 0;
+    interval.time = momentNow();
+    interval.elapsed_us = sampled_us ? now - sampled_us : 0;
+    sampled_us = now;
+    for (auto& source : sources) source->sample();
+    for (auto& source : sources) source->rows(interval);
+    fillSelf(late_us, before_ns);
+}
+
+bool Run::write() {
+    if (!writer) return true;
+    std::string text;
+    if (!headWritten || interval.time.epoch_ms < logged_ms) log.head(head, settings.view, interval.time, text);
+    headWritten = true;
+    logged_ms = interval.time.epoch_ms;
+    log.interval(interval, text);
+    writer->put(std::move(text));
+    return !writer->isOver();
+}
+
+bool Run::show() {
+    shown = true;
+    if (screen.isHeld()) return true;
+    Page page(screen.width(), screen.color());
+    showInterval(interval, {head, settings.view}, page);
+    return screen.show(page.text());
+}
+
+// False: the run is over.
+bool Run::makeInterval(uint64_t late_us) {
+    // What cannot be written is not shown either: the log and the screen have the same intervals.
+    if (writer && !writer->ready()) return unwritten++, !writer->isOver();
+    sample(late_us);
+    interval.number = ++made;
+    skipped = unwritten = 0;
+    if (!write()) return false;
+    return !tables || show();
+}
+
+// --- The whole run
+
+void Run::loop() {
+    constexpr int64_t FirstOnScreen = 500000, ShortestLast = 1000; // microseconds
+    const auto interval_us = static_cast<int64_t>(settings.view.interval_us);
+    const bool early = tables && screen.isRedrawn() && settings.save.empty();
+    sample(0); // from here on something can be compared
+    const int64_t first = early ? std::min(FirstOnScreen, interval_us) : interval_us;
+    Grid grid(sampled_us + first - interval_us, interval_us);
+    while (!settings.count || made < *settings.count) {
+        const auto next = pause(grid.due());
+        if (next == Step::Stop) return;
+        const int64_t now = getMonotonic();
+        if (next == Step::Last) {
+            if (now - sampled_us >= ShortestLast) makeInterval(0);
+            return;
+        }
+        if (!makeInterval(grid.lateness(now))) return;
+        skipped += grid.advance(getMonotonic());
+    }
+}
+
+int Run::finish() {
+    const bool written = !writer || writer->finish();
+    const int logError = writer ? writer->error() : 0;
+    if (screen.error() && screen.error() != EPIPE && screen.error() != EINTR)
+        return failed(std::string("the tables cannot be written: ") + strerror(screen.error()));
+    if (!written && logError != EPIPE) return failed(std::string("the log cannot be written: ") + strerror(logError));
+    return Done;
+}
+
+int Run::run() {
+    head = headOf(root);
+    const auto& path = tables ? settings.save : settings.output.empty() ? std::string("-") : settings.output;
+    if (!path.empty() && !openLog(path, tables ? OutFile::How::New : OutFile::How::Append))
+        return failed(inQuotes(path) + " cannot be written: " + strerror(errno));
+    if (tables && !screen.open(settings))
+        return failed(inQuotes(settings.output) + " cannot be written: " + strerror(errno));
+    sources = makeSources(settings.view.areas, root);
+    loop();
+    return finish();
+}
+
+int runLive(const Settings& settings) { return Run(settings, true).run(); }
+int runRecord(const Settings& settings) { return Run(settings, false).run(); }

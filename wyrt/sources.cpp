@@ -1,0 +1,64 @@
+#include "wyrt/source.h"
+
+#include "model/cpu.h"
+#include "model/disk.h"
+#include "model/memory.h"
+#include "model/pressure.h"
+
+#include <algorithm>
+
+static void fillCpu(const CpuSample* before, const CpuSample& now, Interval& interval) {
+    cpuRows(before, now, interval.cpu);
+    coreRows(before, now, interval.cores);
+}
+
+static void fillMemory(const MemorySample* before, const MemorySample& now, Interval& interval) {
+    memoryRows(before, now, interval.memory);
+}
+
+static void fillPressure(const PressureSample* before, const PressureSample& now, Interval& interval) {
+    pressureRows(before, now, interval.pressure);
+}
+
+static void fillDisks(const DiskSample* before, const DiskSample& now, Interval& interval) {
+    diskRows(before, now, interval.complete, interval.disks, interval.disksTotal);
+}
+
+template <typename Sampler, typename Sample, auto Fill> static std::unique_ptr<Source> make(const Root& root) {
+    return std::make_unique<PairSource<Sampler, Sample, Fill>>(root);
+}
+
+namespace {
+struct Maker {
+    std::string_view areas; // any of these words needs it; empty: it is always there
+    std::unique_ptr<Source> (*make)(const Root& root);
+};
+} // namespace
+
+static constexpr Maker Makers[] = {
+    {"cpu cores", make<CpuSampler,      CpuSample,      fillCpu>     },
+    {"mem",       make<MemorySampler,   MemorySample,   fillMemory>  },
+    {"pressure",  make<PressureSampler, PressureSample, fillPressure>},
+    {"disk",      make<DiskSampler,     DiskSample,     fillDisks>   },
+};
+
+static bool hasWord(std::string_view list, std::string_view word) {
+    const std::string padded = " " + std::string(list) + " ";
+    return padded.find(" " + std::string(word) + " ") != padded.npos;
+}
+
+static bool anyOf(std::string_view words, std::string_view list) {
+    while (!words.empty()) {
+        const auto word = words.substr(0, words.find(' '));
+        if (hasWord(list, word)) return true;
+        words.remove_prefix(std::min(word.size() + 1, words.size()));
+    }
+    return false;
+}
+
+std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const Root& root) {
+    std::vector<std::unique_ptr<Source>> sources;
+    for (const auto& maker : Makers)
+        if (maker.areas.empty() || anyOf(maker.areas, areas)) sources.push_back(maker.make(root));
+    return sources;
+}
