@@ -98,7 +98,7 @@ void showDisks(const Interval& interval, const View& view, Page& page) {
         table.cell(row->kind == "disk" ? "" : row->kind);
     }
     table.cell("all " + std::to_string(all->disks));
-    activityCells(*all, seconds, table);
+    activityCells(*all, interval.disksTotal.seconds(), table);
     table.cell("");
     table.cell(all->idle ? std::to_string(all->idle) + " idle" : "");
     table.show(page);

@@ -37,6 +37,18 @@ why=
 (($(ends log) == 3)) || why="$(ends log) ENDs instead of that of the head and 2"
 verdict 'tables and a log in files' "$why"
 
+if [ -x "$(dirname -- "$wyrt")/wyrtlog" ]; then
+    "$wyrt" live all 100ms 4 --save log >out 2>err </dev/null
+    "$wyrt" show log >again 2>>err </dev/null
+    why=
+    [ -s out ] || why='nothing was shown'
+    cmp -s out again || why=$(diff out again | sed -n 2p)
+    [ -s err ] && why="said $(head -n 1 err)"
+    verdict 'show gives the tables of the log again' "$why"
+else
+    echo 'skip show gives the tables of the log again: wyrtlog is not beside wyrt'
+fi
+
 "$wyrt" record cpu -i 100ms -c 3 >log 2>err </dev/null
 status=$?
 why=
