@@ -4,3 +4,9 @@ void clearRows(Interval& interval) {
     interval.damaged = false;
     eachKind(interval, [](auto&, auto& rows) { rows.clear(); });
 }
+
+void settle(Interval& interval) {
+    eachKind(interval, [](auto&, auto& rows) {
+        if (rows.rows.empty() && !rows.rest) rows.clear();
+    });
+}

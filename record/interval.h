@@ -49,3 +49,6 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
 
 // Removes the rows; their memory stays allocated for the next ones.
 void clearRows(Interval& interval);
+// Forgets what a log would not give back: that a kind without rows was sampled, and when. Tables made before and after
+// a log are then the same.
+void settle(Interval& interval);

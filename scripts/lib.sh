@@ -178,12 +178,14 @@ configure() {
     return 1
 }
 
-# The trees that more than one script builds.
+# The trees that more than one script builds: a release with its coverage twin by g++, and one with the sanitizers by
+# clang++. Of what a debugger needs, the second keeps line numbers only: a sanitizer's report names nothing else.
 # shellcheck disable=SC2034 # for those that source this file
 {
     tested=(-DWYRT_TESTS=ON -DWYRT_FUZZ_REPLAY=ON -DWYRT_WERROR=ON -DWYRT_BENCH=ON)
     gcc_tree=("${tested[@]}" -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=g++ -DWYRT_COVERAGE=ON)
-    clang_tree=("${tested[@]}" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++)
+    clang_tree=("${tested[@]}" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS_DEBUG=-g1
+        "-DCMAKE_CXX_FLAGS=-O1 -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -D_GLIBCXX_ASSERTIONS")
     launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=)
     has ccache && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 }

@@ -48,4 +48,5 @@ void showInterval(const Interval& interval, const View& view, Page& page) {
     showTop(interval, view, page);
     for (auto& area : Areas)
         if (isAsked(view.asked, area.word)) area.show(interval, view, page);
+    page.line("");
 }

@@ -31,5 +31,5 @@ const Area* findArea(std::string_view word);
 
 // The first line of every interval: host, time, number, elapsed time, size of the machine, own cost.
 void showTop(const Interval& interval, const View& view, Page& page);
-// A whole interval: the first line, then the areas of view.asked in the list's order.
+// A whole interval: the first line, then the areas of view.asked in the list's order, and an empty line.
 void showInterval(const Interval& interval, const View& view, Page& page);

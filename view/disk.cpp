@@ -85,7 +85,7 @@ void showDisks(const Interval& interval, const View& view, Page& page) {
     };
     const auto* all = interval.disksTotal.one();
     if (!all) return;
-    const double seconds = interval.disks.seconds();
+    const double seconds = interval.disksTotal.seconds();
     const auto rows = ordered(interval, view.asked);
     Table table(Columns);
     size_t left = view.rowsOr(rows.size());
@@ -94,8 +94,8 @@ void showDisks(const Interval& interval, const View& view, Page& page) {
         table.cell(safeText(row->name));
         activityCells(*row, seconds, table);
         table.cell(percentText(row->busy_us ? std::optional(value(row->busy_us)) : std::nullopt,
-                               static_cast<double>(interval.disks.elapsed_us)));
-        table.cell(row->kind == "disk" ? "" : row->kind);
+                               static_cast<double>(interval.disksTotal.elapsed_us)));
+        table.cell(row->kind == "disk" ? "" : safeText(row->kind));
     }
     table.cell("all " + std::to_string(all->disks));
     activityCells(*all, interval.disksTotal.seconds(), table);

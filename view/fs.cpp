@@ -34,7 +34,7 @@ static void cells(const FsRow& row, const Interval& interval, Table& table) {
     table.cell("");
     table.cell(orNone(row.size, sizeText)), table.cell(orNone(row.available, sizeText));
     table.cell(orNone(use, percent), tone), table.cell(orNone(inodeUseOf(row), percent));
-    const double seconds = interval.filesystems.seconds();
+    const double seconds = interval.filesystemsTotal.seconds();
     table.cell(row.growth && seconds > 0 ? sizeText(static_cast<double>(*row.growth) / seconds) : std::string(NoValue));
     table.cell(row.full_in_s ? spanText(static_cast<double>(*row.full_in_s)) : std::string(NoValue));
     if (row.stuck_us) table.cell(safeText(row.point) + "  " + stuckText(interval.time, *row.stuck_us), Tone::Bad);

@@ -51,12 +51,15 @@ void showMemory(const Interval& interval, const View&, Page& page) {
 
 // "STALL   cpu some  3.1%   mem some  0.4% full  0.3%   io some 71.5% full 62.0%"
 void showPressure(const Interval& interval, const View&, Page& page) {
-    if (!interval.pressure.sampled) return;
+    if (interval.pressure.rows.empty()) return;
     size_t used = 0;
     page.piece("STALL   ", used, Tone::Title);
-    if (interval.pressure.rows.empty()) page.piece("nothing known: see wyrt check", used, Tone::Dim);
+    const bool told = std::any_of(interval.pressure.rows.begin(), interval.pressure.rows.end(),
+                                  [](auto& row) { return row.some_us || row.full_us; });
+    if (!told) page.piece(" this kernel does not tell: see wyrt check", used, Tone::Dim);
     const auto elapsed = static_cast<double>(interval.pressure.elapsed_us);
     for (auto& row : interval.pressure.rows) {
+        if (!row.some_us && !row.full_us) continue;
         const auto share = [&](std::string_view name, const std::optional<uint64_t>& amount) {
             const auto text = percentText(amount ? std::optional(static_cast<double>(*amount)) : std::nullopt, elapsed);
             page.piece(" ", used), page.piece(name, used),

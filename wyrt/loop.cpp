@@ -143,6 +143,7 @@ void Run::sample(uint64_t late_us) {
     for (auto& source : sources) source->sample();
     for (auto& source : sources) source->rows(interval);
     fillSelf(late_us, before_ns);
+    settle(interval);
 }
 
 bool Run::write() {

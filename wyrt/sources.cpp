@@ -2,13 +2,22 @@
 
 #include "model/cpu.h"
 #include "model/disk.h"
+#include "model/fs.h"
+#include "model/host.h"
 #include "model/memory.h"
 #include "model/pressure.h"
 
 #include <algorithm>
 
+static void fillHost(const HostSample* before, const HostSample& now, Interval& interval) {
+    hostRows(before, now, interval.host);
+}
+
 static void fillCpu(const CpuSample* before, const CpuSample& now, Interval& interval) {
     cpuRows(before, now, interval.cpu);
+}
+
+static void fillCores(const CpuSample* before, const CpuSample& now, Interval& interval) {
     coreRows(before, now, interval.cores);
 }
 
@@ -24,6 +33,10 @@ static void fillDisks(const DiskSample* before, const DiskSample& now, Interval&
     diskRows(before, now, interval.complete, interval.disks, interval.disksTotal);
 }
 
+static void fillFilesystems(const FsSample* before, const FsSample& now, Interval& interval) {
+    fsRows(before, now, interval.complete, interval.filesystems, interval.filesystemsTotal);
+}
+
 template <typename Sampler, typename Sample, auto Fill> static std::unique_ptr<Source> make(const Root& root) {
     return std::make_unique<PairSource<Sampler, Sample, Fill>>(root);
 }
@@ -36,10 +49,13 @@ struct Maker {
 } // namespace
 
 static constexpr Maker Makers[] = {
-    {"cpu cores", make<CpuSampler,      CpuSample,      fillCpu>     },
-    {"mem",       make<MemorySampler,   MemorySample,   fillMemory>  },
-    {"pressure",  make<PressureSampler, PressureSample, fillPressure>},
-    {"disk",      make<DiskSampler,     DiskSample,     fillDisks>   },
+    {"",         make<HostSampler,     HostSample,     fillHost>       },
+    {"cpu",      make<CpuSampler,      CpuSample,      fillCpu>        },
+    {"cores",    make<CpuSampler,      CpuSample,      fillCores>      },
+    {"mem",      make<MemorySampler,   MemorySample,   fillMemory>     },
+    {"pressure", make<PressureSampler, PressureSample, fillPressure>   },
+    {"disk",     make<DiskSampler,     DiskSample,     fillDisks>      },
+    {"fs",       make<FsSampler,       FsSample,       fillFilesystems>},
 };
 
 static bool hasWord(std::string_view list, std::string_view word) {
