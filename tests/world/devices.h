@@ -73,7 +73,8 @@ struct TDevices {
     std::map<int, TSocket> sockets;
     std::map<int, THeld> held;
     std::map<int, std::deque<TQuestion>> helpers;
-    std::map<int, std::string> files; // that are written
+    std::map<int, std::string> files;  // that are written
+    std::map<int, std::string> unread; // what is left of those that are read
 
     // When the first question of a helper will be answered, monotonic; -1: never, or there is none.
     int64_t readyAt(int handle, int64_t now);
