@@ -8,6 +8,7 @@
 #include "record/host.h"
 #include "record/memory.h"
 #include "record/moment.h"
+#include "record/net.h"
 #include "record/pressure.h"
 #include "record/rows.h"
 #include "record/self.h"
@@ -31,6 +32,9 @@ struct Interval {
     Rows<DiskRow> disks;
     Rows<FsTotalRow> filesystemsTotal;
     Rows<FsRow> filesystems;
+    Rows<LinksRow> linksTotal;
+    Rows<LinkRow> links;
+    Rows<AddressRow> addresses;
 };
 
 // Calls f(kind, rows) for each kind, in the order in which a log has them.
@@ -45,6 +49,9 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(DiskKindOf, interval.disks);
     f(FsTotalKind, interval.filesystemsTotal);
     f(FsKind, interval.filesystems);
+    f(LinksKind, interval.linksTotal);
+    f(LinkKind, interval.links);
+    f(AddressKind, interval.addresses);
 }
 
 // Removes the rows; their memory stays allocated for the next ones.

@@ -4,6 +4,7 @@
 #include "view/disk.h"
 #include "view/fs.h"
 #include "view/memory.h"
+#include "view/net.h"
 #include "view/self.h"
 
 #include <algorithm>
@@ -22,6 +23,8 @@ static constexpr Area Areas[] = {
                  "/proc/diskstats, /sys/block", true, showDisks},
     {"fs",       "size, free, inodes, growth and time until full of each filesystem; which does not answer",
                  "/proc/self/mountinfo, statvfs", true, showFilesystems},
+    {"net",      "traffic, errors and drops of interfaces, with their state, speed and addresses",
+                 "rtnetlink, /proc/net/dev", true, showNet},
     {"self",     "what wyrt itself costs, and what it could not do",
                  "/proc/self", false, showSelf},
 };

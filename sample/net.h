@@ -1,0 +1,102 @@
+// Network interfaces of the program's own namespace: what they are, and their counters.
+#pragma once
+
+#include "base/held.h"
+#include "base/helper.h"
+#include "base/netlink.h"
+#include "base/root.h"
+#include "parse/link.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct LinkFacts : Link {
+    std::optional<uint64_t> speed; // bits per second
+    bool numbered = true;          // `index` is the kernel's number
+    bool counted = false;          // part of the total
+};
+
+// What changes seldom. Samples share it until it does.
+struct NetFacts {
+    std::vector<LinkFacts> links; // by index
+    std::vector<Address> addresses;
+};
+
+struct LinkCount {
+    uint32_t index = 0;
+    bool by_cause = true; // errors by cause are known
+    LinkCounters counters;
+};
+
+// An interface that came: new, or from another namespace, where its counters have grown before.
+struct Arrival {
+    uint32_t index = 0;
+    bool replaced = false; // another one had this number just before
+    LinkCounters counters; // when it came
+};
+
+struct NetSample {
+    int64_t at_us = 0;                     // monotonic
+    bool known = false;                    // interfaces could be read
+    bool complete = false;                 // no interface is missing
+    std::shared_ptr<const NetFacts> facts; // null: not known
+    std::vector<LinkCount> counts;         // by index
+    std::vector<Arrival> arrived;          // since the sample before
+    bool lost = false;                     // some arrivals are not known
+};
+
+// Marks the interfaces whose traffic makes the total. Hardware counts, and what stands on it, joins it or is made of
+// nothing (bonds, bridges, vlans, tunnels, veths) does not. Without hardware, as in a container, those count that
+// stand on no other interface here and are part of none.
+void markCounted(std::vector<LinkFacts>& links);
+
+// Reads over rtnetlink; below another root, from /proc/net/dev.
+class NetSampler {
+    Root root;
+    Netlink questions, news;
+    Helper helper;
+    Contents text, message;
+    std::string linksRequest, countsRequest, addressesRequest;
+    std::shared_ptr<const NetFacts> facts;
+    bool listening = false;
+    bool linksStale = true, addressesStale = true;
+    bool hasCounts = true; // this kernel answers RTM_GETSTATS
+    uint64_t overruns = 0;
+    std::vector<uint32_t> present;       // by index, as news have them
+    bool presentStale = true;            // news was lost
+    std::vector<uint32_t> gone, goneNow; // interfaces that went, before and in this sample
+    // The speeds that were asked for, by index.
+    struct Speed {
+        std::string name; // of the interface when it was asked
+        std::optional<uint32_t> carrier_changes;
+        Helper::Ticket ticket = 0;
+        std::optional<uint64_t> bits;
+    };
+    std::map<uint32_t, Speed> speeds;
+    // Below another root.
+    HeldFile devices;
+    std::map<std::string, LinkFacts, std::less<>> named;
+    uint32_t invented = 0x80000000U; // the next number for one whose own is not known; the kernel's are smaller
+
+    void takeNews(NetSample& now);
+    void takeMessages(std::string_view messages, NetSample& now);
+    Asked askPatiently(std::string& request);
+    bool readLinks(NetSample& now, bool withCounters);
+    void readAddresses(NetFacts& to);
+    Asked readCounts(NetSample& now);
+    bool refresh(NetSample& now);
+    bool hasUnknown(const NetSample& now) const;
+    void askSpeeds();
+    void takeSpeeds();
+    void sampleLive(NetSample& now);
+    void sampleFiles(NetSample& now);
+    LinkFacts factsOf(std::string_view name);
+
+public:
+    explicit NetSampler(const Root& where);
+    void sample(NetSample& now);
+};

@@ -1,0 +1,132 @@
+#include "view/net.h"
+
+#include "view/format.h"
+
+#include <algorithm>
+#include <iterator>
+#include <vector>
+
+static double value(const std::optional<uint64_t>& amount) { return static_cast<double>(amount.value_or(0)); }
+
+static std::optional<uint64_t> both(const std::optional<uint64_t>& a, const std::optional<uint64_t>& b) {
+    return a || b ? std::optional(a.value_or(0) + b.value_or(0)) : std::nullopt;
+}
+
+static void trafficCells(const LinkTraffic& link, double seconds, Table& table) {
+    constexpr double MB = 1048576;
+    const auto speed = [&](const std::optional<uint64_t>& bytes) {
+        return bytes && seconds > 0 ? fixedText(value(bytes) / MB / seconds, 1) : std::string(NoValue);
+    };
+    const auto rate = [&](const std::optional<uint64_t>& amount) {
+        return amount && seconds > 0 ? countText(value(amount) / seconds) : std::string(NoValue);
+    };
+    const auto trouble = [&](const std::optional<uint64_t>& amount) {
+        table.cell(rate(amount), value(amount) > 0 ? Tone::Notice : Tone::Plain);
+    };
+    table.cell(speed(link.rx_bytes)), table.cell(speed(link.tx_bytes));
+    table.cell(rate(link.rx_packets)), table.cell(rate(link.tx_packets));
+    trouble(both(link.rx_errors, link.tx_errors)), trouble(both(link.rx_dropped, link.tx_dropped));
+}
+
+// The busier direction as a share of the speed.
+static void useCell(const LinkRow& link, double seconds, Table& table) {
+    constexpr double Near = 70, Saturated = 90; // percent
+    if (!link.speed || *link.speed == 0 || !link.rx_bytes || !link.tx_bytes || seconds <= 0)
+        return table.cell(std::string(NoValue));
+    const double bits = static_cast<double>(std::max(*link.rx_bytes, *link.tx_bytes)) * 8 / seconds;
+    const double use = bits * 100 / static_cast<double>(*link.speed);
+    table.cell(fixedText(use, 1), use >= Saturated ? Tone::Bad : use >= Near ? Tone::Notice : Tone::Plain);
+}
+
+namespace {
+// What the interfaces can be sorted by, most first.
+struct Order {
+    std::string_view word;
+    double (*of)(const LinkRow&);
+};
+} // namespace
+static constexpr Order Orders[] = {
+    {"bytes",   [](const LinkRow& r) { return value(r.rx_bytes) + value(r.tx_bytes); }    },
+    {"read",    [](const LinkRow& r) { return value(r.rx_bytes); }                        },
+    {"write",   [](const LinkRow& r) { return value(r.tx_bytes); }                        },
+    {"packets", [](const LinkRow& r) { return value(r.rx_packets) + value(r.tx_packets); }},
+    {"errors",
+     [](const LinkRow& r) {
+         return value(r.rx_errors) + value(r.tx_errors) + value(r.rx_dropped) + value(r.tx_dropped);
+     }                                                                                    },
+};
+
+static std::vector<const LinkRow*> ordered(const Interval& interval, std::string_view sort) {
+    std::vector<const LinkRow*> rows;
+    for (auto& row : interval.links.rows)
+        if (isActive(row)) rows.push_back(&row);
+    const auto* order = std::find_if(std::begin(Orders), std::end(Orders), [&](auto& o) { return o.word == sort; });
+    const auto of = order == std::end(Orders) ? Orders[0].of : order->of;
+    std::sort(rows.begin(), rows.end(), [&](const LinkRow* a, const LinkRow* b) {
+        const double left = of(*a), right = of(*b);
+        return left != right ? left > right : a->name < b->name;
+    });
+    return rows;
+}
+
+// The addresses that find room; one at the least.
+static std::string addressText(std::string_view addresses, size_t width) {
+    constexpr size_t Others = 70, Least = 15; // columns of the terminal: all before the address; an IPv4 address
+    if (width == 0 || addresses.empty()) return safeText(addresses);
+    const size_t room = std::max(width, Others + Least) - Others;
+    if (addresses.size() <= room) return safeText(addresses);
+    const auto end = addresses.rfind(' ', room);
+    addresses = addresses.substr(0, end == addresses.npos ? addresses.find(' ') : end);
+    return safeText(addresses);
+}
+
+static std::string countOf(uint64_t number, std::string_view what) {
+    return std::to_string(number) + " " + std::string(what) + (number == 1 ? "" : "s");
+}
+
+void showNet(const Interval& interval, const View& view, Page& page) {
+    static constexpr Column Columns[] = {
+        {"NET",     10, 0, true },
+        {"rMB/s",   6,  0, false},
+        {"wMB/s",   6,  0, false},
+        {"rpkt/s",  6,  3, false},
+        {"wpkt/s",  6,  3, false},
+        {"err/s",   5,  0, false},
+        {"drop/s",  6,  0, false},
+        {"speed",   5,  2, false},
+        {"use%",    5,  1, false},
+        {"state",   5,  4, true },
+        {"address", 7,  0, true },
+    };
+    const auto* all = interval.linksTotal.one();
+    if (!all) return;
+    if (all->idle == all->links) {
+        size_t used = 0;
+        page.piece("NET", used, Tone::Title);
+        page.piece("  " + countOf(all->links, "interface") + ", idle", used);
+        return page.newline();
+    }
+    const double seconds = interval.links.seconds();
+    constexpr size_t Most = 12;
+    Table table(Columns);
+    size_t left = view.rowsOr(Most);
+    const auto rows = ordered(interval, view.asked.sort);
+    for (const auto* row : rows) {
+        if (left-- == 0) break;
+        table.cell(safeText(row->name));
+        trafficCells(*row, seconds, table);
+        table.cell(orNone(row->speed, bitsText));
+        useCell(*row, seconds, table);
+        table.cell(safeText(row->state)), table.cell(addressText(row->addresses, page.width()));
+    }
+    if (all->links > 1) {
+        table.cell("all " + std::to_string(all->counted));
+        trafficCells(*all, interval.linksTotal.seconds(), table);
+        table.cell(""), table.cell(""), table.cell("");
+        const uint64_t shown = std::min<uint64_t>(rows.size(), view.rowsOr(Most)), active = all->links - all->idle;
+        std::string others = all->idle ? std::to_string(all->idle) + " idle" : std::string();
+        if (active > shown) others += (others.empty() ? "" : ", ") + std::to_string(active - shown) + " not shown";
+        table.cell(others);
+    }
+    table.show(page);
+}
