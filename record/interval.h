@@ -6,10 +6,12 @@
 #include "record/disk.h"
 #include "record/fs.h"
 #include "record/host.h"
+#include "record/limits.h"
 #include "record/memory.h"
 #include "record/moment.h"
 #include "record/net.h"
 #include "record/pressure.h"
+#include "record/proto.h"
 #include "record/rows.h"
 #include "record/self.h"
 
@@ -35,6 +37,9 @@ struct Interval {
     Rows<LinksRow> linksTotal;
     Rows<LinkRow> links;
     Rows<AddressRow> addresses;
+    Rows<ProtocolsRow> protocolsTotal;
+    Rows<ProtocolRow> protocols;
+    Rows<LimitRow> limits;
 };
 
 // Calls f(kind, rows) for each kind, in the order in which a log has them.
@@ -52,6 +57,9 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(LinksKind, interval.linksTotal);
     f(LinkKind, interval.links);
     f(AddressKind, interval.addresses);
+    f(ProtocolsKind, interval.protocolsTotal);
+    f(ProtocolKind, interval.protocols);
+    f(LimitKind, interval.limits);
 }
 
 // Removes the rows; their memory stays allocated for the next ones.

@@ -3,8 +3,10 @@
 #include "view/cpu.h"
 #include "view/disk.h"
 #include "view/fs.h"
+#include "view/limits.h"
 #include "view/memory.h"
 #include "view/net.h"
+#include "view/proto.h"
 #include "view/self.h"
 
 #include <algorithm>
@@ -25,6 +27,10 @@ static constexpr Area Areas[] = {
                  "/proc/self/mountinfo, statvfs", true, showFilesystems},
     {"net",      "traffic, errors and drops of interfaces, with their state, speed and addresses",
                  "rtnetlink, /proc/net/dev", true, showNet},
+    {"proto",    "protocol counters that moved",
+                 "/proc/net/snmp, /proc/net/netstat, /proc/net/snmp6", false, showProtocols},
+    {"limits",   "how near: conntrack, open files, pids, threads, TCP memory, neighbours, backlog",
+                 "/proc/sys, /proc/net", true, showLimits},
     {"self",     "what wyrt itself costs, and what it could not do",
                  "/proc/self", false, showSelf},
 };

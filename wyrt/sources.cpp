@@ -4,8 +4,11 @@
 #include "model/disk.h"
 #include "model/fs.h"
 #include "model/host.h"
+#include "model/limits.h"
 #include "model/memory.h"
+#include "model/net.h"
 #include "model/pressure.h"
+#include "model/proto.h"
 
 #include <algorithm>
 
@@ -37,6 +40,18 @@ static void fillFilesystems(const FsSample* before, const FsSample& now, Interva
     fsRows(before, now, interval.complete, interval.filesystems, interval.filesystemsTotal);
 }
 
+static void fillNet(const NetSample* before, const NetSample& now, Interval& interval) {
+    netRows(before, now, interval.complete, interval.links, interval.linksTotal, interval.addresses);
+}
+
+static void fillProtocols(const ProtocolSample* before, const ProtocolSample& now, Interval& interval) {
+    protocolRows(before, now, interval.complete, interval.protocolsTotal, interval.protocols);
+}
+
+static void fillLimits(const LimitSample* before, const LimitSample& now, Interval& interval) {
+    limitRows(before, now, interval.complete, interval.limits);
+}
+
 template <typename Sampler, typename Sample, auto Fill> static std::unique_ptr<Source> make(const Root& root) {
     return std::make_unique<PairSource<Sampler, Sample, Fill>>(root);
 }
@@ -56,6 +71,9 @@ static constexpr Maker Makers[] = {
     {"pressure", make<PressureSampler, PressureSample, fillPressure>   },
     {"disk",     make<DiskSampler,     DiskSample,     fillDisks>      },
     {"fs",       make<FsSampler,       FsSample,       fillFilesystems>},
+    {"net",      make<NetSampler,      NetSample,      fillNet>        },
+    {"proto",    make<ProtocolSampler, ProtocolSample, fillProtocols>  },
+    {"limits",   make<LimitSampler,    LimitSample,    fillLimits>     },
 };
 
 static bool hasWord(std::string_view list, std::string_view word) {

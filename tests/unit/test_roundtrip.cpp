@@ -11,8 +11,9 @@
 using Random = std::mt19937_64;
 
 static std::string randomText(Random& random) {
-    static const char* const Texts[] = {"sda",   "",     "a,b\"c\\", "\x1B[2J", "\xFF\xFE", "\xC3\xA9", "/srv/x y", "loop",
-                                        "disk", "ext4", "cpu",      "memory",  "io",       "a\nb",     "1:2",      "partition"};
+    static const char* const Texts[] = {"sda",      "",     "a,b\"c\\", "\x1B[2J",  "\xFF\xFE", "\xC3\xA9",
+                                        "/srv/x y", "loop", "disk",     "ext4",     "cpu",      "memory",
+                                        "io",       "a\nb", "1:2",      "partition"};
     return Texts[random() % std::size(Texts)];
 }
 
