@@ -104,7 +104,7 @@ void World::load(const std::string& file) {
         std::string rest = line;
         const std::string name = cutWord(rest);
         if (name == "include") {
-            load(folder + rest);
+            load(rest.starts_with('/') ? rest : folder + rest);
             continue;
         }
         if (name == "step") {
