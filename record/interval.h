@@ -14,6 +14,7 @@
 #include "record/proto.h"
 #include "record/rows.h"
 #include "record/self.h"
+#include "record/volumes.h"
 
 #include <cstdint>
 
@@ -40,6 +41,9 @@ struct Interval {
     Rows<ProtocolsRow> protocolsTotal;
     Rows<ProtocolRow> protocols;
     Rows<LimitRow> limits;
+    Rows<VolumeRow> volumes;
+    Rows<HoldsRow> holds;
+    Rows<MountRow> mounts;
 };
 
 // Calls f(kind, rows) for each kind, in the order in which a log has them.
@@ -60,6 +64,9 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(ProtocolsKind, interval.protocolsTotal);
     f(ProtocolKind, interval.protocols);
     f(LimitKind, interval.limits);
+    f(VolumeKind, interval.volumes);
+    f(HoldsKind, interval.holds);
+    f(MountKind, interval.mounts);
 }
 
 // Removes the rows; their memory stays allocated for the next ones.

@@ -8,6 +8,7 @@
 #include "view/net.h"
 #include "view/proto.h"
 #include "view/self.h"
+#include "view/volumes.h"
 
 #include <algorithm>
 
@@ -23,6 +24,8 @@ static constexpr Area Areas[] = {
                  "/proc/pressure", true, showPressure},
     {"disk",     "reads, writes, discards and flushes of every block device, their waits, queue, busy",
                  "/proc/diskstats, /sys/block", true, showDisks},
+    {"volumes",  "what the disks hold: partitions, multipath, RAID, crypt, LVM, btrfs, mounts, swap",
+                 "/sys/block, /run/udev/data, /proc/self/mountinfo", false, showVolumes},
     {"fs",       "size, free, inodes, growth and time until full of each filesystem; which does not answer",
                  "/proc/self/mountinfo, statvfs", true, showFilesystems},
     {"net",      "traffic, errors and drops of interfaces, with their state, speed and addresses",

@@ -9,6 +9,8 @@
 #include "model/net.h"
 #include "model/pressure.h"
 #include "model/proto.h"
+#include "model/volumes.h"
+#include "sample/volumewatch.h"
 
 #include <algorithm>
 
@@ -52,6 +54,34 @@ static void fillLimits(const LimitSample* before, const LimitSample& now, Interv
     limitRows(before, now, interval.complete, interval.limits);
 }
 
+namespace {
+// The map has rows in the first interval of a log and whenever something in it has changed.
+class VolumeSource : public Source {
+    VolumeSampler sampler;
+    Helper helper;
+    bool changed = false;
+
+    template <typename Row> static void put(Rows<Row>& to, std::vector<Row>&& rows) {
+        to.sampled = true;
+        to.rows = std::move(rows);
+    }
+
+public:
+    explicit VolumeSource(const Root& root) : sampler(root) {}
+    void sample() override { changed |= sampler.sample(helper); }
+    void rows(Interval& interval) override {
+        if (!changed && !interval.complete) return;
+        changed = false;
+        auto map = volumeMap(sampler.now);
+        put(interval.volumes, std::move(map.volumes));
+        put(interval.holds, std::move(map.holds));
+        put(interval.mounts, std::move(map.mounts));
+    }
+};
+} // namespace
+
+static std::unique_ptr<Source> makeVolumes(const Root& root) { return std::make_unique<VolumeSource>(root); }
+
 template <typename Sampler, typename Sample, auto Fill> static std::unique_ptr<Source> make(const Root& root) {
     return std::make_unique<PairSource<Sampler, Sample, Fill>>(root);
 }
@@ -63,6 +93,7 @@ struct Maker {
 };
 } // namespace
 
+// clang-format off
 static constexpr Maker Makers[] = {
     {"",         make<HostSampler,     HostSample,     fillHost>       },
     {"cpu",      make<CpuSampler,      CpuSample,      fillCpu>        },
@@ -70,11 +101,13 @@ static constexpr Maker Makers[] = {
     {"mem",      make<MemorySampler,   MemorySample,   fillMemory>     },
     {"pressure", make<PressureSampler, PressureSample, fillPressure>   },
     {"disk",     make<DiskSampler,     DiskSample,     fillDisks>      },
+    {"volumes",  makeVolumes                                           },
     {"fs",       make<FsSampler,       FsSample,       fillFilesystems>},
     {"net",      make<NetSampler,      NetSample,      fillNet>        },
     {"proto",    make<ProtocolSampler, ProtocolSample, fillProtocols>  },
     {"limits",   make<LimitSampler,    LimitSample,    fillLimits>     },
 };
+// clang-format on
 
 static bool hasWord(std::string_view list, std::string_view word) {
     const std::string padded = " " + std::string(list) + " ";

@@ -17,7 +17,7 @@ DISK = "dev size ro removable hidden diskseq start partition wwid alignment_offs
        "queue/logical_block_size queue/zoned dm/name dm/uuid dm/suspended md/level md/array_state md/degraded " \
        "md/raid_disks md/sync_action md/sync_completed md/metadata_version md/uuid loop/backing_file loop/offset " \
        "loop/sizelimit loop/autoclear bcache/state bcache/cache_mode bcache/backing_dev_name bcache/label " \
-       "bcache/block_size ana_state ana_grpid nsid device/state device/model device/vendor device/type device/wwid " \
+       "ana_state ana_grpid nsid device/state device/model device/vendor device/type device/wwid " \
        "device/rev".split()
 PROC = "stat meminfo vmstat loadavg uptime schedstat diskstats partitions pressure/cpu pressure/memory pressure/io " \
        "pressure/irq softirqs net/dev net/snmp net/snmp6 net/netstat net/softnet_stat net/sockstat net/sockstat6 " \
@@ -115,12 +115,6 @@ def volumes():
         for number in names(base + "/devinfo"):
             for attribute in ("missing", "in_fs_metadata", "writeable"):
                 tree.file(f"{base}/devinfo/{number}/{attribute}")
-    for uuid in names("/sys/fs/bcache"):
-        base = "/sys/fs/bcache/" + uuid
-        if os.path.isdir(base):
-            for name in names(base):
-                if os.path.islink(base + "/" + name):
-                    tree.link(base + "/" + name)
     for kind in ("nvme-subsystem", "nvme"):
         for name in names("/sys/class/" + kind):
             tree.link(f"/sys/class/{kind}/{name}")

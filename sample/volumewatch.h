@@ -1,0 +1,34 @@
+// Keeps the map's sample current: what may have changed is read again, and nothing else.
+#pragma once
+
+#include "base/held.h"
+#include "base/helper.h"
+#include "base/netlink.h"
+#include "sample/volumes.h"
+
+#include <cstdint>
+#include <string>
+
+class VolumeSampler {
+    Root root;
+    Netlink events; // uevents of the kernel
+    HeldFile mounts, swaps, partitions;
+    std::string known; // the text of /proc/partitions, looked at where uevents cannot be had
+    uint64_t lost = 0; // uevents that came too late to be taken
+    uint64_t samples = 0;
+    bool askMaps = false; // what multipathd says is not known, or has changed
+    Helper::Ticket ticket = 0;
+    Contents text;
+
+    void start();
+    bool takeNews();
+    bool partitionsChanged();
+    bool askMultipathd(Helper& helper);
+
+public:
+    VolumeSample now;
+    explicit VolumeSampler(const Root& where) : root(where) {}
+    // True: something is not as it was in the previous sample. The first one asks no tool.
+    bool sample(Helper& helper);
+    int handle() const { return events.handle(); } // to be watched during a pause
+};
