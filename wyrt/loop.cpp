@@ -7,6 +7,7 @@
 #include "base/refusal.h"
 #include "base/wait.h"
 #include "base/words.h"
+#include "record/budget.h"
 #include "view/areas.h"
 #include "wyrt/grid.h"
 #include "wyrt/screen.h"
@@ -33,6 +34,7 @@ class Run {
     std::unique_ptr<Writer> writer; // null: no log
     std::vector<std::unique_ptr<Source>> sources;
     Interval interval;
+    BudgetSpace budgetSpace;
     bool headWritten = false, shown = false;
     int64_t logged_ms = 0;               // the last time in the log
     int64_t sampled_us = 0;              // monotonic, the last sample
@@ -45,6 +47,7 @@ class Run {
     Step pause(int64_t deadline);
     void sample(uint64_t late_us);
     void fillSelf(uint64_t late_us, uint64_t before_ns);
+    void keepBudget();
     bool write();
     bool show();
     bool makeInterval(uint64_t late_us);
@@ -79,7 +82,8 @@ static LogHead headOf(const Root& root) {
     char run[40];
     snprintf(run, sizeof run, "%llx-%x", static_cast<unsigned long long>(getRealtime()),
              static_cast<unsigned>(getOwnPid()));
-    return {programVersion(), getHost().name, firstLine(root.path("/proc/sys/kernel/random/boot_id")), run};
+    const std::string host = root.isOther() ? firstLine(root.path("/proc/sys/kernel/hostname")) : getHost().name;
+    return {programVersion(), host, firstLine(root.path("/proc/sys/kernel/random/boot_id")), run};
 }
 
 bool Run::openLog(const std::string& path, OutFile::How how) {
@@ -132,6 +136,14 @@ void Run::fillSelf(uint64_t late_us, uint64_t before_ns) {
     interval.self.elapsed_us = interval.elapsed_us;
 }
 
+// A storm of things must not fill the log. A log's first interval has them all.
+void Run::keepBudget() {
+    if (interval.complete) return;
+    eachKind(interval, [&](const auto& kind, auto& rows) {
+        applyBudget(kind, rows, RowBudget, budgetSpace, [](const auto&) { return false; });
+    });
+}
+
 void Run::sample(uint64_t late_us) {
     const uint64_t before_ns = getOwnCpu();
     const int64_t now = getMonotonic();
@@ -143,6 +155,7 @@ void Run::sample(uint64_t late_us) {
     for (auto& source : sources) source->sample();
     for (auto& source : sources) source->rows(interval);
     fillSelf(late_us, before_ns);
+    keepBudget();
     settle(interval);
 }
 
