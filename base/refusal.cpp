@@ -14,7 +14,8 @@ std::string oneLine(std::string_view text) {
 
 std::string inQuotes(std::string_view text) {
     constexpr size_t Most = 100; // bytes: the line stays one that can be read
-    return "'" + oneLine(text.substr(0, Most)) + (text.size() > Most ? "...'" : "'");
+    std::string quoted("'");
+    return quoted.append(oneLine(text.substr(0, Most))).append(text.size() > Most ? "...'" : "'");
 }
 
 int failed(const std::string& why) {

@@ -25,7 +25,8 @@ static std::string stepped(double value, double step, double tens, int first) {
         value /= step, letter++;
         if (value < step - 0.5) break;
     }
-    return (negative ? "-" : "") + fixedText(value, value < tens - 0.05 && letter > 0 ? 1 : 0) + Letters[letter];
+    std::string text(negative ? "-" : "");
+    return text.append(fixedText(value, value < tens - 0.05 && letter > 0 ? 1 : 0)).append(Letters[letter]);
 }
 
 std::string countText(double value) {

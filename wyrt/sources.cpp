@@ -110,8 +110,12 @@ static constexpr Maker Makers[] = {
 // clang-format on
 
 static bool hasWord(std::string_view list, std::string_view word) {
-    const std::string padded = " " + std::string(list) + " ";
-    return padded.find(" " + std::string(word) + " ") != padded.npos;
+    for (size_t at = 0; at < list.size();) {
+        const auto end = std::min(list.find(' ', at), list.size());
+        if (list.substr(at, end - at) == word) return true;
+        at = end + 1;
+    }
+    return false;
 }
 
 static bool anyOf(std::string_view words, std::string_view list) {
