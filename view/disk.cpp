@@ -95,7 +95,7 @@ void showDisks(const Interval& interval, const View& view, Page& page) {
         activityCells(*row, seconds, table);
         table.cell(percentText(row->busy_us ? std::optional(value(row->busy_us)) : std::nullopt,
                                static_cast<double>(interval.disksTotal.elapsed_us)));
-        table.cell(row->kind == "disk" ? "" : safeText(row->kind));
+        table.cell(safeText(!row->holds.empty() || row->kind == "disk" ? row->holds : row->kind));
     }
     table.cell("all " + std::to_string(all->disks));
     activityCells(*all, interval.disksTotal.seconds(), table);

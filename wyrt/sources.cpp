@@ -11,8 +11,10 @@
 #include "model/proto.h"
 #include "model/volumes.h"
 #include "sample/volumewatch.h"
+#include "view/volumes.h"
 
 #include <algorithm>
+#include <map>
 
 static void fillHost(const HostSample* before, const HostSample& now, Interval& interval) {
     hostRows(before, now, interval.host);
@@ -55,27 +57,44 @@ static void fillLimits(const LimitSample* before, const LimitSample& now, Interv
 }
 
 namespace {
-// The map has rows in the first interval of a log and whenever something in it has changed.
+// The map has rows in the first interval of a log and whenever something in it has changed. The disks of the interval,
+// which come before it in the list, are told what they hold.
 class VolumeSource : public Source {
     VolumeSampler sampler;
     Helper helper;
-    bool changed = false;
+    Interval map;                                         // as it is now
+    std::map<std::string, std::string, std::less<>> held; // what was asked for so far, by device number
+    bool known = false, changed = true;
 
     template <typename Row> static void put(Rows<Row>& to, std::vector<Row>&& rows) {
         to.sampled = true;
         to.rows = std::move(rows);
+    }
+    void makeMap() {
+        auto made = volumeMap(sampler.now);
+        put(map.volumes, std::move(made.volumes));
+        put(map.holds, std::move(made.holds));
+        put(map.mounts, std::move(made.mounts));
+        held.clear();
+        known = true;
     }
 
 public:
     explicit VolumeSource(const Root& root) : sampler(root) {}
     void sample() override { changed |= sampler.sample(helper); }
     void rows(Interval& interval) override {
-        if (!changed && !interval.complete) return;
+        if (changed || !known) makeMap();
+        if (changed || interval.complete) {
+            interval.volumes = map.volumes;
+            interval.holds = map.holds;
+            interval.mounts = map.mounts;
+        }
         changed = false;
-        auto map = volumeMap(sampler.now);
-        put(interval.volumes, std::move(map.volumes));
-        put(interval.holds, std::move(map.holds));
-        put(interval.mounts, std::move(map.mounts));
+        for (auto& disk : interval.disks.rows) {
+            auto found = held.find(disk.device);
+            if (found == held.end()) found = held.emplace(disk.device, holds(map, disk.device)).first;
+            disk.holds = found->second;
+        }
     }
 };
 } // namespace
@@ -101,7 +120,7 @@ static constexpr Maker Makers[] = {
     {"mem",      make<MemorySampler,   MemorySample,   fillMemory>     },
     {"pressure", make<PressureSampler, PressureSample, fillPressure>   },
     {"disk",     make<DiskSampler,     DiskSample,     fillDisks>      },
-    {"volumes",  makeVolumes                                           },
+    {"volumes disk", makeVolumes                                           },
     {"fs",       make<FsSampler,       FsSample,       fillFilesystems>},
     {"net",      make<NetSampler,      NetSample,      fillNet>        },
     {"proto",    make<ProtocolSampler, ProtocolSample, fillProtocols>  },
