@@ -2,6 +2,7 @@
 // fills it from lines, and tables are made from it alone.
 #pragma once
 
+#include "record/cgroup.h"
 #include "record/cpu.h"
 #include "record/disk.h"
 #include "record/fs.h"
@@ -44,6 +45,9 @@ struct Interval {
     Rows<VolumeRow> volumes;
     Rows<HoldsRow> holds;
     Rows<MountRow> mounts;
+    Rows<CgroupsRow> cgroupsTotal;
+    Rows<CgroupRow> cgroups;
+    Rows<CgroupIoRow> cgroupDevices;
 };
 
 // Calls f(kind, rows) for each kind, in the order in which a log has them.
@@ -67,6 +71,9 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(VolumeKind, interval.volumes);
     f(HoldsKind, interval.holds);
     f(MountKind, interval.mounts);
+    f(CgroupsKind, interval.cgroupsTotal);
+    f(CgroupKind, interval.cgroups);
+    f(CgroupIoKind, interval.cgroupDevices);
 }
 
 // Removes the rows; their memory stays allocated for the next ones.

@@ -1,5 +1,6 @@
 #include "view/areas.h"
 
+#include "view/cgroup.h"
 #include "view/cpu.h"
 #include "view/disk.h"
 #include "view/fs.h"
@@ -34,6 +35,8 @@ static constexpr Area Areas[] = {
                  "/proc/net/snmp, /proc/net/netstat, /proc/net/snmp6", false, showProtocols},
     {"limits",   "how near: conntrack, open files, pids, threads, TCP memory, neighbours, backlog",
                  "/proc/sys, /proc/net", true, showLimits},
+    {"cgroup",   "units, containers and pods: CPU and quota, memory, I/O, pids, how near their limits they are",
+                 "/sys/fs/cgroup", false, showCgroups},
     {"self",     "what wyrt itself costs, and what it could not do",
                  "/proc/self", false, showSelf},
 };

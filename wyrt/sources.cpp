@@ -1,5 +1,6 @@
 #include "wyrt/source.h"
 
+#include "model/cgroup.h"
 #include "model/cpu.h"
 #include "model/disk.h"
 #include "model/fs.h"
@@ -97,9 +98,23 @@ public:
         }
     }
 };
+
+// Each group keeps its last two readings itself, so one sample is enough.
+class CgroupSource : public Source {
+    CgroupSampler sampler;
+    CgroupSample groups;
+
+public:
+    explicit CgroupSource(const Root& root) : sampler(root) {}
+    void sample() override { sampler.sample(groups); }
+    void rows(Interval& interval) override {
+        cgroupRows(groups, interval.complete, interval.cgroupsTotal, interval.cgroups, interval.cgroupDevices);
+    }
+};
 } // namespace
 
 static std::unique_ptr<Source> makeVolumes(const Root& root) { return std::make_unique<VolumeSource>(root); }
+static std::unique_ptr<Source> makeCgroups(const Root& root) { return std::make_unique<CgroupSource>(root); }
 
 template <typename Sampler, typename Sample, auto Fill> static std::unique_ptr<Source> make(const Root& root) {
     return std::make_unique<PairSource<Sampler, Sample, Fill>>(root);
@@ -125,6 +140,7 @@ static constexpr Maker Makers[] = {
     {"net",      make<NetSampler,      NetSample,      fillNet>        },
     {"proto",    make<ProtocolSampler, ProtocolSample, fillProtocols>  },
     {"limits",   make<LimitSampler,    LimitSample,    fillLimits>     },
+    {"cgroup",   makeCgroups                                           },
 };
 // clang-format on
 

@@ -1,0 +1,416 @@
+#include "sample/cgroup.h"
+
+#include "base/clock.h"
+#include "base/filestatus.h"
+#include "parse/mountinfo.h"
+#include "parse/pressure.h"
+
+#include <algorithm>
+#include <cerrno>
+
+// --- The tree
+
+uint32_t CgroupSample::after(uint32_t at, bool skip) const {
+    if (!skip && groups[at].child != Group::None) return groups[at].child;
+    for (; at != Group::None; at = groups[at].parent)
+        if (groups[at].next != Group::None) return groups[at].next;
+    return Group::None;
+}
+
+std::string CgroupSample::pathOf(uint32_t at) const {
+    if (at == 0) return "/";
+    size_t size = 0;
+    for (uint32_t i = at; i != 0; i = groups[i].parent) size += groups[i].name.size() + 1;
+    std::string path(size, '/');
+    for (uint32_t i = at; i != 0; i = groups[i].parent) {
+        auto& name = groups[i].name;
+        size -= name.size();
+        path.replace(size, name.size(), name);
+        size--;
+    }
+    return path;
+}
+
+uint32_t CgroupSampler::add(CgroupSample& sample, uint32_t parent, const Found& what) {
+    uint32_t at = static_cast<uint32_t>(sample.groups.size());
+    if (unused.empty()) sample.groups.emplace_back();
+    else at = unused.back(), unused.pop_back();
+    auto& group = sample.groups[at];
+    auto& above = sample.groups[parent];
+    group.parent = parent;
+    group.depth = static_cast<uint16_t>(above.depth + 1);
+    group.name = what.name, group.inode = what.inode, group.hierarchies = what.hierarchies;
+    group.born = above.born || above.listed;
+    sample.count++;
+    return at;
+}
+
+// Frees the places of a group and of those below it.
+void CgroupSampler::remove(CgroupSample& sample, uint32_t at) {
+    const auto start = unused.size();
+    unused.push_back(at);
+    for (auto i = start; i < unused.size(); i++)
+        for (auto child = sample.groups[unused[i]].child; child != Group::None; child = sample.groups[child].next)
+            unused.push_back(child);
+    for (auto i = start; i < unused.size(); i++) {
+        auto& group = sample.groups[unused[i]];
+        if (group.directory.isOpen()) held--;
+        group = Group();
+        sample.count--;
+    }
+}
+
+// --- Mounts
+
+static bool hasOption(std::string_view options, std::string_view wanted) {
+    while (!options.empty()) {
+        const auto end = std::min(options.find(','), options.size());
+        if (options.substr(0, end) == wanted) return true;
+        options.remove_prefix(std::min(end + 1, options.size()));
+    }
+    return false;
+}
+
+static constexpr std::string_view Controllers[] = {"cpu", "cpuacct", "memory", "pids"};
+
+void CgroupSampler::addMount(std::string_view type, std::string_view options, const std::string& point) {
+    if (type != "cgroup") return;
+    for (size_t i = 0; i < std::size(Controllers); i++)
+        if (mounts[i].empty() && hasOption(options, Controllers[i])) mounts[i] = root.path(point);
+}
+
+// A machine that has controllers of version 1 is read there, whatever else it has mounted as version 2.
+void CgroupSampler::findMounts() {
+    if (mounted) return;
+    std::string unified;
+    if (readFile(root.path("/proc/self/mountinfo").c_str(), text))
+        for (auto& mount : parseMountInfo(text.view())) {
+            addMount(mount.type, mount.superOptions, mount.point);
+            if (mount.type == "cgroup2" && unified.empty()) unified = root.path(mount.point);
+        }
+    if (unified.empty() && canOpen(root.path("/sys/fs/cgroup/cgroup.controllers").c_str()))
+        unified = root.path("/sys/fs/cgroup");
+    const bool first = !mounts[0].empty() || !mounts[1].empty() || !mounts[2].empty();
+    second = !first && !unified.empty();
+    if (second) mounts[0] = unified, mounts[3].clear();
+    mounted = first || second;
+}
+
+// --- Files
+
+bool CgroupSampler::readText(const Place& at, const char* name) { return readFile(at, name, text, Reading::Single); }
+
+std::optional<uint64_t> CgroupSampler::number(const Place& at, const char* name) {
+    return readText(at, name) ? parseGroupNumber(text.view()) : std::nullopt;
+}
+
+std::optional<uint64_t> CgroupSampler::limit1(const Place& at, const char* name) {
+    return readText(at, name) ? parseGroupLimit1(text.view()) : std::nullopt;
+}
+
+void CgroupSampler::pressure(const Place& at, const char* name, GroupNumber& some_us, GroupNumber& full_us) {
+    some_us = full_us = GroupNumber();
+    if (!readText(at, name)) return;
+    if (const auto stalled = parsePressure(text.view())) some_us = stalled->some_us, full_us = stalled->full_us;
+}
+
+// --- Names
+
+static constexpr size_t MostJson = 16 << 20; // bytes
+
+// The names that Kubernetes and the tools of its runtimes keep in one place.
+void CgroupSampler::readNames() {
+    if (namesRead || root.isOther()) return; // the files below /var are of this machine
+    namesRead = true;
+    Listing::Entry entry{};
+    HeldDirectory directory;
+    if (directory.open("/var/log/containers") && listing.start(directory))
+        while (listing.next(entry))
+            if (auto known = parseContainerLog(entry.name)) containers.emplace(known->id, known->name);
+    if (directory.open("/var/log/pods") && listing.start(directory))
+        while (listing.next(entry))
+            if (auto known = parsePodLog(entry.name)) pods.emplace(known->id, known->name);
+    if (readFile("/var/lib/containers/storage/overlay-containers/containers.json", text, Reading::Whole, MostJson))
+        for (auto& known : podmanNames(text.view())) containers.emplace(known.id, known.name);
+}
+
+void CgroupSampler::setTitle(std::string_view parent, Group& group) {
+    constexpr uint8_t MostTries = 4; // a runtime may write the name after it has made the group
+    constexpr size_t Short = 12;     // digits of an id that people know
+    if (group.named || group.tries >= MostTries) return;
+    group.tries++;
+    auto what = nameGroup(parent, group.name);
+    group.kind = what.kind;
+    if (what.id.empty()) {
+        group.title = what.name.empty() ? group.name : what.name;
+        group.named = true;
+        return;
+    }
+    if (!root.isOther()) {
+        readNames();
+        const auto& names = what.kind == GroupKind::Pod ? pods : containers;
+        if (const auto known = names.find(what.id); known != names.end()) what.name = known->second;
+        const auto file = "/var/lib/docker/containers/" + what.id + "/config.v2.json";
+        if (what.name.empty() && what.runtime == GroupRuntime::Docker &&
+            readFile(file.c_str(), text, Reading::Whole, MostJson))
+            what.name = dockerName(text.view());
+    }
+    group.named = !what.name.empty();
+    group.title = group.named ? what.name : what.id.substr(0, Short);
+}
+
+// --- Which groups there are
+
+// Adds the groups of a directory to those that were found in others.
+void CgroupSampler::collect(const HeldDirectory& directory, uint8_t hierarchy) {
+    Listing::Entry entry{};
+    for (bool more = listing.start(directory); more && listing.next(entry);)
+        if (entry.kind == Listing::Kind::Directory) found.push_back({entry.name, entry.inode, hierarchy});
+}
+
+// Compares the groups below one with those that were found, both by name.
+void CgroupSampler::merge(CgroupSample& sample, uint32_t at) {
+    std::stable_sort(found.begin(), found.end(), [](auto& a, auto& b) { return a.name < b.name; });
+    uint32_t old = sample.groups[at].child, last = Group::None;
+    const auto append = [&](uint32_t child) {
+        (last == Group::None ? sample.groups[at].child : sample.groups[last].next) = child;
+        last = child;
+    };
+    const auto drop = [&] {
+        const auto ended = old;
+        old = sample.groups[old].next;
+        remove(sample, ended);
+    };
+    for (size_t i = 0; i < found.size(); i++) {
+        auto& what = found[i];
+        for (; i + 1 < found.size() && found[i + 1].name == what.name; i++)
+            what.hierarchies = static_cast<uint8_t>(what.hierarchies | found[i + 1].hierarchies);
+        while (old != Group::None && sample.groups[old].name < what.name) drop();
+        const bool there = old != Group::None && sample.groups[old].name == what.name;
+        const bool same = there && !sample.groups[old].gone && (!second || sample.groups[old].inode == what.inode);
+        if (there && !same) drop();
+        if (!same) {
+            append(add(sample, at, what));
+            continue;
+        }
+        const auto kept = old;
+        old = sample.groups[old].next;
+        sample.groups[kept].hierarchies = what.hierarchies;
+        append(kept);
+    }
+    while (old != Group::None) drop();
+    (last == Group::None ? sample.groups[at].child : sample.groups[last].next) = Group::None;
+    sample.groups[at].listed = true, sample.groups[at].relist = false;
+}
+
+// `place`: the group's directory in version 2.
+void CgroupSampler::list(CgroupSample& sample, uint32_t at, const HeldDirectory* place) {
+    found.clear();
+    if (sample.groups[at].depth >= MostDepth) return merge(sample, at);
+    if (second) {
+        collect(*place, 1);
+        return merge(sample, at);
+    }
+    bool any = false;
+    const auto path = sample.pathOf(at);
+    for (size_t i = 0; i < std::size(mounts); i++) {
+        if (mounts[i].empty() || !(sample.groups[at].hierarchies >> i & 1)) continue;
+        HeldDirectory directory;
+        if (!directory.open((mounts[i] + path).c_str())) continue;
+        any = true;
+        collect(directory, static_cast<uint8_t>(1U << i));
+    }
+    if (any) merge(sample, at);
+}
+
+// --- Version 2
+
+// The directory of a group: the one that is held open, or `own`, opened for now. Null: it cannot be opened.
+const HeldDirectory* CgroupSampler::enter(const CgroupSample& sample, uint32_t at, HeldDirectory& own) {
+    auto& group = sample.groups[at];
+    if (group.directory.isOpen()) return &group.directory;
+    const auto path = mounts[0] + (at ? sample.pathOf(at) : "");
+    FileStatus status;
+    if (!own.open(path.c_str())) return nullptr;
+    if (at && (!getFileStatus(path.c_str(), status) || status.inode != group.inode)) return errno = ENOENT, nullptr;
+    return &own;
+}
+
+void CgroupSampler::readLevels2(const Place& at, Group& group) {
+    GroupLevels levels;
+    levels.memory = number(at, "memory.current");
+    levels.memory_high = number(at, "memory.high");
+    levels.memory_max = number(at, "memory.max");
+    levels.swap = number(at, "memory.swap.current");
+    levels.swap_max = number(at, "memory.swap.max");
+    levels.pids = number(at, "pids.current");
+    levels.pids_max = number(at, "pids.max");
+    if (readText(at, "cpu.max")) {
+        const auto quota = parseGroupQuota(text.view());
+        levels.quota_us = quota.quota_us, levels.period_us = quota.period_us;
+    }
+    group.levelsChanged = !(levels == group.levels);
+    group.levels = levels;
+}
+
+static void addDigest(uint64_t& digest, std::string_view text) {
+    digest = digest * 0x9E3779B97F4A7C15U + std::hash<std::string_view>()(text) + 1;
+}
+
+// Reads a group. A group in which and below which nothing moved is only looked at.
+void CgroupSampler::visit2(CgroupSample& sample, uint32_t at) {
+    auto& group = sample.groups[at];
+    HeldDirectory own;
+    const auto* place = enter(sample, at, own);
+    if (!place) {
+        group.gone = at && (errno == ENOENT || errno == ENODEV);
+        group.still = true;
+        return;
+    }
+    uint64_t digest = 0;
+    GroupCpu cpu;
+    GroupMemoryEvents events;
+    const bool hasCpu = readText(*place, "cpu.stat");
+    if (!hasCpu && at && (errno == ENOENT || errno == ENODEV)) { // every group but the root has this file
+        group.gone = group.still = true;
+        return;
+    }
+    if (hasCpu) parseGroupCpu(text.view(), cpuPlan, cpu), addDigest(digest, text.view());
+    if (readText(*place, "memory.events"))
+        parseGroupMemoryEvents(text.view(), eventsPlan, events), addDigest(digest, text.view());
+    std::optional<uint64_t> descendants;
+    if (readText(*place, "cgroup.stat")) {
+        auto rest = text.view();
+        uint64_t count = 0;
+        if (takeWord(rest) == "nr_descendants" && takeNumber(rest, count)) descendants = count;
+        addDigest(digest, text.view());
+    }
+    const bool hasIo = readText(*place, "io.stat");
+    if (hasIo) addDigest(digest, text.view());
+    if (at && group.listed && !group.relist && descendants && digest == group.digest) {
+        group.still = true;
+        return;
+    }
+    group.digest = digest;
+    group.before = group.now;
+    group.ioBefore.swap(group.ioNow);
+    parseGroupIo(hasIo ? text.view() : std::string_view{}, group.ioNow);
+    group.hasIo = hasIo;
+    group.now = GroupCounters();
+    auto& now = group.now;
+    now.cpu_us = cpu.usage_us, now.user_us = cpu.user_us, now.system_us = cpu.system_us;
+    now.periods = cpu.periods, now.throttled_periods = cpu.throttled_periods, now.throttled_us = cpu.throttled_us;
+    now.memory_high = events.high, now.memory_max = events.max, now.oom_kills = events.oom_kills;
+    pressure(*place, "cpu.pressure", now.cpu_some_us, now.cpu_full_us);
+    pressure(*place, "memory.pressure", now.memory_some_us, now.memory_full_us);
+    pressure(*place, "io.pressure", now.io_some_us, now.io_full_us);
+    readLevels2(*place, group);
+    group.read = true;
+    if (!group.listed || group.relist || !descendants || *descendants != group.descendants) list(sample, at, place);
+    group.descendants = descendants.value_or(0);
+    if (place == &own && held < MostHeld) group.directory = std::move(own), held++;
+}
+
+// Some groups that were not read in this pass: their levels change without being seen otherwise (a limit is set, memory
+// is taken away).
+void CgroupSampler::refreshSome(CgroupSample& sample) {
+    const auto size = static_cast<uint32_t>(sample.groups.size());
+    for (uint32_t i = 0; i < size / Turn + 1; i++, cursor++) {
+        if (cursor >= size) cursor = 0;
+        auto& group = sample.groups[cursor];
+        if (group.read || group.gone || (cursor != 0 && group.parent == Group::None)) continue;
+        HeldDirectory own;
+        if (const auto* place = enter(sample, cursor, own)) readLevels2(*place, group);
+    }
+}
+
+// --- Version 1
+
+void CgroupSampler::visit1(CgroupSample& sample, uint32_t at) {
+    constexpr uint64_t Microsecond = 1000; // nanoseconds
+    auto& group = sample.groups[at];
+    group.before = group.now;
+    GroupCounters now;
+    GroupLevels levels;
+    const auto path = at ? sample.pathOf(at) : "";
+    const auto micro = [](std::optional<uint64_t> ns) {
+        if (ns) *ns /= Microsecond;
+        return ns;
+    };
+    HeldDirectory place;
+    const auto enters = [&](size_t i) {
+        return !mounts[i].empty() && (group.hierarchies >> i & 1) && place.open((mounts[i] + path).c_str());
+    };
+    if (enters(0)) {
+        GroupCpu cpu;
+        if (readText(place, "cpu.stat")) parseGroupCpu1(text.view(), cpuPlan, cpu);
+        now.periods = cpu.periods, now.throttled_periods = cpu.throttled_periods, now.throttled_us = cpu.throttled_us;
+        levels.quota_us = number(place, "cpu.cfs_quota_us");
+        levels.period_us = number(place, "cpu.cfs_period_us");
+    }
+    if (enters(1)) {
+        now.cpu_us = micro(number(place, "cpuacct.usage"));
+        now.user_us = micro(number(place, "cpuacct.usage_user"));
+        now.system_us = micro(number(place, "cpuacct.usage_sys"));
+    }
+    if (enters(2)) {
+        levels.memory = number(place, "memory.usage_in_bytes");
+        levels.memory_max = limit1(place, "memory.limit_in_bytes");
+        now.memory_max = number(place, "memory.failcnt");
+        GroupMemoryEvents events;
+        if (readText(place, "memory.oom_control")) parseGroupMemoryEvents(text.view(), eventsPlan, events);
+        now.oom_kills = events.oom_kills;
+    }
+    if (enters(3)) {
+        levels.pids = number(place, "pids.current");
+        levels.pids_max = number(place, "pids.max");
+    }
+    group.now = now;
+    group.levelsChanged = !(levels == group.levels);
+    group.levels = levels;
+    group.read = true;
+    list(sample, at, nullptr);
+}
+
+// --- A pass
+
+// Visits every group that was not visited yet. True: some of them were gone, so their places must be looked at again.
+bool CgroupSampler::walk(CgroupSample& sample) {
+    bool gone = false;
+    for (uint32_t at = 0; at != Group::None;) {
+        auto& group = sample.groups[at];
+        if (group.pass != pass) {
+            group.pass = pass;
+            if (second) visit2(sample, at);
+            else visit1(sample, at);
+            if (group.read && group.readings < 2) group.readings++;
+            if (group.gone) gone = true, sample.groups[group.parent].relist = true;
+            else if (at && group.read) setTitle(sample.groups[group.parent].name, group);
+        } else if (group.relist && second && !group.still) {
+            HeldDirectory own;
+            if (const auto* place = enter(sample, at, own)) list(sample, at, place);
+        }
+        at = sample.after(at, group.still);
+    }
+    return gone;
+}
+
+void CgroupSampler::sample(CgroupSample& now) {
+    findMounts();
+    now.paired = now.known && mounted;
+    now.known = mounted, now.second = second;
+    now.before_us = now.at_us;
+    now.at_us = getMonotonic();
+    if (!mounted) return;
+    if (now.groups.empty()) {
+        auto& whole = now.groups.emplace_back();
+        whole.kind = GroupKind::Root, whole.title = "/", whole.named = true;
+        whole.hierarchies = 0xF;
+    }
+    for (auto& group : now.groups) group.still = group.read = group.levelsChanged = false;
+    pass++;
+    namesRead = false;
+    if (walk(now)) walk(now);
+    if (second) refreshSome(now);
+    pods.clear(), containers.clear();
+}
