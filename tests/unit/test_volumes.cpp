@@ -8,6 +8,8 @@
 #include <map>
 #include <set>
 
+using namespace std::string_view_literals;
+
 static const std::string Recorded = std::filesystem::current_path() / "tests/recorded/";
 
 static std::string textOf(const std::string& path) {
@@ -244,9 +246,9 @@ TEST(Volumes, OtherUeventsAskForAnotherLook) {
     VolumeSample sample;
     for (const auto* file : {"stack/uevents.2", "lvm/uevents.1", "lvm/uevents.3"})
         for (auto& message : uevents(file)) EXPECT_TRUE(takeUevent(sample, message));
-    EXPECT_FALSE(takeUevent(sample, std::string("add@/x\0ACTION=add\0SUBSYSTEM=net\0", 32)));
+    EXPECT_FALSE(takeUevent(sample, "add@/x\0ACTION=add\0SUBSYSTEM=net\0"sv));
     EXPECT_FALSE(takeUevent(sample, "rubbish"));
-    const std::string strange("change@/x\0ACTION=change\0SUBSYSTEM=block\0DM_ACTION=PATH_FAILED\0DM_PATH=x\0", 76);
+    const auto strange = "change@/x\0ACTION=change\0SUBSYSTEM=block\0DM_ACTION=PATH_FAILED\0DM_PATH=x\0"sv;
     EXPECT_FALSE(takeUevent(sample, strange)); // a map that is not known
 }
 
