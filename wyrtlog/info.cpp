@@ -71,7 +71,7 @@ static void showSpan(const Holdings& all, Page& page) {
     line("gaps",
          number(all.gaps) + (all.gaps ? ", " + spanText(static_cast<double>(all.gap_ms) / 1000) + " in all" : ""));
     line("restarts", number(all.restarts));
-    line("damaged", number(all.damaged) + (all.torn ? ", and the end is cut short" : "") +
+    line("damaged", number(all.damaged + all.damagedHeads) + (all.torn ? ", and the end is cut short" : "") +
                         (all.damagedHeads ? ", " + number(all.damagedHeads) + " of them heads" : ""));
     line("late", number(all.late));
     line("bytes", number(all.bytes));
