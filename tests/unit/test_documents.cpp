@@ -1,6 +1,9 @@
 // Compares the documents with the program where that is possible. Run at the top of the tree.
 #include "classic/monitor/options.h"
 #include "record/classic/kinds.h"
+#include "record/interval.h"
+#include "view/areas.h"
+#include "wyrt/options.h"
 
 #include <algorithm>
 #include <cctype>
@@ -67,6 +70,84 @@ TEST(Documents, TheManualHasEveryRecordOfIntervals) {
         EXPECT_TRUE(told.count(tag)) << "docs/wyrt.1 lacks " << tag;
     }
     EXPECT_GT(tags, 15U);
+}
+
+// --- The new form
+
+// The text of a section of a manual page.
+static std::string sectionOf(const fs::path& manual, const std::string& name) {
+    const auto text = textOf(manual);
+    const auto start = text.find("\n.SH " + name + "\n");
+    EXPECT_NE(start, text.npos) << manual << " lacks " << name;
+    return start == text.npos ? std::string() : text.substr(start, text.find("\n.SH ", start + 1) - start) + "\n";
+}
+
+// The lines that follow a .TP: what the entries of a list are about.
+static std::multiset<std::string> entriesOf(const std::string& section) {
+    std::multiset<std::string> entries;
+    std::istringstream lines(section);
+    bool next = false;
+    for (std::string line; std::getline(lines, line); next = line == ".TP")
+        if (next) entries.insert(line);
+    return entries;
+}
+
+TEST(Documents, TheManualHasEveryArea) {
+    std::multiset<std::string> expected{".B all"};
+    for (auto& area : areas()) expected.insert(".B " + std::string(area.word) + (area.byDefault ? " *" : ""));
+    EXPECT_EQ(entriesOf(sectionOf("docs/wyrt-live.1", "AREAS")), expected);
+}
+
+// "-i,--interval TIME" as an entry: .BI "\-i, \-\-interval " TIME
+static std::string entryOf(const std::string& option) {
+    const auto blank = std::min(option.find(' '), option.size());
+    std::string name, argument = option.substr(std::min(blank + 1, option.size()));
+    for (const char c : option.substr(0, blank)) name += c == '-' ? "\\-" : c == ',' ? ", " : std::string(1, c);
+    return argument.empty() ? ".B \"" + name + "\"" : ".BI \"" + name + " \" " + argument;
+}
+
+TEST(Documents, TheManualHasEveryOptionOfLiveRecordAndCheck) {
+    std::set<std::string> expected;
+    for (auto task : {Task::Live, Task::Record, Task::Check}) {
+        const char* arguments[] = {"wyrt", "command", "--help"};
+        std::istringstream help(parseOptions(task, 3, arguments).text);
+        for (std::string line; std::getline(help, line);) // "  -c,--count N              ends after N intervals"
+            if (line.starts_with("  -")) {
+                std::istringstream words(line.substr(0, 27));
+                std::string name, argument;
+                words >> name >> argument;
+                expected.insert(entryOf(argument.empty() ? name : name + " " + argument));
+            }
+    }
+    EXPECT_GT(expected.size(), 10U);
+    const auto entries = entriesOf(sectionOf("docs/wyrt-live.1", "OPTIONS"));
+    EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
+}
+
+// The other program is not part of the unit tests: its options are read in its source.
+TEST(Documents, TheManualHasEveryOptionOfShowAndInfo) {
+    std::multiset<std::string> expected;
+    std::istringstream source(textOf("wyrtlog/options.cpp"));
+    for (std::string line; std::getline(source, line);) {
+        const auto start = line.find("(\"-");
+        if (line.find("app.add_") == line.npos || start == line.npos) continue;
+        const auto name = line.substr(start + 2, line.find('"', start + 2) - start - 2);
+        const auto type = line.find("type_name(\"");
+        expected.insert(entryOf(
+            type == line.npos ? name : name + " " + line.substr(type + 11, line.find('"', type + 11) - type - 11)));
+    }
+    EXPECT_GT(expected.size(), 8U);
+    EXPECT_EQ(entriesOf(sectionOf("docs/wyrt-show.1", "OPTIONS")), expected);
+}
+
+TEST(Documents, TheManualHasEveryKindOfTheLog) {
+    std::multiset<std::string> expected;
+    const Interval none;
+    eachKind(none, [&](const auto& kind, const auto&) { expected.insert(".B " + std::string(kind.tag)); });
+    EXPECT_EQ(entriesOf(sectionOf("docs/wyrt-format.5", "KINDS")), expected);
+    const auto format = sectionOf("docs/wyrt-format.5", "DESCRIPTION");
+    for (auto word : {".B VIEW", ".B END", ".BR time \", \" elapsed", ".B id", ".B text", ".B amount", ".B level"})
+        EXPECT_NE(format.find(std::string("\n") + word + "\n"), format.npos) << word;
 }
 
 // The folders of the product, each a layer of the map.
