@@ -1,12 +1,62 @@
 # shellcheck shell=bash
-# Completion of wyrt's command line. A test compares the letters and words below with those that the program accepts.
+# Completion of wyrt's command line. A test compares the lists below with what the program accepts.
+
+# A command of the new form: COMP_WORDS[1].
+_wyrt_command() {
+    local areas='cpu cores mem pressure disk volumes fs net proto limits cgroup self all'
+    local tasks='--help --root'
+    local views='--output --rows --sort --user --pid --command --cgroup --partitions'
+    local samples='--interval --count'
+    local lives='--save --color --scroll'
+    local logs='--help --damaged --output'
+    local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} words='' logs_too=0
+
+    COMPREPLY=()
+    case ${COMP_WORDS[COMP_CWORD - 1]} in
+        -o | --output | --save | --root)
+            mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+            compopt -o filenames 2>/dev/null
+            return 0
+            ;;
+        --color) words='auto always never' ;;
+        -i | --interval | -c | --count | -n | --rows | --sort | -u | --user | -p | --pid | --command | --cgroup) return 0 ;;
+        *)
+            case $command in
+                live) words="$tasks $views $samples $lives" ;;
+                record) words="$tasks $views $samples" ;;
+                check) words=$tasks ;;
+                show) words="$logs ${views#--output } --color" ;;
+                info) words=$logs ;;
+            esac
+            [[ $cur == -* ]] || words=operands
+            ;;
+    esac
+    if [[ $words == operands ]]; then
+        words=$areas
+        [[ $command == info ]] && words=''
+        [[ $command == show || $command == info ]] && logs_too=1
+    fi
+    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
+    if ((logs_too)); then
+        mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -f -- "$cur")
+        compopt -o filenames 2>/dev/null
+    fi
+    return 0
+}
 
 _wyrt() {
+    local commands='live record check show info'
     local flags='h e v H a b B V Z k f F S m t r'
     local valued='c s i I C T R g G p P o n d'
     local words='io time mem none ps'
     local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]} letter head='' list letters=()
     local cluster="^(-[${flags// }]*([${valued// }]))(.*)$"
+
+    if ((COMP_CWORD > 1)) && [[ " $commands " == *" ${COMP_WORDS[1]} "* ]]; then
+        _wyrt_command
+        return
+    fi
+    ((COMP_CWORD == 1)) && read -ra letters <<<"$commands"
 
     # The argument is a word of its own or follows its letter: -P io,time or -kPio,time.
     if [[ $prev =~ $cluster && ! ${BASH_REMATCH[3]} ]]; then

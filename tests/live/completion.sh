@@ -17,7 +17,7 @@ offers() {
 }
 
 offers '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
-offers '' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
+offers '' 'live record check show info -h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
 offers -b -Z '-Z'
 offers -p '' ''
 offers -p 24 '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
@@ -29,3 +29,34 @@ offers -P io,time, 'io,time,io io,time,time io,time,mem io,time,none io,time,ps'
 offers -kP n 'none'
 offers -kPio,p '-kPio,ps'
 offers file ''
+
+# --- Commands
+
+sandbox=$(mktemp -d) || exit 1
+trap 'rm -rf "$sandbox"' EXIT
+cd "$sandbox" || exit 1
+touch day.wyrt net.wyrt
+
+offers l 'live'
+offers s 'show'
+offers re 'record'
+offers classic ''
+offers live d 'disk'
+offers record cpu m 'mem'
+offers check c 'cpu cores cgroup'
+offers live al 'all'
+offers live --sc '--scroll'
+offers record --s '--sort'
+offers live --sort '' ''
+offers live -i '' ''
+offers live --color a 'auto always'
+offers live --save d 'day.wyrt'
+offers record -o da 'day.wyrt'
+offers show d 'disk day.wyrt'
+offers show --da '--damaged'
+offers show --o '--output'
+offers show --color n 'never'
+offers info n 'net.wyrt'
+offers info -- '--help --damaged --output'
+offers check -- '--help --root'
+offers -b live d ''

@@ -1,7 +1,12 @@
 // Compares packaging/completion.bash with the program: the letters of the option table, the words of -P.
 #include "classic/monitor/options.h"
+#include "view/areas.h"
+#include "wyrt/dispatch.h"
+#include "wyrt/options.h"
 
+#include <algorithm>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -49,4 +54,62 @@ TEST(Completion, WordsOfProcessFormat) {
     std::vector<std::string> effects;
     for (auto& word : getList("words")) effects.push_back(getEffect(word));
     EXPECT_EQ(effects, (std::vector<std::string>{"1000", "0100", "0010", "0000", "0001"}));
+}
+
+// --- Commands of the new form
+
+static std::vector<std::string> areaWords() {
+    std::vector<std::string> words;
+    for (auto& area : areas()) words.emplace_back(area.word);
+    words.emplace_back("all");
+    return words;
+}
+
+TEST(Completion, Areas) { EXPECT_EQ(getList("areas"), areaWords()); }
+
+// The long names in the help of a command, in alphabetic order.
+static std::vector<std::string> longOptions(Task task) {
+    const char* arguments[] = {"wyrt", "command", "--help"};
+    std::istringstream lines(parseOptions(task, 3, arguments).text);
+    std::vector<std::string> names;
+    for (std::string line; std::getline(lines, line);) {
+        const auto start = line.find("--");
+        if (line.starts_with("  -") && start != line.npos)
+            names.push_back(line.substr(start, line.find(' ', start) - start));
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+static std::vector<std::string> listed(std::initializer_list<const char*> lists) {
+    std::vector<std::string> names;
+    for (auto list : lists)
+        for (auto& name : getList(list)) names.push_back(name);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST(Completion, OptionsOfCommands) {
+    EXPECT_EQ(listed({"tasks", "views", "samples", "lives"}), longOptions(Task::Live));
+    EXPECT_EQ(listed({"tasks", "views", "samples"}), longOptions(Task::Record));
+    EXPECT_EQ(listed({"tasks"}), longOptions(Task::Check));
+}
+
+// The other program is not part of the unit tests: its options are read in its source.
+TEST(Completion, OptionsOfShowAndInfo) {
+    std::ifstream source("wyrtlog/options.cpp");
+    std::set<std::string> expected{"--output"}; // in two of the lists
+    for (std::string line; std::getline(source, line);)
+        if (const auto start = line.find("--"); line.find("app.add_") != line.npos && start != line.npos)
+            expected.insert(line.substr(start, line.find('"', start) - start));
+    auto names = listed({"logs", "views"});
+    names.emplace_back("--color");
+    EXPECT_EQ(std::set<std::string>(names.begin(), names.end()), expected);
+    EXPECT_GT(expected.size(), 8U);
+}
+
+TEST(Completion, Commands) {
+    const auto words = getList("commands");
+    EXPECT_EQ(words.size(), 5U);
+    for (auto& word : words) EXPECT_EQ(nearlyCommand(word + "x"), word);
 }
