@@ -23,7 +23,8 @@ static FsRow rowOf(const FsEntry& entry, int64_t now_us) {
 static void setGrowth(const FsEntry* before, const FsEntry& now, FsRow& row) {
     if (!now.known) return;
     const auto used = static_cast<int64_t>(*row.used);
-    if (before && before->known) {
+    // An answer of an earlier sample is no partner of this one's.
+    if (before && before->known && !before->asked_us && !now.asked_us) {
         const uint64_t then =
             (before->space.blocks - std::min(before->space.free, before->space.blocks)) * before->space.block;
         row.growth = used - static_cast<int64_t>(then);

@@ -53,7 +53,6 @@ void LogWriter::head(const LogHead& head, const ViewRow& view, Moment time, std:
     appendStart(out, ViewKind.tag, time, 0);
     appendCells(out, ViewKind, view);
     out += '\n';
-    number = 0;
     end(time, 0, from, 0, out);
 }
 
@@ -68,7 +67,7 @@ void LogWriter::interval(const Interval& interval, std::string& out) {
         for (auto& row : rows.rows) line(row, true);
         if (rows.rest) line(*rows.rest, false);
     });
-    end(interval.time, interval.elapsed_us, from, ++number, out);
+    end(interval.time, interval.elapsed_us, from, interval.number, out);
 }
 
 // --- Reading

@@ -30,8 +30,6 @@ struct LogHead {
 // Writes heads and intervals as text. A head comes first, and a new head when the clock was set back. So the times
 // after one head never decrease.
 class LogWriter {
-    uint64_t number = 0;
-
     void end(Moment time, int64_t elapsed_us, size_t from, uint64_t interval, std::string& out) const;
 
 public:

@@ -13,6 +13,7 @@ static Interval sample(uint64_t seed, int64_t at_ms) {
     Interval interval;
     interval.time = {at_ms, 60};
     interval.elapsed_us = 2000137;
+    interval.number = seed + 1;
     auto& host = interval.host.rows.emplace_back();
     host.name = "a,b\n\xFF" + std::to_string(random() % 10);
     host.kernel = "6.1.0", host.cpus = random() % 100, host.uptime_s = random();
