@@ -117,12 +117,14 @@ verdict 'a log that cannot be made' "$why"
 
 # --- The grid, while all cores work
 
+workers=()
 for ((i = $(nproc); i > 0; i--)); do
     timeout 10 sh -c 'while :; do :; done' &
+    workers+=($!)
 done
 "$wyrt" record self -i 50ms -c 100 >log 2>err </dev/null
 status=$?
-kill $(jobs -p) 2>/dev/null
+kill "${workers[@]}" 2>/dev/null
 wait 2>/dev/null
 # Times of the rows less their number on the grid: what each was late, and what was left out, make up for all of it.
 why=$(awk -F, '
