@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
-static constexpr Key<GroupCpu> CpuKeys[] = {
+static constexpr Keyed<GroupCpu> CpuKeys[] = {
     {"usage_usec",     &GroupCpu::usage_us         },
     {"user_usec",      &GroupCpu::user_us          },
     {"system_usec",    &GroupCpu::system_us        },
@@ -12,13 +12,13 @@ static constexpr Key<GroupCpu> CpuKeys[] = {
     {"throttled_usec", &GroupCpu::throttled_us     },
 };
 
-static constexpr Key<GroupCpu> CpuKeys1[] = {
+static constexpr Keyed<GroupCpu> CpuKeys1[] = {
     {"nr_periods",     &GroupCpu::periods          },
     {"nr_throttled",   &GroupCpu::throttled_periods},
     {"throttled_time", &GroupCpu::throttled_us     },
 };
 
-static constexpr Key<GroupMemoryEvents> MemoryKeys[] = {
+static constexpr Keyed<GroupMemoryEvents> MemoryKeys[] = {
     {"high",     &GroupMemoryEvents::high     },
     {"max",      &GroupMemoryEvents::max      },
     {"oom",      &GroupMemoryEvents::oom      },
@@ -26,16 +26,16 @@ static constexpr Key<GroupMemoryEvents> MemoryKeys[] = {
 };
 
 void parseGroupCpu(std::string_view text, KeyPlan& plan, GroupCpu& cpu) {
-    parseKeyed(text, std::span<const Key<GroupCpu>>(CpuKeys), plan, cpu);
+    parseKeyed(text, std::span<const Keyed<GroupCpu>>(CpuKeys), plan, cpu);
 }
 
 void parseGroupCpu1(std::string_view text, KeyPlan& plan, GroupCpu& cpu) {
-    parseKeyed(text, std::span<const Key<GroupCpu>>(CpuKeys1), plan, cpu);
+    parseKeyed(text, std::span<const Keyed<GroupCpu>>(CpuKeys1), plan, cpu);
     if (cpu.throttled_us) *cpu.throttled_us /= 1000;
 }
 
 void parseGroupMemoryEvents(std::string_view text, KeyPlan& plan, GroupMemoryEvents& events) {
-    parseKeyed(text, std::span<const Key<GroupMemoryEvents>>(MemoryKeys), plan, events);
+    parseKeyed(text, std::span<const Keyed<GroupMemoryEvents>>(MemoryKeys), plan, events);
 }
 
 // "8:16"

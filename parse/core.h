@@ -1,4 +1,5 @@
-// The lines of /proc/stat that show one core each.
+// The lines of /proc/stat that show one core each, as the classic form reads them. parse/stat.h is for the new form: it
+// says which columns there are, and passes over a number that does not fit where strtoll gives the largest.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "parse/json.h"
 
-#include <charconv>
+#include "base/numbers.h"
 
 static constexpr int DeepestNesting = 64; // the tools need 6; each level is a call
 
@@ -13,9 +13,7 @@ const Json& Json::operator[](std::string_view name) const {
 
 std::optional<uint64_t> Json::whole() const {
     uint64_t value = 0;
-    const auto end = text.data() + text.size();
-    const auto read = std::from_chars(text.data(), end, value);
-    if (read.ec != std::errc{} || read.ptr != end) return {};
+    if (!toNumber(std::string_view(text), value)) return {};
     return value;
 }
 
@@ -61,9 +59,7 @@ class Reader {
 
     bool unit(uint32_t& code) { // four hexadecimal digits
         code = 0;
-        if (rest.size() < 4) return false;
-        const auto read = std::from_chars(rest.data(), rest.data() + 4, code, 16);
-        if (read.ptr != rest.data() + 4) return false;
+        if (rest.size() < 4 || !toNumber(rest.substr(0, 4), code, 16)) return false;
         rest.remove_prefix(4);
         return true;
     }

@@ -1,4 +1,5 @@
-// The text of /proc/meminfo.
+// The text of /proc/meminfo as the classic form reads it: a line that is missing is 0, and numbers are those of
+// strtoll. The new form has to know what is missing; it reads the file with parse/keyed.h.
 #pragma once
 
 #include <cstdint>

@@ -1,19 +1,13 @@
 #include "parse/mountinfo.h"
 
+#include "base/numbers.h"
+
 #include <algorithm>
-#include <charconv>
 
-// Takes the next word off the line; false when there is none.
+// False when the line has no more word.
 static bool takeWord(std::string_view& line, std::string_view& word) {
-    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-    word = line.substr(0, line.find(' '));
-    line.remove_prefix(word.size());
+    word = takeWord(line);
     return !word.empty();
-}
-
-template <typename N> static bool toNumber(std::string_view word, N& number) {
-    const auto read = std::from_chars(word.data(), word.data() + word.size(), number);
-    return read.ec == std::errc{} && read.ptr == word.data() + word.size();
 }
 
 std::string unescapeOctal(std::string_view text) {
@@ -58,11 +52,8 @@ bool parseMountInfoLine(std::string_view line, MountInfo& mount) {
 
 std::vector<MountInfo> parseMountInfo(std::string_view text) {
     std::vector<MountInfo> mounts;
-    while (!text.empty()) {
-        const auto line = text.substr(0, text.find('\n'));
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
+    for (std::string_view line; takeLine(text, line);)
         if (MountInfo mount; parseMountInfoLine(line, mount)) mounts.push_back(std::move(mount));
-    }
     return mounts;
 }
 

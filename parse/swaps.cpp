@@ -1,14 +1,9 @@
 #include "parse/swaps.h"
 
+#include "base/numbers.h"
 #include "parse/mountinfo.h"
 
-#include <algorithm>
-#include <charconv>
-
-template <typename N> static bool toNumber(std::string_view word, N& number) {
-    const auto read = std::from_chars(word.data(), word.data() + word.size(), number);
-    return read.ec == std::errc{} && read.ptr == word.data() + word.size();
-}
+#include <utility>
 
 // Takes the line's last word off its end.
 static std::string_view takeLast(std::string_view& line) {
@@ -20,9 +15,7 @@ static std::string_view takeLast(std::string_view& line) {
 
 std::vector<SwapArea> parseSwaps(std::string_view text) {
     std::vector<SwapArea> areas;
-    while (!text.empty()) {
-        auto line = text.substr(0, text.find('\n'));
-        text.remove_prefix(std::min(line.size() + 1, text.size()));
+    for (std::string_view line; takeLine(text, line);) {
         SwapArea area;
         const auto priority = takeLast(line), used = takeLast(line), size = takeLast(line), type = takeLast(line);
         const auto path = line.substr(0, line.find_last_not_of(" \t") + 1);

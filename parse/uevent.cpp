@@ -1,14 +1,8 @@
 #include "parse/uevent.h"
 
-#include <algorithm>
-#include <charconv>
+#include "base/numbers.h"
 
-static std::optional<uint32_t> toNumber(std::string_view word) {
-    uint32_t number = 0;
-    const auto read = std::from_chars(word.data(), word.data() + word.size(), number);
-    if (read.ec != std::errc{} || read.ptr != word.data() + word.size()) return {};
-    return number;
-}
+#include <algorithm>
 
 std::optional<Uevent> parseUevent(std::string_view message) {
     Uevent event;
@@ -28,7 +22,7 @@ std::optional<Uevent> parseUevent(std::string_view message) {
         else if (name == "DM_ACTION") event.dmAction = value;
         else if (name == "DM_NAME") event.dmName = value;
         else if (name == "DM_PATH") event.dmPath = value;
-        else if (name == "DM_NR_VALID_PATHS") event.validPaths = toNumber(value);
+        else if (uint32_t paths = 0; name == "DM_NR_VALID_PATHS" && toNumber(value, paths)) event.validPaths = paths;
     }
     if (event.action.empty()) return {};
     return event;

@@ -1,14 +1,12 @@
 #include "parse/volumegroups.h"
 
+#include "base/numbers.h"
 #include "parse/json.h"
-
-#include <charconv>
 
 // "1073741824B"
 static std::optional<uint64_t> bytes(std::string_view text) {
     uint64_t size = 0;
-    const auto read = std::from_chars(text.data(), text.data() + text.size(), size);
-    if (read.ec != std::errc{} || std::string_view(read.ptr, text.data() + text.size()) != "B") return {};
+    if (!text.ends_with('B') || !toNumber(text.substr(0, text.size() - 1), size)) return {};
     return size;
 }
 

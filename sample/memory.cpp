@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-static constexpr Key<Meminfo> MeminfoKeys[] = {
+static constexpr Keyed<Meminfo> MeminfoKeys[] = {
     {"MemTotal:",        &Meminfo::total       },
     {"MemFree:",         &Meminfo::free        },
     {"MemAvailable:",    &Meminfo::available   },
@@ -28,7 +28,7 @@ static constexpr Key<Meminfo> MeminfoKeys[] = {
     {"Hugepagesize:",    &Meminfo::huge_size   },
 };
 
-static constexpr Key<Vmstat> VmstatKeys[] = {
+static constexpr Keyed<Vmstat> VmstatKeys[] = {
     {"nr_dirty_threshold",            &Vmstat::dirty_limit     },
     {"nr_dirty_background_threshold", &Vmstat::dirty_background},
     {"pgpgin",                        &Vmstat::page_in_kib     },

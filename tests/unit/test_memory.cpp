@@ -10,7 +10,7 @@ struct Two {
     std::optional<uint64_t> a, b;
 };
 } // namespace
-static constexpr Key<Two> Keys[] = {
+static constexpr Keyed<Two> Keys[] = {
     {"A:", &Two::a},
     {"B:", &Two::b},
 };
