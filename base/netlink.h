@@ -38,8 +38,14 @@ class Netlink {
 
 public:
     Netlink() = default;
-    Netlink(Netlink&& other) noexcept;
-    Netlink& operator=(Netlink&& other) noexcept;
+    Netlink(Netlink&& other) noexcept { *this = std::move(other); }
+    Netlink& operator=(Netlink&& other) noexcept {
+        std::swap(fd, other.fd);
+        std::swap(protocol, other.protocol);
+        std::swap(sequence, other.sequence);
+        std::swap(lost, other.lost);
+        return *this;
+    }
     ~Netlink() { close(); }
     // protocol: NETLINK_ROUTE, NETLINK_SOCK_DIAG, NETLINK_KOBJECT_UEVENT. groups: a bit each (RTMGRP_LINK; 1 for the
     // kernel's own uevents). bytes: the room for news that nobody has taken yet, as much of it as rights allow; 0: the

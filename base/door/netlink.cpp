@@ -10,16 +10,6 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-Netlink::Netlink(Netlink&& other) noexcept { *this = std::move(other); }
-
-Netlink& Netlink::operator=(Netlink&& other) noexcept {
-    std::swap(fd, other.fd);
-    std::swap(protocol, other.protocol);
-    std::swap(sequence, other.sequence);
-    std::swap(lost, other.lost);
-    return *this;
-}
-
 void Netlink::close() {
     if (fd >= 0) ::close(fd);
     fd = -1;

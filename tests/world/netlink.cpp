@@ -15,16 +15,6 @@
 
 static TDevices& devices() { return World::current->devices; }
 
-Netlink::Netlink(Netlink&& other) noexcept { *this = std::move(other); }
-
-Netlink& Netlink::operator=(Netlink&& other) noexcept {
-    std::swap(fd, other.fd);
-    std::swap(protocol, other.protocol);
-    std::swap(sequence, other.sequence);
-    std::swap(lost, other.lost);
-    return *this;
-}
-
 void Netlink::close() {
     if (fd >= 0 && World::current) devices().sockets.erase(fd);
     fd = -1;
