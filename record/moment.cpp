@@ -87,7 +87,8 @@ std::optional<Moment> parseMoment(std::string_view text) {
     if (month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 || minute > 59 || second > 59 || zoneMinutes > 59)
         return {};
     const int offset = (zoneHours * 60 + zoneMinutes) * (text[23] == '-' ? -1 : 1);
-    const int64_t seconds = daysOf(digitsAt(text, 0, 4), month, day) * 86400 + hour * 3600 + minute * 60 + second;
+    const int64_t seconds =
+        daysOf(digitsAt(text, 0, 4), month, day) * 86400 + hour * int64_t{3600} + minute * int64_t{60} + second;
     return Moment{(seconds - offset * int64_t{60}) * 1000 + digitsAt(text, 20, 3), static_cast<int16_t>(offset)};
 }
 

@@ -19,7 +19,7 @@ struct Holdings {
     std::optional<Moment> first, last; // ends of intervals
     int64_t first_elapsed_us = 0;
     uint64_t intervals = 0, damaged = 0, torn = 0, late = 0, gaps = 0;
-    int64_t gap_ms = 0;
+    uint64_t gap_ms = 0; // unsigned: a forged log can have gaps beyond any sum
     uint64_t bytes = 0;
     std::map<std::string, KindUse, std::less<>> uses;
 };
@@ -40,7 +40,7 @@ static void addInterval(const Interval& interval, Holdings& all) {
     if (!all.first) all.first = interval.time, all.first_elapsed_us = interval.elapsed_us;
     if (all.last) {
         const int64_t missing = interval.time.epoch_ms - interval.elapsed_us / 1000 - all.last->epoch_ms;
-        if (missing > GapMs) all.gaps++, all.gap_ms += missing;
+        if (missing > GapMs) all.gaps++, all.gap_ms += static_cast<uint64_t>(missing);
     }
     all.last = interval.time;
     const auto* self = interval.self.one();
