@@ -2,14 +2,17 @@
 
 #include "record/escape.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <iterator>
+#include <limits>
 
 std::string fixedText(double value, int decimals) {
-    char text[64];
+    constexpr int Digits = std::numeric_limits<double>::max_exponent10 + 1; // of the largest, which a log can hold
+    char text[Digits + 16];
     const int n = snprintf(text, sizeof text, "%.*f", decimals, value);
-    const std::string_view shown(text, n < 0 ? 0 : static_cast<size_t>(n));
+    const std::string_view shown(text, std::min(n < 0 ? 0 : static_cast<size_t>(n), sizeof text - 1));
     // -0.0 is 0.
     return std::string(shown.find_first_not_of("-0.") == shown.npos && shown.starts_with('-') ? shown.substr(1)
                                                                                               : shown);

@@ -25,6 +25,7 @@ TEST(Numbers, StepsAndDecimals) {
     EXPECT_EQ(spanText(57 * 60), "57m");
     EXPECT_EQ(spanText(31 * 86400), "31d");
     EXPECT_EQ(fixedText(-0.001, 1), "0.0");
+    EXPECT_EQ(fixedText(-1e308, 3).size(), 1U + 309 + 1 + 3); // a forged log can hold it
     EXPECT_EQ(percentText(50, 200), "25.0");
     EXPECT_EQ(percentText(50, 0), "-");
     EXPECT_EQ(percentText({}, 9), "-");
