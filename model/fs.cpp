@@ -22,16 +22,16 @@ static FsRow rowOf(const FsEntry& entry, int64_t now_us) {
 
 static void setGrowth(const FsEntry* before, const FsEntry& now, FsRow& row) {
     if (!now.known) return;
-    const auto used = static_cast<int64_t>(*row.used);
-    // An answer of an earlier sample is no partner of this one's.
+    // An answer of an earlier sample is no partner of this one's. Whoever serves a filesystem can answer any figures, so
+    // that differences must be able to wrap.
     if (before && before->known && !before->asked_us && !now.asked_us) {
         const uint64_t then =
             (before->space.blocks - std::min(before->space.free, before->space.blocks)) * before->space.block;
-        row.growth = used - static_cast<int64_t>(then);
+        row.growth = static_cast<int64_t>(*row.used - then);
     }
     if (!now.past_us || now.answered_us <= now.past_us) return;
     const double seconds = static_cast<double>(now.answered_us - now.past_us) / 1e6;
-    row.growth_rate = static_cast<double>(used - static_cast<int64_t>(now.past_used)) / seconds;
+    row.growth_rate = (static_cast<double>(*row.used) - static_cast<double>(now.past_used)) / seconds;
     if (*row.growth_rate > 0) {
         const double left = static_cast<double>(*row.available) / *row.growth_rate;
         if (left < 1e9) row.full_in_s = static_cast<uint64_t>(left);

@@ -52,6 +52,15 @@ static FsResult rowsOf(FsEntry before, FsEntry now, bool complete = false) {
     return result;
 }
 
+TEST(FsModel, WhoServesAFilesystemCanAnswerAnything) {
+    auto before = entryOf(uint64_t{1} << 50, 0), now = entryOf(uint64_t{1} << 51, 0); // 2^62 and 2^63 bytes
+    now.past_us = 1, now.past_used = uint64_t{1} << 62, now.answered_us = 1000001;
+    const auto result = rowsOf(before, now);
+    ASSERT_EQ(result.rows.rows.size(), 1U);
+    EXPECT_EQ(result.rows.rows[0].growth, int64_t{1} << 62);
+    EXPECT_DOUBLE_EQ(result.rows.rows[0].growth_rate.value_or(0), 0x1p62);
+}
+
 TEST(FsModel, GrowthAndTimeUntilFull) {
     auto now = entryOf(1000, 400);
     now.past_us = 1, now.past_used = 500 * 4096, now.answered_us = 10000001;
