@@ -22,8 +22,8 @@ static FsRow rowOf(const FsEntry& entry, int64_t now_us) {
 
 static void setGrowth(const FsEntry* before, const FsEntry& now, FsRow& row) {
     if (!now.known) return;
-    // An answer of an earlier sample is no partner of this one's. Whoever serves a filesystem can answer any figures, so
-    // that differences must be able to wrap.
+    // An answer of an earlier sample is no partner of this one's. Whoever serves a filesystem can answer any figures,
+    // so that differences must be able to wrap.
     if (before && before->known && !before->asked_us && !now.asked_us) {
         const uint64_t then =
             (before->space.blocks - std::min(before->space.free, before->space.blocks)) * before->space.block;

@@ -7,8 +7,9 @@
 static const LogHead Head{"1.2.0", "db7", "boot", "run"};
 static constexpr int64_t Start = 1795266310000; // 2026-11-21 13:05:10
 
-static Interval intervalAt(int64_t at_ms) {
+static Interval intervalAt(int64_t at_ms, uint64_t number = 1) {
     Interval interval;
+    interval.number = number;
     interval.time = {at_ms, 60};
     interval.elapsed_us = 2000000;
     auto& cpu = interval.cpu.rows.emplace_back();
@@ -27,7 +28,8 @@ static std::string logOf(const std::vector<int64_t>& seconds, const LogHead& hea
     ViewRow view;
     view.areas = "cpu";
     writer.head(head, view, {Start, 60}, log);
-    for (const int64_t at : seconds) writer.interval(intervalAt(Start + at * 1000), log);
+    uint64_t number = 0;
+    for (const int64_t at : seconds) writer.interval(intervalAt(Start + at * 1000, ++number), log);
     return log;
 }
 
