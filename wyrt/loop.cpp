@@ -148,8 +148,8 @@ void Run::sample(uint64_t late_us) {
     const uint64_t before_ns = getOwnCpu();
     const int64_t now = getMonotonic();
     clearRows(interval);
-    interval.complete = made == 0;
     interval.time = momentNow();
+    interval.complete = made == 0 || (writer && interval.time.epoch_ms < logged_ms); // the first below a head
     interval.elapsed_us = sampled_us ? now - sampled_us : 0;
     sampled_us = now;
     for (auto& source : sources) source->sample();
