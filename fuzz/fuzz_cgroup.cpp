@@ -14,14 +14,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         check(std::tie(devices[i - 1].major, devices[i - 1].minor) < std::tie(devices[i].major, devices[i].minor));
     for (auto& device : devices) check(isFrom(text, std::to_string(device.minor)));
 
-    KeyPlan plan;
+    KeyPlan plan, plan1, eventsPlan; // one for each list of keys
     GroupCpu cpu, again;
     parseGroupCpu(text, plan, cpu);
     parseGroupCpu(text, plan, again); // with the plan that the first reading made
     check(cpu.usage_us == again.usage_us && cpu.throttled_us == again.throttled_us);
-    parseGroupCpu1(text, plan, cpu);
+    parseGroupCpu1(text, plan1, cpu);
     GroupMemoryEvents events;
-    parseGroupMemoryEvents(text, plan, events);
+    parseGroupMemoryEvents(text, eventsPlan, events);
     if (const auto number = parseGroupNumber(text)) check(isFrom(text, std::to_string(*number)));
     if (const auto limit = parseGroupLimit1(text)) check(limit == parseGroupNumber(text));
     const auto quota = parseGroupQuota(text);
