@@ -26,11 +26,13 @@ struct KeyPlan {
         size_t key = NotWanted; // its place in the list of keys
     };
     std::vector<Line> lines;
+    const void* keys = nullptr; // the list of keys that it was made with; with another one it begins anew
 };
 
 // Sets each member from its line, and empties those that have none or whose value is no number.
 template <typename T> void parseKeyed(std::string_view text, std::span<const Keyed<T>> keys, KeyPlan& plan, T& values) {
     for (auto& key : keys) (values.*key.field).reset();
+    if (plan.keys != keys.data()) plan.lines.clear(), plan.keys = keys.data();
     size_t number = 0;
     for (std::string_view line; takeLine(text, line); number++) {
         const auto name = line.substr(0, line.find_first_of(" \t"));

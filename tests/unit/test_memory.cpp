@@ -34,6 +34,18 @@ TEST(Keyed, LinesMayComeInAnyOrderAndChangeIt) {
     EXPECT_FALSE(two.a);
 }
 
+TEST(Keyed, APlanIsForOneListOfKeys) {
+    static constexpr Keyed<Two> OnlyB[] = {
+        {"B:", &Two::b},
+    };
+    KeyPlan plan;
+    Two two;
+    parseKeyed<Two>("B: 7\nA: 5\n", Keys, plan, two);
+    parseKeyed<Two>("B: 8\nA: 6\n", OnlyB, plan, two);
+    EXPECT_EQ(two.a, 5U);
+    EXPECT_EQ(two.b, 8U);
+}
+
 TEST(Pressure, TotalsOrNothing) {
     const auto both = parsePressure("some avg10=0.12 avg60=0.05 avg300=0.01 total=1234567\nfull avg10=0 total=34\n");
     ASSERT_TRUE(both);
