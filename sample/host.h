@@ -25,6 +25,10 @@ class HostSampler {
     HeldFile online, meminfo, uptime;
     Contents text;
     Host host;
+    std::optional<uint64_t> memory; // as it was last read
+    uint64_t samples = 0;
+
+    void readMemory();
 
 public:
     explicit HostSampler(const Root& where);
