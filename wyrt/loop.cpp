@@ -2,6 +2,7 @@
 
 #include "base/clock.h"
 #include "base/door.h"
+#include "base/held.h"
 #include "base/host.h"
 #include "base/program.h"
 #include "base/refusal.h"
@@ -35,6 +36,8 @@ class Run {
     std::vector<std::unique_ptr<Source>> sources;
     Interval interval;
     BudgetSpace budgetSpace;
+    HeldFile statm{"/proc/self/statm"};
+    Contents statmText;
     bool headWritten = false, shown = false;
     int64_t logged_ms = 0;               // the last time in the log
     int64_t sampled_us = 0;              // monotonic, the last sample
@@ -124,9 +127,8 @@ void Run::fillSelf(uint64_t late_us, uint64_t before_ns) {
     row.late_us = late_us;
     row.skipped = skipped;
     row.unwritten = unwritten;
-    Contents text;
-    if (readFile("/proc/self/statm", text)) {
-        const auto resident = text.view().substr(std::min(text.view().find(' '), text.size));
+    if (statm.read(statmText, Reading::Single)) {
+        const auto resident = statmText.view().substr(std::min(statmText.view().find(' '), statmText.size));
         const auto pages = toLong(resident);
         if (pages > 0) row.memory = static_cast<uint64_t>(pages) * static_cast<uint64_t>(getPageSize());
     }
