@@ -49,9 +49,8 @@ const Area* findArea(std::string_view word) {
     return found == std::end(Areas) ? nullptr : found;
 }
 
-static bool isAsked(const ViewRow& asked, std::string_view word) {
-    const std::string_view list = asked.areas;
-    for (size_t at = 0; at <= list.size();) {
+bool hasWord(std::string_view list, std::string_view word) {
+    for (size_t at = 0; at < list.size();) {
         const auto end = std::min(list.find(' ', at), list.size());
         if (list.substr(at, end - at) == word) return true;
         at = end + 1;
@@ -62,6 +61,6 @@ static bool isAsked(const ViewRow& asked, std::string_view word) {
 void showInterval(const Interval& interval, const View& view, Page& page) {
     showTop(interval, view, page);
     for (auto& area : Areas)
-        if (isAsked(view.asked, area.word)) area.show(interval, view, page);
+        if (hasWord(view.asked.areas, area.word)) area.show(interval, view, page);
     page.line("");
 }

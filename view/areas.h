@@ -28,6 +28,8 @@ struct Area {
 std::span<const Area> areas();
 // Null when there is no area of that word.
 const Area* findArea(std::string_view word);
+// Whether a list of words with a blank between them has this one.
+bool hasWord(std::string_view list, std::string_view word);
 
 // The first line of every interval: host, time, number, elapsed time, size of the machine, own cost.
 void showTop(const Interval& interval, const View& view, Page& page);

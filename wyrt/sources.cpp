@@ -12,6 +12,7 @@
 #include "model/proto.h"
 #include "model/volumes.h"
 #include "sample/volumewatch.h"
+#include "view/areas.h"
 #include "view/volumes.h"
 
 #include <algorithm>
@@ -143,15 +144,6 @@ static constexpr Maker Makers[] = {
     {"cgroup",   makeCgroups                                           },
 };
 // clang-format on
-
-static bool hasWord(std::string_view list, std::string_view word) {
-    for (size_t at = 0; at < list.size();) {
-        const auto end = std::min(list.find(' ', at), list.size());
-        if (list.substr(at, end - at) == word) return true;
-        at = end + 1;
-    }
-    return false;
-}
 
 static bool anyOf(std::string_view words, std::string_view list) {
     while (!words.empty()) {
