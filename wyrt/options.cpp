@@ -43,7 +43,7 @@ static void addOptions(CLI::App& app, Task task, Typed& typed, Settings& setting
         app.add_option("-i,--interval", typed.interval, "2s, 500ms, 1m or seconds (default 2s)")->type_name("TIME");
         app.add_option("-c,--count", typed.count, "ends after N intervals")->type_name("N");
         app.add_option("-n,--rows", typed.rows, "at the most so many rows in a table")->type_name("ROWS");
-        app.add_option("--sort", view.sort, "the column that tables are sorted by")->type_name("COLUMN");
+        app.add_option("--sort", view.sort, "what most of comes first, such as write or queue")->type_name("COLUMN");
         app.add_option("-u,--user", view.user, "processes of this user only")->type_name("USER");
         app.add_option("-p,--pid", typed.pid, "this process only")->type_name("PID");
         app.add_option("--command", view.command, "processes whose command matches")->type_name("REGEX");

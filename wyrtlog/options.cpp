@@ -25,7 +25,7 @@ static void addOptions(CLI::App& app, Asked& asked, Typed& typed) {
     app.add_option("-o,--output", asked.output, "to FILE instead of standard output")->type_name("FILE");
     if (asked.task == Task::Info) return;
     app.add_option("-n,--rows", typed.rows, "at the most so many rows in a table")->type_name("ROWS");
-    app.add_option("--sort", asked.sort, "the column that tables are sorted by")->type_name("COLUMN");
+    app.add_option("--sort", asked.sort, "what most of comes first, such as write or queue")->type_name("COLUMN");
     app.add_option("-u,--user", asked.user, "processes of this user only")->type_name("USER");
     app.add_option("-p,--pid", asked.pid, "this process only")->type_name("PID");
     app.add_option("--command", asked.command, "processes whose command matches")->type_name("REGEX");
