@@ -1,5 +1,5 @@
 // Netlink sockets: questions to the kernel (RTNETLINK, SOCK_DIAG) and its news (links, addresses, uevents).
-// base/messages.h walks over what comes.
+// parse/ takes the messages apart.
 #pragma once
 
 #include "base/door.h"

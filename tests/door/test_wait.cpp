@@ -1,9 +1,9 @@
 // Clocks, signals, the pause and netlink on the real kernel.
 #include "base/clock.h"
 #include "base/host.h"
-#include "base/messages.h"
 #include "base/netlink.h"
 #include "base/wait.h"
+#include "tests/world/walk.h"
 
 #include <cerrno>
 #include <csignal>

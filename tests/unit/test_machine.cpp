@@ -4,13 +4,13 @@
 #include "base/held.h"
 #include "base/helper.h"
 #include "base/host.h"
-#include "base/messages.h"
 #include "base/netlink.h"
 #include "base/outfile.h"
 #include "base/root.h"
 #include "base/terminal.h"
 #include "base/wait.h"
 #include "tests/unit/made.h"
+#include "tests/world/walk.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,4 +1,4 @@
-// Walks over netlink messages and their attributes with libmnl:
+// Walks over netlink messages and their attributes with libmnl, a second opinion on parse/attributes.h:
 //     for (const nlmsghdr* message : Messages(answer.view()))
 //         for (const nlattr* attribute : Attributes(message, sizeof(ifinfomsg))) ...
 // What is cut short, or says that it is longer than what holds it, ends the walk.
