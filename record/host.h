@@ -26,9 +26,13 @@ struct ViewRow {
     std::optional<uint64_t> rows; // limit of rows in a table
     std::string sort, user, pid, command, cgroup;
     bool partitions = false;
+    bool tree = false;  // processes below their parents
+    std::string by;     // command, user or unit: processes are added up
+    std::string limits; // of `why`, where they are not the usual ones: "disk.wait=50ms mem.available=10"
 };
 inline constexpr auto ViewKind =
     kind<ViewRow>("VIEW", label("areas", &ViewRow::areas), level("interval", "us", &ViewRow::interval_us),
                   level("rows", "", &ViewRow::rows), label("sort", &ViewRow::sort), label("user", &ViewRow::user),
                   label("pid", &ViewRow::pid), label("command", &ViewRow::command), label("cgroup", &ViewRow::cgroup),
-                  level("partitions", "", &ViewRow::partitions));
+                  level("partitions", "", &ViewRow::partitions), level("tree", "", &ViewRow::tree),
+                  label("by", &ViewRow::by), label("limits", &ViewRow::limits));

@@ -3,8 +3,10 @@
 #pragma once
 
 #include "record/cgroup.h"
+#include "record/churn.h"
 #include "record/cpu.h"
 #include "record/disk.h"
+#include "record/file.h"
 #include "record/fs.h"
 #include "record/host.h"
 #include "record/limits.h"
@@ -12,9 +14,11 @@
 #include "record/moment.h"
 #include "record/net.h"
 #include "record/pressure.h"
+#include "record/proc.h"
 #include "record/proto.h"
 #include "record/rows.h"
 #include "record/self.h"
+#include "record/thread.h"
 #include "record/volumes.h"
 
 #include <cstdint>
@@ -48,6 +52,16 @@ struct Interval {
     Rows<CgroupsRow> cgroupsTotal;
     Rows<CgroupRow> cgroups;
     Rows<CgroupIoRow> cgroupDevices;
+    Rows<ProcsRow> processesTotal;
+    Rows<ProcRow> processes;
+    Rows<ThreadsRow> threadsTotal;
+    Rows<ThreadRow> threads;
+    Rows<ChurnsRow> churnTotal;
+    Rows<StartRow> starts;
+    Rows<ExitRow> exits;
+    Rows<ChurnRow> churn;
+    Rows<FilesRow> filesTotal;
+    Rows<FileRow> files;
 };
 
 // Calls f(kind, rows) for each kind, in the order in which a log has them.
@@ -74,6 +88,16 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(CgroupsKind, interval.cgroupsTotal);
     f(CgroupKind, interval.cgroups);
     f(CgroupIoKind, interval.cgroupDevices);
+    f(ProcsKind, interval.processesTotal);
+    f(ProcKind, interval.processes);
+    f(ThreadsKind, interval.threadsTotal);
+    f(ThreadKind, interval.threads);
+    f(ChurnsKind, interval.churnTotal);
+    f(StartKind, interval.starts);
+    f(ExitKind, interval.exits);
+    f(ChurnKind, interval.churn);
+    f(FilesKind, interval.filesTotal);
+    f(FileKind, interval.files);
 }
 
 // Removes the rows; their memory stays allocated for the next ones.
