@@ -20,6 +20,7 @@
 #include "record/self.h"
 #include "record/thread.h"
 #include "record/volumes.h"
+#include "record/why.h"
 
 #include <cstdint>
 
@@ -62,6 +63,10 @@ struct Interval {
     Rows<ChurnRow> churn;
     Rows<FilesRow> filesTotal;
     Rows<FileRow> files;
+    Rows<WhyRow> why;
+    Rows<WhoRow> who;
+    Rows<SufferRow> suffer;
+    Rows<NearRow> nearest;
 };
 
 // Calls f(kind, rows) for each kind, in the order in which a log has them.
@@ -98,6 +103,10 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(ChurnKind, interval.churn);
     f(FilesKind, interval.filesTotal);
     f(FileKind, interval.files);
+    f(WhyKind, interval.why);
+    f(WhoKind, interval.who);
+    f(SufferKind, interval.suffer);
+    f(NearKind, interval.nearest);
 }
 
 // Removes the rows; their memory stays allocated for the next ones.
