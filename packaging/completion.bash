@@ -5,7 +5,7 @@
 _wyrt_command() {
     local areas='cpu cores mem pressure disk volumes fs net proto limits cgroup self all'
     local tasks='--help --root'
-    local views='--output --rows --sort --user --pid --command --cgroup --partitions'
+    local views='--output --rows --sort --user --pid --command --cgroup --tree --by --partitions'
     local samples='--interval --count'
     local lives='--save --color --scroll'
     local logs='--help --damaged --output'
@@ -19,6 +19,7 @@ _wyrt_command() {
             return 0
             ;;
         --color) words='auto always never' ;;
+        --by) words='command user unit' ;;
         -i | --interval | -c | --count | -n | --rows | --sort | -u | --user | -p | --pid | --command | --cgroup) return 0 ;;
         *)
             case $command in

@@ -1,5 +1,6 @@
 #include "view/cgroup.h"
 
+#include "view/filter.h"
 #include "view/format.h"
 
 #include <algorithm>
@@ -31,17 +32,11 @@ static bool isShown(const CgroupRow& row, std::string_view sort) {
            value(row.oom_kills) > 0;
 }
 
-// The group itself, too.
-static bool isBelow(std::string_view path, std::string_view above) {
-    while (above.ends_with('/')) above.remove_suffix(1);
-    return path.starts_with(above) && (path.size() == above.size() || path[above.size()] == '/');
-}
-
 // The whole machine first, then the others by what was asked for, then by memory.
 static std::vector<const CgroupRow*> ordered(const Interval& interval, const ViewRow& asked) {
     std::vector<const CgroupRow*> rows;
     for (auto& row : interval.cgroups.rows)
-        if (isShown(row, asked.sort) && isBelow(row.path, asked.cgroup)) rows.push_back(&row);
+        if (isShown(row, asked.sort) && isGroupBelow(row.path, asked.cgroup)) rows.push_back(&row);
     const auto* known =
         std::find_if(std::begin(Orders), std::end(Orders), [&](auto& order) { return order.word == asked.sort; });
     const auto of = known == std::end(Orders) ? Orders[0].of : known->of;

@@ -4,6 +4,7 @@
 #include "base/nearest.h"
 #include "base/refusal.h"
 #include "view/areas.h"
+#include "view/options.h"
 
 #include <algorithm>
 #include <exception>
@@ -11,16 +12,15 @@
 #include <vector>
 
 #include <CLI/CLI.hpp>
-#include <regex.h>
 
 static constexpr int64_t ShortestInterval = 10000, LongestInterval = 86400000000; // microseconds
-static constexpr size_t MostText = 256;                                           // bytes of a filter or a sort key
 
 namespace {
 // The command line with its words still as they were typed.
 struct Typed {
     std::vector<std::string> operands;
-    std::string interval, count, rows, pid, color;
+    std::string interval, count, color;
+    TableWords table;
     bool help = false;
 };
 
@@ -32,6 +32,12 @@ struct Refusal {
 
 // --- The options
 
+static void addTableOptions(CLI::App& app, TableWords& typed) {
+    for (const auto& option : tableOptions())
+        if (option.text) app.add_option(option.names, typed.*option.text, option.help)->type_name(option.type);
+        else app.add_flag(option.names, typed.*option.flag, option.help);
+}
+
 static void addOptions(CLI::App& app, Task task, Typed& typed, Settings& settings) {
     app.set_help_flag();
     app.add_flag("-h,--help", typed.help, "this text");
@@ -39,16 +45,9 @@ static void addOptions(CLI::App& app, Task task, Typed& typed, Settings& setting
     app.add_option("operands", typed.operands);
     if (task != Task::Check) {
         app.add_option("-o,--output", settings.output, "to FILE instead of standard output")->type_name("FILE");
-        auto& view = settings.view;
         app.add_option("-i,--interval", typed.interval, "2s, 500ms, 1m or seconds (default 2s)")->type_name("TIME");
         app.add_option("-c,--count", typed.count, "ends after N intervals")->type_name("N");
-        app.add_option("-n,--rows", typed.rows, "at the most so many rows in a table")->type_name("ROWS");
-        app.add_option("--sort", view.sort, "what most of comes first, such as write or queue")->type_name("COLUMN");
-        app.add_option("-u,--user", view.user, "processes of this user only")->type_name("USER");
-        app.add_option("-p,--pid", typed.pid, "this process only")->type_name("PID");
-        app.add_option("--command", view.command, "processes whose command matches")->type_name("REGEX");
-        app.add_option("--cgroup", view.cgroup, "groups below this path, and their processes")->type_name("PATH");
-        app.add_flag("--partitions", view.partitions, "partitions besides whole disks");
+        addTableOptions(app, typed.table);
     }
     if (task == Task::Live) {
         app.add_option("--save", settings.save, "keeps a log of what is shown, too")->type_name("FILE");
@@ -124,28 +123,6 @@ static Color colorOf(const std::string& text) {
     throw Refusal{"--color takes auto, always or never, not " + inQuotes(text)};
 }
 
-static void checkRegex(const std::string& text) {
-    regex_t compiled;
-    const int result = regcomp(&compiled, text.c_str(), REG_EXTENDED | REG_NOSUB);
-    if (result == 0) return regfree(&compiled);
-    char reason[128];
-    regerror(result, nullptr, reason, sizeof reason);
-    throw Refusal{"--command " + inQuotes(text) + " is no regular expression: " + reason};
-}
-
-static void checkTexts(const Settings& settings) {
-    const std::pair<const char*, const std::string*> texts[] = {
-        {"--sort",    &settings.view.sort   },
-        {"--user",    &settings.view.user   },
-        {"--command", &settings.view.command},
-        {"--cgroup",  &settings.view.cgroup },
-    };
-    for (const auto& [name, text] : texts)
-        if (text->size() > MostText)
-            throw Refusal{std::string(name) + " takes at most " + std::to_string(MostText) + " bytes"};
-    if (!settings.view.command.empty()) checkRegex(settings.view.command);
-}
-
 // The words in the list's order, each once.
 static std::string areasOf(Task task, const std::vector<std::string>& words) {
     for (const auto& word : words)
@@ -188,10 +165,8 @@ static void interpret(Task task, CLI::App& app, Typed& typed, Settings& settings
     takeOperands(task, typed, settings);
     if (!typed.interval.empty()) settings.view.interval_us = static_cast<uint64_t>(intervalOf(typed.interval));
     if (!typed.count.empty()) settings.count = countOf(typed.count, "count");
-    if (!typed.rows.empty()) settings.view.rows = countOf(typed.rows, "number of rows");
-    if (!typed.pid.empty()) settings.view.pid = std::to_string(countOf(typed.pid, "process"));
     settings.color = colorOf(typed.color);
-    checkTexts(settings);
+    if (auto why = takeTableWords(typed.table, settings.view); !why.empty()) throw Refusal{std::move(why)};
 }
 
 // --- All together

@@ -1,7 +1,6 @@
 #include "wyrtlog/options.h"
 
 #include "base/nearest.h"
-#include "base/numbers.h"
 #include "base/refusal.h"
 #include "view/areas.h"
 
@@ -12,7 +11,7 @@
 namespace {
 struct Typed {
     std::vector<std::string> operands;
-    std::string rows, color;
+    std::string color;
     bool help = false;
 };
 } // namespace
@@ -24,13 +23,9 @@ static void addOptions(CLI::App& app, Asked& asked, Typed& typed) {
     app.add_flag("--damaged", asked.damaged, "what fails its checksum, too");
     app.add_option("-o,--output", asked.output, "to FILE instead of standard output")->type_name("FILE");
     if (asked.task == Task::Info) return;
-    app.add_option("-n,--rows", typed.rows, "at the most so many rows in a table")->type_name("ROWS");
-    app.add_option("--sort", asked.sort, "what most of comes first, such as write or queue")->type_name("COLUMN");
-    app.add_option("-u,--user", asked.user, "processes of this user only")->type_name("USER");
-    app.add_option("-p,--pid", asked.pid, "this process only")->type_name("PID");
-    app.add_option("--command", asked.command, "processes whose command matches")->type_name("REGEX");
-    app.add_option("--cgroup", asked.cgroup, "groups below this path, and their processes")->type_name("PATH");
-    app.add_flag("--partitions", asked.partitions, "partitions besides whole disks");
+    for (const auto& option : tableOptions())
+        if (option.text) app.add_option(option.names, asked.table.*option.text, option.help)->type_name(option.type);
+        else app.add_flag(option.names, asked.table.*option.flag, option.help);
     app.add_option("--color", typed.color, "auto, always or never")->type_name("WHEN");
 }
 
@@ -77,12 +72,8 @@ static std::string takeOperands(const std::vector<std::string>& operands, bool (
 }
 
 static std::string interpret(const Typed& typed, Asked& asked, bool (*isFile)(const std::string&)) {
-    if (!typed.rows.empty()) {
-        uint64_t rows = 0;
-        if (!toNumber(typed.rows, rows) || rows == 0)
-            return "the number of rows " + inQuotes(typed.rows) + " is no number above 0";
-        asked.rows = rows;
-    }
+    ViewRow view; // that of the log is known later
+    if (auto why = takeTableWords(asked.table, view); !why.empty()) return why;
     if (!typed.color.empty() && typed.color != "auto" && typed.color != "always" && typed.color != "never")
         return "--color takes auto, always or never, not " + inQuotes(typed.color);
     asked.color = typed.color == "always";

@@ -1,9 +1,8 @@
 // The command lines of show and info.
 #pragma once
 
-#include "record/host.h"
+#include "view/options.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,9 +13,7 @@ struct Asked {
     bool help = false;
     std::string areas;             // words with a blank between them; empty: those of the log
     std::vector<std::string> logs; // "-" is standard input
-    std::optional<uint64_t> rows;
-    std::optional<std::string> sort, user, pid, command, cgroup;
-    bool partitions = false;
+    TableWords table;
     bool damaged = false; // show what fails its sum, too
     bool color = false;
     std::string output; // empty: standard output

@@ -14,17 +14,7 @@
 static ViewRow viewOf(const ViewRow& then, const Asked& asked) {
     ViewRow view = then;
     if (!asked.areas.empty()) view.areas = asked.areas;
-    if (asked.rows) view.rows = asked.rows;
-    const std::pair<std::string*, const std::optional<std::string>*> texts[] = {
-        {&view.sort,    &asked.sort   },
-        {&view.user,    &asked.user   },
-        {&view.pid,     &asked.pid    },
-        {&view.command, &asked.command},
-        {&view.cgroup,  &asked.cgroup },
-    };
-    for (auto& [to, from] : texts)
-        if (*from) *to = **from;
-    view.partitions |= asked.partitions;
+    takeTableWords(asked.table, view); // what it refuses was refused with the command line
     return view;
 }
 

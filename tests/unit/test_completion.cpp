@@ -1,10 +1,12 @@
 // Compares packaging/completion.bash with the program: the letters of the option table, the words of -P.
 #include "classic/monitor/options.h"
 #include "view/areas.h"
+#include "view/options.h"
 #include "wyrt/dispatch.h"
 #include "wyrt/options.h"
 
 #include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <set>
 #include <sstream>
@@ -102,6 +104,7 @@ TEST(Completion, OptionsOfShowAndInfo) {
     for (std::string line; std::getline(source, line);)
         if (const auto start = line.find("--"); line.find("app.add_") != line.npos && start != line.npos)
             expected.insert(line.substr(start, line.find('"', start) - start));
+    for (auto& option : tableOptions()) expected.insert(std::strstr(option.names, "--"));
     auto names = listed({"logs", "views"});
     names.emplace_back("--color");
     EXPECT_EQ(std::set<std::string>(names.begin(), names.end()), expected);

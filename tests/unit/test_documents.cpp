@@ -3,6 +3,7 @@
 #include "record/classic/kinds.h"
 #include "record/interval.h"
 #include "view/areas.h"
+#include "view/options.h"
 #include "wyrt/options.h"
 
 #include <algorithm>
@@ -136,6 +137,8 @@ TEST(Documents, TheManualHasEveryOptionOfShowAndInfo) {
         expected.insert(entryOf(
             type == line.npos ? name : name + " " + line.substr(type + 11, line.find('"', type + 11) - type - 11)));
     }
+    for (auto& option : tableOptions())
+        expected.insert(entryOf(option.text ? std::string(option.names) + " " + option.type : option.names));
     EXPECT_GT(expected.size(), 8U);
     EXPECT_EQ(entriesOf(sectionOf("docs/wyrt-show.1", "OPTIONS")), expected);
 }

@@ -13,9 +13,9 @@ TEST(LogOptions, NothingAskedFor) {
     EXPECT_EQ(line.why + line.help, "");
     EXPECT_EQ(line.asked.task, Task::Show);
     EXPECT_TRUE(line.asked.areas.empty() && line.asked.logs.empty() && line.asked.output.empty());
-    EXPECT_FALSE(line.asked.rows || line.asked.sort || line.asked.user || line.asked.pid || line.asked.command ||
-                 line.asked.cgroup);
-    EXPECT_FALSE(line.asked.partitions || line.asked.damaged || line.asked.color);
+    const auto& table = line.asked.table;
+    EXPECT_FALSE(table.rows || table.sort || table.user || table.pid || table.command || table.cgroup || table.by);
+    EXPECT_FALSE(table.partitions || table.tree || line.asked.damaged || line.asked.color);
     EXPECT_EQ(parsed({"info"}).asked.task, Task::Info);
 }
 
@@ -28,14 +28,14 @@ TEST(LogOptions, EveryOption) {
     const auto& asked = line.asked;
     EXPECT_EQ(asked.areas, "cpu mem");
     EXPECT_EQ(asked.logs, (std::vector<std::string>{"a.wyrt", "-"}));
-    EXPECT_EQ(asked.rows, 3U);
-    EXPECT_EQ(asked.sort, "busy");
-    EXPECT_EQ(asked.user, "root");
-    EXPECT_EQ(asked.pid, "42");
-    EXPECT_EQ(asked.command, "rsync|ps");
-    EXPECT_EQ(asked.cgroup, "/system.slice");
+    EXPECT_EQ(asked.table.rows, "3");
+    EXPECT_EQ(asked.table.sort, "busy");
+    EXPECT_EQ(asked.table.user, "root");
+    EXPECT_EQ(asked.table.pid, "42");
+    EXPECT_EQ(asked.table.command, "rsync|ps");
+    EXPECT_EQ(asked.table.cgroup, "/system.slice");
     EXPECT_EQ(asked.output, "out");
-    EXPECT_TRUE(asked.partitions && asked.damaged && asked.color);
+    EXPECT_TRUE(asked.table.partitions && asked.damaged && asked.color);
     EXPECT_FALSE(parsed({"show", "--color", "never"}).asked.color);
     EXPECT_FALSE(parsed({"show", "--color", "auto"}).asked.color);
 }

@@ -1,0 +1,85 @@
+#include "view/options.h"
+
+#include "base/numbers.h"
+#include "view/format.h"
+#include "view/pattern.h"
+
+#include <algorithm>
+#include <string_view>
+
+// clang-format off
+static constexpr TableOption Options[] = {
+    {"-n,--rows",    "ROWS",   "at the most so many rows in a table",              &TableWords::rows,    nullptr},
+    {"--sort",       "COLUMN", "what most of comes first, such as write or queue", &TableWords::sort,    nullptr},
+    {"-u,--user",    "USER",   "processes of these users (names or numbers)",      &TableWords::user,    nullptr},
+    {"-p,--pid",     "PID",    "these processes: 811 or 811,4411",                 &TableWords::pid,     nullptr},
+    {"--command",    "REGEX",  "processes whose name or command line matches",     &TableWords::command, nullptr},
+    {"--cgroup",     "PATH",   "groups below this path, and their processes",      &TableWords::cgroup,  nullptr},
+    {"--tree",       "",       "processes below their parents",                    nullptr,              &TableWords::tree},
+    {"--by",         "WHAT",   "processes added up by command, user or unit",      &TableWords::by,      nullptr},
+    {"--partitions", "",       "partitions besides whole disks",                   nullptr,              &TableWords::partitions},
+};
+// clang-format on
+
+std::span<const TableOption> tableOptions() { return Options; }
+
+static constexpr size_t MostText = 256; // bytes of a filter or a sort key
+
+// What was typed, as a message may show it: cut where it is long.
+static std::string inQuotes(std::string_view typed) {
+    constexpr size_t Most = 100;
+    return "'" + safeText(typed.substr(0, Most)) + (typed.size() > Most ? "...'" : "'");
+}
+
+// "811,4411": numbers above 0 with a comma between them. Leading zeros are dropped.
+static std::string takePids(std::string_view typed, std::string& list) {
+    list.clear();
+    while (!typed.empty()) {
+        const auto comma = std::min(typed.find(','), typed.size());
+        const auto word = typed.substr(0, comma);
+        uint64_t pid = 0;
+        if (!toNumber(word, pid) || pid == 0) return "the process " + inQuotes(word) + " is no number above 0";
+        list.append(list.empty() ? "" : ",").append(std::to_string(pid));
+        typed.remove_prefix(std::min(comma + 1, typed.size()));
+    }
+    return {};
+}
+
+std::string takeTableWords(const TableWords& typed, ViewRow& view) {
+    const struct {
+        const char* name;
+        const std::optional<std::string>& from;
+        std::string* to;
+    } texts[] = {
+        {"--sort",    typed.sort,    &view.sort   },
+        {"--user",    typed.user,    &view.user   },
+        {"--pid",     typed.pid,     nullptr      },
+        {"--command", typed.command, &view.command},
+        {"--cgroup",  typed.cgroup,  &view.cgroup },
+    };
+    for (auto& text : texts) {
+        if (!text.from) continue;
+        if (text.from->size() > MostText)
+            return std::string(text.name) + " takes at most " + std::to_string(MostText) + " bytes";
+        if (text.to) *text.to = *text.from;
+    }
+    if (typed.rows) {
+        uint64_t rows = 0;
+        if (!toNumber(std::string_view(*typed.rows), rows) || rows == 0)
+            return "the number of rows " + inQuotes(*typed.rows) + " is no number above 0";
+        view.rows = rows;
+    }
+    if (typed.pid)
+        if (auto why = takePids(*typed.pid, view.pid); !why.empty()) return why;
+    if (typed.command && !typed.command->empty())
+        if (const Pattern pattern(*typed.command); !pattern.problem().empty())
+            return "--command " + inQuotes(*typed.command) +
+                   " is no regular expression that can be used: " + pattern.problem();
+    if (typed.by && !typed.by->empty() && *typed.by != "command" && *typed.by != "user" && *typed.by != "unit")
+        return "--by takes command, user or unit, not " + inQuotes(*typed.by);
+    if (typed.tree && typed.by && !typed.by->empty()) return "--tree and --by exclude each other";
+    if (typed.by) view.by = *typed.by, view.tree = false;
+    if (typed.tree) view.tree = true, view.by.clear();
+    view.partitions |= typed.partitions;
+    return {};
+}
