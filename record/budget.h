@@ -7,66 +7,52 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <numeric>
 #include <vector>
 
 inline constexpr size_t RowBudget = 500; // of one kind in one interval
 
-// Working space, kept by the caller.
-struct BudgetSpace {
+// The rows that stay. Kept by the caller, whose memory is then used again.
+class BudgetSpace {
     std::vector<size_t> order;
-    std::vector<char> kept;
+    size_t budget = 0, left = 0; // rows to keep; those that may still be kept
+
+public:
+    std::vector<char> kept;      // by row
+    std::vector<double> figures; // of one member, by row
+
+    // Starts with so many rows to keep besides those that are kept already.
+    void start(size_t rows) { budget = left = rows; }
+    // Keeps at most `share` more rows: the largest by `figures`, and none of 0.
+    void keepLargest(size_t share);
+    // Keeps the first rows until the budget is used up.
+    void keepFirst();
 };
-
-template <typename T> double figureOf(const T& value) {
-    if constexpr (IsOptional<T>::value) return value ? figureOf(*value) : 0;
-    else if constexpr (Number<T>) return static_cast<double>(value);
-    else return 0;
-}
-
-// Marks the `most` largest rows by one member as candidates: the first entries of `order`.
-template <typename Row, typename T>
-void orderBy(const std::vector<Row>& rows, const Member<Row, T>& member, size_t most, std::vector<size_t>& order) {
-    order.resize(rows.size());
-    std::iota(order.begin(), order.end(), size_t{0});
-    const auto larger = [&](size_t a, size_t b) {
-        const double left = figureOf(rows[a].*member.at), right = figureOf(rows[b].*member.at);
-        return left != right ? left > right : a < b;
-    };
-    std::partial_sort(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(most), order.end(), larger);
-}
 
 // Leaves `budget` rows besides those for which `always(row)` holds; rows keep their order.
 template <typename Kind, typename Always>
 void applyBudget(const Kind& kind, Rows<typename Kind::Row>& rows, size_t budget, BudgetSpace& space,
                  const Always& always) {
     if (rows.rows.size() <= budget) return;
-    auto& kept = space.kept;
-    kept.assign(rows.rows.size(), 0);
-    for (size_t i = 0; i < rows.rows.size(); i++) kept[i] = always(rows.rows[i]) ? 1 : 0;
-    size_t figures = 0;
-    kind.each([&](const auto& member) { figures += member.role == Role::Amount || member.role == Role::Level; });
-    const size_t share = figures ? budget / figures : 0;
-    size_t left = budget;
+    const auto& all = rows.rows;
+    space.kept.assign(all.size(), 0);
+    for (size_t i = 0; i < all.size(); i++) space.kept[i] = always(all[i]) ? 1 : 0;
+    const auto figures = std::count_if(kind.members.begin(), kind.members.end(), [](auto& m) { return m.isFigure(); });
+    const size_t share = figures ? budget / static_cast<size_t>(figures) : 0;
+    space.start(budget);
     // Each figure keeps its share of largest rows. When another figure has kept the same rows already, the room saved
     // goes to the next figures, and in the end to the first rows.
-    kind.each([&](const auto& member) {
-        if (member.role != Role::Amount && member.role != Role::Level) return;
-        const size_t most = std::min(rows.rows.size(), share + (budget - left));
-        orderBy(rows.rows, member, most, space.order);
-        size_t taken = 0;
-        for (size_t i = 0; i < most && taken < share && left > 0; i++) {
-            if (kept[space.order[i]] || figureOf(rows.rows[space.order[i]].*member.at) <= 0) continue;
-            kept[space.order[i]] = 1, taken++, left--;
-        }
-    });
-    for (size_t i = 0; i < kept.size() && left > 0; i++)
-        if (!kept[i]) kept[i] = 1, left--;
+    for (auto& member : kind.members) {
+        if (!member.isFigure()) continue;
+        space.figures.clear();
+        for (auto& row : all) space.figures.push_back(figureOf(member.in(row)));
+        space.keepLargest(share);
+    }
+    space.keepFirst();
     size_t to = 0;
-    for (size_t i = 0; i < kept.size(); i++) {
-        if (!kept[i]) {
+    for (size_t i = 0; i < all.size(); i++) {
+        if (!space.kept[i]) {
             if (!rows.rest) rows.rest.emplace();
-            addAmounts(kind, rows.rows[i], *rows.rest);
+            addAmounts(kind, all[i], *rows.rest);
         } else if (to++ != i) {
             rows.rows[to - 1] = std::move(rows.rows[i]);
         }

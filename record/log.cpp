@@ -15,13 +15,13 @@ static void appendStart(std::string& out, std::string_view tag, Moment time, int
 
 template <typename Kind> static void appendHeader(const Kind& kind, std::string& out) {
     out += '#', out += kind.tag, out += ",time,secs";
-    kind.each([&](const auto& member) { out += ',', out += member.name; });
+    for (auto& member : kind.members) out += ',', out += member.name;
     out += "\n#", out += kind.tag, out += ":role,time,elapsed:s";
-    kind.each([&](const auto& member) {
+    for (auto& member : kind.members) {
         constexpr std::string_view Names[] = {"time", "elapsed", "id", "text", "amount", "level"};
         out += ',', out += Names[static_cast<size_t>(member.role)];
         if (!member.unit.empty()) out += ':', out += member.unit;
-    });
+    }
     out += '\n';
 }
 

@@ -47,16 +47,16 @@ static Interval randomInterval(Random& random) {
         rows.elapsed_us = static_cast<int64_t>(random() % 10000000);
         const size_t count = random() % 4;
         bool ids = false;
-        kind.each([&](const auto& member) { ids |= member.role == Role::Id; });
+        for (auto& member : kind.members) ids |= member.role == Role::Id;
         for (size_t i = 0; i < (ids ? count : std::min<size_t>(count, 1)); i++) {
             auto& row = rows.rows.emplace_back();
             bool identified = false;
-            kind.each([&](const auto& member) {
-                fill(row.*member.at, random);
+            for (auto& member : kind.members) {
+                std::visit([&](auto* value) { fill(*value, random); }, member.in(row));
                 std::string cell;
-                if (member.role == Role::Id) appendCell(cell, row.*member.at);
+                if (member.role == Role::Id) appendCell(cell, member.in(std::as_const(row)));
                 identified |= !cell.empty();
-            });
+            }
             if (ids && !identified) rows.rows.pop_back(); // that would be the sum of the others
         }
     });

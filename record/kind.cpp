@@ -1,0 +1,36 @@
+#include "record/kind.h"
+
+void appendCell(std::string& line, const ConstSlot& slot) {
+    std::visit([&](const auto* value) { appendCell(line, *value); }, slot);
+}
+
+bool readCell(std::string_view cell, const Slot& slot) {
+    return std::visit([&](auto* value) { return readCell(cell, *value); }, slot);
+}
+
+template <typename T> static void add(const T& value, T& sum) {
+    if constexpr (std::is_same_v<T, bool>) sum |= value;
+    else if constexpr (Number<T>) sum += value;
+}
+template <typename T> static void add(const std::optional<T>& value, std::optional<T>& sum) {
+    if (value) sum = sum.value_or(0) + *value;
+}
+
+void addSlot(const ConstSlot& slot, const Slot& sum) {
+    std::visit(
+        [&](auto* to) {
+            const auto* from = std::get_if<const std::remove_pointer_t<decltype(to)>*>(&slot);
+            if (from) add(**from, *to);
+        },
+        sum);
+}
+
+template <typename T> static double figure(const T& value) {
+    if constexpr (Number<T>) return static_cast<double>(value);
+    else return 0;
+}
+template <typename T> static double figure(const std::optional<T>& value) { return value ? figure(*value) : 0; }
+
+double figureOf(const ConstSlot& slot) {
+    return std::visit([](const auto* value) { return figure(*value); }, slot);
+}
