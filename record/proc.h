@@ -31,11 +31,12 @@ struct ProcRow {
     std::optional<uint64_t> read_bytes, write_bytes, cancelled_bytes; // storage; its reaped children not included
     std::optional<uint64_t> read_chars, write_chars;                  // by read() and write(), from the page cache too
     std::optional<uint64_t> voluntary, involuntary;                   // context switches
-    std::optional<int64_t> growth;                                    // of anonymous memory and swap, bytes
+    // Of anonymous memory and swap, bytes, since they were read before; 0 where they were not read again.
+    std::optional<int64_t> growth;
     bool io_shared = false; // the I/O figures may have those of reaped children
 
     std::optional<uint64_t> rss, anonymous, swap; // bytes
-    std::optional<uint64_t> memory_age_us;        // how long ago these levels were read
+    std::optional<uint64_t> memory_age_us;        // how long ago anonymous and swap were read
     std::optional<uint64_t> threads;
     std::optional<uint64_t> descriptors, descriptor_limit;
     std::optional<int64_t> nice, oom_adjust, oom_score;
@@ -62,6 +63,8 @@ inline constexpr auto ProcKind = kind<ProcRow>(
     level("oom_score", "", &ProcRow::oom_score), level("written_35s", "B", &ProcRow::written_recently));
 
 // CPU time that the processes explain is accounted_us; that of the machine (without idle, iowait and steal) is used_us.
+// Interrupts are irq_us of it. Kernels that measure their time count it apart from the processes: accounted_us and
+// irq_us together are used_us then. On others it is part of accounted_us.
 struct ProcsRow {
     uint64_t processes = 0, threads = 0; // at the end; threads as far as they are known
     uint64_t ran = 0;                    // processes that used CPU time
@@ -69,8 +72,7 @@ struct ProcsRow {
     uint64_t zombies = 0;
     std::optional<uint64_t> started, ended; // between the two samples, of those that one of them saw
     std::optional<uint64_t> accounted_us, used_us, irq_us;
-    uint64_t without_io = 0;    // processes that ran and whose I/O figures could not be read
-    uint64_t without_files = 0; // whose descriptors could not be read
+    uint64_t without_io = 0; // processes that ran and whose I/O figures could not be read
 };
 inline constexpr auto ProcsKind =
     kind<ProcsRow>("PROCS", level("processes", "", &ProcsRow::processes), level("threads", "", &ProcsRow::threads),
@@ -78,5 +80,4 @@ inline constexpr auto ProcsKind =
                    level("blocked", "", &ProcsRow::blocked), level("zombies", "", &ProcsRow::zombies),
                    amount("started", "", &ProcsRow::started), amount("ended", "", &ProcsRow::ended),
                    amount("accounted", "us", &ProcsRow::accounted_us), amount("used", "us", &ProcsRow::used_us),
-                   amount("irq", "us", &ProcsRow::irq_us), level("without_io", "", &ProcsRow::without_io),
-                   level("without_files", "", &ProcsRow::without_files));
+                   amount("irq", "us", &ProcsRow::irq_us), level("without_io", "", &ProcsRow::without_io));

@@ -9,6 +9,7 @@
 #include "model/memory.h"
 #include "model/net.h"
 #include "model/pressure.h"
+#include "model/proc.h"
 #include "model/proto.h"
 #include "model/volumes.h"
 #include "sample/volumewatch.h"
@@ -112,19 +113,47 @@ public:
         cgroupRows(groups, interval.complete, interval.cgroupsTotal, interval.cgroups, interval.cgroupDevices);
     }
 };
+
+// Each process keeps its last two readings itself, too.
+class ProcSource : public Source {
+    ProcSampler sampler;
+    ProcSample processes;
+
+public:
+    explicit ProcSource(const Root& root) : sampler(root) {}
+    void sample() override { sampler.sample(processes); }
+    void rows(Interval& interval) override {
+        processRows(processes, interval.complete, interval.processesTotal, interval.processes, interval.starts,
+                    interval.exits);
+    }
+    // For sources that are sampled later: threads and files are those of the processes that ran.
+    std::span<const Ran> ran() const { return sampler.ran(); }
+};
+
+// What sources have in common.
+struct Shared {
+    const Root& root;
+    const ProcSource* processes = nullptr; // made before the sources that need it
+};
 } // namespace
 
-static std::unique_ptr<Source> makeVolumes(const Root& root) { return std::make_unique<VolumeSource>(root); }
-static std::unique_ptr<Source> makeCgroups(const Root& root) { return std::make_unique<CgroupSource>(root); }
+static std::unique_ptr<Source> makeVolumes(Shared& shared) { return std::make_unique<VolumeSource>(shared.root); }
+static std::unique_ptr<Source> makeCgroups(Shared& shared) { return std::make_unique<CgroupSource>(shared.root); }
 
-template <typename Sampler, typename Sample, auto Fill> static std::unique_ptr<Source> make(const Root& root) {
-    return std::make_unique<PairSource<Sampler, Sample, Fill>>(root);
+static std::unique_ptr<Source> makeProcesses(Shared& shared) {
+    auto source = std::make_unique<ProcSource>(shared.root);
+    shared.processes = source.get();
+    return source;
+}
+
+template <typename Sampler, typename Sample, auto Fill> static std::unique_ptr<Source> make(Shared& shared) {
+    return std::make_unique<PairSource<Sampler, Sample, Fill>>(shared.root);
 }
 
 namespace {
 struct Maker {
     std::string_view areas; // any of these words needs it; empty: it is always there
-    std::unique_ptr<Source> (*make)(const Root& root);
+    std::unique_ptr<Source> (*make)(Shared& shared);
 };
 } // namespace
 
@@ -142,6 +171,7 @@ static constexpr Maker Makers[] = {
     {"proto",    make<ProtocolSampler, ProtocolSample, fillProtocols>  },
     {"limits",   make<LimitSampler,    LimitSample,    fillLimits>     },
     {"cgroup",   makeCgroups                                           },
+    {"proc thread churn file why", makeProcesses                           },
 };
 // clang-format on
 
@@ -156,7 +186,8 @@ static bool anyOf(std::string_view words, std::string_view list) {
 
 std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const Root& root) {
     std::vector<std::unique_ptr<Source>> sources;
+    Shared shared{root};
     for (const auto& maker : Makers)
-        if (maker.areas.empty() || anyOf(maker.areas, areas)) sources.push_back(maker.make(root));
+        if (maker.areas.empty() || anyOf(maker.areas, areas)) sources.push_back(maker.make(shared));
     return sources;
 }

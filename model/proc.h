@@ -1,0 +1,11 @@
+// The rows of processes, and of those that began and ended, from the last two times that each was read.
+#pragma once
+
+#include "record/churn.h"
+#include "record/proc.h"
+#include "record/rows.h"
+#include "sample/proc.h"
+
+// `complete`: those that did not run have rows, too.
+void processRows(const ProcSample& sample, bool complete, Rows<ProcsRow>& all, Rows<ProcRow>& processes,
+                 Rows<StartRow>& starts, Rows<ExitRow>& exits);

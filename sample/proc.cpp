@@ -1,0 +1,378 @@
+#include "sample/proc.h"
+
+#include "base/clock.h"
+#include "base/numbers.h"
+
+#include <algorithm>
+
+// --- The machine
+
+namespace {
+// What the kernel has taken from processes, pages since boot.
+struct Reclaim {
+    std::optional<uint64_t> kswapd, direct, khugepaged, proactive, swapped, killed;
+    uint64_t sum() const {
+        uint64_t all = 0;
+        for (auto& part : {kswapd, direct, khugepaged, proactive, swapped, killed}) all += part.value_or(0);
+        return all;
+    }
+};
+} // namespace
+
+static constexpr Keyed<Reclaim> ReclaimKeys[] = {
+    {"pgsteal_kswapd",     &Reclaim::kswapd    },
+    {"pgsteal_direct",     &Reclaim::direct    },
+    {"pgsteal_khugepaged", &Reclaim::khugepaged},
+    {"pgsteal_proactive",  &Reclaim::proactive },
+    {"pswpout",            &Reclaim::swapped   },
+    {"oom_kill",           &Reclaim::killed    },
+};
+
+static uint64_t ticksPerSecond() { return static_cast<uint64_t>(std::max(getClockTicks(), 1)); }
+
+ProcSampler::ProcSampler(const Root& where)
+    : root(where), reader(where), statFile(where, "/proc/stat"), vmstatFile(where, "/proc/vmstat"),
+      clocks(!where.isOther() && cpuClocksMatchProc()) {}
+
+void ProcSampler::readMachine(ProcSample& sample) {
+    sample.ticksBefore = sample.ticks;
+    sample.ticks.reset();
+    if (!statFile.read(text) || !parseStat(text.view(), stat)) return stat = SystemStat(), void();
+    sample.ticks = stat.all;
+    sample.cores = stat.cores.size();
+}
+
+// --- Which processes there are
+
+// No process began while the machine's count of forks stood still, so the list is that of the last pass. Now and then
+// it is read nevertheless: a process can become visible when its owner changes (hidepid).
+bool ProcSampler::list(const ProcSample& sample) {
+    constexpr uint32_t Anyway = 16; // passes
+    if (!reader.open()) return false;
+    if (sample.pass && sample.pass % Anyway && stat.forks && stat.forks == listedForks) {
+        pids.clear();
+        for (auto& entry : sample.entries) pids.push_back(entry.pid);
+        return true;
+    }
+    if (!listing.start(reader.processes())) return false;
+    listedForks = stat.forks;
+    pids.clear();
+    Listing::Entry entry{};
+    while (listing.next(entry)) {
+        int pid = 0;
+        if (toNumber(std::string_view(entry.name), pid) && pid > 0) pids.push_back(pid);
+    }
+    if (!std::is_sorted(pids.begin(), pids.end())) std::sort(pids.begin(), pids.end());
+    return !pids.empty();
+}
+
+// A number that changes whenever the process runs. None: it has ended.
+std::optional<uint64_t> ProcSampler::markOf(int pid, bool several) {
+    return clocks ? getCpuClock(pid) : reader.runTime(pid, several);
+}
+
+// --- One process
+
+static void add(ProcessIo& to, const ProcessIo& more) {
+    for (auto member : {&ProcessIo::read_chars, &ProcessIo::write_chars, &ProcessIo::reads, &ProcessIo::writes,
+                        &ProcessIo::read_bytes, &ProcessIo::write_bytes, &ProcessIo::cancelled_bytes})
+        to.*member += more.*member;
+}
+
+// With that of the children it has waited for.
+static uint64_t cpuOf(const ProcCounters& counters, const ProcSample& sample) {
+    return counters.cpu_ns + counters.children_ticks * sample.tick_us * 1000;
+}
+
+void ProcSampler::end(ProcSample& sample, const ProcEntry& entry) {
+    auto& process = sample.slots[entry.slot];
+    auto& gone = sample.gone.emplace_back();
+    gone.pid = process.pid, gone.parent = process.parent, gone.start = process.start;
+    gone.name = std::move(process.name);
+    gone.cpu_ns = cpuOf(process.now, sample);
+    gone.io = process.now.io;
+    if (!process.ioGroup) add(gone.io, process.heirs);
+    sample.accounted_ns -= static_cast<int64_t>(gone.cpu_ns);
+    process = Process();
+    unused.push_back(entry.slot);
+}
+
+// One that did not run. While it waits for a CPU its wait grows, though the kernel books a wait only when it ends.
+void ProcSampler::stay(ProcSample& sample, const ProcEntry& old) {
+    auto& entry = next.emplace_back(old);
+    entry.tell = old.state == 'R' || old.state == 'D';
+    if (old.state != 'R') return;
+    auto& process = sample.slots[old.slot];
+    process.waited_ns = static_cast<uint64_t>(sample.at_us - sample.before_us) * 1000;
+    process.booked_ns += process.waited_ns;
+}
+
+static std::optional<uint64_t> waitOf(Process& process) {
+    const auto &before = process.before, &now = process.now;
+    if (!before.hasWait || !now.hasWait || now.wait_ns < before.wait_ns) return {};
+    const auto kernel = now.wait_ns - before.wait_ns;
+    const auto known = std::min(process.booked_ns, kernel);
+    // Of several threads one may still wait, and the kernel has not booked that yet.
+    const bool lasts = process.threads > 1 && process.state == 'R';
+    process.booked_ns = lasts ? process.booked_ns - known : 0;
+    return kernel - known;
+}
+
+static ProcCounters atBirth() {
+    ProcCounters zero;
+    zero.hasCpu = zero.hasStat = zero.hasWait = zero.hasSwitches = zero.hasIo = true;
+    return zero;
+}
+
+// Without CPU clocks the time of the only thread comes from its schedstat, that of several from ticks, for good:
+// threads that ended are in the ticks only.
+void ProcSampler::setCpu(ProcSample& sample, Process& process, const ProcessStat& own, std::optional<uint64_t> mark) {
+    const auto ofTicks = [&](uint64_t ticks) { return ticks * sample.tick_us * 1000; };
+    process.now.hasCpu = true;
+    if (!clocks && !process.cpuTicks && (own.threads > 1 || !mark)) {
+        process.cpuTicks = true;
+        process.before.cpu_ns = ofTicks(process.before.user_ticks + process.before.system_ticks);
+    }
+    process.now.cpu_ns = process.cpuTicks ? ofTicks(own.user_ticks + own.system_ticks) : mark.value_or(0);
+}
+
+bool ProcSampler::beganSince(const ProcSample& sample, const ProcessStat& own) const {
+    return root.isOther() || static_cast<int64_t>((own.start + 1) * sample.tick_us) >= bootBefore_us;
+}
+
+uint32_t ProcSampler::newSlot(ProcSample& sample) {
+    if (unused.empty()) return sample.slots.emplace_back(), static_cast<uint32_t>(sample.slots.size() - 1);
+    const auto slot = unused.back();
+    unused.pop_back();
+    return slot;
+}
+
+void ProcSampler::visit(ProcSample& sample, int pid, const ProcEntry* old) {
+    auto mark = markOf(pid, old && old->threads > 1);
+    if (old && mark && *mark == old->mark) return stay(sample, *old);
+    ProcessStat own;
+    const auto answer = clocks && !mark ? ProcAnswer::Ended : reader.readStat(pid, own);
+    const bool readable = answer == ProcAnswer::Good;
+    if (answer == ProcAnswer::Ended || (!readable && !mark)) {
+        if (old) end(sample, *old);
+        return;
+    }
+    if (!clocks && (own.threads > 1) != (old && old->threads > 1)) mark = markOf(pid, own.threads > 1);
+    const uint64_t seen = mark.value_or(own.user_ticks + own.system_ticks + own.minor_faults);
+    // A pid that is used again is another process.
+    const bool same = old && (readable ? sample.slots[old->slot].start == own.start : seen >= old->mark);
+    if (old && !same) end(sample, *old);
+    if (same && seen == old->mark) return stay(sample, *old);
+
+    const auto slot = same ? old->slot : newSlot(sample);
+    auto& process = sample.slots[slot];
+    process.pid = pid, process.start = own.start;
+    process.pass = sample.pass;
+    process.fresh = !same;
+    process.born = !same && sample.paired() && (!readable || beganSince(sample, own));
+    process.before = process.born ? atBirth() : process.now;
+    process.now = ProcCounters();
+    setCpu(sample, process, own, mark);
+    if (readable) reader.readRan(process, own, sample.pass, sample.at_us);
+    const auto waited = waitOf(process);
+    process.waitKnown = waited.has_value();
+    process.waited_ns = waited.value_or(0);
+    if (same || process.born)
+        sample.accounted_ns +=
+            static_cast<int64_t>(cpuOf(process.now, sample)) - static_cast<int64_t>(cpuOf(process.before, sample));
+    if (process.born) sample.born.push_back(slot);
+    next.push_back({pid, slot, seen, static_cast<uint32_t>(process.threads), process.state, true});
+    active.push_back({pid, process.start, process.threads, process.fresh, false, process.state});
+    ranSlots.push_back(slot);
+}
+
+void ProcSampler::walk(ProcSample& sample) {
+    next.clear();
+    auto old = sample.entries.begin();
+    for (const int pid : pids) {
+        while (old != sample.entries.end() && old->pid < pid) end(sample, *old++);
+        const bool known = old != sample.entries.end() && old->pid == pid;
+        visit(sample, pid, known ? &*old : nullptr);
+        if (known) ++old;
+    }
+    while (old != sample.entries.end()) end(sample, *old++);
+    sample.entries.swap(next);
+}
+
+// --- Those that ended
+
+ProcEntry* ProcSampler::find(ProcSample& sample, int pid) {
+    const auto found = std::lower_bound(sample.entries.begin(), sample.entries.end(), pid,
+                                        [](const ProcEntry& entry, int wanted) { return entry.pid < wanted; });
+    return found == sample.entries.end() || found->pid != pid ? nullptr : &*found;
+}
+
+static const GoneProcess* findGone(const ProcSample& sample, int pid) {
+    const auto found = std::lower_bound(sample.gone.begin(), sample.gone.end(), pid,
+                                        [](const GoneProcess& gone, int wanted) { return gone.pid < wanted; });
+    return found == sample.gone.end() || found->pid != pid ? nullptr : &*found;
+}
+
+// What a process that ended had until the last pass has been shown as its own. The kernel adds it to the figures of the
+// parent that waits for it. When the parent ended, too, it is its parent's parent.
+void ProcSampler::bequeath(ProcSample& sample) {
+    std::sort(sample.gone.begin(), sample.gone.end(), [](auto& a, auto& b) { return a.pid < b.pid; });
+    for (auto& gone : sample.gone) {
+        constexpr int MostSteps = 64;
+        int parent = gone.parent;
+        auto* entry = find(sample, parent);
+        for (int step = 0; !entry && step < MostSteps; step++) {
+            const auto* above = findGone(sample, parent);
+            if (!above) break;
+            parent = above->parent;
+            entry = find(sample, parent);
+        }
+        if (!entry) continue;
+        auto& heir = sample.slots[entry->slot];
+        if (heir.start > gone.start) continue; // the pid was used again
+        if (heir.reapedPass != sample.pass) heir.reapedPass = sample.pass, heir.reaped_ns = 0, heir.reapedIo = {};
+        heir.reaped_ns += gone.cpu_ns;
+        add(heir.reapedIo, gone.io);
+        add(heir.heirs, gone.io);
+    }
+}
+
+// Reads the levels of one that did not run. Its counters stay those of its last pass: what it does from now on belongs
+// to the next one.
+bool ProcSampler::look(ProcSample& sample, ProcEntry& entry) {
+    auto& process = sample.slots[entry.slot];
+    ProcessStat own;
+    if (process.start == 0 || reader.readStat(entry.pid, own) != ProcAnswer::Good || own.start != process.start)
+        return false; // the next pass finds out
+    entry.tell |= process.parent != static_cast<int>(own.parent) || entry.state != own.state ||
+                  process.nice != own.nice || own.state == 'R' || own.state == 'D';
+    reader.setLevels(process, own);
+    entry.state = own.state, entry.threads = static_cast<uint32_t>(own.threads);
+    return true;
+}
+
+// Children of what ended have another parent.
+void ProcSampler::adopt(ProcSample& sample) {
+    if (sample.gone.empty()) return;
+    for (auto& entry : sample.entries) {
+        if (findGone(sample, sample.slots[entry.slot].parent)) look(sample, entry);
+    }
+}
+
+// --- What changes without running
+
+// Calls f for the next `count` entries after the pid where the last turn ended.
+template <typename F> static void inTurn(std::vector<ProcEntry>& entries, int& last, size_t count, F&& f) {
+    auto at = std::upper_bound(entries.begin(), entries.end(), last,
+                               [](int pid, const ProcEntry& entry) { return pid < entry.pid; });
+    for (count = std::min(count, entries.size()); count > 0; count--, ++at) {
+        if (at == entries.end()) at = entries.begin();
+        last = at->pid;
+        f(*at);
+    }
+}
+
+void ProcSampler::readMemory(ProcSample& sample, ProcEntry& entry) {
+    auto& process = sample.slots[entry.slot];
+    if (process.kernel || process.memory_us == sample.at_us) return;
+    const bool ran = process.pass == sample.pass; // then its counters of switches belong to it
+    const auto kept = process.now;
+    reader.readMemory(process, sample.pass, sample.at_us);
+    if (!ran) process.now = kept;
+    entry.tell |= process.growthPass == sample.pass && process.growth.value_or(0) != 0;
+}
+
+void ProcSampler::refresh(ProcSample& sample) {
+    const auto share = [&](size_t passes) {
+        return std::max(LeastInTurn, (sample.entries.size() + passes - 1) / passes);
+    };
+    if (!sample.paired()) return;
+    inTurn(sample.entries, turn, share(Turn), [&](ProcEntry& entry) {
+        if (sample.slots[entry.slot].pass != sample.pass && !look(sample, entry)) return;
+        readMemory(sample, entry);
+    });
+    inTurn(sample.entries, restTurn, share(RestTurn), [&](ProcEntry& entry) {
+        auto& process = sample.slots[entry.slot];
+        if (process.start && process.pass != sample.pass) reader.readRest(process);
+    });
+    if (sample.pass % 64 == 0) reader.renew();
+}
+
+void ProcSampler::refreshLargest(ProcSample& sample) {
+    Reclaim now;
+    if (!vmstatFile.read(text)) return;
+    parseKeyed<Reclaim>(text.view(), ReclaimKeys, vmstatPlan, now);
+    const bool moved = reclaimed && now.sum() != *reclaimed;
+    reclaimed = now.sum();
+    if (!moved) return;
+    order.resize(sample.entries.size());
+    for (uint32_t i = 0; i < order.size(); i++) order[i] = i;
+    const auto size = [&](uint32_t at) { return sample.slots[sample.entries[at].slot].rss.value_or(0); };
+    const auto most = std::min(order.size(), Largest);
+    std::nth_element(order.begin(), order.begin() + static_cast<ptrdiff_t>(most), order.end(),
+                     [&](uint32_t a, uint32_t b) { return size(a) > size(b); });
+    for (size_t i = 0; i < most; i++) readMemory(sample, sample.entries[order[i]]);
+}
+
+// More tasks are ready to run than are known to be: some process was woken and has got no CPU since.
+void ProcSampler::searchRunnable(ProcSample& sample) {
+    uint64_t known = 0;
+    for (auto& entry : sample.entries) known += entry.state == 'R';
+    // Several threads of those that ran may be ready.
+    for (auto& ran : active) known += ran.threads > 1 ? ran.threads - (ran.state == 'R') : 0;
+    if (!sample.paired() || stat.running.value_or(0) <= known) return;
+    inTurn(sample.entries, stateTurn, MostStates, [&](ProcEntry& entry) {
+        if (entry.state != 'R' && sample.slots[entry.slot].pass != sample.pass) look(sample, entry);
+    });
+}
+
+// --- What was written
+
+// Written pages reach the disk up to 35 s later: 30 s until they are old, 5 s until that is noticed.
+static constexpr int64_t WriteBack = 35000000;
+
+static void addWritten(std::vector<WrittenThen>& written, int64_t now_us, uint64_t bytes) {
+    constexpr int64_t Step = 1000000; // so that short intervals need no more room
+    if (!written.empty() && now_us - written.back().at_us < Step) written.back().bytes += bytes;
+    else written.push_back({now_us, bytes});
+}
+
+void ProcSampler::rememberWrites(ProcSample& sample) {
+    for (size_t i = 0; i < active.size(); i++) {
+        auto& process = sample.slots[ranSlots[i]];
+        const auto wrote = wroteIn(process, sample.pass);
+        active[i].wrote = wrote > 0;
+        if (!wrote) continue;
+        if (process.written.empty()) writers.push_back(ranSlots[i]);
+        addWritten(process.written, sample.at_us, wrote);
+    }
+    std::erase_if(writers, [&](uint32_t slot) {
+        auto& process = sample.slots[slot];
+        std::erase_if(process.written, [&](auto& then) { return sample.at_us - then.at_us > WriteBack; });
+        auto* entry = process.written.empty() ? nullptr : find(sample, process.pid);
+        if (entry) entry->tell = true;
+        return process.written.empty();
+    });
+}
+
+// --- All of them
+
+void ProcSampler::sample(ProcSample& now) {
+    now.before_us = now.at_us, bootBefore_us = now.boot_us;
+    now.at_us = getMonotonic(), now.boot_us = getBoottime();
+    now.tick_us = 1000000 / ticksPerSecond();
+    now.born.clear(), now.gone.clear();
+    active.clear(), ranSlots.clear();
+    now.accounted_ns = 0;
+    readMachine(now);
+    now.known = list(now);
+    if (!now.known) return;
+    now.pass++;
+    walk(now);
+    bequeath(now);
+    adopt(now);
+    searchRunnable(now);
+    refreshLargest(now);
+    refresh(now);
+    rememberWrites(now);
+}

@@ -1,0 +1,279 @@
+#include "sample/procread.h"
+
+#include "base/filestatus.h"
+#include "base/numbers.h"
+#include "parse/groupname.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+ProcReader::ProcReader(const Root& where) : root(where) {
+    page_size = static_cast<uint64_t>(std::max(getPageSize(), 1));
+    tick_ns = 1000000000U / static_cast<uint64_t>(std::max(getClockTicks(), 1));
+    renew();
+}
+
+void ProcReader::renew() {
+    FileStatus status;
+    // Since 6.2 the size of the directory is the number of descriptors. This program has some.
+    countsDescriptors = !root.isOther() && getFileStatus("/proc/self/fd", status) && status.size > 0;
+    countsBlocks = readFile(root.path("/proc/sys/kernel/task_delayacct").c_str(), text) && text.view().starts_with('1');
+    std::erase_if(groups, [](auto& group) { return group.second.use_count() == 1; });
+}
+
+ProcAnswer ProcReader::read(int pid, const char* file, Reading how) {
+    snprintf(place, sizeof place, "%d/%s", pid, file);
+    if (readFile(directory, place, text, how) && text.error == 0) return ProcAnswer::Good;
+    const int error = text.error ? text.error : errno;
+    return error == ENOENT || error == ESRCH ? ProcAnswer::Ended : ProcAnswer::Refused;
+}
+
+ProcAnswer ProcReader::readStat(int pid, ProcessStat& stat) {
+    const auto answer = read(pid, "stat");
+    if (answer != ProcAnswer::Good) return stat = ProcessStat(), answer;
+    return parseProcessStat(text.view(), stat) ? answer : ProcAnswer::Refused;
+}
+
+// --- CPU
+
+std::optional<uint64_t> ProcReader::runTime(int pid, bool several) {
+    if (!several) {
+        if (read(pid, "schedstat") != ProcAnswer::Good) return {};
+        const auto schedule = parseSchedule(text.view());
+        return schedule ? std::optional(schedule->run_ns) : std::nullopt;
+    }
+    snprintf(place, sizeof place, "%d/task", pid);
+    if (!tasks.open(directory, place) || !listing.start(tasks)) return {};
+    uint64_t sum = 0;
+    Listing::Entry entry{};
+    while (listing.next(entry)) {
+        char name[64];
+        snprintf(name, sizeof name, "%.20s/schedstat", entry.name);
+        if (!readFile(tasks, name, text, Reading::Single)) continue;
+        if (const auto schedule = parseSchedule(text.view())) sum += schedule->run_ns;
+    }
+    return sum;
+}
+
+// Waits of the threads that are there. What a thread waited for since the last pass is lost when it ends.
+void ProcReader::readWaits(Process& process) {
+    auto& before = process.waits;
+    const bool known = process.before.hasWait;
+    if (!known) before.clear();
+    else if (before.empty()) before.push_back({process.pid, process.before.wait_ns}); // it had one thread
+    waits.clear();
+    snprintf(place, sizeof place, "%d/task", process.pid);
+    if (process.threads > MostThreads || !tasks.open(directory, place) || !listing.start(tasks)) return;
+    uint64_t sum = 0;
+    Listing::Entry entry{};
+    while (listing.next(entry)) {
+        char name[64];
+        int tid = 0;
+        snprintf(name, sizeof name, "%.20s/schedstat", entry.name);
+        if (!toNumber(std::string_view(entry.name), tid) || !readFile(tasks, name, text, Reading::Single)) continue;
+        const auto schedule = parseSchedule(text.view());
+        if (!schedule) continue;
+        waits.push_back({tid, schedule->wait_ns});
+        const auto old =
+            std::lower_bound(before.begin(), before.end(), tid, [](const ThreadWait& a, int b) { return a.tid < b; });
+        const bool same = old != before.end() && old->tid == tid && old->wait_ns <= schedule->wait_ns;
+        sum += schedule->wait_ns - (same ? old->wait_ns : 0);
+    }
+    std::sort(waits.begin(), waits.end(), [](auto& a, auto& b) { return a.tid < b.tid; });
+    before.assign(waits.begin(), waits.end());
+    process.now.wait_ns = (known ? process.before.wait_ns : 0) + sum;
+    process.now.hasWait = !waits.empty();
+}
+
+void ProcReader::readWait(Process& process) {
+    if (process.threads > 1 || !process.waits.empty()) return readWaits(process);
+    if (read(process.pid, "schedstat") != ProcAnswer::Good) return;
+    const auto schedule = parseSchedule(text.view());
+    if (!schedule || schedule->slices == 0) return; // the kernel does not count
+    process.now.wait_ns = schedule->wait_ns;
+    process.now.hasWait = true;
+}
+
+// --- I/O
+
+// /proc/PID/io has the threads that ended and the children that were waited for; the file of the only thread has
+// neither. A process that once had several threads stays with the first file, because figures of two files are never
+// subtracted from each other.
+void ProcReader::readIo(Process& process) {
+    if (!process.mayReadIo) return;
+    if (process.threads > 1 && !process.ioGroup) {
+        process.ioGroup = true;
+        if (!process.born) process.before.hasIo = false;
+    }
+    char file[48] = "io";
+    if (!process.ioGroup) snprintf(file, sizeof file, "task/%d/io", process.pid);
+    const auto answer = read(process.pid, file);
+    if (answer == ProcAnswer::Refused) process.mayReadIo = false;
+    if (answer != ProcAnswer::Good) return;
+    if (const auto io = parseProcessIo(text.view())) process.now.io = *io, process.now.hasIo = true;
+}
+
+// --- What it is
+
+std::shared_ptr<const std::string> ProcReader::userOf(uint64_t uid) {
+    auto& user = users[uid];
+    std::string name;
+    if (!user && (root.isOther() || !getUserName(static_cast<uint32_t>(uid), name))) name = std::to_string(uid);
+    if (!user) user = std::make_shared<const std::string>(std::move(name));
+    return user;
+}
+
+static constexpr std::string_view lastPart(std::string_view path) { return path.substr(path.rfind('/') + 1); }
+
+// The container or pod that the path leads through, else the innermost unit or session.
+static std::string unitOf(std::string_view path) {
+    std::string unit;
+    for (GroupKind best = GroupKind::Group; path.size() > 1; path = path.substr(0, path.rfind('/'))) {
+        const auto parent = path.substr(0, path.rfind('/'));
+        const auto what = nameGroup(lastPart(parent), lastPart(path));
+        const bool outer = what.kind == GroupKind::Container || what.kind == GroupKind::Pod;
+        const bool inner = what.kind == GroupKind::Unit || what.kind == GroupKind::Scope;
+        if (!outer && (!inner || best != GroupKind::Group)) continue;
+        constexpr size_t Short = 12; // digits of an id that people know
+        best = what.kind;
+        unit = !what.name.empty() ? what.name : !what.id.empty() ? what.id.substr(0, Short) : lastPart(path);
+        if (outer) return unit;
+    }
+    return unit;
+}
+
+std::shared_ptr<const ProcGroup> ProcReader::groupOf(std::string_view path) {
+    if (const auto found = groups.find(path); found != groups.end()) return found->second;
+    auto group = std::make_shared<const ProcGroup>(ProcGroup{std::string(path), unitOf(path)});
+    return groups.emplace(group->path, group).first->second;
+}
+
+void ProcReader::readGroup(Process& process) {
+    if (read(process.pid, "cgroup") != ProcAnswer::Good) return;
+    const auto path = parseProcessGroup(text.view());
+    if (!process.group || process.group->path != path) process.group = groupOf(path);
+}
+
+// The kernel waits for the lock of the process's memory, which a thread that is blocked can hold. So a process that is
+// blocked is left for later. Another thread of a process with several could hold the lock: that is not asked.
+void ProcReader::readCommand(Process& process) {
+    process.wantsCommand = process.state == 'D';
+    if (process.wantsCommand || process.kernel || process.state == 'Z') return;
+    if (read(process.pid, "cmdline", Reading::Whole) != ProcAnswer::Good) return;
+    process.command = parseCommandLine(text.view(), MostCommand);
+}
+
+void ProcReader::readLimits(Process& process) {
+    const auto number = [&](const char* file) -> std::optional<int64_t> {
+        int64_t value = 0;
+        if (read(process.pid, file) != ProcAnswer::Good) return {};
+        auto rest = text.view();
+        return takeNumber(rest, value) ? std::optional(value) : std::nullopt;
+    };
+    process.oom_adjust = number("oom_score_adj");
+    process.oom_score = number("oom_score");
+    if (read(process.pid, "limits") == ProcAnswer::Good) process.descriptor_limit = parseFileLimit(text.view());
+}
+
+void ProcReader::readDescriptors(Process& process) {
+    if (!countsDescriptors || process.kernel) return;
+    snprintf(place, sizeof place, "%d/fd", process.pid);
+    FileStatus status;
+    process.descriptors.reset();
+    if (getFileStatus(directory, place, status)) process.descriptors = status.size;
+}
+
+// --- Levels
+
+static constexpr uint64_t Kib = 1024;
+
+void ProcReader::setLevels(Process& process, const ProcessStat& stat) {
+    if (process.name != stat.name) process.name = stat.name;
+    process.state = stat.state;
+    process.parent = static_cast<int>(stat.parent);
+    process.kernel = (stat.flags & ProcessStat::Kernel) != 0;
+    process.threads = stat.threads;
+    process.nice = stat.nice;
+    if (!process.kernel) process.rss = stat.rss * page_size;
+}
+
+void ProcReader::readMemory(Process& process, uint32_t pass, int64_t now_us) {
+    if (read(process.pid, "status") != ProcAnswer::Good) return;
+    const auto status = parseProcessStatus(text.view());
+    if (status.uid && process.uid != status.uid) process.uid = status.uid, process.user = userOf(*status.uid);
+    process.now.hasSwitches = status.voluntary && status.involuntary && process.threads == 1;
+    process.now.voluntary = status.voluntary.value_or(0), process.now.involuntary = status.involuntary.value_or(0);
+    if (!status.rss_kib) return; // a kernel thread, or a process that has ended
+    const auto sum = [&] { return process.anonymous.value_or(0) + process.swap.value_or(0); };
+    const bool first = process.memory_us == 0;
+    const uint64_t before = sum();
+    process.rss = *status.rss_kib * Kib;
+    process.anonymous = process.swap = std::nullopt;
+    if (status.anonymous_kib) process.anonymous = *status.anonymous_kib * Kib;
+    if (status.swap_kib) process.swap = *status.swap_kib * Kib;
+    process.memory_us = now_us;
+    if ((first && !process.born) || !process.anonymous) return;
+    const auto grown = static_cast<int64_t>(sum()) - static_cast<int64_t>(before);
+    process.growth = (process.growthPass == pass ? process.growth.value_or(0) : 0) + grown;
+    process.growthPass = pass;
+}
+
+void ProcReader::readRest(Process& process) {
+    process.mayReadIo = true; // tried again
+    readGroup(process);
+    readCommand(process);
+    readLimits(process);
+    readDescriptors(process);
+}
+
+// --- A process that ran
+
+static bool hasExecuted(const Process& process, const ProcessStat& stat) {
+    if (process.kernel) return false; // their names change with their work
+    const auto other = [](uint64_t a, uint64_t b) { return a != 0 && b != 0 && a != b; };
+    const bool executed = (process.flags & ProcessStat::NotExecuted) && !(stat.flags & ProcessStat::NotExecuted);
+    return executed || process.name != stat.name || other(process.stack, stat.stack) ||
+           other(process.arguments, stat.arguments);
+}
+
+void ProcReader::readCounters(Process& process, const ProcessStat& stat) {
+    auto& now = process.now;
+    now.user_ticks = stat.user_ticks, now.system_ticks = stat.system_ticks;
+    now.children_ticks = stat.children_ticks, now.children_faults = stat.children_faults;
+    now.minor_faults = stat.minor_faults, now.major_faults = stat.major_faults;
+    now.block_ticks = stat.block_ticks;
+    now.hasStat = true;
+}
+
+void ProcReader::readRan(Process& process, const ProcessStat& stat, uint32_t pass, int64_t now_us) {
+    constexpr uint8_t Often = 8; // passes in which a busy process's descriptors are counted again
+    const bool isNew = process.fresh;
+    process.fresh = isNew || hasExecuted(process, stat);
+    process.stack = stat.stack, process.arguments = stat.arguments, process.flags = stat.flags;
+    if (process.fresh) process.passes = 0;
+    if (++process.passes == 0) process.passes = Often;
+    const bool settling = process.passes <= Settling;
+
+    readCounters(process, stat);
+    setLevels(process, stat);
+    readIo(process);
+    readWait(process);
+    const auto& before = process.before;
+    const bool faulted = stat.minor_faults != before.minor_faults || stat.major_faults != before.major_faults;
+    if (settling || (!process.kernel && (faulted || stat.rss != process.statRss))) {
+        process.statRss = stat.rss;
+        readMemory(process, pass, now_us);
+    }
+    if (settling) readGroup(process);
+    if (settling || process.wantsCommand) readCommand(process);
+    if (process.fresh) readLimits(process);
+    if (process.fresh || process.passes % Often == 0) readDescriptors(process);
+}
+
+uint64_t wroteIn(const Process& process, uint32_t pass) {
+    if (process.pass != pass || !process.before.hasIo || !process.now.hasIo) return 0;
+    const auto before = process.before.io.write_bytes, now = process.now.io.write_bytes;
+    const auto others = process.ioGroup && process.reapedPass == pass ? process.reapedIo.write_bytes : 0;
+    return now > before + others ? now - before - others : 0;
+}
