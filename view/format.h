@@ -1,5 +1,7 @@
-// Formats numbers for the tables of the new form. A missing value is "-".
+// What the tables of the new form show in their cells. A missing value is "-".
 #pragma once
+
+#include "base/figures.h"
 
 #include <cstdint>
 #include <optional>
@@ -7,17 +9,6 @@
 #include <string_view>
 
 inline constexpr std::string_view NoValue = "-";
-
-// With this number of decimals.
-std::string fixedText(double value, int decimals);
-// A count or a rate: "0", "0.4", "12", "2894", "41.2K", "3.1M". Steps of 1000.
-std::string countText(double value);
-// Bytes: "0", "812", "5.8G", "412M". Steps of 1024; three digits at the least from the first step on.
-std::string sizeText(double bytes);
-// Bits per second, steps of 1000: "10G", "2.5G", "100M".
-std::string bitsText(double bits);
-// A span of time in its largest unit: "42s", "57m", "31h", "12d".
-std::string spanText(double seconds);
 
 // The same for values that may be missing.
 template <typename T, typename Show> std::string orNone(const std::optional<T>& value, const Show& show) {
