@@ -1,0 +1,16 @@
+// The rules, by resource. Each looks at its kinds of an interval and adds what it finds to the scene.
+#pragma once
+
+#include "why/scene.h"
+
+void judgeCpu(Scene& scene);
+void judgeQuotas(Scene& scene);
+void judgeForks(Scene& scene);
+void judgeMemory(Scene& scene);
+void judgeGroupMemory(Scene& scene);
+void judgeDisks(Scene& scene);
+void judgeFilesystems(Scene& scene);
+void judgeLinks(Scene& scene);
+void judgeLimits(Scene& scene);
+// After all others.
+void judgeBlocked(Scene& scene);
