@@ -7,9 +7,14 @@
 #include <optional>
 #include <string>
 
-// One open file description, once, whichever descriptors and processes share it.
+// One open file description, once, whichever descriptors and processes share it. The evidence is
+// - moved: its position moved;
+// - opened: the same, and it was opened in the interval, so its position counts from 0;
+// - shared: it moved, and several processes that ran have it;
+// - passed: it moved at some time since it was last looked at, and no process that ran is known to have it;
+// - written: its size or time changed while its position stood still.
 struct FileRow {
-    uint64_t pid = 0, start = 0; // of the first process that has it, as in PROC
+    uint64_t pid = 0, start = 0; // as in PROC; of those that have it and ran, the one that read and wrote most
     uint64_t descriptor = 0;     // there
     uint64_t inode = 0, mount_id = 0;
     std::string name;       // of the process
@@ -21,7 +26,7 @@ struct FileRow {
     std::string volume, disk;                  // device that holds it, by name; the disks below it
     std::string device;                        // number of the device, 8:16
     std::string mark;                          // "=": the figures are exact; "~": they are inferred
-    std::string evidence;                      // "moved", "written" (time or size changed without a movement), "shared"
+    std::string evidence;                      // "moved", "opened", "shared", "passed", "written"
     std::optional<uint64_t> forward, backward; // bytes that its position moved
     std::optional<int64_t> growth;             // of its size, bytes
     std::optional<uint64_t> position, size;    // bytes
@@ -39,10 +44,13 @@ inline constexpr auto FileKind = kind<FileRow>(
     level("size", "B", &FileRow::size), level("sharers", "", &FileRow::sharers));
 
 struct FilesRow {
-    uint64_t processes = 0;   // whose descriptors were looked at in this interval
-    uint64_t descriptors = 0; // of them
-    uint64_t not_allowed = 0; // processes that ran and whose descriptors could not be read
+    uint64_t processes = 0;          // whose descriptors were looked at in this interval
+    uint64_t descriptors = 0;        // of them
+    uint64_t not_allowed = 0;        // processes that ran and whose descriptors could not be read
+    uint64_t moved = 0, written = 0; // open files, by their evidence; with those that found no room
+    uint64_t known = 0;              // descriptors of all processes whose files were looked at, since the start
 };
-inline constexpr auto FilesKind =
-    kind<FilesRow>("FILES", level("processes", "", &FilesRow::processes),
-                   level("descriptors", "", &FilesRow::descriptors), level("not_allowed", "", &FilesRow::not_allowed));
+inline constexpr auto FilesKind = kind<FilesRow>(
+    "FILES", level("processes", "", &FilesRow::processes), level("descriptors", "", &FilesRow::descriptors),
+    level("not_allowed", "", &FilesRow::not_allowed), level("moved", "", &FilesRow::moved),
+    level("written", "", &FilesRow::written), level("known", "", &FilesRow::known));
