@@ -1,7 +1,10 @@
 #include "base/filestatus.h"
 
 #include <fcntl.h>
+#include <linux/kcmp.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 static bool ask(int at, const char* name, FileStatus& status) {
     struct statx answer{};
@@ -12,9 +15,17 @@ static bool ask(int at, const char* name, FileStatus& status) {
     status.minor = answer.stx_dev_minor;
     status.modified_ns = answer.stx_mtime.tv_sec * 1000000000 + answer.stx_mtime.tv_nsec;
     status.mode = answer.stx_mode;
+    status.deviceMajor = answer.stx_rdev_major;
+    status.deviceMinor = answer.stx_rdev_minor;
+    status.links = answer.stx_nlink;
     return true;
 }
 
 bool getFileStatus(const char* path, FileStatus& status) { return ask(AT_FDCWD, path, status); }
 
 bool getFileStatus(const Place& at, const char* name, FileStatus& status) { return ask(at.handle(), name, status); }
+
+std::optional<bool> isOneOpenFile(DescriptorOf one, DescriptorOf other) {
+    const long order = syscall(SYS_kcmp, one.pid, other.pid, KCMP_FILE, one.number, other.number);
+    return order < 0 ? std::nullopt : std::optional(order == 0);
+}

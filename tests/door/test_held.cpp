@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/wait.h>
@@ -199,4 +200,43 @@ TEST_F(Held, AFileIsWrittenCutAndGoneOnWith) {
     ASSERT_TRUE(file.open("/dev/full", OutFile::How::Append));
     EXPECT_FALSE(file.write("x"));
     EXPECT_EQ(errno, ENOSPC);
+}
+
+TEST_F(Held, StatusOfDeviceFilesAndDeletedFiles) {
+    FileStatus device;
+    ASSERT_TRUE(getFileStatus("/dev/null", device));
+    EXPECT_TRUE(S_ISCHR(device.mode));
+    EXPECT_EQ(device.deviceMajor, 1U);
+    EXPECT_EQ(device.deviceMinor, 3U);
+
+    const std::string name = folder + "/file";
+    const int fd = open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(write(fd, "12345", 5), 5);
+    const std::string link = "/proc/self/fd/" + std::to_string(fd);
+    FileStatus there, deleted;
+    ASSERT_TRUE(getFileStatus(link.c_str(), there));
+    EXPECT_EQ(there.links, 1U);
+    ASSERT_EQ(unlink(name.c_str()), 0);
+    ASSERT_TRUE(getFileStatus(link.c_str(), deleted));
+    EXPECT_EQ(deleted.links, 0U);
+    EXPECT_EQ(deleted.size, 5U);
+    EXPECT_EQ(deleted.inode, there.inode);
+    close(fd);
+}
+
+TEST(OneOpenFile, DuplicatesAndOthers) {
+    const int first = open("/dev/null", O_RDONLY | O_CLOEXEC), other = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    const int copy = dup(first);
+    ASSERT_TRUE(first >= 0 && other >= 0 && copy >= 0);
+    const int self = getpid();
+    const auto same = isOneOpenFile({self, first}, {self, copy});
+    if (same) { // some kernels have no kcmp
+        EXPECT_TRUE(*same);
+        EXPECT_EQ(isOneOpenFile({self, first}, {self, other}), false);
+    }
+    close(copy);
+    EXPECT_EQ(isOneOpenFile({self, first}, {self, copy}), std::nullopt);
+    close(first);
+    close(other);
 }

@@ -95,15 +95,22 @@ static void comes(TDevices& devices, int signal) {
     else if (devices.end == 0) devices.end = signal;
 }
 
+static void setDevice(const std::string& value, uint32_t& major, uint32_t& minor) {
+    major = static_cast<uint32_t>(std::stoul(value));
+    minor = static_cast<uint32_t>(std::stoul(value.substr(value.find(':') + 1)));
+}
+
 static void setFacts(TFileFacts& facts, std::string rest) {
     while (!rest.empty()) {
         const std::string word = cutWord(rest), value = word.substr(word.find('=') + 1);
         if (word.starts_with("size=")) facts.size = std::stoull(value);
         else if (word.starts_with("mtime=")) facts.modified = microsecondsOf(value) * 1000;
-        else if (word.starts_with("dev=")) {
-            facts.major = static_cast<uint32_t>(std::stoul(value));
-            facts.minor = static_cast<uint32_t>(std::stoul(value.substr(value.find(':') + 1)));
-        } else throw std::runtime_error("unknown word of statx: " + word);
+        else if (word.starts_with("dev=")) setDevice(value, facts.major, facts.minor);
+        else if (word.starts_with("rdev=")) setDevice(value, facts.deviceMajor, facts.deviceMinor);
+        else if (word.starts_with("inode=")) facts.inode = std::stoull(value);
+        else if (word.starts_with("links=")) facts.links = static_cast<uint32_t>(std::stoul(value));
+        else if (word.starts_with("type=") && value.size() == 1) facts.type = value[0];
+        else throw std::runtime_error("unknown word of statx: " + word);
     }
 }
 
@@ -131,6 +138,9 @@ bool World::applyDevice(const std::string& name, std::string rest, const std::ve
     else if (name == "statx") {
         const auto path = normal(decoded(cutWord(rest)));
         setFacts(devices.facts[path], rest);
+    } else if (name == "openfile") {
+        const auto path = normal(decoded(cutWord(rest)));
+        devices.openFiles[path] = std::stoull(rest);
     } else if (name == "hang") devices.hung.insert(decoded(rest));
     else if (name == "unhang") devices.hung.erase(decoded(rest));
     else if (name == "answerafter") {

@@ -37,6 +37,9 @@ struct TFileFacts {
     std::optional<uint64_t> size;
     uint32_t major = 8, minor = 1;
     int64_t modified = 0; // nanoseconds
+    std::optional<uint64_t> inode;
+    char type = 0; // 'f', 'd', 'b', 'c'; 0: that of the node
+    uint32_t deviceMajor = 0, deviceMinor = 0, links = 1;
 };
 
 struct TQuestion {
@@ -61,10 +64,11 @@ struct TDevices {
     std::map<std::string, TMessages> answers; // by protocol and key
     std::map<int, int> noSockets;             // errno by protocol
     std::map<std::string, TFileFacts> facts;
-    std::set<std::string> hung;               // words of questions
-    std::map<std::string, int64_t> delays;    // microseconds, by words
-    std::map<std::string, int64_t> speeds;    // Mbit/s
-    std::map<std::string, std::string> tools; // output by words
+    std::map<std::string, uint64_t> openFiles; // number of the open file, by the descriptor's path /proc/PID/fd/N
+    std::set<std::string> hung;                // words of questions
+    std::map<std::string, int64_t> delays;     // microseconds, by words
+    std::map<std::string, int64_t> speeds;     // Mbit/s
+    std::map<std::string, std::string> tools;  // output by words
     std::map<std::string, int> statuses;
     int64_t early = -1, late = 0; // of the step that comes next, microseconds
 

@@ -159,20 +159,40 @@ static bool statusOf(const std::string& path, FileStatus& status) {
     if (const int error = world().failure("stat", path)) return errno = error, false;
     const auto real = world().resolved(path, true);
     const auto* node = world().find(real);
-    if (!node) return errno = ENOENT, false;
+    // The link of a descriptor leads to its file also when that has no name any more.
+    const auto* link = world().find(path);
+    if (!node && !(link && link->kind == TNode::Link && devices().facts.count(path))) return errno = ENOENT, false;
     const auto found = devices().facts.find(path);
     const TFileFacts facts = found == devices().facts.end() ? TFileFacts{} : found->second;
-    status.inode = node->inode;
-    status.size = facts.size.value_or(node->text.size());
+    status.inode = facts.inode.value_or(node ? node->inode : 0);
+    status.size = facts.size.value_or(node ? node->text.size() : 0);
     status.major = facts.major;
     status.minor = facts.minor;
     status.modified_ns = facts.modified;
-    status.mode = node->kind == TNode::Dir ? S_IFDIR | 0755 : S_IFREG | 0644;
+    const bool directory = facts.type ? facts.type == 'd' : node && node->kind == TNode::Dir;
+    status.mode = directory           ? S_IFDIR | 0755
+                  : facts.type == 'b' ? S_IFBLK | 0660
+                  : facts.type == 'c' ? S_IFCHR | 0660
+                                      : S_IFREG | 0644;
+    status.deviceMajor = facts.deviceMajor, status.deviceMinor = facts.deviceMinor;
+    status.links = facts.links;
     return true;
 }
 
 bool getFileStatus(const char* path, FileStatus& status) { return statusOf(World::normal(path), status); }
 bool getFileStatus(const Place& at, const char* name, FileStatus& status) { return statusOf(below(at, name), status); }
+
+std::optional<bool> isOneOpenFile(DescriptorOf one, DescriptorOf other) {
+    const auto number = [](DescriptorOf of) -> std::optional<uint64_t> {
+        const auto path = "/proc/" + std::to_string(of.pid) + "/fd/" + std::to_string(of.number);
+        const auto known = devices().openFiles.find(path);
+        if (known == devices().openFiles.end() || !world().find(path)) return {};
+        return known->second;
+    };
+    const auto first = number(one), second = number(other);
+    if (!first || !second) return {};
+    return first == second;
+}
 
 // --- Files that are written
 

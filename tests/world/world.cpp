@@ -172,6 +172,8 @@ void World::drop(const std::string& path) {
     std::erase_if(fails, [&](auto& entry) { return below(entry.first.second); });
     std::erase_if(slows, [&](auto& entry) { return below(entry.first); });
     std::erase_if(spaces, [&](auto& entry) { return below(entry.first); });
+    std::erase_if(devices.facts, [&](auto& entry) { return below(entry.first); });
+    std::erase_if(devices.openFiles, [&](auto& entry) { return below(entry.first); });
 }
 
 // The lines, cut to their first `count` words, as an older kernel would print them.
