@@ -1,12 +1,13 @@
 // Makes a load to measure on: idle processes with threads, open files and loopback connections.
 //
-//     bench-load [--processes N] [--threads N] [--fds N] [--sockets N] [--seconds N]
+//     bench-load [--processes N] [--threads N] [--fds N] [--sockets N] [--active MS] [--seconds N]
 //
 // --processes  number of processes (0)
 // --threads    threads of each process, including the first (1)
 // --fds        open files of each process (0)
 // --sockets    ends of loopback TCP connections in each process, which holds both ends of a connection and a listening
 //              socket (0)
+// --active     each process reads a byte of each of its files and sleeps for so many milliseconds, again and again
 // --seconds    the load ends by itself after this time (600)
 //
 // Writes "ready" and a newline to standard output when the load is complete, then waits. It ends with all its processes
@@ -17,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <csignal>
@@ -30,7 +32,7 @@
 
 namespace {
 struct TLoad {
-    long processes = 0, threads = 1, fds = 0, sockets = 0, seconds = 600;
+    long processes = 0, threads = 1, fds = 0, sockets = 0, active = 0, seconds = 600;
 };
 } // namespace
 
@@ -39,7 +41,7 @@ static constexpr struct {
     long TLoad::* value;
 } Options[] = {
     {"--processes", &TLoad::processes}, {"--threads", &TLoad::threads}, {"--fds", &TLoad::fds},
-    {"--sockets", &TLoad::sockets},     {"--seconds", &TLoad::seconds},
+    {"--sockets", &TLoad::sockets},     {"--active", &TLoad::active},   {"--seconds", &TLoad::seconds},
 };
 
 [[noreturn]] static void fail(const char* what) {
@@ -68,9 +70,20 @@ static void makeThreads(long count) {
     }
 }
 
-static void openFiles(long count) {
-    for (long i = 0; i < count; i++)
-        if (open("/proc/self/exe", O_RDONLY) < 0) fail("open");
+static std::vector<int> openFiles(long count) {
+    std::vector<int> files;
+    for (long i = 0; i < count; i++) {
+        files.push_back(open("/proc/self/exe", O_RDONLY));
+        if (files.back() < 0) fail("open");
+    }
+    return files;
+}
+
+static void readFiles(const std::vector<int>& files, long pause) {
+    char byte = 0;
+    for (const int file : files)
+        if (read(file, &byte, 1) < 0) fail("read");
+    usleep(static_cast<unsigned>(pause) * 1000);
 }
 
 // Makes a socket whose connection disappears from the kernel's tables as soon as it is closed, not minutes later. The
@@ -101,10 +114,11 @@ static void connectSockets(long count) {
 [[noreturn]] static void beProcess(const TLoad& load, pid_t parent, int ready) {
     endWith(parent, load.seconds);
     makeThreads(load.threads);
-    openFiles(load.fds);
+    const auto files = openFiles(load.fds);
     connectSockets(load.sockets);
     if (write(ready, "r", 1) != 1) _exit(1);
     close(ready);
+    while (load.active > 0) readFiles(files, load.active);
     idle(nullptr);
     _exit(0);
 }
