@@ -35,6 +35,11 @@ static std::string devOf(const BlockDevice& device) {
     return std::to_string(device.major) + ":" + std::to_string(device.minor);
 }
 
+// The kernel's number of a mapped device says nothing to people.
+static std::string nameOf(const VolumeRow& row) {
+    return row.name.starts_with("dm-") && !row.label.empty() ? row.label : row.name;
+}
+
 static bool isHidden(const BlockDevice& device) { return isHiddenLvm(device.dmName, device.dmUuid); }
 
 // --- Devices
@@ -301,4 +306,45 @@ VolumeMap volumeMap(const VolumeSample& sample) {
     builder.addSwaps();
     builder.addContents();
     return std::move(builder.map);
+}
+
+// --- What a filesystem is on
+
+static const VolumeRow* volumeOf(std::span<const VolumeRow> volumes, std::string_view dev) {
+    const auto found = std::find_if(volumes.begin(), volumes.end(), [&](auto& row) { return row.dev == dev; });
+    return found == volumes.end() ? nullptr : &*found;
+}
+
+static const VolumeRow* volumeOfMount(std::span<const VolumeRow> volumes, std::span<const MountRow> mounts,
+                                      std::string_view point) {
+    for (auto& mount : mounts)
+        if (!point.empty() && mount.point == point) return volumeOf(volumes, mount.dev);
+    return nullptr;
+}
+
+// Paths below a multipath disk are not disks of their own. Only in a damaged map does something stand on itself.
+static void addDisks(std::span<const VolumeRow> volumes, std::span<const HoldsRow> holds, const VolumeRow& row,
+                     std::string& names, std::set<std::string_view>& seen) {
+    if (!seen.insert(row.dev).second) return;
+    bool leaf = true;
+    for (auto& edge : holds) {
+        const auto* held = edge.holder == row.dev && row.kind != "mpath" && row.kind != "disk"
+                               ? volumeOf(volumes, edge.held)
+                               : nullptr;
+        if (!held) continue;
+        leaf = false;
+        addDisks(volumes, holds, *held, names, seen);
+    }
+    if (leaf) names.append(names.empty() ? "" : " ").append(row.name);
+}
+
+VolumePlace placeOf(std::span<const VolumeRow> volumes, std::span<const HoldsRow> holds,
+                    std::span<const MountRow> mounts, std::string_view device, std::string_view point) {
+    const auto* row = volumeOf(volumes, device);
+    if (!row && device.starts_with("0:")) row = volumeOfMount(volumes, mounts, point);
+    if (!row) return {};
+    VolumePlace place{nameOf(*row), {}};
+    std::set<std::string_view> seen;
+    addDisks(volumes, holds, *row, place.disks, seen);
+    return place;
 }

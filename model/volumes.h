@@ -4,6 +4,9 @@
 #include "record/volumes.h"
 #include "sample/volumes.h"
 
+#include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
 struct VolumeMap {
@@ -13,3 +16,11 @@ struct VolumeMap {
 };
 
 VolumeMap volumeMap(const VolumeSample& sample);
+
+// Where a filesystem is, for people: the device that holds it, and the disks below that. Empty: on none of the map.
+struct VolumePlace {
+    std::string volume, disks; // "vg/lv"; "sda sdb", as in DISK
+};
+// Of a filesystem without a device number of its own (btrfs, overlay) the mount leads to the device.
+VolumePlace placeOf(std::span<const VolumeRow> volumes, std::span<const HoldsRow> holds,
+                    std::span<const MountRow> mounts, std::string_view device, std::string_view point);

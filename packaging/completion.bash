@@ -3,7 +3,7 @@
 
 # A command of the new form: COMP_WORDS[1].
 _wyrt_command() {
-    local areas='cpu cores mem pressure disk volumes fs net proto limits cgroup self all'
+    local areas='cpu cores mem pressure disk volumes fs net proto limits cgroup file self all'
     local tasks='--help --root'
     local views='--output --rows --sort --user --pid --command --cgroup --tree --by --partitions'
     local samples='--interval --count'

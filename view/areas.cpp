@@ -3,6 +3,7 @@
 #include "view/cgroup.h"
 #include "view/cpu.h"
 #include "view/disk.h"
+#include "view/file.h"
 #include "view/fs.h"
 #include "view/limits.h"
 #include "view/memory.h"
@@ -37,6 +38,8 @@ static constexpr Area Areas[] = {
                  "/proc/sys, /proc/net", true, showLimits},
     {"cgroup",   "units, containers and pods: CPU and quota, memory, I/O, pids, how near their limits they are",
                  "/sys/fs/cgroup", false, showCgroups},
+    {"file",     "open files that moved or were written, with process, path, filesystem and disk",
+                 "/proc/self/fdinfo, /proc/1/fdinfo", false, showFiles},
     {"self",     "what wyrt itself costs, and what it could not do",
                  "/proc/self", false, showSelf},
 };

@@ -3,6 +3,7 @@
 #include "model/cgroup.h"
 #include "model/cpu.h"
 #include "model/disk.h"
+#include "model/file.h"
 #include "model/fs.h"
 #include "model/host.h"
 #include "model/limits.h"
@@ -60,13 +61,14 @@ static void fillLimits(const LimitSample* before, const LimitSample& now, Interv
 }
 
 namespace {
-// The map has rows in the first interval of a log and whenever something in it has changed. The disks of the interval,
-// which come before it in the list, are told what they hold.
+// The map has rows in the first interval of a log and whenever something in it has changed. The disks and files of the
+// interval, which come before it in the list, are told what they hold and where they are.
 class VolumeSource : public Source {
     VolumeSampler sampler;
     Helper helper;
     Interval map;                                         // as it is now
     std::map<std::string, std::string, std::less<>> held; // what was asked for so far, by device number
+    std::map<std::string, VolumePlace> places;            // the same, of filesystems, by device number and mount
     bool known = false, changed = true;
 
     template <typename Row> static void put(Rows<Row>& to, std::vector<Row>&& rows) {
@@ -79,7 +81,18 @@ class VolumeSource : public Source {
         put(map.holds, std::move(made.holds));
         put(map.mounts, std::move(made.mounts));
         held.clear();
+        places.clear();
         known = true;
+    }
+
+    void setPlaces(Interval& interval) {
+        for (auto& file : interval.files.rows) {
+            if (file.device.empty()) continue;
+            const auto [found, isNew] = places.try_emplace(file.device + " " + file.mount);
+            if (isNew)
+                found->second = placeOf(map.volumes.rows, map.holds.rows, map.mounts.rows, file.device, file.mount);
+            file.volume = found->second.volume, file.disk = found->second.disks;
+        }
     }
 
 public:
@@ -98,6 +111,7 @@ public:
             if (found == held.end()) found = held.emplace(disk.device, holds(map, disk.device)).first;
             disk.holds = found->second;
         }
+        setPlaces(interval);
     }
 };
 
@@ -135,8 +149,23 @@ struct Shared {
     const Root& root;
     const ProcSource* processes = nullptr; // made before the sources that need it
 };
+
+// Files are those of the processes that ran.
+class FileSource : public Source {
+    FileSampler sampler;
+    FileSample files;
+    const ProcSource& processes;
+
+public:
+    FileSource(const Root& root, const ProcSource& from) : sampler(root), processes(from) {}
+    void sample() override { sampler.sample(processes.ran(), files); }
+    void rows(Interval& interval) override { fileRows(files, interval.processes, interval.filesTotal, interval.files); }
+};
 } // namespace
 
+static std::unique_ptr<Source> makeFiles(Shared& shared) {
+    return std::make_unique<FileSource>(shared.root, *shared.processes);
+}
 static std::unique_ptr<Source> makeVolumes(Shared& shared) { return std::make_unique<VolumeSource>(shared.root); }
 static std::unique_ptr<Source> makeCgroups(Shared& shared) { return std::make_unique<CgroupSource>(shared.root); }
 
@@ -165,13 +194,14 @@ static constexpr Maker Makers[] = {
     {"mem",      make<MemorySampler,   MemorySample,   fillMemory>     },
     {"pressure", make<PressureSampler, PressureSample, fillPressure>   },
     {"disk",     make<DiskSampler,     DiskSample,     fillDisks>      },
-    {"volumes disk", makeVolumes                                           },
     {"fs",       make<FsSampler,       FsSample,       fillFilesystems>},
     {"net",      make<NetSampler,      NetSample,      fillNet>        },
     {"proto",    make<ProtocolSampler, ProtocolSample, fillProtocols>  },
     {"limits",   make<LimitSampler,    LimitSample,    fillLimits>     },
     {"cgroup",   makeCgroups                                           },
     {"proc thread churn file why", makeProcesses                           },
+    {"file why", makeFiles                                                 },
+    {"volumes disk file why", makeVolumes                                  },
 };
 // clang-format on
 

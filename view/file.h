@@ -1,0 +1,6 @@
+// Open files that moved or were written.
+#pragma once
+
+#include "view/areas.h"
+
+void showFiles(const Interval& interval, const View& view, Page& page);
