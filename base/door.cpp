@@ -100,9 +100,10 @@ struct Opened {
 } // namespace
 
 static bool readOpened(int fd, Contents& text, Reading how, size_t most) {
-    if (fd < 0) return false;
+    if (fd < 0) return text.noted(errno), false;
     const Opened file{fd};
     readAll(file.fd, text, how, most);
+    text.noted(text.error);
     return true;
 }
 

@@ -3,6 +3,7 @@
 // errno has the reason.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -25,6 +26,12 @@ struct Contents {
     size_t capacity = 0;
     size_t size = 0;
     int error = 0; // errno of a read that failed after the open (EISDIR, ESRCH, ...); `size` bytes were read before it
+    uint64_t denied = 0; // files that a right forbade to read into this buffer, so far
+    // Counts a failure if a right was the reason. Gives it back.
+    int noted(int reason) {
+        denied += reason == EACCES || reason == EPERM;
+        return reason;
+    }
     std::string_view view() const { return {data.get(), size}; }
 };
 

@@ -111,7 +111,7 @@ bool Helper::collect(Lane& lane, int64_t now) {
 Helper::Lane* Helper::freeLane() {
     const auto found = std::find_if(lanes.begin(), lanes.end(), [](auto& lane) { return !lane.stuck; });
     if (found != lanes.end()) return &*found;
-    if (lanes.size() > MostAbandoned) return nullptr;
+    if (abandoned() > MostAbandoned) return nullptr;
     Lane lane;
     if (!lane.worker.start()) return nullptr;
     return &lanes.emplace_back(std::move(lane));
@@ -164,7 +164,7 @@ void Helper::pumpTools(int64_t now) {
     }
     std::erase_if(runs, [](auto& run) { return run.patience_us < 0; });
     if (std::any_of(runs.begin(), runs.end(), [](auto& run) { return run.ticket != 0; })) return;
-    if (runs.size() >= MostAbandoned) refuse(tools);
+    if (abandoned() >= MostAbandoned) refuse(tools);
     else startTool(now);
 }
 
@@ -183,7 +183,7 @@ void Helper::watch(std::vector<Watched>& watched) const {
         if (run.ticket) watched.push_back({run.tool.handle(), false});
 }
 
-void Helper::await(int64_t until) {
+void Helper::await(int64_t until, Await what) {
     constexpr int64_t Nap = 5000; // a tool that has closed its output and not ended yet
     std::vector<Watched> watched;
     for (;;) {
@@ -196,7 +196,7 @@ void Helper::await(int64_t until) {
             soonest = std::min(soonest, lane.since + lane.sent.front().patience_us + 1);
         }
         for (const auto& run : runs) {
-            if (!run.ticket) continue;
+            if (!run.ticket || what == Await::NoTools) continue;
             waiting = true;
             soonest = std::min(soonest, run.since + run.patience_us + 1);
             if (run.tool.handle() < 0) soonest = std::min(soonest, getMonotonic() + Nap);

@@ -21,6 +21,7 @@ public:
         Answered, // take() gives the answer
         Unknown,  // no such ticket
     };
+    // Workers and tools together. One more worker may be late, but none takes its place.
     static constexpr size_t MostAbandoned = 3;
 
     Helper() = default;
@@ -36,12 +37,14 @@ public:
     void forget(Ticket ticket);
     // Waits until no answer can be expected soon (all questions left are late), or until the monotonic clock reaches
     // `until`. Answers for the next sample need no await: they arrive during the pause.
-    void await(int64_t until);
+    // Without tools: only answers of workers are waited for.
+    enum class Await { Everything, NoTools };
+    void await(int64_t until, Await what = Await::Everything);
     // Reads answers that have arrived and asks queued questions. take() and await() do this, too.
     void pump();
     // The handles to watch during a pause; call pump() when one of them is ready.
     void watch(std::vector<Watched>& watched) const;
-    size_t abandoned() const; // helper processes that are stuck now
+    size_t abandoned() const; // processes that are stuck now
 
 private:
     struct Pending {

@@ -13,8 +13,8 @@ struct SelfRow {
     uint64_t late_us = 0;              // how long after its scheduled time the sample began
     uint64_t skipped = 0;              // samples that were skipped since the last one
     uint64_t unwritten = 0;            // intervals that could not be written, and whose time is part of this one
-    uint64_t helpers_stuck = 0;        // helper processes that were abandoned and have not ended
-    uint64_t not_allowed = 0;          // things that it was not allowed to read
+    uint64_t helpers_stuck = 0;        // helper processes that hang now
+    uint64_t not_allowed = 0;          // files and questions of this sample that a right forbade
 };
 inline constexpr auto SelfKind =
     kind<SelfRow>("SELF", amount("cpu", "us", &SelfRow::cpu_us), amount("sample", "us", &SelfRow::sample_us),

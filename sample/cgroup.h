@@ -143,4 +143,5 @@ public:
     explicit CgroupSampler(const Root& where) : root(where) {}
     // The same sample each time: it keeps the tree.
     void sample(CgroupSample& now);
+    uint64_t notAllowed() const { return text.denied; }
 };

@@ -26,4 +26,5 @@ class CpuSampler {
 public:
     explicit CpuSampler(const Root& root);
     void sample(CpuSample& now);
+    uint64_t notAllowed() const { return text.denied; }
 };

@@ -52,4 +52,5 @@ class DiskSampler {
 public:
     explicit DiskSampler(const Root& where);
     void sample(DiskSample& now);
+    uint64_t notAllowed() const { return text.denied; }
 };

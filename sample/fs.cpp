@@ -44,7 +44,7 @@ void FsSampler::take(Kept& known) {
     case Helper::State::Answered:
         known.ticket = 0;
         known.entry.asked_us = 0;
-        known.entry.error = answer.error;
+        known.entry.error = text.noted(answer.error);
         known.entry.known = answer.error == 0;
         known.entry.space = answer.space;
         known.entry.answered_us = answer.asked_us + answer.took_us;
@@ -81,7 +81,7 @@ void FsSampler::sample(FsSample& now) {
         question.patience_us = Patience;
         known.ticket = helper.ask(std::move(question));
     }
-    helper.await(now.at_us + Wait);
+    helper.await(now.at_us + Wait, Helper::Await::NoTools);
     now.entries.clear();
     for (const auto id : order) {
         auto& known = kept[id];

@@ -49,7 +49,7 @@ class FsSampler {
     Root root;
     HeldFile mountinfo;
     Contents text;
-    Helper helper;
+    Helper& helper;
     std::map<uint64_t, Kept> kept; // by mount id
     std::vector<uint64_t> order;   // mount ids, in their order
     uint64_t samples = 0;
@@ -60,7 +60,8 @@ class FsSampler {
     void take(Kept& kept);
 
 public:
-    explicit FsSampler(const Root& where) : root(where), mountinfo(where, "/proc/self/mountinfo") {}
+    FsSampler(const Root& where, Helper& asked)
+        : root(where), mountinfo(where, "/proc/self/mountinfo"), helper(asked) {}
     void sample(FsSample& now);
-    size_t stuck() const { return helper.abandoned(); }
+    uint64_t notAllowed() const { return text.denied; }
 };

@@ -33,4 +33,5 @@ class HostSampler {
 public:
     explicit HostSampler(const Root& where);
     void sample(HostSample& now);
+    uint64_t notAllowed() const { return text.denied; }
 };

@@ -53,4 +53,5 @@ class LimitSampler {
 public:
     explicit LimitSampler(const Root& root);
     void sample(LimitSample& now);
+    uint64_t notAllowed() const { return text.denied; }
 };

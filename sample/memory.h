@@ -44,4 +44,5 @@ class MemorySampler {
 public:
     explicit MemorySampler(const Root& root);
     void sample(MemorySample& now);
+    uint64_t notAllowed() const { return text.denied; }
 };

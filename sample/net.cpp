@@ -36,8 +36,8 @@ static std::string countsRequestOf() {
     return dumpRequest(RTM_GETSTATS, body);
 }
 
-NetSampler::NetSampler(const Root& where)
-    : root(where), linksRequest(linksRequestOf(false)), countsRequest(countsRequestOf()),
+NetSampler::NetSampler(const Root& where, Helper& asked)
+    : root(where), helper(asked), linksRequest(linksRequestOf(false)), countsRequest(countsRequestOf()),
       addressesRequest(dumpRequest(RTM_GETADDR, ifaddrmsg{})), devices(where, "/proc/net/dev") {
     if (root.isOther()) return;
     constexpr int Room = 1 << 20; // bytes: thousands of interfaces that come at once

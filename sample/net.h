@@ -58,7 +58,7 @@ void markCounted(std::vector<LinkFacts>& links);
 class NetSampler {
     Root root;
     Netlink questions, news;
-    Helper helper;
+    Helper& helper;
     Contents text, message;
     std::string linksRequest, countsRequest, addressesRequest;
     std::shared_ptr<const NetFacts> facts;
@@ -97,6 +97,7 @@ class NetSampler {
     LinkFacts factsOf(std::string_view name);
 
 public:
-    explicit NetSampler(const Root& where);
+    NetSampler(const Root& where, Helper& asked);
     void sample(NetSample& now);
+    uint64_t notAllowed() const { return text.denied; }
 };

@@ -24,4 +24,5 @@ class PressureSampler {
 public:
     explicit PressureSampler(const Root& root);
     void sample(PressureSample& now);
+    uint64_t notAllowed() const { return text.denied; }
 };

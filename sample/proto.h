@@ -20,4 +20,5 @@ class ProtocolSampler {
 public:
     explicit ProtocolSampler(const Root& root);
     void sample(ProtocolSample& now);
+    uint64_t notAllowed() const { return text.denied; }
 };

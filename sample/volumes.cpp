@@ -145,6 +145,7 @@ void readMounts(const Root& root, VolumeSample& sample) {
     sample.swaps.clear();
     if (readFile(root.path("/proc/self/mountinfo").c_str(), text)) sample.mounts = parseMountInfo(text.view());
     if (readFile(root.path("/proc/swaps").c_str(), text)) sample.swaps = parseSwaps(text.view());
+    sample.denied += text.denied;
 }
 
 void readVolumes(const Root& root, VolumeSample& sample) {
@@ -155,6 +156,7 @@ void readVolumes(const Root& root, VolumeSample& sample) {
     if (block.open(root.path("/sys/block").c_str()))
         for (auto& name : namesIn(&block, ".")) readDisk(root, block, name, text, sample.devices);
     readBtrfs(root, text, sample.btrfs);
+    sample.denied += text.denied;
     readMounts(root, sample);
 }
 

@@ -50,6 +50,7 @@ struct VolumeSample {
     std::vector<SwapArea> swaps;
     std::vector<MultipathMap> maps;  // what multipathd said; empty without it
     std::vector<VolumeGroup> groups; // what vgs said; empty without it
+    uint64_t denied = 0;             // files that a right forbade to read, so far
 };
 
 // Reads all but what the tools say. What is missing (no udev, no /sys) stays empty.

@@ -47,7 +47,7 @@ bool VolumeSampler::takeNews() {
     return again || news || mounted || swapped;
 }
 
-bool VolumeSampler::askMultipathd(Helper& helper) {
+bool VolumeSampler::askMultipathd() {
     Answer answer;
     bool changed = false;
     if (ticket) {
@@ -67,8 +67,8 @@ bool VolumeSampler::askMultipathd(Helper& helper) {
     return changed;
 }
 
-bool VolumeSampler::sample(Helper& helper) {
+bool VolumeSampler::sample() {
     if (samples++ == 0) return start(), true;
     const bool changed = takeNews();
-    return askMultipathd(helper) || changed;
+    return askMultipathd() || changed;
 }

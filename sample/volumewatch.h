@@ -18,17 +18,19 @@ class VolumeSampler {
     uint64_t samples = 0;
     bool askMaps = false; // what multipathd says is not known, or has changed
     Helper::Ticket ticket = 0;
+    Helper& helper;
     Contents text;
 
     void start();
     bool takeNews();
     bool partitionsChanged();
-    bool askMultipathd(Helper& helper);
+    bool askMultipathd();
 
 public:
     VolumeSample now;
-    explicit VolumeSampler(const Root& where) : root(where) {}
+    VolumeSampler(const Root& where, Helper& asked) : root(where), helper(asked) {}
     // True: something is not as it was in the previous sample. The first one asks no tool.
-    bool sample(Helper& helper);
+    bool sample();
+    uint64_t notAllowed() const { return text.denied + now.denied; }
     int handle() const { return events.handle(); } // to be watched during a pause
 };

@@ -33,6 +33,7 @@ class Run {
     LogHead head;
     LogWriter log;
     std::unique_ptr<Writer> writer; // null: no log
+    Helper helper;                  // one for all sources, so that few of its processes are ever stuck
     std::vector<std::unique_ptr<Source>> sources;
     Interval interval;
     BudgetSpace budgetSpace;
@@ -44,6 +45,7 @@ class Run {
     uint64_t own_ns = 0;                 // CPU time of this program at the last sample
     uint64_t skipped = 0, unwritten = 0; // since the last interval
     uint64_t made = 0;                   // intervals
+    uint64_t denied = 0;                 // what rights have forbidden up to the last sample
 
     enum class Step { Go, Last, Stop }; // Last: a last, shorter interval
     bool openLog(const std::string& path, OutFile::How how);
@@ -127,6 +129,11 @@ void Run::fillSelf(uint64_t late_us, uint64_t before_ns) {
     row.late_us = late_us;
     row.skipped = skipped;
     row.unwritten = unwritten;
+    row.helpers_stuck = helper.abandoned();
+    uint64_t refused = 0;
+    for (auto& source : sources) refused += source->notAllowed();
+    row.not_allowed = refused - denied;
+    denied = refused;
     if (statm.read(statmText, Reading::Single)) {
         const auto resident = statmText.view().substr(std::min(statmText.view().find(' '), statmText.size));
         const auto pages = toLong(resident);
@@ -229,7 +236,7 @@ int Run::run() {
         return failed(inQuotes(path) + " cannot be written: " + strerror(errno));
     if (tables && !screen.open(settings))
         return failed(inQuotes(settings.output) + " cannot be written: " + strerror(errno));
-    sources = makeSources(settings.view.areas, root);
+    sources = makeSources(settings.view.areas, root, helper);
     loop();
     return finish();
 }

@@ -1,11 +1,13 @@
 // What the loop asks for: one area's sampler and model, with the samples that its rows are made from.
 #pragma once
 
+#include "base/helper.h"
 #include "base/root.h"
 #include "record/interval.h"
 
 #include <memory>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 class Source {
@@ -17,7 +19,15 @@ public:
     virtual void sample() = 0;
     // The rows of what happened between the last two samples; of levels alone after the first.
     virtual void rows(Interval& interval) = 0;
+    // How many files and questions a right has forbidden so far.
+    virtual uint64_t notAllowed() const { return 0; }
 };
+
+// A sampler with what it takes of the run.
+template <typename Sampler> Sampler makeSampler(const Root& root, Helper& helper) {
+    if constexpr (std::is_constructible_v<Sampler, const Root&, Helper&>) return Sampler(root, helper);
+    else return Sampler(root);
+}
 
 // Two samples that change places. Fill(before, now, interval): `before` is null after the first.
 template <typename Sampler, typename Sample, auto Fill> class PairSource : public Source {
@@ -27,14 +37,16 @@ template <typename Sampler, typename Sample, auto Fill> class PairSource : publi
     uint64_t taken = 0;
 
 public:
-    explicit PairSource(const Root& root) : sampler(root) {}
+    PairSource(const Root& root, Helper& helper) : sampler(makeSampler<Sampler>(root, helper)) {}
     void sample() override {
         now = 1 - now;
         sampler.sample(samples[now]);
         taken++;
     }
     void rows(Interval& interval) override { Fill(taken > 1 ? &samples[1 - now] : nullptr, samples[now], interval); }
+    uint64_t notAllowed() const override { return sampler.notAllowed(); }
 };
 
-// Those that the areas (words with a blank between them) need, in the order in which they are read.
-std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const Root& root);
+// Those that the areas (words with a blank between them) need, in the order in which they are read. They ask the
+// helper, which must outlive them.
+std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const Root& root, Helper& helper);

@@ -65,7 +65,6 @@ namespace {
 // interval, which come before it in the list, are told what they hold and where they are.
 class VolumeSource : public Source {
     VolumeSampler sampler;
-    Helper helper;
     Interval map;                                         // as it is now
     std::map<std::string, std::string, std::less<>> held; // what was asked for so far, by device number
     std::map<std::string, VolumePlace> places;            // the same, of filesystems, by device number and mount
@@ -96,8 +95,9 @@ class VolumeSource : public Source {
     }
 
 public:
-    explicit VolumeSource(const Root& root) : sampler(root) {}
-    void sample() override { changed |= sampler.sample(helper); }
+    VolumeSource(const Root& root, Helper& helper) : sampler(root, helper) {}
+    void sample() override { changed |= sampler.sample(); }
+    uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override {
         if (changed || !known) makeMap();
         if (changed || interval.complete) {
@@ -121,8 +121,9 @@ class CgroupSource : public Source {
     CgroupSample groups;
 
 public:
-    explicit CgroupSource(const Root& root) : sampler(root) {}
+    CgroupSource(const Root& root, Helper& helper) : sampler(makeSampler<CgroupSampler>(root, helper)) {}
     void sample() override { sampler.sample(groups); }
+    uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override {
         cgroupRows(groups, interval.complete, interval.cgroupsTotal, interval.cgroups, interval.cgroupDevices);
     }
@@ -147,6 +148,7 @@ public:
 // What sources have in common.
 struct Shared {
     const Root& root;
+    Helper& helper;
     const ProcSource* processes = nullptr; // made before the sources that need it
 };
 
@@ -163,11 +165,13 @@ public:
 };
 } // namespace
 
+template <typename S> static std::unique_ptr<Source> makeSource(Shared& shared) {
+    return std::make_unique<S>(shared.root, shared.helper);
+}
+
 static std::unique_ptr<Source> makeFiles(Shared& shared) {
     return std::make_unique<FileSource>(shared.root, *shared.processes);
 }
-static std::unique_ptr<Source> makeVolumes(Shared& shared) { return std::make_unique<VolumeSource>(shared.root); }
-static std::unique_ptr<Source> makeCgroups(Shared& shared) { return std::make_unique<CgroupSource>(shared.root); }
 
 static std::unique_ptr<Source> makeProcesses(Shared& shared) {
     auto source = std::make_unique<ProcSource>(shared.root);
@@ -176,7 +180,7 @@ static std::unique_ptr<Source> makeProcesses(Shared& shared) {
 }
 
 template <typename Sampler, typename Sample, auto Fill> static std::unique_ptr<Source> make(Shared& shared) {
-    return std::make_unique<PairSource<Sampler, Sample, Fill>>(shared.root);
+    return std::make_unique<PairSource<Sampler, Sample, Fill>>(shared.root, shared.helper);
 }
 
 namespace {
@@ -198,10 +202,10 @@ static constexpr Maker Makers[] = {
     {"net",      make<NetSampler,      NetSample,      fillNet>        },
     {"proto",    make<ProtocolSampler, ProtocolSample, fillProtocols>  },
     {"limits",   make<LimitSampler,    LimitSample,    fillLimits>     },
-    {"cgroup",   makeCgroups                                           },
+    {"cgroup",   makeSource<CgroupSource>                              },
     {"proc thread churn file why", makeProcesses                           },
     {"file why", makeFiles                                                 },
-    {"volumes disk file why", makeVolumes                                  },
+    {"volumes disk file why", makeSource<VolumeSource>                     },
 };
 // clang-format on
 
@@ -214,9 +218,9 @@ static bool anyOf(std::string_view words, std::string_view list) {
     return false;
 }
 
-std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const Root& root) {
+std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const Root& root, Helper& helper) {
     std::vector<std::unique_ptr<Source>> sources;
-    Shared shared{root};
+    Shared shared{root, helper};
     for (const auto& maker : Makers)
         if (maker.areas.empty() || anyOf(maker.areas, areas)) sources.push_back(maker.make(shared));
     return sources;

@@ -61,9 +61,10 @@ bool HeldFile::read(Contents& text, Reading how, size_t most) {
             text.size = 0;
             if (path.empty()) return errno = EBADF, false;
             fd = ::open(path.c_str(), FileFlags);
-            if (fd < 0) return false;
+            if (fd < 0) return text.noted(errno), false;
         }
         readAll(fd, text, how, most);
+        text.noted(text.error);
         if (text.size > 0 || text.error == 0) return true;
         if (!isGone(text.error)) break;
         close();

@@ -370,6 +370,43 @@ TEST(Helper, RefusesWhenTooManyHang) {
     EXPECT_EQ(helper.take(stuck[1], answer), State::Unknown);
 }
 
+// What is stuck is counted together, whoever asked: a third of it ends the asking of tools.
+TEST(Helper, ToolsAndWorkersShareTheLimit) {
+    const Made machine("hang /1\nhang /2\nhang /3\nfs /a 1 1 1 1 1 1\ntool vgs <<E\nout\nE\n");
+    Helper helper;
+    Answer answer;
+    for (const char* dir : {"/1", "/2"}) helper.ask(space(dir));
+    helper.await(getMonotonic() + 20000000);
+    EXPECT_EQ(helper.abandoned(), 2U);
+    const auto first = helper.ask(tool({"vgs"}));
+    helper.await(getMonotonic() + 1000000);
+    EXPECT_EQ(helper.take(first, answer), State::Answered);
+    helper.ask(space("/3"));
+    helper.await(getMonotonic() + 20000000);
+    EXPECT_EQ(helper.abandoned(), 3U);
+    const auto second = helper.ask(tool({"vgs"}));
+    const auto a = helper.ask(space("/a"));
+    helper.await(getMonotonic() + 20000000);
+    EXPECT_EQ(helper.take(second, answer), State::Refused);
+    EXPECT_EQ(helper.take(a, answer), State::Answered); // the last worker goes on
+}
+
+// A sample waits for filesystems that answer at once, not for a tool that somebody else has asked.
+TEST(Helper, AwaitWithoutTools) {
+    const Made machine("fs /a 1 1 1 1 1 1\nanswerafter 20 /a\ntool lvs <<E\nout\nE\nanswerafter 500 lvs\n");
+    Helper helper;
+    Answer answer;
+    const int64_t start = getMonotonic();
+    const auto lvs = helper.ask(tool({"lvs"})), a = helper.ask(space("/a"));
+    helper.await(start + 2000000, Helper::Await::NoTools);
+    EXPECT_EQ(getMonotonic(), start + 20000);
+    EXPECT_EQ(helper.take(a, answer), State::Answered);
+    EXPECT_EQ(helper.take(lvs, answer), State::Asked);
+    helper.await(start + 2000000);
+    EXPECT_EQ(getMonotonic(), start + 500000);
+    EXPECT_EQ(helper.take(lvs, answer), State::Answered);
+}
+
 TEST(Helper, ToolsOneAfterTheOther) {
     const Made machine("tool lvs --x <<E\nout\nE\nanswerafter 20 lvs --x\nhang vgs\ntoolstatus 5 lvs --x\n");
     Helper helper;

@@ -7,7 +7,7 @@ namespace {
 struct Machine {
     Made made;
     Helper helper;
-    VolumeSampler sampler{Root()};
+    VolumeSampler sampler{Root(), helper};
     size_t opened = 0, mounts = 0;
 
     explicit Machine(const std::string& lines) : made(lines) {
@@ -18,7 +18,7 @@ struct Machine {
     }
     bool sample() {
         opened = mounts = 0;
-        const bool changed = sampler.sample(helper);
+        const bool changed = sampler.sample();
         helper.await(INT64_MAX);
         return changed;
     }

@@ -146,10 +146,10 @@ static std::string followed(const std::string& path) {
 
 static bool readPath(const std::string& path, Contents& text, size_t most) {
     world().open(path);
-    if (failed(check("open", path))) return false;
+    if (failed(text.noted(check("open", path)))) return false;
     const auto* node = world().find(followed(path));
     if (failed(node ? 0 : ENOENT)) return false;
-    const int error = node->kind == TNode::File ? world().failure("read", path) : EISDIR;
+    const int error = text.noted(node->kind == TNode::File ? world().failure("read", path) : EISDIR);
     setContents(text, error ? std::string_view{} : std::string_view(node->text).substr(0, most));
     text.error = error;
     return true;

@@ -72,13 +72,13 @@ bool HeldFile::read(Contents& text, Reading, size_t most) {
     for (bool fresh = false; !fresh;) {
         fresh = fd < 0;
         if (fresh && path.empty()) return errno = EBADF, false;
-        if (fresh && (fd = hold(World::normal(path))) < 0) return false;
+        if (fresh && (fd = hold(World::normal(path))) < 0) return text.noted(errno), false;
         std::string content;
         const auto& held = devices().held.at(fd);
         if (!fresh) world().open(held.path);
         const int error = readHeld(held, content);
         if (error == 0) return setText(text, content, most), true;
-        errno = text.error = error;
+        errno = text.error = text.noted(error);
         if (error != ENODEV) break;
         close();
         if (path.empty()) break;
