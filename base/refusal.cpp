@@ -1,6 +1,7 @@
 #include "base/refusal.h"
 
 #include "base/door.h"
+#include "base/nearest.h"
 #include "base/output.h"
 
 #include <algorithm>
@@ -16,6 +17,14 @@ std::string inQuotes(std::string_view text) {
     constexpr size_t Most = 100; // bytes: the line stays one that can be read
     std::string quoted("'");
     return quoted.append(oneLine(text.substr(0, Most))).append(text.size() > Most ? "...'" : "'");
+}
+
+std::string whyUnknown(std::string_view option, std::string_view word, std::span<const std::string_view> known) {
+    if (std::find(known.begin(), known.end(), word) != known.end()) return {};
+    std::string why(option);
+    if (known.empty()) return why + " has no word for these areas, not even " + inQuotes(word);
+    return why + " has no word " + inQuotes(word) + " for these areas; the nearest is " +
+           std::string(nearest(word, known));
 }
 
 int failed(const std::string& why) {

@@ -1,6 +1,7 @@
 // The message when the program cannot do what was asked: one line on standard error.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,9 @@ inline constexpr int Done = 0, Failed = 1, WrongUsage = 2;
 std::string oneLine(std::string_view text);
 // The same in quotes; what is long is cut.
 std::string inQuotes(std::string_view text);
+
+// Why an option does not take a word: it names the nearest of those that it knows. Empty: it knows it.
+std::string whyUnknown(std::string_view option, std::string_view word, std::span<const std::string_view> known);
 
 // "wyrt: WHY": the work cannot be done. Returns Failed.
 int failed(const std::string& why);

@@ -4,6 +4,7 @@
 # A command of the new form: COMP_WORDS[1].
 _wyrt_command() {
     local areas='cpu cores mem pressure disk volumes fs net proto limits cgroup file self all'
+    local sorts='busy read write wait queue bytes packets errors cpu mem io throttled pids forward back growth position size'
     local tasks='--help --root'
     local views='--output --rows --sort --user --pid --command --cgroup --tree --by --partitions'
     local samples='--interval --count'
@@ -20,7 +21,8 @@ _wyrt_command() {
             ;;
         --color) words='auto always never' ;;
         --by) words='command user unit' ;;
-        -i | --interval | -c | --count | -n | --rows | --sort | -u | --user | -p | --pid | --command | --cgroup) return 0 ;;
+        --sort) words=$sorts ;;
+        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup) return 0 ;;
         *)
             case $command in
                 live) words="$tasks $views $samples $lives" ;;

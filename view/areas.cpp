@@ -17,31 +17,31 @@
 // clang-format off
 static constexpr Area Areas[] = {
     {"cpu",      "CPU shares, run queue, switches, interrupts, forks, load",
-                 "/proc/stat, /proc/loadavg", true, showCpu},
+                 "/proc/stat, /proc/loadavg", "", true, showCpu},
     {"cores",    "the same shares for each core",
-                 "/proc/stat", false, showCores},
+                 "/proc/stat", "", false, showCores},
     {"mem",      "available, anonymous, file, dirty, swap and its traffic, reclaim, faults, OOM kills",
-                 "/proc/meminfo, /proc/vmstat", true, showMemory},
+                 "/proc/meminfo, /proc/vmstat", "", true, showMemory},
     {"pressure", "how long tasks waited for CPU, memory and I/O, as shares of the interval",
-                 "/proc/pressure", true, showPressure},
+                 "/proc/pressure", "", true, showPressure},
     {"disk",     "reads, writes, discards and flushes of every block device, their waits, queue, busy",
-                 "/proc/diskstats, /sys/block", true, showDisks},
+                 "/proc/diskstats, /sys/block", "busy read write wait queue", true, showDisks},
     {"volumes",  "what the disks hold: partitions, multipath, RAID, crypt, LVM, btrfs, mounts, swap",
-                 "/sys/block, /run/udev/data, /proc/self/mountinfo", false, showVolumes},
+                 "/sys/block, /run/udev/data, /proc/self/mountinfo", "", false, showVolumes},
     {"fs",       "size, free, inodes, growth and time until full of each filesystem; which does not answer",
-                 "/proc/self/mountinfo, statvfs", true, showFilesystems},
+                 "/proc/self/mountinfo, statvfs", "", true, showFilesystems},
     {"net",      "traffic, errors and drops of interfaces, with their state, speed and addresses",
-                 "rtnetlink, /proc/net/dev", true, showNet},
+                 "rtnetlink, /proc/net/dev", "bytes read write packets errors", true, showNet},
     {"proto",    "protocol counters that moved",
-                 "/proc/net/snmp, /proc/net/netstat, /proc/net/snmp6", false, showProtocols},
+                 "/proc/net/snmp, /proc/net/netstat, /proc/net/snmp6", "", false, showProtocols},
     {"limits",   "how near: conntrack, open files, pids, threads, TCP memory, neighbours, backlog",
-                 "/proc/sys, /proc/net", true, showLimits},
+                 "/proc/sys, /proc/net", "", true, showLimits},
     {"cgroup",   "units, containers and pods: CPU and quota, memory, I/O, pids, how near their limits they are",
-                 "/sys/fs/cgroup", false, showCgroups},
+                 "/sys/fs/cgroup", "cpu mem io throttled pids", false, showCgroups},
     {"file",     "open files that moved or were written, with process, path, filesystem and disk",
-                 "/proc/self/fdinfo, /proc/1/fdinfo", false, showFiles},
+                 "/proc/self/fdinfo, /proc/1/fdinfo", "forward back growth position size", false, showFiles},
     {"self",     "what wyrt itself costs, and what it could not do",
-                 "/proc/self", false, showSelf},
+                 "/proc/self", "", false, showSelf},
 };
 // clang-format on
 
@@ -50,6 +50,19 @@ std::span<const Area> areas() { return Areas; }
 const Area* findArea(std::string_view word) {
     const auto found = std::find_if(std::begin(Areas), std::end(Areas), [&](auto& area) { return area.word == word; });
     return found == std::end(Areas) ? nullptr : found;
+}
+
+std::vector<std::string_view> sortWords(std::string_view shown) {
+    std::vector<std::string_view> words;
+    for (auto& area : Areas) {
+        if (!hasWord(shown, area.word)) continue;
+        for (auto rest = area.sorts; !rest.empty();) {
+            const auto word = rest.substr(0, rest.find(' '));
+            rest.remove_prefix(std::min(word.size() + 1, rest.size()));
+            if (std::find(words.begin(), words.end(), word) == words.end()) words.push_back(word);
+        }
+    }
+    return words;
 }
 
 bool hasWord(std::string_view list, std::string_view word) {

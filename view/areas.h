@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // The options of the tables, from the command line or from a log's head.
 struct View {
@@ -20,7 +21,9 @@ struct Area {
     std::string_view word;    // "disk"
     std::string_view help;    // one line
     std::string_view sources; // the kernel files that the area is read from, for `wyrt check`
-    bool byDefault;           // of `live` without areas
+    std::string_view
+        sorts;      // the words that --sort knows here, the usual one first; empty: its order is always the same
+    bool byDefault; // of `live` without areas
     void (*show)(const Interval& interval, const View& view, Page& page);
 };
 
@@ -28,6 +31,8 @@ struct Area {
 std::span<const Area> areas();
 // Null when there is no area of that word.
 const Area* findArea(std::string_view word);
+// What --sort can be when these areas (words with a blank between them) are shown, each word once.
+std::vector<std::string_view> sortWords(std::string_view shown);
 // Whether a list of words with a blank between them has this one.
 bool hasWord(std::string_view list, std::string_view word);
 

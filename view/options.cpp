@@ -10,7 +10,7 @@
 // clang-format off
 static constexpr TableOption Options[] = {
     {"-n,--rows",    "ROWS",   "at the most so many rows in a table",              &TableWords::rows,    nullptr},
-    {"--sort",       "COLUMN", "what most of comes first, such as write or queue", &TableWords::sort,    nullptr},
+    {"--sort",       "WORD",   "what most of comes first, see below",             &TableWords::sort,    nullptr},
     {"-u,--user",    "USER",   "processes of these users (names or numbers)",      &TableWords::user,    nullptr},
     {"-p,--pid",     "PID",    "these processes: 811 or 811,4411",                 &TableWords::pid,     nullptr},
     {"--command",    "REGEX",  "processes whose name or command line matches",     &TableWords::command, nullptr},

@@ -90,6 +90,10 @@ static std::string helpText(Task task, const CLI::App& app) {
     for (const auto& area : areas())
         line(std::string(area.word) + (task == Task::Live && area.byDefault ? " *" : ""), area.help);
     line("all", "every area");
+    if (task == Task::Check) return text;
+    text += "\nwords of --sort, the usual one first\n";
+    for (const auto& area : areas())
+        if (!area.sorts.empty()) line(std::string(area.word), area.sorts);
     return text;
 }
 
@@ -167,6 +171,9 @@ static void interpret(Task task, CLI::App& app, Typed& typed, Settings& settings
     if (!typed.count.empty()) settings.count = countOf(typed.count, "count");
     settings.color = colorOf(typed.color);
     if (auto why = takeTableWords(typed.table, settings.view); !why.empty()) throw Refusal{std::move(why)};
+    const auto& sort = settings.view.sort;
+    if (sort.empty()) return;
+    if (auto why = whyUnknown("--sort", sort, sortWords(settings.view.areas)); !why.empty()) throw Refusal{why};
 }
 
 // --- All together

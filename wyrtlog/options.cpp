@@ -46,6 +46,10 @@ static std::string helpText(const Asked& asked, const CLI::App& app) {
     if (asked.task == Task::Info) return text;
     text += "\nareas\n";
     for (const auto& area : areas()) line(std::string(area.word), area.help);
+    line("all", "every area");
+    text += "\nwords of --sort, the usual one first\n";
+    for (const auto& area : areas())
+        if (!area.sorts.empty()) line(std::string(area.word), area.sorts);
     return text;
 }
 
@@ -77,7 +81,9 @@ static std::string interpret(const Typed& typed, Asked& asked, bool (*isFile)(co
     if (!typed.color.empty() && typed.color != "auto" && typed.color != "always" && typed.color != "never")
         return "--color takes auto, always or never, not " + inQuotes(typed.color);
     asked.color = typed.color == "always";
-    return takeOperands(typed.operands, isFile, asked);
+    if (auto why = takeOperands(typed.operands, isFile, asked); !why.empty()) return why;
+    return asked.table.sort && !asked.areas.empty() ? whyUnknown("--sort", *asked.table.sort, sortWords(asked.areas))
+                                                    : "";
 }
 
 CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isFile)(const std::string&)) {

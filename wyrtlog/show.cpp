@@ -27,8 +27,13 @@ int show(const Asked& asked) {
     ViewRow view;
     uint64_t shown = 0, left = 0;
     int written = 0; // errno of a write that failed
+    std::string wrong;
     const int status = eachFound(asked, [&](const LogReader& reader, LogReader::Found found, Interval& interval) {
-        if (found == LogReader::Found::Head) view = viewOf(reader.view(), asked);
+        if (found == LogReader::Found::Head) {
+            view = viewOf(reader.view(), asked);
+            if (asked.table.sort) wrong = whyUnknown("--sort", view.sort, sortWords(view.areas));
+            if (!wrong.empty()) return false;
+        }
         if (found == LogReader::Found::Torn) left++;
         if (found != LogReader::Found::Interval) return true;
         if ((interval.damaged || reader.headDamaged()) && !asked.damaged) return left++, true;
@@ -39,6 +44,7 @@ int show(const Asked& asked) {
         written = errno;
         return false;
     });
+    if (!wrong.empty()) return refused(wrong, "wyrt show --help");
     if (written == EPIPE) return status; // nobody reads on
     if (written) return failed(std::string("the output takes no more: ") + strerror(written));
     if (left > 0)

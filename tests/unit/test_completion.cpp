@@ -69,6 +69,13 @@ static std::vector<std::string> areaWords() {
 
 TEST(Completion, Areas) { EXPECT_EQ(getList("areas"), areaWords()); }
 
+TEST(Completion, WordsOfSort) {
+    std::string all;
+    for (auto& word : areaWords()) all += word + " ";
+    const auto words = sortWords(all);
+    EXPECT_EQ(getList("sorts"), std::vector<std::string>(words.begin(), words.end()));
+}
+
 // The long names in the help of a command, in alphabetic order.
 static std::vector<std::string> longOptions(Task task) {
     const char* arguments[] = {"wyrt", "command", "--help"};

@@ -99,6 +99,20 @@ TEST(Documents, TheManualHasEveryArea) {
     EXPECT_EQ(entriesOf(sectionOf("docs/wyrt-live.1", "AREAS")), expected);
 }
 
+// disk: busy, read, write.
+TEST(Documents, TheManualsHaveTheWordsOfSort) {
+    for (auto manual : {"docs/wyrt-live.1", "docs/wyrt-show.1"}) {
+        const auto options = sectionOf(manual, "OPTIONS");
+        for (auto& area : areas()) {
+            std::string line;
+            for (auto word : sortWords(area.word))
+                line.append(line.empty() ? "\n" + std::string(area.word) + ": " : ", ").append(word);
+            if (line.empty()) continue;
+            EXPECT_NE(options.find(line + ".\n"), options.npos) << manual << " lacks" << line;
+        }
+    }
+}
+
 // "-i,--interval TIME" as an entry: .BI "\-i, \-\-interval " TIME
 static std::string entryOf(const std::string& option) {
     const auto blank = std::min(option.find(' '), option.size());

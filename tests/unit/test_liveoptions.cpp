@@ -41,10 +41,10 @@ TEST(LiveOptions, EveryOption) {
     const auto p = live({"--command",   "rsync|ps", "-i",           "500ms", "-c5",     "-n",       "3",
                          "--sort=busy", "-u",       "root",         "-p",    "0042",    "--cgroup", "/system.slice",
                          "--save",      "a.wyrt",   "-o",           "out",   "--color", "never",    "--scroll",
-                         "--root",      "/mnt",     "--partitions", "self",  "cpu",     "self"});
+                         "--root",      "/mnt",     "--partitions", "self",  "disk",    "self"});
     ASSERT_EQ(p.kind, Parsed::Run) << p.text;
     const auto& s = p.settings;
-    EXPECT_EQ(s.view.areas, "cpu self"); // in the list's order, once
+    EXPECT_EQ(s.view.areas, "disk self"); // in the list's order, once
     EXPECT_EQ(s.view.interval_us, 500000U);
     EXPECT_EQ(s.count, 5U);
     EXPECT_EQ(s.view.rows, 3U);
@@ -83,6 +83,19 @@ TEST(LiveOptions, OperandsAreAreasThenIntervalAndCount) {
     EXPECT_EQ(live({"cpu", "all"}).settings.view.areas, allAreas());
 }
 
+// One of the areas must know the word, not each.
+TEST(LiveOptions, WordsOfSort) {
+    for (const auto& area : areas())
+        for (const auto word : sortWords(area.word))
+            EXPECT_EQ(live({"cpu", std::string(area.word).c_str(), "--sort", std::string(word).c_str()}).kind,
+                      Parsed::Run)
+                << area.word << " " << word;
+    EXPECT_TRUE(sortWords("cpu mem").empty());
+    EXPECT_EQ(sortWords("disk net").size(), 8U); // read and write once
+    EXPECT_EQ(parsed(Task::Record, {"net", "--sort", "packets"}).kind, Parsed::Run);
+    EXPECT_EQ(parsed(Task::Record, {"--sort", "packtes"}).kind, Parsed::Wrong);
+}
+
 TEST(LiveOptions, WrongUsageIsOneLineThatNamesIt) {
     struct Case {
         std::vector<const char*> words;
@@ -114,6 +127,10 @@ TEST(LiveOptions, WrongUsageIsOneLineThatNamesIt) {
         {{"--save="}, "--save"},
         {{"--command", "a("}, "no regular expression"},
         {{"--command", huge.c_str()}, "--command takes at most 256 bytes"},
+        {{"--sort", "wirte"}, "--sort has no word 'wirte' for these areas; the nearest is write"},
+        {{"net", "--sort", "busy"}, "--sort has no word 'busy' for these areas; the nearest is bytes"},
+        {{"cpu", "mem", "--sort", "busy"}, "--sort has no word for these areas, not even 'busy'"},
+        {{"--sort", "busy read"}, "--sort has no word 'busy read'"},
         {{"--bogus"}, "--bogus"},
         {{"-x"}, "-x"},
         {{"--bo\ngus"}, "bo?gus"},

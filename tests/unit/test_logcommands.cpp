@@ -95,9 +95,21 @@ TEST(LogCommands, ShowPrintsEachInterval) {
     EXPECT_EQ(countOf(said, "  25.0 "), 2U) << said;
     EXPECT_EQ(countOf(said, "\nCPU "), 2U) << said;
     EXPECT_TRUE(said.ends_with("status 0\n")) << said;
-    const auto self = run({"show", "self", "/a.wyrt", "/a.wyrt", "-n", "1", "--sort", "x"});
+    const auto self = run({"show", "self", "/a.wyrt", "/a.wyrt", "-n", "1"});
     EXPECT_EQ(countOf(self, "\nSELF "), 4U) << self;
     EXPECT_EQ(countOf(self, "\nCPU "), 0U) << self;
+}
+
+// Without areas those of the log are asked for.
+TEST(LogCommands, SortByAWordThatNoAreaKnows) {
+    Made machine("");
+    save("/a.wyrt", logOf({2, 4}));
+    const auto said = run({"show", "/a.wyrt", "--sort", "busy"});
+    EXPECT_EQ(said, "wyrt: --sort has no word for these areas, not even 'busy' (see wyrt show --help)\nstatus 2\n");
+    const auto near = run({"show", "cpu", "disk", "/a.wyrt", "--sort", "bsuy"});
+    EXPECT_EQ(near, "wyrt: --sort has no word 'bsuy' for these areas; the nearest is busy (see wyrt show --help)\n"
+                    "status 2\n");
+    EXPECT_TRUE(run({"show", "cpu", "disk", "/a.wyrt", "--sort", "busy"}).ends_with("status 0\n"));
 }
 
 TEST(LogCommands, DamageIsLeftOutUnlessItIsAskedFor) {

@@ -20,13 +20,13 @@ TEST(LogOptions, NothingAskedFor) {
 }
 
 TEST(LogOptions, EveryOption) {
-    const auto line = parsed({"show",     "cpu",           "a.wyrt",       "-n",        "3",         "--sort=busy",
+    const auto line = parsed({"show",     "disk",          "a.wyrt",       "-n",        "3",         "--sort=busy",
                               "-u",       "root",          "-p",           "42",        "--command", "rsync|ps",
                               "--cgroup", "/system.slice", "--partitions", "--damaged", "--color",   "always",
                               "-o",       "out",           "mem",          "-"});
     ASSERT_EQ(line.why, "");
     const auto& asked = line.asked;
-    EXPECT_EQ(asked.areas, "cpu mem");
+    EXPECT_EQ(asked.areas, "disk mem");
     EXPECT_EQ(asked.logs, (std::vector<std::string>{"a.wyrt", "-"}));
     EXPECT_EQ(asked.table.rows, "3");
     EXPECT_EQ(asked.table.sort, "busy");
