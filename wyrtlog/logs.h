@@ -1,4 +1,5 @@
-// The logs that a command reads, one after the other.
+// The logs that a command reads, as one: in order of time, whatever their names and order, and what several of them
+// have once.
 #pragma once
 
 #include "record/log.h"
@@ -7,7 +8,12 @@
 #include <functional>
 #include <string>
 
-// Calls f(reader, found, interval) for all that each log holds, its Torn or End included; f says whether to go on.
-// Returns an exit status: a log that cannot be read is a line on standard error, and the next one is read.
+// Calls f(reader, found, interval) for all that the logs hold, the Torn or End of each included; f says whether to go
+// on. Each log's Head precedes its intervals; where logs overlap in time, their intervals take turns. Returns an exit
+// status: a log that cannot be read is a line on standard error, and the others are read.
 using OnFound = std::function<bool(const LogReader& reader, LogReader::Found found, Interval& interval)>;
 int eachFound(const Asked& asked, const OnFound& onFound);
+
+// The files that the operands name, in their order: of a folder the logs in it (*.wyrt, *.wyrt.zst, *.wyrt.gz ...). No
+// operands are LogFolder. Reports a folder that cannot be read, and sets `status`.
+std::vector<std::string> logFiles(const std::vector<std::string>& operands, int& status);

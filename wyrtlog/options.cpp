@@ -56,14 +56,14 @@ static std::string helpText(const Asked& asked, const CLI::App& app) {
 static void addArea(std::string_view word, std::string& areas) { areas.append(areas.empty() ? "" : " ").append(word); }
 
 // An area's word is an area, even where a file has that name (./disk is the file); anything else is a log.
-static std::string takeOperands(const std::vector<std::string>& operands, bool (*isFile)(const std::string&),
+static std::string takeOperands(const std::vector<std::string>& operands, bool (*isLog)(const std::string&),
                                 Asked& asked) {
     for (auto& operand : operands) {
         const bool word = asked.task == Task::Show && (operand == "all" || findArea(operand));
         if (word && operand == "all")
             for (auto& area : areas()) addArea(area.word, asked.areas);
         else if (word) addArea(operand, asked.areas);
-        else if (operand == "-" || isFile(operand)) asked.logs.push_back(operand);
+        else if (operand == "-" || isLog(operand)) asked.logs.push_back(operand);
         else {
             std::string why = inQuotes(operand) + " is no log";
             if (asked.task == Task::Info) return why;
@@ -75,18 +75,18 @@ static std::string takeOperands(const std::vector<std::string>& operands, bool (
     return {};
 }
 
-static std::string interpret(const Typed& typed, Asked& asked, bool (*isFile)(const std::string&)) {
+static std::string interpret(const Typed& typed, Asked& asked, bool (*isLog)(const std::string&)) {
     ViewRow view; // that of the log is known later
     if (auto why = takeTableWords(asked.table, view); !why.empty()) return why;
     if (!typed.color.empty() && typed.color != "auto" && typed.color != "always" && typed.color != "never")
         return "--color takes auto, always or never, not " + inQuotes(typed.color);
     asked.color = typed.color == "always";
-    if (auto why = takeOperands(typed.operands, isFile, asked); !why.empty()) return why;
+    if (auto why = takeOperands(typed.operands, isLog, asked); !why.empty()) return why;
     return asked.table.sort && !asked.areas.empty() ? whyUnknown("--sort", *asked.table.sort, sortWords(asked.areas))
                                                     : "";
 }
 
-CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isFile)(const std::string&)) {
+CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isLog)(const std::string&)) {
     CommandLine line;
     line.asked.task = !words.empty() && words[0] == "info" ? Task::Info : Task::Show;
     CLI::App app;
@@ -98,7 +98,7 @@ CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isFil
                                           words.rend() - std::min<std::ptrdiff_t>(1, words.rend() - words.rbegin()));
         app.parse(std::move(reversed));
         if (typed.help) line.help = helpText(line.asked, app);
-        else line.why = interpret(typed, line.asked, isFile);
+        else line.why = interpret(typed, line.asked, isLog);
     } catch (const CLI::Error& error) {
         line.why = error.what();
     }

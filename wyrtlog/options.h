@@ -28,5 +28,5 @@ struct CommandLine {
     std::string why;  // empty: it is not
     std::string help; // the text, when it was asked for
 };
-// words[0] is the command. `isFile` says whether a name is one.
-CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isFile)(const std::string& name));
+// words[0] is the command. `isLog` says whether a name is a file or a folder.
+CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isLog)(const std::string& name));

@@ -25,11 +25,13 @@ int show(const Asked& asked) {
     const auto terminal = asked.output.empty() ? getTerminalSize() : std::nullopt;
     const size_t width = terminal && terminal->columns > 0 ? static_cast<size_t>(terminal->columns) : 0;
     ViewRow view;
+    const LogReader* viewed = nullptr; // whose view it is: logs that overlap take turns
     uint64_t shown = 0, left = 0;
     int written = 0; // errno of a write that failed
     std::string wrong;
     const int status = eachFound(asked, [&](const LogReader& reader, LogReader::Found found, Interval& interval) {
-        if (found == LogReader::Found::Head) {
+        if (found == LogReader::Found::Head || &reader != viewed) {
+            viewed = &reader;
             view = viewOf(reader.view(), asked);
             if (asked.table.sort) wrong = whyUnknown("--sort", view.sort, sortWords(view.areas));
             if (!wrong.empty()) return false;

@@ -74,7 +74,6 @@ TEST(LogCommands, WrongUsage) {
         {{}, "wyrtlog is the program behind wyrt show and wyrt info"},
         {{"nonsense"}, "wyrtlog is the program behind wyrt show and wyrt info"},
         {{"show", "cpux"}, "'cpux' is no log and no area; the nearest area is cpu (see wyrt show --help)"},
-        {{"info"}, "name a log to read"},
     };
     for (auto& c : Cases) {
         const auto said = run(c.words);
@@ -96,7 +95,7 @@ TEST(LogCommands, ShowPrintsEachInterval) {
     EXPECT_EQ(countOf(said, "\nCPU "), 2U) << said;
     EXPECT_TRUE(said.ends_with("status 0\n")) << said;
     const auto self = run({"show", "self", "/a.wyrt", "/a.wyrt", "-n", "1"});
-    EXPECT_EQ(countOf(self, "\nSELF "), 4U) << self;
+    EXPECT_EQ(countOf(self, "\nSELF "), 2U) << self; // what is there twice is shown once
     EXPECT_EQ(countOf(self, "\nCPU "), 0U) << self;
 }
 
@@ -208,4 +207,43 @@ TEST(LogCommands, WhatIsNoLog) {
     EXPECT_NE(broken.find("wyrt: '/broken': Input/output error\n"), std::string::npos) << broken;
     EXPECT_NE(broken.find("\nCPU "), std::string::npos) << broken;
     EXPECT_TRUE(broken.ends_with("status 1\n")) << broken;
+}
+
+// --- Several logs
+
+static std::string secondsOf(const std::string& text) {
+    std::string seconds;
+    for (size_t at = text.find("  2026-11-21 14:05:"); at != text.npos; at = text.find("  2026-11-21 14:05:", at + 1))
+        seconds += text.substr(at + 19, 2) + " ";
+    return seconds;
+}
+
+TEST(LogCommands, LogsAreReadInOrderOfTimeWhateverTheirNames) {
+    Made machine("");
+    save("/logs/a.wyrt", logOf({20, 22}, {"1", "db7", "boot", "b"}));
+    save("/logs/b.wyrt", logOf({2, 4}, {"1", "db7", "boot", "a"}));
+    save("/logs/c.wyrt.1", logOf({30}, {"1", "db7", "boot", "c"}));
+    save("/logs/notes.txt", "no log");
+    save("/logs/.wyrt", "no log either");
+    EXPECT_EQ(secondsOf(run({"show", "/logs"})), "12 14 30 32 40 ");
+    EXPECT_EQ(secondsOf(run({"show", "/logs/c.wyrt.1", "/logs/a.wyrt"})), "30 32 40 ");
+    EXPECT_NE(run({"info", "/logs/"}).find("intervals   5"), std::string::npos);
+}
+
+TEST(LogCommands, LogsThatOverlapTakeTurnsAndWhatIsTwiceIsShownOnce) {
+    Made machine("");
+    save("/logs/a.wyrt", logOf({2, 4, 6}, {"1", "db7", "boot", "a"}));
+    save("/logs/b.wyrt", logOf({3, 5, 7}, {"1", "db7", "boot", "b"}));
+    EXPECT_EQ(secondsOf(run({"show", "/logs"})), "12 13 14 15 16 17 ");
+    EXPECT_EQ(secondsOf(run({"show", "/logs/a.wyrt", "/logs/a.wyrt"})), "12 14 16 ");
+    save("/logs/c.wyrt", logOf({2, 4, 6, 8}, {"1", "db7", "boot", "a"}));
+    EXPECT_EQ(secondsOf(run({"show", "/logs/c.wyrt", "/logs/a.wyrt"})), "12 14 16 18 ");
+}
+
+TEST(LogCommands, WithoutOperandsTheFolderOfTheLogsIsRead) {
+    Made machine("");
+    EXPECT_NE(run({"show"}).find("'/var/log/wyrt': No such file or directory"), std::string::npos);
+    save("/var/log/wyrt/db7.wyrt", logOf({2}));
+    EXPECT_EQ(secondsOf(run({"show"})), "12 ");
+    EXPECT_NE(run({"info"}).find("intervals   1"), std::string::npos);
 }
