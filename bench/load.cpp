@@ -1,6 +1,6 @@
 // Makes a load to measure on: idle processes with threads, open files and loopback connections.
 //
-//     bench-load [--processes N] [--threads N] [--fds N] [--sockets N] [--active MS] [--seconds N]
+//     bench-load [--processes N] [--threads N] [--fds N] [--sockets N] [--active MS] [--busy N] [--seconds N]
 //
 // --processes  number of processes (0)
 // --threads    threads of each process, including the first (1)
@@ -8,6 +8,7 @@
 // --sockets    ends of loopback TCP connections in each process, which holds both ends of a connection and a listening
 //              socket (0)
 // --active     each process reads a byte of each of its files and sleeps for so many milliseconds, again and again
+// --busy       processes of these that run a little, three times a second (0)
 // --seconds    the load ends by itself after this time (600)
 //
 // Writes "ready" and a newline to standard output when the load is complete, then waits. It ends with all its processes
@@ -32,7 +33,7 @@
 
 namespace {
 struct TLoad {
-    long processes = 0, threads = 1, fds = 0, sockets = 0, active = 0, seconds = 600;
+    long processes = 0, threads = 1, fds = 0, sockets = 0, active = 0, busy = 0, seconds = 600;
 };
 } // namespace
 
@@ -41,7 +42,8 @@ static constexpr struct {
     long TLoad::* value;
 } Options[] = {
     {"--processes", &TLoad::processes}, {"--threads", &TLoad::threads}, {"--fds", &TLoad::fds},
-    {"--sockets", &TLoad::sockets},     {"--active", &TLoad::active},   {"--seconds", &TLoad::seconds},
+    {"--sockets", &TLoad::sockets},     {"--active", &TLoad::active},   {"--busy", &TLoad::busy},
+    {"--seconds", &TLoad::seconds},
 };
 
 [[noreturn]] static void fail(const char* what) {
@@ -110,8 +112,12 @@ static void connectSockets(long count) {
     }
 }
 
+[[noreturn]] static void runNowAndThen() {
+    for (;;) usleep(333333);
+}
+
 // One process of the load; writes a byte to `ready` when it is complete.
-[[noreturn]] static void beProcess(const TLoad& load, pid_t parent, int ready) {
+[[noreturn]] static void beProcess(const TLoad& load, bool busy, pid_t parent, int ready) {
     endWith(parent, load.seconds);
     makeThreads(load.threads);
     const auto files = openFiles(load.fds);
@@ -119,6 +125,7 @@ static void connectSockets(long count) {
     if (write(ready, "r", 1) != 1) _exit(1);
     close(ready);
     while (load.active > 0) readFiles(files, load.active);
+    if (busy) runNowAndThen();
     idle(nullptr);
     _exit(0);
 }
@@ -165,7 +172,7 @@ int main(int argc, char** argv) {
         if (child < 0) fail("fork");
         if (child == 0) {
             close(ready[0]);
-            beProcess(load, self, ready[1]);
+            beProcess(load, i < load.busy, self, ready[1]);
         }
     }
     close(ready[1]);

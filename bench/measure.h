@@ -35,6 +35,9 @@ TCost runMetered(const std::string& options, const std::function<void()>& bare, 
 
 // The same for a piece of work by itself.
 TCost runWork(const std::function<void()>& work, const std::function<void()>& bare);
+// The same, each after a pause in which the load can run; the least of several instead of the median, for a machine
+// that has other work to do.
+TCost runLeast(const std::function<void()>& work, const std::function<void()>& bare, unsigned pause_ms);
 
 // Median wall times in ms of two pieces of work that take turns.
 struct TWalls {

@@ -138,7 +138,7 @@ static void addExits(const ProcSample& sample, Rows<ExitRow>& exits) {
 
 void processRows(const ProcSample& sample, bool complete, Rows<ProcsRow>& all, Rows<ProcRow>& processes,
                  Rows<StartRow>& starts, Rows<ExitRow>& exits) {
-    if (!sample.known || !sample.paired()) return;
+    if (!sample.known || !sample.paired) return;
     const auto begin = [&](auto& rows) { rows.sampled = true, rows.elapsed_us = sample.at_us - sample.before_us; };
     begin(all), begin(processes), begin(starts), begin(exits);
     auto& total = all.rows.emplace_back();
@@ -146,6 +146,8 @@ void processRows(const ProcSample& sample, bool complete, Rows<ProcsRow>& all, R
     total.started = sample.born.size(), total.ended = sample.gone.size();
     total.accounted_us = static_cast<uint64_t>(std::max<int64_t>(sample.accounted_ns, 0)) / 1000;
     setUsed(sample, total);
+    processes.rows.reserve(static_cast<size_t>(std::count_if(sample.entries.begin(), sample.entries.end(),
+                                                             [&](auto& entry) { return complete || entry.tell; })));
     for (auto& entry : sample.entries) {
         total.threads += entry.threads;
         total.runnable += entry.state == 'R';

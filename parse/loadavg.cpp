@@ -19,5 +19,6 @@ std::optional<LoadAverage> parseLoadAverage(std::string_view text) {
     if (!takeNumber(text, load.runnable) || !text.starts_with('/')) return {};
     text.remove_prefix(1);
     if (!takeNumber(text, load.tasks)) return {};
+    takeNumber(text, load.last_pid);
     return load;
 }

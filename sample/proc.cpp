@@ -2,8 +2,11 @@
 
 #include "base/clock.h"
 #include "base/numbers.h"
+#include "parse/loadavg.h"
 
 #include <algorithm>
+#include <climits>
+#include <utility>
 
 // --- The machine
 
@@ -31,8 +34,8 @@ static constexpr Keyed<Reclaim> ReclaimKeys[] = {
 static uint64_t ticksPerSecond() { return static_cast<uint64_t>(std::max(getClockTicks(), 1)); }
 
 ProcSampler::ProcSampler(const Root& where)
-    : root(where), reader(where), statFile(where, "/proc/stat"), vmstatFile(where, "/proc/vmstat"),
-      clocks(!where.isOther() && cpuClocksMatchProc()) {}
+    : root(where), reader(where), statFile(where, "/proc/stat"), loadFile(where, "/proc/loadavg"),
+      vmstatFile(where, "/proc/vmstat"), clocks(!where.isOther() && cpuClocksMatchProc()) {}
 
 void ProcSampler::readMachine(ProcSample& sample) {
     sample.ticksBefore = sample.ticks;
@@ -44,18 +47,29 @@ void ProcSampler::readMachine(ProcSample& sample) {
 
 // --- Which processes there are
 
-// No process began while the machine's count of forks stood still, so the list is that of the last pass. Now and then
-// it is read nevertheless: a process can become visible when its owner changes (hidepid).
+// Reading the directory costs twice the clocks of all that are in it. The kernel gives out pids in ascending order, so
+// that new processes have those after the last one of the pass before the last pass: one pass more, for a pid that was
+// given out before its process could be seen. False: the directory must be read.
+bool ProcSampler::listNew(const ProcSample& sample) {
+    const auto load = loadFile.read(text) ? parseLoadAverage(text.view()) : std::nullopt;
+    const uint64_t from = lastPids[0], to = load ? load->last_pid : 0;
+    lastPids[0] = lastPids[1], lastPids[1] = to;
+    constexpr uint32_t Anyway = 16; // passes; pids can be chosen, and a process can become visible (hidepid)
+    if (!clocks || !ascending || sample.pass % Anyway == 0 || from == 0 || to < from || to > INT_MAX) return false;
+    if (to - from > sample.entries.size()) return false;
+    pids.clear();
+    for (auto& entry : sample.entries) pids.push_back(entry.pid);
+    const auto known = static_cast<ptrdiff_t>(pids.size());
+    for (auto pid = static_cast<int>(from) + 1; pid <= static_cast<int>(to); pid++)
+        if (!std::binary_search(pids.begin(), pids.begin() + known, pid) && getCpuClock(pid)) pids.push_back(pid);
+    std::inplace_merge(pids.begin(), pids.begin() + known, pids.end());
+    return true;
+}
+
 bool ProcSampler::list(const ProcSample& sample) {
-    constexpr uint32_t Anyway = 16; // passes
     if (!reader.open()) return false;
-    if (sample.pass && sample.pass % Anyway && stat.forks && stat.forks == listedForks) {
-        pids.clear();
-        for (auto& entry : sample.entries) pids.push_back(entry.pid);
-        return true;
-    }
+    if (listNew(sample)) return true;
     if (!listing.start(reader.processes())) return false;
-    listedForks = stat.forks;
     pids.clear();
     Listing::Entry entry{};
     while (listing.next(entry)) {
@@ -66,9 +80,11 @@ bool ProcSampler::list(const ProcSample& sample) {
     return !pids.empty();
 }
 
-// A number that changes whenever the process runs. None: it has ended.
-std::optional<uint64_t> ProcSampler::markOf(int pid, bool several) {
-    return clocks ? getCpuClock(pid) : reader.runTime(pid, several);
+// All clocks are read at once, close to the machine's own figures, before the files of those that ran.
+void ProcSampler::readClocks() {
+    marks.clear();
+    if (!clocks) return;
+    for (const int pid : pids) marks.push_back(getCpuClock(pid));
 }
 
 // --- One process
@@ -147,8 +163,8 @@ uint32_t ProcSampler::newSlot(ProcSample& sample) {
     return slot;
 }
 
-void ProcSampler::visit(ProcSample& sample, int pid, const ProcEntry* old) {
-    auto mark = markOf(pid, old && old->threads > 1);
+// `mark`: a number that changes whenever the process runs; none: it has ended, or the kernel does not tell.
+void ProcSampler::visit(ProcSample& sample, int pid, std::optional<uint64_t> mark, const ProcEntry* old) {
     if (old && mark && *mark == old->mark) return stay(sample, *old);
     ProcessStat own;
     const auto answer = clocks && !mark ? ProcAnswer::Ended : reader.readStat(pid, own);
@@ -157,7 +173,7 @@ void ProcSampler::visit(ProcSample& sample, int pid, const ProcEntry* old) {
         if (old) end(sample, *old);
         return;
     }
-    if (!clocks && (own.threads > 1) != (old && old->threads > 1)) mark = markOf(pid, own.threads > 1);
+    if (!clocks && (own.threads > 1) != (old && old->threads > 1)) mark = reader.runTime(pid, own.threads > 1);
     const uint64_t seen = mark.value_or(own.user_ticks + own.system_ticks + own.minor_faults);
     // A pid that is used again is another process.
     const bool same = old && (readable ? sample.slots[old->slot].start == own.start : seen >= old->mark);
@@ -169,7 +185,8 @@ void ProcSampler::visit(ProcSample& sample, int pid, const ProcEntry* old) {
     process.pid = pid, process.start = own.start;
     process.pass = sample.pass;
     process.fresh = !same;
-    process.born = !same && sample.paired() && (!readable || beganSince(sample, own));
+    process.born = !same && sample.paired && (!readable || beganSince(sample, own));
+    if (!same && sample.paired && !process.born) ascending = false; // it was there and had not been found
     process.before = process.born ? atBirth() : process.now;
     process.now = ProcCounters();
     setCpu(sample, process, own, mark);
@@ -189,10 +206,11 @@ void ProcSampler::visit(ProcSample& sample, int pid, const ProcEntry* old) {
 void ProcSampler::walk(ProcSample& sample) {
     next.clear();
     auto old = sample.entries.begin();
-    for (const int pid : pids) {
+    for (size_t i = 0; i < pids.size(); i++) {
+        const int pid = pids[i];
         while (old != sample.entries.end() && old->pid < pid) end(sample, *old++);
         const bool known = old != sample.entries.end() && old->pid == pid;
-        visit(sample, pid, known ? &*old : nullptr);
+        visit(sample, pid, clocks ? marks[i] : reader.runTime(pid, known && old->threads > 1), known ? &*old : nullptr);
         if (known) ++old;
     }
     while (old != sample.entries.end()) end(sample, *old++);
@@ -286,7 +304,7 @@ void ProcSampler::refresh(ProcSample& sample) {
     const auto share = [&](size_t passes) {
         return std::max(LeastInTurn, (sample.entries.size() + passes - 1) / passes);
     };
-    if (!sample.paired()) return;
+    if (!sample.paired) return;
     inTurn(sample.entries, turn, share(Turn), [&](ProcEntry& entry) {
         if (sample.slots[entry.slot].pass != sample.pass && !look(sample, entry)) return;
         readMemory(sample, entry);
@@ -320,8 +338,9 @@ void ProcSampler::searchRunnable(ProcSample& sample) {
     for (auto& entry : sample.entries) known += entry.state == 'R';
     // Several threads of those that ran may be ready.
     for (auto& ran : active) known += ran.threads > 1 ? ran.threads - (ran.state == 'R') : 0;
-    if (!sample.paired() || stat.running.value_or(0) <= known) return;
-    inTurn(sample.entries, stateTurn, MostStates, [&](ProcEntry& entry) {
+    const bool more = stat.running.value_or(0) > known;
+    if (!std::exchange(moreRunnable, more) || !more || !sample.paired) return; // it must last
+    inTurn(sample.entries, stateTurn, std::max(LeastStates, sample.entries.size() / Turn), [&](ProcEntry& entry) {
         if (entry.state != 'R' && sample.slots[entry.slot].pass != sample.pass) look(sample, entry);
     });
 }
@@ -357,17 +376,19 @@ void ProcSampler::rememberWrites(ProcSample& sample) {
 
 // --- All of them
 
-void ProcSampler::sample(ProcSample& now) {
+void ProcSampler::passOver(ProcSample& now) {
     now.before_us = now.at_us, bootBefore_us = now.boot_us;
     now.at_us = getMonotonic(), now.boot_us = getBoottime();
     now.tick_us = 1000000 / ticksPerSecond();
     now.born.clear(), now.gone.clear();
     active.clear(), ranSlots.clear();
     now.accounted_ns = 0;
+    now.blocksCounted = reader.blocksCounted();
     readMachine(now);
     now.known = list(now);
     if (!now.known) return;
     now.pass++;
+    readClocks();
     walk(now);
     bequeath(now);
     adopt(now);
@@ -375,4 +396,16 @@ void ProcSampler::sample(ProcSample& now) {
     refreshLargest(now);
     refresh(now);
     rememberWrites(now);
+}
+
+void ProcSampler::sample(ProcSample& now) {
+    now.paired = now.known;
+    passOver(now);
+    if (now.paired || !now.known) return;
+    // The first pass reads everything, so that its last figures are much younger than its first ones. The second one
+    // is as quick as those that follow: figures of the first interval begin there.
+    passOver(now);
+    active.clear();
+    for (auto& entry : now.entries)
+        active.push_back({entry.pid, now.slots[entry.slot].start, entry.threads, true, false, entry.state});
 }

@@ -38,8 +38,9 @@ struct GoneProcess {
 struct ProcSample {
     int64_t at_us = 0, before_us = 0; // monotonic, of this pass and of the last one
     int64_t boot_us = 0;              // of this pass, since boot
-    uint32_t pass = 0;                // 1 is the first
+    uint32_t pass = 0;                // over all processes
     bool known = false;               // /proc could be read
+    bool paired = false;              // this was not the first sample
     uint64_t tick_us = 10000, page_size = 4096;
     bool blocksCounted = false;     // the kernel counts waits for block I/O
     std::vector<ProcEntry> entries; // by pid
@@ -49,38 +50,42 @@ struct ProcSample {
     int64_t accounted_ns = 0;       // CPU time since the last pass that the processes explain
     std::optional<CpuTicks> ticks, ticksBefore;
     uint64_t cores = 0;
-    bool paired() const { return pass > 1; }
 };
 
 class ProcSampler {
     Root root;
     ProcReader reader;
     Listing listing;
-    HeldFile statFile, vmstatFile;
+    HeldFile statFile, loadFile, vmstatFile;
     KeyPlan vmstatPlan;
     Contents text;
     SystemStat stat;
-    std::optional<uint64_t> listedForks; // the machine's count of forks before /proc was listed
-    std::optional<uint64_t> reclaimed;   // the machine's counters of memory that was taken from processes
-    bool clocks = false;                 // of processes are those of /proc
+    std::optional<uint64_t> reclaimed; // the machine's counters of memory that was taken from processes
+    bool clocks = false;               // of processes are those of /proc
+    bool ascending = true;             // new processes have the highest pids
+    bool moreRunnable = false;         // than are known, in the last pass
+    uint64_t lastPids[2] = {};         // that the kernel had given out by the last two passes
     int64_t bootBefore_us = 0;
-    std::vector<int> pids;        // of the last listing
-    std::vector<ProcEntry> next;  // becomes ProcSample::entries
-    std::vector<uint32_t> unused; // free slots
-    std::vector<uint32_t> order;  // working space
+    std::vector<int> pids;                      // of the last listing
+    std::vector<std::optional<uint64_t>> marks; // of `pids`: their clocks
+    std::vector<ProcEntry> next;                // becomes ProcSample::entries
+    std::vector<uint32_t> unused;               // free slots
+    std::vector<uint32_t> order;                // working space
     std::vector<Ran> active;
     std::vector<uint32_t> ranSlots, writers;   // of `active`; of those that wrote in the last 35 s
     int turn = 0, restTurn = 0, stateTurn = 0; // the pids after which the next turn begins
 
     void readMachine(ProcSample& sample);
     bool list(const ProcSample& sample);
+    bool listNew(const ProcSample& sample);
+    void passOver(ProcSample& sample);
+    void readClocks();
     void walk(ProcSample& sample);
 
-    std::optional<uint64_t> markOf(int pid, bool several);
     bool beganSince(const ProcSample& sample, const ProcessStat& own) const;
     void setCpu(ProcSample& sample, Process& process, const ProcessStat& own, std::optional<uint64_t> mark);
     uint32_t newSlot(ProcSample& sample);
-    void visit(ProcSample& sample, int pid, const ProcEntry* old);
+    void visit(ProcSample& sample, int pid, std::optional<uint64_t> mark, const ProcEntry* old);
     void stay(ProcSample& sample, const ProcEntry& old);
     void end(ProcSample& sample, const ProcEntry& entry);
 
@@ -99,7 +104,7 @@ public:
     // group, command and limits. On a small machine earlier: some in each pass.
     static constexpr size_t Turn = 128, RestTurn = 512, LeastInTurn = 4;
     static constexpr size_t Largest = 200;    // whose memory is read in each pass while the kernel takes memory away
-    static constexpr size_t MostStates = 256; // read in a pass in search of those that wait for a CPU
+    static constexpr size_t LeastStates = 64; // read in a pass in search of those that wait for a CPU
     explicit ProcSampler(const Root& where);
     // The same sample each time: it keeps the processes.
     void sample(ProcSample& now);

@@ -99,7 +99,8 @@ void ProcReader::readWait(Process& process) {
 
 // /proc/PID/io has the threads that ended and the children that were waited for; the file of the only thread has
 // neither. A process that once had several threads stays with the first file, because figures of two files are never
-// subtracted from each other.
+// subtracted from each other. As long as there was neither a second thread nor a child both files are the same, and the
+// first one costs less.
 void ProcReader::readIo(Process& process) {
     if (!process.mayReadIo) return;
     if (process.threads > 1 && !process.ioGroup) {
@@ -107,7 +108,7 @@ void ProcReader::readIo(Process& process) {
         if (!process.born) process.before.hasIo = false;
     }
     char file[48] = "io";
-    if (!process.ioGroup) snprintf(file, sizeof file, "task/%d/io", process.pid);
+    if (!process.ioGroup && process.now.children_faults > 0) snprintf(file, sizeof file, "task/%d/io", process.pid);
     const auto answer = read(process.pid, file);
     if (answer == ProcAnswer::Refused) process.mayReadIo = false;
     if (answer != ProcAnswer::Good) return;
@@ -161,10 +162,12 @@ void ProcReader::readCommand(Process& process) {
     process.wantsCommand = process.state == 'D';
     if (process.wantsCommand || process.kernel || process.state == 'Z') return;
     if (read(process.pid, "cmdline", Reading::Whole) != ProcAnswer::Good) return;
-    process.command = parseCommandLine(text.view(), MostCommand);
+    auto command = parseCommandLine(text.view(), MostCommand);
+    if (!command.empty()) process.command = std::move(command); // one that is ending has none
 }
 
 void ProcReader::readLimits(Process& process) {
+    if (process.kernel) return;
     const auto number = [&](const char* file) -> std::optional<int64_t> {
         int64_t value = 0;
         if (read(process.pid, file) != ProcAnswer::Good) return {};
@@ -204,14 +207,17 @@ void ProcReader::readMemory(Process& process, uint32_t pass, int64_t now_us) {
     if (status.uid && process.uid != status.uid) process.uid = status.uid, process.user = userOf(*status.uid);
     process.now.hasSwitches = status.voluntary && status.involuntary && process.threads == 1;
     process.now.voluntary = status.voluntary.value_or(0), process.now.involuntary = status.involuntary.value_or(0);
-    if (!status.rss_kib) return; // a kernel thread, or a process that has ended
+    if (process.kernel) return;
+    // One that is ending has given its memory back.
+    const bool ending = !status.rss_kib;
     const auto sum = [&] { return process.anonymous.value_or(0) + process.swap.value_or(0); };
     const bool first = process.memory_us == 0;
     const uint64_t before = sum();
-    process.rss = *status.rss_kib * Kib;
-    process.anonymous = process.swap = std::nullopt;
-    if (status.anonymous_kib) process.anonymous = *status.anonymous_kib * Kib;
-    if (status.swap_kib) process.swap = *status.swap_kib * Kib;
+    const auto bytes = [&](const std::optional<uint64_t>& kib) {
+        return ending ? std::optional<uint64_t>(0) : kib ? std::optional(*kib * Kib) : std::nullopt;
+    };
+    process.rss = bytes(status.rss_kib);
+    process.anonymous = bytes(status.anonymous_kib), process.swap = bytes(status.swap_kib);
     process.memory_us = now_us;
     if ((first && !process.born) || !process.anonymous) return;
     const auto grown = static_cast<int64_t>(sum()) - static_cast<int64_t>(before);

@@ -120,6 +120,7 @@ public:
     explicit ProcReader(const Root& where);
     bool open() { return directory.isOpen() || directory.open(root.path("/proc").c_str()); }
     const HeldDirectory& processes() const { return directory; }
+    bool blocksCounted() const { return countsBlocks; }
     // Looks again at the kernel's settings and drops groups without processes.
     void renew();
 
