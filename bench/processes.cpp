@@ -20,7 +20,8 @@ struct Busyness {
 };
 // A sample and its rows, kept as the program's loop keeps them.
 struct Pass {
-    ProcSampler sampler{Root()};
+    Helper helper;
+    ProcSampler sampler{Root(), helper};
     ProcSample sample;
     Rows<ProcsRow> all;
     Rows<ProcRow> processes;

@@ -33,8 +33,8 @@ static constexpr Keyed<Reclaim> ReclaimKeys[] = {
 
 static uint64_t ticksPerSecond() { return static_cast<uint64_t>(std::max(getClockTicks(), 1)); }
 
-ProcSampler::ProcSampler(const Root& where)
-    : root(where), reader(where), statFile(where, "/proc/stat"), loadFile(where, "/proc/loadavg"),
+ProcSampler::ProcSampler(const Root& where, Helper& helper)
+    : root(where), reader(where, helper), statFile(where, "/proc/stat"), loadFile(where, "/proc/loadavg"),
       vmstatFile(where, "/proc/vmstat"), clocks(!where.isOther() && cpuClocksMatchProc()) {}
 
 void ProcSampler::readMachine(ProcSample& sample) {
@@ -395,6 +395,10 @@ void ProcSampler::passOver(ProcSample& now) {
     searchRunnable(now);
     refreshLargest(now);
     refresh(now);
+    reader.takeCommands([&](int pid) {
+        const auto* entry = find(now, pid);
+        return entry ? &now.slots[entry->slot] : nullptr;
+    });
     rememberWrites(now);
 }
 

@@ -105,9 +105,11 @@ public:
     static constexpr size_t Turn = 128, RestTurn = 512, LeastInTurn = 4;
     static constexpr size_t Largest = 200;    // whose memory is read in each pass while the kernel takes memory away
     static constexpr size_t LeastStates = 64; // read in a pass in search of those that wait for a CPU
-    explicit ProcSampler(const Root& where);
+    ProcSampler(const Root& where, Helper& helper);
     // The same sample each time: it keeps the processes.
     void sample(ProcSample& now);
     // Those that ran since the last pass, by pid; after the first pass all of them.
     std::span<const Ran> ran() const { return active; }
+    // How many files a right forbade to read so far.
+    uint64_t notAllowed() const { return reader.notAllowed() + text.denied; }
 };

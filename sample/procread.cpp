@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 
-ProcReader::ProcReader(const Root& where) : root(where) {
+ProcReader::ProcReader(const Root& where, Helper& asks) : root(where), helper(asks) {
     page_size = static_cast<uint64_t>(std::max(getPageSize(), 1));
     tick_ns = 1000000000U / static_cast<uint64_t>(std::max(getClockTicks(), 1));
     renew();
@@ -53,6 +53,7 @@ std::optional<uint64_t> ProcReader::runTime(int pid, bool several) {
         if (!readFile(tasks, name, text, Reading::Single)) continue;
         if (const auto schedule = parseSchedule(text.view())) sum += schedule->run_ns;
     }
+    tasks.close();
     return sum;
 }
 
@@ -80,6 +81,7 @@ void ProcReader::readWaits(Process& process) {
         const bool same = old != before.end() && old->tid == tid && old->wait_ns <= schedule->wait_ns;
         sum += schedule->wait_ns - (same ? old->wait_ns : 0);
     }
+    tasks.close();
     std::sort(waits.begin(), waits.end(), [](auto& a, auto& b) { return a.tid < b.tid; });
     before.assign(waits.begin(), waits.end());
     process.now.wait_ns = (known ? process.before.wait_ns : 0) + sum;
@@ -156,14 +158,40 @@ void ProcReader::readGroup(Process& process) {
     if (!process.group || process.group->path != path) process.group = groupOf(path);
 }
 
-// The kernel waits for the lock of the process's memory, which a thread that is blocked can hold. So a process that is
-// blocked is left for later. Another thread of a process with several could hold the lock: that is not asked.
-void ProcReader::readCommand(Process& process) {
-    process.wantsCommand = process.state == 'D';
-    if (process.wantsCommand || process.kernel || process.state == 'Z') return;
-    if (read(process.pid, "cmdline", Reading::Whole) != ProcAnswer::Good) return;
-    auto command = parseCommandLine(text.view(), MostCommand);
+static void setCommand(Process& process, std::string_view text) {
+    auto command = parseCommandLine(text, ProcReader::MostCommand);
     if (!command.empty()) process.command = std::move(command); // one that is ending has none
+}
+
+// The kernel waits for the lock of the process's memory. A process of one thread holds it only while it runs or is
+// blocked; of others any thread can. For these the helper waits.
+void ProcReader::readCommand(Process& process) {
+    if (process.kernel || process.state == 'Z') return;
+    if (process.threads > 1 || process.state == 'D') return askForCommand(process);
+    if (read(process.pid, "cmdline", Reading::Whole) == ProcAnswer::Good) setCommand(process, text.view());
+}
+
+void ProcReader::askForCommand(Process& process) {
+    if (process.asked || asked.size() >= MostAsked) return; // asked again in its turn
+    Question question;
+    question.kind = Question::Kind::File;
+    question.words = {root.path("/proc/" + std::to_string(process.pid) + "/cmdline")};
+    asked.push_back({helper.ask(std::move(question)), process.pid, process.start});
+    process.asked = true;
+}
+
+void ProcReader::takeCommands(const std::function<Process*(int pid)>& find) {
+    std::erase_if(asked, [&](const Asked& one) {
+        Answer answer;
+        const auto state = helper.take(one.ticket, answer);
+        if (state == Helper::State::Queued || state == Helper::State::Asked) return false;
+        if (state == Helper::State::Late) helper.forget(one.ticket);
+        auto* process = find(one.pid);
+        if (!process || process->start != one.start) return true;
+        process->asked = false;
+        if (state == Helper::State::Answered && answer.error == 0) setCommand(*process, answer.text);
+        return true;
+    });
 }
 
 void ProcReader::readLimits(Process& process) {
@@ -272,7 +300,7 @@ void ProcReader::readRan(Process& process, const ProcessStat& stat, uint32_t pas
         readMemory(process, pass, now_us);
     }
     if (settling) readGroup(process);
-    if (settling || process.wantsCommand) readCommand(process);
+    if (settling || (process.command.empty() && !process.kernel)) readCommand(process);
     if (process.fresh) readLimits(process);
     if (process.fresh || process.passes % Often == 0) readDescriptors(process);
 }

@@ -3,10 +3,12 @@
 
 #include "base/door.h"
 #include "base/held.h"
+#include "base/helper.h"
 #include "base/root.h"
 #include "parse/process.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -80,8 +82,8 @@ struct Process {
     bool cpuTicks = false;                        // its CPU time comes from ticks
     uint64_t stack = 0, arguments = 0, flags = 0; // of stat, to notice an exec
     uint64_t statRss = 0;                         // of stat when the memory was read, pages
-    bool wantsCommand = false;
-    std::vector<ThreadWait> waits; // by tid, of several threads
+    bool asked = false;                           // the helper reads its command line
+    std::vector<ThreadWait> waits;                // by tid, of several threads
 };
 
 // Storage bytes that it wrote in this pass, without those that its children had shown as theirs.
@@ -91,6 +93,7 @@ enum class ProcAnswer { Good, Ended, Refused };
 
 class ProcReader {
     Root root;
+    Helper& helper;
     HeldDirectory directory, tasks;
     Listing listing;
     Contents text;
@@ -98,6 +101,12 @@ class ProcReader {
     uint64_t page_size, tick_ns;
     bool countsDescriptors = false, countsBlocks = false;
     std::vector<ThreadWait> waits; // working space
+    struct Asked {
+        Helper::Ticket ticket = 0;
+        int pid = 0;
+        uint64_t start = 0;
+    };
+    std::vector<Asked> asked; // for command lines
     std::map<uint64_t, std::shared_ptr<const std::string>> users;
     std::map<std::string, std::shared_ptr<const ProcGroup>, std::less<>> groups;
 
@@ -106,6 +115,7 @@ class ProcReader {
     void readIo(Process& process);
     void readGroup(Process& process);
     void readCommand(Process& process);
+    void askForCommand(Process& process);
     void readLimits(Process& process);
     void readDescriptors(Process& process);
     void readWait(Process& process);
@@ -117,12 +127,17 @@ public:
     static constexpr size_t MostCommand = 1024;  // bytes that are kept
     static constexpr uint64_t MostThreads = 512; // of a process whose waits are read
     static constexpr uint8_t Settling = 3;       // passes of a new process in which what it is may still change
-    explicit ProcReader(const Root& where);
+    static constexpr size_t MostAsked = 256;     // command lines that the helper is asked for at a time
+    ProcReader(const Root& where, Helper& helper);
     bool open() { return directory.isOpen() || directory.open(root.path("/proc").c_str()); }
     const HeldDirectory& processes() const { return directory; }
     bool blocksCounted() const { return countsBlocks; }
     // Looks again at the kernel's settings and drops groups without processes.
     void renew();
+
+    // The answers of the helper. `find` gives the process of a pid; null: there is none.
+    void takeCommands(const std::function<Process*(int pid)>& find);
+    uint64_t notAllowed() const { return text.denied; }
 
     ProcAnswer readStat(int pid, ProcessStat& stat);
     // The time on a CPU of the thread named, or of all threads of a process with several; ns.

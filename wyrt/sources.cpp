@@ -135,8 +135,9 @@ class ProcSource : public Source {
     ProcSample processes;
 
 public:
-    explicit ProcSource(const Root& root) : sampler(root) {}
+    ProcSource(const Root& root, Helper& helper) : sampler(root, helper) {}
     void sample() override { sampler.sample(processes); }
+    uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override {
         processRows(processes, interval.complete, interval.processesTotal, interval.processes, interval.starts,
                     interval.exits);
@@ -174,7 +175,7 @@ static std::unique_ptr<Source> makeFiles(Shared& shared) {
 }
 
 static std::unique_ptr<Source> makeProcesses(Shared& shared) {
-    auto source = std::make_unique<ProcSource>(shared.root);
+    auto source = std::make_unique<ProcSource>(shared.root, shared.helper);
     shared.processes = source.get();
     return source;
 }

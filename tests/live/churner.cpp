@@ -3,6 +3,8 @@
 //     live-churner          threads and loopback connections that start, work for a moment and end; each thread has a
 //                           description in ./desc/PID-TID, as applications write them
 //     live-churner THREADS  this many threads that stay and work a little
+//     live-churner RATE US  processes that use so many microseconds of CPU time and end: so many a second, from three
+//                           parents
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -11,9 +13,12 @@
 #include <thread>
 
 #include <arpa/inet.h>
+#include <csignal>
 #include <netinet/in.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 // Writes the next second as the time, because the thread's start is only known to the second.
@@ -69,7 +74,36 @@ static void live() {
     }
 }
 
+static double seconds(clockid_t clock) {
+    timespec now{};
+    clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+[[noreturn]] static void startShortOnes(double rate, double us) {
+    constexpr int Parents = 3;
+    signal(SIGCHLD, SIG_DFL); // children that nobody waits for would leave no trace
+    for (int i = 1; i < Parents; i++) {
+        if (fork() != 0) continue;
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        break;
+    }
+    const double start = seconds(CLOCK_MONOTONIC);
+    for (double made = 0;; made++) {
+        const double wait = start + made * Parents / rate - seconds(CLOCK_MONOTONIC);
+        if (wait > 0) usleep(static_cast<useconds_t>(wait * 1e6));
+        if (fork() == 0) {
+            while (seconds(CLOCK_PROCESS_CPUTIME_ID) * 1e6 < us) {
+            }
+            _exit(0);
+        }
+        while (waitpid(-1, nullptr, WNOHANG) > 0) {
+        }
+    }
+}
+
 int main(int argc, char** argv) {
+    if (argc > 2) startShortOnes(atof(argv[1]), atof(argv[2]));
     if (argc > 1) {
         for (int i = atoi(argv[1]); i > 1; i--) std::thread(stay).detach();
         stay();

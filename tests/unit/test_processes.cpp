@@ -24,11 +24,12 @@ struct Result {
     const ProcsRow& total() const { return all.rows.at(0); }
 };
 // A machine with a sampler that has taken its first sample. Each step takes a second.
-struct Watched {
+struct Watching {
     Made made;
-    ProcSampler sampler{Root()};
+    Helper helper;
+    ProcSampler sampler{Root(), helper};
     ProcSample sample;
-    explicit Watched(const std::string& lines) : made("boot 100\n" + lines) { sampler.sample(sample); }
+    explicit Watching(const std::string& lines) : made("boot 100\n" + lines) { sampler.sample(sample); }
     Result next(bool complete = false) {
         made.step();
         sampler.sample(sample);
@@ -47,7 +48,7 @@ TEST(ProcessRows, WhatRan) {
     const MadeProcess idle{.pid = 7}, busy{.pid = 100};
     auto later = busy;
     later.cpu_ns += 250000000, later.user += 20, later.system += 5, later.write_bytes = 4096;
-    Watched machine(MadeTicks().text() + busy.text() + idle.text() + "step 1\n" + later.text());
+    Watching machine(MadeTicks().text() + busy.text() + idle.text() + "step 1\n" + later.text());
     ASSERT_EQ(machine.sampler.ran().size(), 2U); // the first sample has all
     EXPECT_EQ(machine.sampler.ran()[0].pid, 7);
     EXPECT_TRUE(machine.sampler.ran()[0].fresh);
@@ -94,7 +95,8 @@ TEST(ProcessRows, WhatRan) {
 
 TEST(ProcessRows, NothingBeforeTheSecondSample) {
     Made made(MadeTicks().text() + MadeProcess().text());
-    ProcSampler sampler{Root()};
+    Helper helper;
+    ProcSampler sampler{Root(), helper};
     ProcSample sample;
     sampler.sample(sample);
     Result result;
@@ -104,14 +106,14 @@ TEST(ProcessRows, NothingBeforeTheSecondSample) {
 }
 
 TEST(ProcessRows, WithoutProc) {
-    Watched machine("step 1\n" + MadeProcess().text() + "step 2\n");
+    Watching machine("step 1\n" + MadeProcess().text() + "step 2\n");
     EXPECT_TRUE(machine.sampler.ran().empty());
     EXPECT_FALSE(machine.next().all.sampled); // there is nothing to compare it with
     EXPECT_TRUE(machine.next().all.sampled);
 }
 
 TEST(ProcessRows, TheFirstIntervalOfALogHasAll) {
-    Watched machine(MadeTicks().text() + MadeProcess{.pid = 7}.text() + "step 1\nstep 2\n");
+    Watching machine(MadeTicks().text() + MadeProcess{.pid = 7}.text() + "step 1\nstep 2\n");
     const auto first = machine.next(true);
     ASSERT_EQ(first.processes.rows.size(), 1U);
     const auto& row = first.processes.rows[0];
@@ -134,7 +136,7 @@ TEST(ProcessRows, BornItsCountersAreItsAmounts) {
                             .user = 2,
                             .system = 1,
                             .write_bytes = 512};
-    Watched machine(MadeTicks().text() + MadeProcess{.pid = 100}.text() + "step 1\n" + child.text());
+    Watching machine(MadeTicks().text() + MadeProcess{.pid = 100}.text() + "step 1\n" + child.text());
     const auto result = machine.next();
     const auto* row = result.find(200);
     ASSERT_TRUE(row);
@@ -158,8 +160,8 @@ TEST(ProcessRows, BornItsCountersAreItsAmounts) {
 }
 
 TEST(ProcessRows, OneThatWasHiddenIsNotBorn) {
-    Watched machine(MadeTicks().text() + MadeProcess{.pid = 100}.text() + "step 1\n" +
-                    MadeProcess{.pid = 200, .start = 50}.text());
+    Watching machine(MadeTicks().text() + MadeProcess{.pid = 100}.text() + "step 1\n" +
+                     MadeProcess{.pid = 200, .start = 50}.text());
     const auto result = machine.next();
     const auto* row = result.find(200);
     ASSERT_TRUE(row);
@@ -171,7 +173,7 @@ TEST(ProcessRows, OneThatWasHiddenIsNotBorn) {
 TEST(ProcessRows, AReusedPidIsAnotherProcess) {
     const MadeProcess old{.pid = 200, .name = "old", .cpu_ns = 9000000000},
         other{.pid = 200, .name = "new", .start = 10020, .cpu_ns = 5000000};
-    Watched machine(MadeTicks().text() + old.text() + "step 1\n" + other.text());
+    Watching machine(MadeTicks().text() + old.text() + "step 1\n" + other.text());
     const auto result = machine.next();
     const auto* row = result.find(200);
     ASSERT_TRUE(row);
@@ -192,7 +194,7 @@ TEST(ProcessRows, WhatChildrenHadBeforeIsTheirs) {
     const MadeProcess shell{.pid = 100}, job{.pid = 200, .parent = 100, .cpu_ns = 700000000};
     auto waited = shell; // it has waited for the job, which had 100 ms more, and for others
     waited.cpu_ns += 1000000, waited.children = 90, waited.children_faults = 50;
-    Watched machine(MadeTicks().text() + shell.text() + job.text() + "step 1\n" + gone(200) + waited.text());
+    Watching machine(MadeTicks().text() + shell.text() + job.text() + "step 1\n" + gone(200) + waited.text());
     const auto result = machine.next();
     const auto* row = result.find(100);
     ASSERT_TRUE(row);
@@ -207,8 +209,8 @@ TEST(ProcessRows, ChildrenOfAParentThatEndedToo) {
         job{.pid = 200, .parent = 150, .cpu_ns = 700000000};
     auto waited = top;
     waited.cpu_ns += 1, waited.children = 81, waited.children_faults = 50;
-    Watched machine(MadeTicks().text() + top.text() + shell.text() + job.text() + "step 1\n" + gone(150) + gone(200) +
-                    waited.text());
+    Watching machine(MadeTicks().text() + top.text() + shell.text() + job.text() + "step 1\n" + gone(150) + gone(200) +
+                     waited.text());
     EXPECT_EQ(machine.next().find(100)->children_us, 10000U);
 }
 
@@ -216,7 +218,7 @@ TEST(ProcessRows, OrphansHaveAnotherParent) {
     const MadeProcess shell{.pid = 100}, orphan{.pid = 200, .parent = 100};
     auto adopted = orphan;
     adopted.parent = 1;
-    Watched machine(MadeTicks().text() + shell.text() + orphan.text() + "step 1\n" + gone(100) + adopted.text());
+    Watching machine(MadeTicks().text() + shell.text() + orphan.text() + "step 1\n" + gone(100) + adopted.text());
     const auto result = machine.next();
     const auto* row = result.find(200);
     ASSERT_TRUE(row);
@@ -229,7 +231,7 @@ TEST(ProcessRows, FiguresOfSeveralThreadsHaveThoseOfChildren) {
     const MadeProcess server{.pid = 100, .threads = 3}, child{.pid = 200, .parent = 100, .write_bytes = 5000};
     auto waited = server; // 5,000 of the child, 700 of it unseen, 300 of its own
     waited.cpu_ns += 1000000, waited.group_write_bytes = 6000, waited.children_faults = 9;
-    Watched machine(MadeTicks().text() + server.text() + child.text() + "step 1\n" + gone(200) + waited.text());
+    Watching machine(MadeTicks().text() + server.text() + child.text() + "step 1\n" + gone(200) + waited.text());
     const auto result = machine.next();
     const auto* row = result.find(100);
     ASSERT_TRUE(row);
@@ -245,7 +247,7 @@ TEST(ProcessRows, FiguresOfTwoFilesAreNotSubtracted) {
     auto several = one, later = one;
     several.threads = 2, several.cpu_ns += 1, several.group_write_bytes = 500;
     later = several, later.cpu_ns += 1, later.threads = 1, later.group_write_bytes = 600;
-    Watched machine(MadeTicks().text() + one.text() + "step 1\n" + several.text() + "step 2\n" + later.text());
+    Watching machine(MadeTicks().text() + one.text() + "step 1\n" + several.text() + "step 2\n" + later.text());
     EXPECT_FALSE(machine.next().find(100)->write_bytes);
     EXPECT_EQ(machine.next().find(100)->write_bytes, 100U);
 }
@@ -256,7 +258,7 @@ TEST(ProcessRows, AWaitIsBookedWhileItLasts) {
     MadeProcess ready{.pid = 100, .state = 'R', .wait_ns = 1000};
     auto ran = ready;
     ran.cpu_ns += 1000000, ran.wait_ns = 2500000000; // the kernel books the whole wait when it ends
-    Watched machine(MadeTicks().text() + ready.text() + "step 1\nstep 2\nstep 3\n" + ran.text());
+    Watching machine(MadeTicks().text() + ready.text() + "step 1\nstep 2\nstep 3\n" + ran.text());
     for (int i = 0; i < 2; i++) {
         const auto result = machine.next();
         const auto* row = result.find(100);
@@ -273,7 +275,7 @@ TEST(ProcessRows, WaitsOfThreads) {
     MadeProcess before{.pid = 100, .threads = 3, .wait_ns = 1000000}; // each
     auto now = before;
     now.cpu_ns += 1, now.threads = 4, now.wait_ns = 3000000; // one is new
-    Watched machine(MadeTicks().text() + before.text() + "step 1\n" + now.text());
+    Watching machine(MadeTicks().text() + before.text() + "step 1\n" + now.text());
     EXPECT_EQ(machine.next().find(100)->wait_us, 3 * 2000U + 3000U);
 }
 
@@ -281,13 +283,13 @@ TEST(ProcessRows, TheFirstThreadGetsCompany) {
     MadeProcess before{.pid = 100, .wait_ns = 1000000};
     auto now = before;
     now.cpu_ns += 1, now.threads = 2, now.wait_ns = 5000000;
-    Watched machine(MadeTicks().text() + before.text() + "step 1\n" + now.text());
+    Watching machine(MadeTicks().text() + before.text() + "step 1\n" + now.text());
     EXPECT_EQ(machine.next().find(100)->wait_us, 4000U + 5000U);
 }
 
 TEST(ProcessRows, OneThatWasWokenAndDoesNotRunIsSearchedFor) {
     MadeProcess asleep{.pid = 100}, woken{.pid = 100, .state = 'R'};
-    Watched machine(MadeTicks{.running = 1}.text() + asleep.text() + "step 1\n" + woken.text() + "step 2\nstep 3\n");
+    Watching machine(MadeTicks{.running = 1}.text() + asleep.text() + "step 1\n" + woken.text() + "step 2\nstep 3\n");
     machine.next();
     EXPECT_EQ(machine.next().find(100)->wait_us, 1000000U);
 }
@@ -297,7 +299,7 @@ TEST(ProcessRows, WaitsThatTheKernelDoesNotCount) {
     auto now = before;
     now.cpu_ns += 1;
     const std::string none = "gone /proc/100/schedstat\n";
-    Watched machine(MadeTicks().text() + before.text() + none + "step 1\n" + now.text() + none);
+    Watching machine(MadeTicks().text() + before.text() + none + "step 1\n" + now.text() + none);
     const auto result = machine.next();
     EXPECT_FALSE(result.find(100)->wait_us);
     EXPECT_EQ(result.find(100)->cpu_us, 0U);
@@ -319,7 +321,7 @@ TEST(ProcessRows, MemoryIsReadWhenFaultsMoved) {
     quiet.cpu_ns += 1000, grown.cpu_ns += 1000;
     // Others take the turn.
     for (int pid = 1000; pid < 1100; pid++) lines = MadeProcess{.pid = pid}.text() + lines;
-    Watched machine(lines + "step 4\n" + quiet.text() + "step 5\n" + grown.text());
+    Watching machine(lines + "step 4\n" + quiet.text() + "step 5\n" + grown.text());
     for (int i = 1; i <= 3; i++) machine.next();
     auto result = machine.next();
     const auto* row = result.find(100);
@@ -347,8 +349,8 @@ TEST(ProcessRows, TheLargestAreReadWhileMemoryIsTaken) {
     swapped.anonymous_kib = 500000, swapped.swap_kib = 300000, swapped.rss_kib = 600000;
     std::string lines;
     for (int pid = 1000; pid < 1100; pid++) lines += MadeProcess{.pid = pid}.text();
-    Watched machine(vmstat(5) + MadeTicks().text() + lines + large.text() + "step 1\n" + swapped.text() + "step 2\n" +
-                    vmstat(9));
+    Watching machine(vmstat(5) + MadeTicks().text() + lines + large.text() + "step 1\n" + swapped.text() + "step 2\n" +
+                     vmstat(9));
     // Its turn has not come when nothing is taken away: the first four have had it.
     machine.next();
     const auto result = machine.next(true);
@@ -363,7 +365,7 @@ TEST(ProcessRows, LevelsAreReadInTurn) {
     MadeProcess idle{.pid = 100};
     auto later = idle;
     later.nice = 10, later.anonymous_kib = 1000, later.group = "/user.slice/user-0.slice/session-3.scope";
-    Watched machine(MadeTicks().text() + idle.text() + "step 1\n" + later.text() + "step 2\n");
+    Watching machine(MadeTicks().text() + idle.text() + "step 1\n" + later.text() + "step 2\n");
     const auto result = machine.next();
     const auto* row = result.find(100);
     ASSERT_TRUE(row);
@@ -380,7 +382,7 @@ TEST(ProcessRows, OneThatIsEndingHasGivenItsMemoryBack) {
     zombie.cpu_ns += 1, zombie.state = 'Z', zombie.rss_kib = 0;
     const std::string status =
         "file /proc/100/status <<END\nName:\tworker\nUid:\t0\t0\t0\t0\nEND\ntext /proc/100/cmdline \"\"\n";
-    Watched machine(MadeTicks().text() + before.text() + "step 1\n" + zombie.text() + status);
+    Watching machine(MadeTicks().text() + before.text() + "step 1\n" + zombie.text() + status);
     const auto result = machine.next();
     const auto* row = result.find(100);
     ASSERT_TRUE(row);
@@ -395,7 +397,7 @@ TEST(ProcessRows, TheFirstThreadEndedBeforeTheOthers) {
     const MadeProcess before{.pid = 100, .state = 'Z', .threads = 3};
     auto now = before;
     now.cpu_ns += 5000;
-    Watched machine(MadeTicks().text() + before.text() + "step 1\n" + now.text());
+    Watching machine(MadeTicks().text() + before.text() + "step 1\n" + now.text());
     const auto result = machine.next();
     EXPECT_EQ(result.find(100)->cpu_us, 5U);
     EXPECT_EQ(result.total().zombies, 0U);
@@ -405,7 +407,7 @@ TEST(ProcessRows, KernelThreads) {
     MadeProcess before{.pid = 2, .parent = 0, .name = "kworker/0:1-events", .state = 'I', .flags = 0x200040};
     auto now = before;
     now.cpu_ns += 7000, now.name = "kworker/0:1-mm_percpu_wq";
-    Watched machine(MadeTicks().text() + before.text() + "step 1\n" + now.text());
+    Watching machine(MadeTicks().text() + before.text() + "step 1\n" + now.text());
     const auto result = machine.next();
     const auto* row = result.find(2);
     ASSERT_TRUE(row);
@@ -423,7 +425,7 @@ TEST(ProcessRows, AnotherProgram) {
     auto job = fork, again = fork;
     job.cpu_ns += 1, job.flags = 0x400000, job.name = "sh", job.command = "job --fast", job.group = "/jobs/one";
     again = job, again.cpu_ns += 1, again.stack = 0x7ffd00000000, again.command = "job --again";
-    Watched machine(MadeTicks().text() + fork.text() + "step 1\n" + job.text() + "step 2\n" + again.text());
+    Watching machine(MadeTicks().text() + fork.text() + "step 1\n" + job.text() + "step 2\n" + again.text());
     auto result = machine.next();
     EXPECT_EQ(result.find(100)->command, "job --fast");
     EXPECT_EQ(result.find(100)->cgroup, "/jobs/one");
@@ -435,21 +437,37 @@ TEST(ProcessRows, AnotherProgram) {
     EXPECT_TRUE(result.starts.rows.empty()); // it is the same process
 }
 
-TEST(ProcessRows, ABlockedProcessIsNotAskedForItsCommand) {
-    MadeProcess blocked{.pid = 100, .state = 'D'}, awake{.pid = 100, .cpu_ns = 1000000001};
-    Watched machine(MadeTicks().text() + blocked.text() + "step 1\nstep 2\n" + awake.text());
-    auto result = machine.next();
-    ASSERT_TRUE(result.find(100)); // it is blocked still
+TEST(ProcessRows, TheHelperReadsWhatMayBlock) {
+    const MadeProcess blocked{.pid = 100, .state = 'D'}, several{.pid = 200, .threads = 2, .command = "many threads"};
+    auto awake = blocked;
+    awake.cpu_ns++, awake.state = 'S';
+    Watching machine("hang /proc/100/cmdline\n" + MadeTicks().text() + blocked.text() + several.text() +
+                     "step 1\nstep 2\nstep 3\nstep 4\n" + awake.text());
+    EXPECT_NE(machine.made.log().find("helper"), std::string::npos);
+    auto result = machine.next(true);
     EXPECT_EQ(result.find(100)->command, "");
+    EXPECT_EQ(result.find(100)->state, 'D');
     EXPECT_EQ(result.total().blocked, 1U);
+    machine.next(); // the other question waits until the first one is given up
+    EXPECT_EQ(machine.next(true).find(200)->command, "many threads");
     EXPECT_EQ(machine.next().find(100)->command, "/usr/bin/worker --all");
+}
+
+TEST(ProcessRows, AnAnswerForAProcessThatEnded) {
+    const MadeProcess several{.pid = 200, .threads = 2},
+        other{.pid = 200, .start = 10050, .cpu_ns = 5000000, .threads = 1, .command = "other"};
+    Watching machine("answerafter 1500 /proc/200/cmdline\n" + MadeTicks().text() + several.text() + "step 1\n" +
+                     gone(200) + other.text() + "step 2\nstep 3\n");
+    EXPECT_EQ(machine.next().find(200)->command, "other");
+    machine.next();
+    EXPECT_EQ(machine.next(true).find(200)->command, "other");
 }
 
 TEST(ProcessRows, HostileNames) {
     const MadeProcess before{.pid = 100, .name = "a) R 1 2 (3\\n,\"", .command = "x\x1b[2J,\xff"};
     auto now = before;
     now.cpu_ns += 1000;
-    Watched machine(MadeTicks().text() + before.text() + "step 1\n" + now.text());
+    Watching machine(MadeTicks().text() + before.text() + "step 1\n" + now.text());
     const auto result = machine.next();
     const auto* row = result.find(100);
     ASSERT_TRUE(row);
@@ -477,7 +495,7 @@ TEST(ProcessRows, UnitsAndContainers) {
         process.cpu_ns++;
         then += process.text();
     }
-    Watched machine(first + then);
+    Watching machine(first + then);
     const auto result = machine.next();
     for (auto& group : groups)
         EXPECT_EQ(result.find(strtoull(group.pid, nullptr, 10))->unit, group.unit) << group.group;
@@ -490,7 +508,7 @@ TEST(ProcessRows, AnOrdinaryUser) {
     auto now = before;
     now.cpu_ns += 2000;
     const std::string refused = "fail open /proc/100/io EACCES\nuser 1000 alice\n";
-    Watched machine(MadeTicks().text() + before.text() + refused + "step 1\n" + now.text());
+    Watching machine(MadeTicks().text() + before.text() + refused + "step 1\n" + now.text());
     const auto result = machine.next();
     const auto* row = result.find(100);
     ASSERT_TRUE(row);
@@ -505,8 +523,8 @@ TEST(ProcessRows, HiddenFiles) { // hidepid=1: the directory is listed, its file
     for (const char* file : {"stat", "status", "io", "schedstat", "cgroup", "cmdline"})
         refused += "fail open /proc/100/" + std::string(file) + " EACCES\n";
     const MadeProcess before{.pid = 100};
-    Watched machine(MadeTicks().text() + before.text() + refused + "step 1\ncpuclock 100 1000500000\nstep 2\n" +
-                    "cpuclock 100 2000\n");
+    Watching machine(MadeTicks().text() + before.text() + refused + "step 1\ncpuclock 100 1000500000\nstep 2\n" +
+                     "cpuclock 100 2000\n");
     auto result = machine.next();
     const auto* row = result.find(100);
     ASSERT_TRUE(row);
@@ -523,8 +541,8 @@ TEST(ProcessRows, WithoutClocks) { // the pids of /proc are those of another nam
     auto later = one, more = several;
     later.cpu_ns += 5000000;
     more.cpu_ns += 8000000, more.user += 3;
-    Watched machine("nocpuclocks\n" + MadeTicks().text() + idle.text() + one.text() + several.text() + "step 1\n" +
-                    later.text() + more.text());
+    Watching machine("nocpuclocks\n" + MadeTicks().text() + idle.text() + one.text() + several.text() + "step 1\n" +
+                     later.text() + more.text());
     const auto result = machine.next();
     EXPECT_FALSE(result.find(50));
     EXPECT_EQ(result.find(100)->cpu_us, 5000U);
@@ -536,7 +554,7 @@ TEST(ProcessRows, WithoutClocksAThreadJoins) {
     MadeProcess one{.pid = 100};
     auto several = one;
     several.threads = 2, several.cpu_ns += 10000000, several.user += 1;
-    Watched machine("nocpuclocks\n" + MadeTicks().text() + one.text() + "step 1\n" + several.text());
+    Watching machine("nocpuclocks\n" + MadeTicks().text() + one.text() + "step 1\n" + several.text());
     EXPECT_EQ(machine.next().find(100)->cpu_us, 10000U);
 }
 
@@ -545,8 +563,8 @@ TEST(ProcessRows, WithoutClocksAndSchedstat) {
     MadeProcess idle{.pid = 100}, busy{.pid = 200};
     auto later = busy;
     later.user += 7;
-    Watched machine("nocpuclocks\n" + MadeTicks().text() + idle.text() + busy.text() + none + "step 1\n" +
-                    later.text() + none);
+    Watching machine("nocpuclocks\n" + MadeTicks().text() + idle.text() + busy.text() + none + "step 1\n" +
+                     later.text() + none);
     const auto result = machine.next();
     EXPECT_FALSE(result.find(100));
     EXPECT_EQ(result.find(200)->cpu_us, 70000U);
@@ -558,7 +576,7 @@ TEST(ProcessRows, WhatTheMachineUsed) {
     const MadeTicks before;
     auto now = before;
     now.idle += 60, now.iowait += 10, now.irq += 2, now.softirq += 3, now.user += 25; // of 100 ticks
-    Watched machine(before.text() + MadeProcess().text() + "step 1\n" + now.text());
+    Watching machine(before.text() + MadeProcess().text() + "step 1\n" + now.text());
     const auto result = machine.next();
     EXPECT_EQ(result.total().used_us, 300000U);
     EXPECT_EQ(result.total().irq_us, 50000U);
@@ -568,8 +586,8 @@ TEST(ProcessRows, BlockDelayWhereTheKernelCountsIt) {
     MadeProcess before{.pid = 100};
     auto now = before;
     now.cpu_ns += 1, now.block = 7;
-    Watched machine("file /proc/sys/kernel/task_delayacct <<END\n1\nEND\n" + MadeTicks().text() + before.text() +
-                    "step 1\n" + now.text());
+    Watching machine("file /proc/sys/kernel/task_delayacct <<END\n1\nEND\n" + MadeTicks().text() + before.text() +
+                     "step 1\n" + now.text());
     EXPECT_EQ(machine.next().find(100)->block_us, 70000U);
 }
 
@@ -579,7 +597,7 @@ TEST(ProcessRows, WrittenInTheLast35Seconds) {
     writer.cpu_ns++, writer.write_bytes = 1000;
     lines += writer.text();
     for (int i = 2; i <= 50; i++) lines += "step " + std::to_string(i) + "\n";
-    Watched machine(lines);
+    Watching machine(lines);
     for (int second = 0; second <= 35; second++) {
         const auto result = machine.next();
         ASSERT_TRUE(result.find(100)) << second;
@@ -599,7 +617,7 @@ TEST(ProcessRows, NewPidsAreLookedForWithoutTheDirectory) {
     // A number that was not given out in order is found when the directory is read.
     lines += "step 2\n" + last(303) + MadeProcess{.pid = 90, .start = 10150}.text() + gone(302);
     for (int i = 3; i < 20; i++) lines += "step " + std::to_string(i) + "\n";
-    Watched machine(lines);
+    Watching machine(lines);
     EXPECT_TRUE(machine.next().find(302));
     const auto result = machine.next();
     EXPECT_EQ(result.exits.rows.size(), 1U);
@@ -624,7 +642,7 @@ TEST(ProcessRows, SumsOfManySteps) {
         lines +=
             MadeProcess{.pid = 1, .parent = 0, .cpu_ns = cpu, .children_faults = children, .children = children}.text();
     }
-    Watched machine(lines);
+    Watching machine(lines);
     for (int step = 1; step <= 30; step++) {
         const auto result = machine.next();
         uint64_t sum = 0;

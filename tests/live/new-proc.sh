@@ -1,0 +1,133 @@
+#!/usr/bin/env bash
+# The processes of `wyrt record` on this kernel: what ps and the kernel's own counters say of the same ones, that
+# CPU time is accounted for under two thousand short processes a second, and what is seen with fewer rights.
+set -u
+# shellcheck source=tests/live/common.bash
+. "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
+export LC_ALL=C
+
+wyrt=${WYRT:?WYRT must name the program}
+churner=${wyrt%/*}/live-churner
+sandbox=$(mktemp -d) || exit 1
+chmod 755 "$sandbox"
+started=()
+trap '[ ${#started[@]} -gt 0 ] && kill -KILL "${started[@]}" 2>/dev/null; rm -rf "$sandbox"' EXIT
+cd "$sandbox" || exit 1
+
+# cells FILE KIND FIELD... : these fields of the log's lines of a kind, by the names of its head, separated by tabs.
+cells() {
+    awk -F, -v kind="$2" -v names="${*:3}" '
+        $1 == "#" kind { for (i = 1; i <= NF; i++) at[$i] = i; n = split(names, wanted, " ") }
+        $1 == kind { for (i = 1; i <= n; i++) printf "%s%s", $at[wanted[i]], i < n ? "\t" : "\n" }' "$1"
+}
+ticks() { awk '{ sub(/.*\) /, ""); print $12 + $13 }' "/proc/$1/stat"; }
+
+# --- The same as ps and the kernel say
+
+sleep 300 & # one that does nothing
+idle=$!
+"$churner" 1 & # one that works a little all the time
+busy=$!
+started+=("$idle" "$busy")
+sleep 0.2
+ps -e -o pid= | sort >ps-before
+ticks_before=$(ticks "$busy")
+"$wyrt" record file -i 500ms -c 4 -o log 2>errors
+ticks_after=$(ticks "$busy")
+ps -e -o pid= | sort >ps-after
+
+why=
+[ -s errors ] && why="record said $(head -n 1 errors)"
+first=$(cells log PROCS time | head -n 1)
+cells log PROC time pid | awk -v first="$first" '$1 == first { printf "%d\n", $2 }' | sort >seen
+missed=$(awk '{ print $1 }' ps-before ps-after | sort | uniq -d | grep -vxFf seen | head -n 3 | tr '\n' ' ')
+[ -z "$missed" ] || why="not in the first interval: $missed"
+verdict 'new-proc: every process that ps shows' "$why"
+
+why=
+read -ra fields < <(cells log PROC pid ppid uid nice threads name | awk -v pid="$idle" '$1 == pid { $1 = ""; print; exit }')
+read -ra expected < <(ps -o ppid=,uid=,ni=,nlwp=,comm= -p "$idle")
+[ "${fields[*]}" = "${expected[*]}" ] || why="it has ${fields[*]}, ps ${expected[*]}"
+(($(cells log PROC pid | grep -cx "$idle") == 1)) || why='an idle process has rows after the first interval'
+verdict 'new-proc: an idle process as ps shows it, once' "$why"
+
+# The kernel's ticks of the same time, and a tick at each end. The record begins after the first and ends before the
+# second reading.
+why=
+used=$(cells log PROC pid cpu | awk -v pid="$busy" '$1 == pid { sum += $2 } END { print int(sum / 10000) }')
+most=$((ticks_after - ticks_before + 2))
+((used <= most && used * 10 >= most * 6)) || why="$used ticks, the kernel $((ticks_after - ticks_before))"
+verdict 'new-proc: CPU time of a process' "$why"
+
+# --- Accounting
+
+# accounted NAME LOG: at least 98 % in every interval with a second of CPU time.
+accounted() {
+    local why=
+    cells "$2" PROCS accounted used irq | awk '
+        $2 >= 1e6 { share = ($1 + $3) / $2; if (n++ == 0 || share < least) least = share }
+        END { if (!n) print "no interval with a second of CPU time"; else if (least < 0.98) printf "only %.1f %%\n", least * 100 }' >verdict
+    why=$(cat verdict)
+    verdict "$1" "$why"
+}
+
+"$churner" 2000 300 &
+started+=($!)
+sleep 1
+"$wyrt" record file -i 2s -c 3 -o churn 2>errors
+accounted 'new-proc: accounted for under 2,000 short processes a second' churn
+why=
+children=$(cells churn PROC name children | awk '$1 == "live-churner" { sum += $2 } END { print int(sum / 1000) }')
+((children >= 1000)) || why="only $children ms of the children are their parents'"
+verdict 'new-proc: what lived and died between two samples is its parents' "$why"
+
+# as_nobody COMMAND...
+as_nobody() { setpriv --reuid=65534 --regid=65534 --clear-groups "$@"; }
+if ((EUID == 0)) && as_nobody true 2>/dev/null && as_nobody test -x "$wyrt"; then
+    as_nobody "$wyrt" record file -i 2s -c 3 >nobody 2>errors
+    accounted 'new-proc: the same as an ordinary user' nobody
+    why=
+    cells nobody PROCS without_io | awk '$1 == 0 { exit 1 }' || why='the figures of others could be read'
+    verdict 'new-proc: an ordinary user is not given the I/O of others' "$why"
+else
+    echo 'skip new-proc: the same as an ordinary user: no other user can be taken'
+fi
+kill -KILL "${started[@]}" 2>/dev/null
+wait "${started[@]}" 2>/dev/null
+started=()
+
+# --- With less
+
+if (ulimit -n 24 && "$wyrt" record file -i 100ms -c 3 >few 2>errors); then
+    why=
+    [ "$(cells few PROCS processes | awk '$1 > 2' | wc -l)" = 3 ] || why='no processes'
+else
+    why="status $?: $(head -n 1 errors)"
+fi
+verdict 'new-proc: with room for 24 descriptors' "$why"
+
+if unshare --pid --fork true 2>/dev/null; then # the /proc of the host, in which its pids are others
+    # shellcheck disable=SC2016
+    unshare --pid --fork --kill-child bash -c '
+        (while :; do :; done) &
+        "$0" record file -i 300ms -c 4
+        kill -KILL $!' "$wyrt" >other 2>errors
+    why=
+    most=$(cells other PROC name cpu | awk '$1 == "bash" && $2 > most { most = $2 } END { print int(most) }')
+    ((most > 10000)) || why="a loop of the shell used $most us"
+    verdict 'new-proc: in a pid namespace with the /proc of the host' "$why"
+else
+    echo 'skip new-proc: in a pid namespace with the /proc of the host: none can be made'
+fi
+
+if ((EUID == 0)) && unshare --mount mount -t proc -o hidepid=2 proc /proc 2>/dev/null; then
+    # shellcheck disable=SC2016
+    unshare --mount bash -c 'mount -t proc -o hidepid=2 proc /proc &&
+        setpriv --reuid=65534 --regid=65534 --clear-groups "$0" record file -i 200ms -c 3' "$wyrt" >hidden 2>errors
+    why=
+    cells hidden PROC uid | awk '$1 != 65534 { exit 1 }' || why='a process of another user'
+    [ "$(cells hidden PROCS processes | wc -l)" = 3 ] || why="no intervals: $(head -n 1 errors)"
+    verdict 'new-proc: where the processes of others are hidden' "$why"
+else
+    echo 'skip new-proc: where the processes of others are hidden: /proc cannot be mounted so'
+fi
