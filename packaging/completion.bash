@@ -3,13 +3,14 @@
 
 # A command of the new form: COMP_WORDS[1].
 _wyrt_command() {
-    local areas='cpu cores mem pressure disk volumes fs net proto limits cgroup file self all'
+    local areas='why cpu cores mem pressure disk volumes fs net proto limits cgroup file self all'
     local sorts='busy read write wait queue bytes packets errors cpu mem io throttled pids forward back growth position size'
     local tasks='--help --root'
-    local views='--output --rows --sort --user --pid --command --cgroup --tree --by --partitions'
+    local views='--output --rows --sort --user --pid --command --cgroup --tree --by --limit --partitions'
     local samples='--interval --count'
     local lives='--save --color --scroll'
     local logs='--help --damaged --output'
+    local spans='--since --until'
     local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} words='' logs_too=0
 
     COMPREPLY=()
@@ -22,13 +23,14 @@ _wyrt_command() {
         --color) words='auto always never' ;;
         --by) words='command user unit' ;;
         --sort) words=$sorts ;;
-        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup) return 0 ;;
+        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --since | --until) return 0 ;;
         *)
             case $command in
                 live) words="$tasks $views $samples $lives" ;;
                 record) words="$tasks $views $samples" ;;
                 check) words=$tasks ;;
                 show) words="$logs ${views#--output } --color" ;;
+                why) words="$logs $spans --limit --color" ;;
                 info) words=$logs ;;
             esac
             [[ $cur == -* ]] || words=operands
@@ -36,8 +38,8 @@ _wyrt_command() {
     esac
     if [[ $words == operands ]]; then
         words=$areas
-        [[ $command == info ]] && words=''
-        [[ $command == show || $command == info ]] && logs_too=1
+        [[ $command == info || $command == why ]] && words=''
+        [[ $command == show || $command == info || $command == why ]] && logs_too=1
     fi
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
     if ((logs_too)); then
@@ -48,7 +50,7 @@ _wyrt_command() {
 }
 
 _wyrt() {
-    local commands='live record check show info'
+    local commands='live record check show why info'
     local flags='h e v H a b B V Z k f F S m t r'
     local valued='c s i I C T R g G p P o n d'
     local words='io time mem none ps'

@@ -51,13 +51,14 @@ struct WhoRow {
     std::optional<uint64_t> pid;        // of a process
     std::optional<uint64_t> start;      // as in PROC
     std::string role;                   // what of it: "children"; empty: itself
-    std::string name;                   // of the process, the group, or of what cannot be named: "36 others"
+    std::string name;                   // of the process, the group, or of what cannot be named
     std::string user, unit;             // unit: systemd unit, container or pod
     std::string cgroup;                 // path of its group
     uint64_t amount = 0;                // its part of the finding's total
     std::optional<uint64_t> descriptor; // of the file that it moved most
     std::string path;                   // of this file, or the filesystem
     std::string evidence;               // what it did, in words
+    uint64_t count = 1;                 // of processes like it, which have done this together; the first is named
 };
 inline constexpr auto WhoKind = kind<WhoRow>(
     "WHO", id("rank", &WhoRow::rank), id("resource", &WhoRow::resource), id("object", &WhoRow::object),
@@ -65,7 +66,7 @@ inline constexpr auto WhoKind = kind<WhoRow>(
     level("pid", "", &WhoRow::pid), level("start", "", &WhoRow::start), label("role", &WhoRow::role),
     label("name", &WhoRow::name), label("user", &WhoRow::user), label("unit", &WhoRow::unit),
     label("cgroup", &WhoRow::cgroup), amount("amount", "", &WhoRow::amount), level("fd", "", &WhoRow::descriptor),
-    label("path", &WhoRow::path), label("evidence", &WhoRow::evidence));
+    label("path", &WhoRow::path), label("evidence", &WhoRow::evidence), level("count", "", &WhoRow::count));
 
 // Who has to wait.
 struct SufferRow {

@@ -11,11 +11,14 @@
 #include "view/proto.h"
 #include "view/self.h"
 #include "view/volumes.h"
+#include "view/why.h"
 
 #include <algorithm>
 
 // clang-format off
 static constexpr Area Areas[] = {
+    {"why",      "what is under pressure, who did it, who suffers, and until when",
+                 "the sources of the other areas", "", false, showWhy},
     {"cpu",      "CPU shares, run queue, switches, interrupts, forks, load",
                  "/proc/stat, /proc/loadavg", "", true, showCpu},
     {"cores",    "the same shares for each core",
@@ -74,8 +77,18 @@ bool hasWord(std::string_view list, std::string_view word) {
     return false;
 }
 
+bool isUsual(std::string_view list) {
+    std::string usual;
+    for (auto& area : Areas)
+        if (area.byDefault) usual.append(usual.empty() ? "" : " ").append(area.word);
+    return list == usual;
+}
+
+bool needsFindings(std::string_view list) { return hasWord(list, "why") || isUsual(list); }
+
 void showInterval(const Interval& interval, const View& view, Page& page) {
     showTop(interval, view, page);
+    if (isUsual(view.asked.areas)) showWhyLine(interval, page);
     for (auto& area : Areas)
         if (hasWord(view.asked.areas, area.word)) area.show(interval, view, page);
     page.line("");

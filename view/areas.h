@@ -35,6 +35,10 @@ const Area* findArea(std::string_view word);
 std::vector<std::string_view> sortWords(std::string_view shown);
 // Whether a list of words with a blank between them has this one.
 bool hasWord(std::string_view list, std::string_view word);
+// Whether a list of words is that of `live` without areas, whose tables begin with a line of findings.
+bool isUsual(std::string_view list);
+// Whether the tables of these areas show findings.
+bool needsFindings(std::string_view list);
 
 // The first line of every interval: host, time, number, elapsed time, size of the machine, own cost.
 void showTop(const Interval& interval, const View& view, Page& page);

@@ -3,6 +3,7 @@
 #include "base/numbers.h"
 #include "view/format.h"
 #include "view/pattern.h"
+#include "why/limits.h"
 
 #include <algorithm>
 #include <string_view>
@@ -17,6 +18,7 @@ static constexpr TableOption Options[] = {
     {"--cgroup",     "PATH",   "groups below this path, and their processes",      &TableWords::cgroup,  nullptr},
     {"--tree",       "",       "processes below their parents",                    nullptr,              &TableWords::tree},
     {"--by",         "WHAT",   "processes added up by command, user or unit",      &TableWords::by,      nullptr},
+    {"--limit",      "NAME=VALUE", "of why, such as disk.wait=50ms; may be repeated", &TableWords::limits,  nullptr, true},
     {"--partitions", "",       "partitions besides whole disks",                   nullptr,              &TableWords::partitions},
 };
 // clang-format on
@@ -78,6 +80,12 @@ std::string takeTableWords(const TableWords& typed, ViewRow& view) {
     if (typed.by && !typed.by->empty() && *typed.by != "command" && *typed.by != "user" && *typed.by != "unit")
         return "--by takes command, user or unit, not " + inQuotes(*typed.by);
     if (typed.tree && typed.by && !typed.by->empty()) return "--tree and --by exclude each other";
+    if (typed.limits) {
+        if (typed.limits->size() > MostText)
+            return "--limit takes at most " + std::to_string(MostText) + " bytes in all";
+        if (auto why = Limits().set(*typed.limits); !why.empty()) return "--limit: " + why;
+        view.limits = *typed.limits;
+    }
     if (typed.by) view.by = *typed.by, view.tree = false;
     if (typed.tree) view.tree = true, view.by.clear();
     view.partitions |= typed.partitions;

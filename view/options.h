@@ -10,6 +10,7 @@
 // The options as they were typed; none: not given.
 struct TableWords {
     std::optional<std::string> rows, sort, user, pid, command, cgroup, by;
+    std::optional<std::string> limits; // with a blank between them
     bool partitions = false, tree = false;
 };
 
@@ -19,6 +20,7 @@ struct TableOption {
     const char* help;
     std::optional<std::string> TableWords::* text; // null: a flag
     bool TableWords::* flag;
+    bool repeated = false; // all that are given count, not only the last
 };
 
 std::span<const TableOption> tableOptions();

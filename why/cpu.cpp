@@ -211,7 +211,7 @@ void judgeQuotas(Scene& scene) {
             const double throttled = percent(number(group.throttled_periods), number(group.periods));
             if (!scene.measure(Rule::QuotaThrottled, "QUOTA", group.path, throttled)) continue;
             finding = &scene.add(Rule::QuotaThrottled, "QUOTA", group.path, throttled, throttled * 0.8);
-            finding->why.figure = "throttled in periods";
+            finding->why.figure = "periods throttled";
         } else if (!group.periods && group.quota && *group.quota > 0 && groups.elapsed_us > 0) {
             const double used = percent(number(group.cpu_us), *group.quota * static_cast<double>(groups.elapsed_us));
             if (!scene.measure(Rule::QuotaUsed, "QUOTA", group.path, used)) continue;

@@ -22,7 +22,8 @@ static void takeNearest(Scene& scene, std::vector<NearRow>& rows) {
     std::stable_sort(all.begin(), all.end(), [](auto& a, auto& b) { return a.share > b.share; });
     for (auto& row : all) {
         if (rows.size() == MostNear) break;
-        if (row.share >= 100) continue; // of a finding that found no room
+        if (row.share >= 100) continue;               // of a finding that found no room
+        if (row.share < 1 && !rows.empty()) continue; // that is no news
         if (scene.has(row.resource, row.object)) continue;
         if (std::any_of(rows.begin(), rows.end(), [&](auto& r) { return r.resource == row.resource; })) continue;
         row.place = rows.size() + 1;
@@ -84,10 +85,12 @@ static bool isObject(const Interval& interval, std::string_view resource, std::s
                        [&](auto& row) { return row.resource == resource && row.object == object; });
 }
 
-static bool isProcess(const Interval& interval, uint64_t pid, uint64_t start) {
-    return isCulprit(interval.who, pid, start) ||
-           std::any_of(interval.suffer.rows.begin(), interval.suffer.rows.end(),
-                       [&](auto& row) { return row.pid == pid && row.start == start; });
+Named::Named(const Interval& judged) : interval(judged) {
+    for (auto& row : judged.who.rows)
+        if (row.pid && row.start) processes.emplace_back(*row.pid, *row.start);
+    for (auto& row : judged.suffer.rows)
+        if (row.pid && row.start) processes.emplace_back(*row.pid, *row.start);
+    std::sort(processes.begin(), processes.end());
 }
 
 static bool isGroup(const Interval& interval, std::string_view path) {
@@ -96,7 +99,9 @@ static bool isGroup(const Interval& interval, std::string_view path) {
                        [&](auto& row) { return row.cgroup == path; });
 }
 
-bool Named::has(const ProcRow& row) const { return isProcess(interval, row.pid, row.start); }
+bool Named::has(const ProcRow& row) const {
+    return std::binary_search(processes.begin(), processes.end(), std::pair(row.pid, row.start));
+}
 
 bool Named::has(const FileRow& row) const {
     return std::any_of(interval.who.rows.begin(), interval.who.rows.end(), [&](auto& who) {
@@ -104,7 +109,9 @@ bool Named::has(const FileRow& row) const {
     });
 }
 
-bool Named::has(const ChurnRow& row) const { return isCulprit(interval.who, row.parent, row.parent_start); }
+bool Named::has(const ChurnRow& row) const {
+    return std::binary_search(processes.begin(), processes.end(), std::pair(row.parent, row.parent_start));
+}
 bool Named::has(const CgroupRow& row) const { return isGroup(interval, row.path); }
 bool Named::has(const CgroupIoRow& row) const { return isGroup(interval, row.path); }
 bool Named::has(const DiskRow& row) const { return isObject(interval, "DISK", row.name); }

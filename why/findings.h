@@ -4,6 +4,9 @@
 #include "record/interval.h"
 #include "why/limits.h"
 
+#include <utility>
+#include <vector>
+
 struct Findings {
     std::vector<WhyRow> why;
     std::vector<WhoRow> who;
@@ -21,9 +24,10 @@ bool isJudged(const Interval& interval);
 // What the findings of an interval name. A row that is named is never left out.
 class Named {
     const Interval& interval;
+    std::vector<std::pair<uint64_t, uint64_t>> processes; // pid and start, in order
 
 public:
-    explicit Named(const Interval& judged) : interval(judged) {}
+    explicit Named(const Interval& judged);
     bool has(const ProcRow& row) const;
     bool has(const FileRow& row) const;
     bool has(const ChurnRow& row) const;

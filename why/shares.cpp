@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <numeric>
+#include <string_view>
+#include <tuple>
 
 static constexpr size_t MostShown = 5;
 static constexpr double LeastShown = 2; // percent; the first is always shown
@@ -33,14 +36,46 @@ static void addOthers(const Culprit* from, const Culprit* to, double amount, std
     const auto count = static_cast<size_t>(to - from);
     row.mark = '=';
     if (count == 1) row = from->row;
-    else row.name = std::to_string(count) + " others";
+    else row.name = std::to_string(count), row.role = "others";
     if (std::any_of(from, to, [](auto& c) { return c.row.mark != '='; })) row.mark = '~';
     row.amount = wholeOf(amount);
     rows.push_back(std::move(row));
 }
 
+// Processes of one name that run for one user in one group are one culprit when they are many: a build, the workers of
+// a server. The one that did most stands for them.
+static void joinAlike(std::vector<Culprit>& culprits) {
+    constexpr size_t Many = 3;
+    std::map<std::tuple<std::string_view, std::string_view, std::string_view, std::string_view>, std::vector<size_t>>
+        alike;
+    for (size_t i = 0; i < culprits.size(); i++) {
+        const auto& row = culprits[i].row;
+        if (row.pid && row.role.empty()) alike[{row.name, row.user, row.unit, row.cgroup}].push_back(i);
+    }
+    for (auto& [what, places] : alike) {
+        if (places.size() < Many) continue;
+        size_t first = places[0];
+        double amount = 0, order = 0;
+        uint64_t count = 0;
+        bool exact = true;
+        for (const size_t i : places) {
+            amount += culprits[i].amount, order += culprits[i].order, count += culprits[i].row.count;
+            exact &= culprits[i].row.mark == '=';
+            if (culprits[i].amount > culprits[first].amount) first = i;
+        }
+        for (const size_t i : places)
+            if (i != first) culprits[i].amount = 0;
+        auto& one = culprits[first];
+        one.amount = amount, one.order = order;
+        one.row.count = count;
+        if (!exact) one.row.mark = '~';
+        if (!one.row.evidence.empty()) one.row.evidence = "the first: " + one.row.evidence;
+    }
+}
+
 void share(Finding& finding, std::vector<WhoRow>& rows) {
     auto& culprits = finding.culprits;
+    joinAlike(culprits);
     std::erase_if(culprits, [](auto& c) { return !(c.amount > 0); });
     std::stable_sort(culprits.begin(), culprits.end(), [](auto& a, auto& b) { return a.order > b.order; });
     double explained = 0;

@@ -68,11 +68,12 @@ static int check(int argc, char** argv) { return runTask(Task::Check, argc, argv
 // --- All commands
 
 static constexpr Command Commands[] = {
-    {"live",   live,          "tables, now",                                           "wyrt live cpu disk -i 5s"      },
-    {"record", record,        "a log, to a file or a pipe",                            "wyrt record -i 10s -o day.wyrt"},
-    {"check",  check,         "what can be seen here, and what would unlock the rest", "wyrt check"                    },
-    {"show",   runLogProgram, "the tables of a log",                                   "wyrt show day.wyrt"            },
-    {"info",   runLogProgram, "what a log holds",                                      "wyrt info day.wyrt"            },
+    {"live",   live,          "tables, now",                                           "wyrt live cpu disk -i 5s"       },
+    {"record", record,        "a log, to a file or a pipe",                            "wyrt record -i 10s -o day.wyrt" },
+    {"check",  check,         "what can be seen here, and what would unlock the rest", "wyrt check"                     },
+    {"show",   runLogProgram, "the tables of a log",                                   "wyrt show day.wyrt"             },
+    {"why",    runLogProgram, "what was under pressure in a log, and who did it",      "wyrt why day.wyrt --since 14:05"},
+    {"info",   runLogProgram, "what a log holds",                                      "wyrt info day.wyrt"             },
 };
 
 static const Command* findCommand(std::string_view word) {

@@ -10,6 +10,7 @@
 #include "base/words.h"
 #include "record/budget.h"
 #include "view/areas.h"
+#include "why/findings.h"
 #include "wyrt/grid.h"
 #include "wyrt/screen.h"
 #include "wyrt/source.h"
@@ -37,6 +38,7 @@ class Run {
     std::vector<std::unique_ptr<Source>> sources;
     Interval interval;
     BudgetSpace budgetSpace;
+    Limits limits;
     HeldFile statm{"/proc/self/statm"};
     Contents statmText;
     bool headWritten = false, shown = false;
@@ -148,8 +150,9 @@ void Run::fillSelf(uint64_t late_us, uint64_t before_ns) {
 // A storm of things must not fill the log. A log's first interval has them all.
 void Run::keepBudget() {
     if (interval.complete) return;
+    const Named named(interval);
     eachKind(interval, [&](const auto& kind, auto& rows) {
-        applyBudget(kind, rows, RowBudget, budgetSpace, [](const auto&) { return false; });
+        applyBudget(kind, rows, RowBudget, budgetSpace, [&](const auto& row) { return named.has(row); });
     });
 }
 
@@ -163,6 +166,7 @@ void Run::sample(uint64_t late_us) {
     sampled_us = now;
     for (auto& source : sources) source->sample();
     for (auto& source : sources) source->rows(interval);
+    if (needsFindings(settings.view.areas)) judge(interval, limits);
     fillSelf(late_us, before_ns);
     keepBudget();
     settle(interval);
@@ -231,6 +235,7 @@ int Run::finish() {
 
 int Run::run() {
     head = headOf(root);
+    limits.set(settings.view.limits); // what it refuses was refused with the command line
     const auto& path = tables ? settings.save : settings.output.empty() ? std::string("-") : settings.output;
     if (!path.empty() && !openLog(path, tables ? OutFile::How::New : OutFile::How::Append))
         return failed(inQuotes(path) + " cannot be written: " + strerror(errno));

@@ -33,9 +33,14 @@ struct Refusal {
 // --- The options
 
 static void addTableOptions(CLI::App& app, TableWords& typed) {
-    for (const auto& option : tableOptions())
-        if (option.text) app.add_option(option.names, typed.*option.text, option.help)->type_name(option.type);
-        else app.add_flag(option.names, typed.*option.flag, option.help);
+    for (const auto& option : tableOptions()) {
+        if (!option.text) {
+            app.add_flag(option.names, typed.*option.flag, option.help);
+            continue;
+        }
+        auto* added = app.add_option(option.names, typed.*option.text, option.help)->type_name(option.type);
+        if (option.repeated) added->multi_option_policy(CLI::MultiOptionPolicy::Join)->delimiter(' ');
+    }
 }
 
 static void addOptions(CLI::App& app, Task task, Typed& typed, Settings& settings) {
@@ -56,7 +61,8 @@ static void addOptions(CLI::App& app, Task task, Typed& typed, Settings& setting
     }
     for (auto* option : app.get_options())
         if (option->get_positional()) option->type_name("");
-        else option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+        else if (option->get_multi_option_policy() == CLI::MultiOptionPolicy::Throw)
+            option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
 }
 
 // --- Help

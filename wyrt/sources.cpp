@@ -193,20 +193,20 @@ struct Maker {
 
 // clang-format off
 static constexpr Maker Makers[] = {
-    {"",         make<HostSampler,     HostSample,     fillHost>       },
-    {"cpu",      make<CpuSampler,      CpuSample,      fillCpu>        },
-    {"cores",    make<CpuSampler,      CpuSample,      fillCores>      },
-    {"mem",      make<MemorySampler,   MemorySample,   fillMemory>     },
-    {"pressure", make<PressureSampler, PressureSample, fillPressure>   },
-    {"disk",     make<DiskSampler,     DiskSample,     fillDisks>      },
-    {"fs",       make<FsSampler,       FsSample,       fillFilesystems>},
-    {"net",      make<NetSampler,      NetSample,      fillNet>        },
-    {"proto",    make<ProtocolSampler, ProtocolSample, fillProtocols>  },
-    {"limits",   make<LimitSampler,    LimitSample,    fillLimits>     },
-    {"cgroup",   makeSource<CgroupSource>                              },
-    {"proc thread churn file why", makeProcesses                           },
-    {"file why", makeFiles                                                 },
-    {"volumes disk file why", makeSource<VolumeSource>                     },
+    {"",                           make<HostSampler, HostSample, fillHost>},
+    {"cpu why",                    make<CpuSampler, CpuSample, fillCpu>},
+    {"cores",                      make<CpuSampler, CpuSample, fillCores>},
+    {"mem why",                    make<MemorySampler, MemorySample, fillMemory>},
+    {"pressure why",               make<PressureSampler, PressureSample, fillPressure>},
+    {"disk why",                   make<DiskSampler, DiskSample, fillDisks>},
+    {"fs why",                     make<FsSampler, FsSample, fillFilesystems>},
+    {"net why",                    make<NetSampler, NetSample, fillNet>},
+    {"proto",                      make<ProtocolSampler, ProtocolSample, fillProtocols>},
+    {"limits why",                 make<LimitSampler, LimitSample, fillLimits>},
+    {"cgroup why",                 makeSource<CgroupSource>},
+    {"proc thread churn file why", makeProcesses},
+    {"file why",                   makeFiles},
+    {"volumes disk file why",      makeSource<VolumeSource>},
 };
 // clang-format on
 
@@ -222,7 +222,9 @@ static bool anyOf(std::string_view words, std::string_view list) {
 std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const Root& root, Helper& helper) {
     std::vector<std::unique_ptr<Source>> sources;
     Shared shared{root, helper};
+    // The usual tables begin with a line of findings.
+    const std::string words = std::string(areas) + (needsFindings(areas) ? " why" : "");
     for (const auto& maker : Makers)
-        if (maker.areas.empty() || anyOf(maker.areas, areas)) sources.push_back(maker.make(shared));
+        if (maker.areas.empty() || anyOf(maker.areas, words)) sources.push_back(maker.make(shared));
     return sources;
 }

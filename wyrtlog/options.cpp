@@ -23,18 +23,39 @@ static void addOptions(CLI::App& app, Asked& asked, Typed& typed) {
     app.add_flag("--damaged", asked.damaged, "what fails its checksum, too");
     app.add_option("-o,--output", asked.output, "to FILE instead of standard output")->type_name("FILE");
     if (asked.task == Task::Info) return;
-    for (const auto& option : tableOptions())
-        if (option.text) app.add_option(option.names, asked.table.*option.text, option.help)->type_name(option.type);
-        else app.add_flag(option.names, asked.table.*option.flag, option.help);
+    if (asked.task == Task::Why) {
+        app.add_option("--since", asked.since, "from then on: 14:05, -10m, yesterday, @1795266641")->type_name("TIME");
+        app.add_option("--until", asked.until, "up to then")->type_name("TIME");
+    }
+    for (const auto& option : tableOptions()) {
+        if (asked.task == Task::Why && option.text != &TableWords::limits) continue;
+        if (!option.text) {
+            app.add_flag(option.names, asked.table.*option.flag, option.help);
+            continue;
+        }
+        auto* added = app.add_option(option.names, asked.table.*option.text, option.help)->type_name(option.type);
+        if (option.repeated) added->multi_option_policy(CLI::MultiOptionPolicy::Join)->delimiter(' ');
+    }
     app.add_option("--color", typed.color, "auto, always or never")->type_name("WHEN");
 }
 
+static const char* introductionOf(Task task) {
+    switch (task) {
+    case Task::Show:
+        return "wyrt show [AREA...] [LOG...] [OPTION...]\n"
+               "The tables of a log, as they were live. Without areas: those that were shown then.\n";
+    case Task::Why:
+        return "wyrt why [LOG...] [OPTION...]\n"
+               "What was under pressure, who did it, and who suffered, of a log or a span of it.\n";
+    case Task::Info:
+        break;
+    }
+    return "wyrt info [LOG...] [OPTION...]\n"
+           "What a log holds: host, span, intervals, gaps, damage, and how much each kind takes.\n";
+}
+
 static std::string helpText(const Asked& asked, const CLI::App& app) {
-    std::string text = asked.task == Task::Show
-                           ? "wyrt show [AREA...] [LOG...] [OPTION...]\n"
-                             "The tables of a log, as they were live. Without areas: those that were shown then.\n"
-                           : "wyrt info [LOG...] [OPTION...]\n"
-                             "What a log holds: host, span, intervals, gaps, damage, and how much each kind takes.\n";
+    std::string text = introductionOf(asked.task);
     text += "Without a log: " + std::string(LogFolder) + ". - is standard input.\n\noptions\n";
     const auto line = [&](std::string left, std::string_view right) {
         left.resize(std::max<size_t>(left.size() + 1, 26), ' ');
@@ -43,7 +64,7 @@ static std::string helpText(const Asked& asked, const CLI::App& app) {
     for (const auto* option : app.get_options())
         if (!option->get_positional())
             line(option->get_name(false, true) + " " + option->get_type_name(), option->get_description());
-    if (asked.task == Task::Info) return text;
+    if (asked.task != Task::Show) return text;
     text += "\nareas\n";
     for (const auto& area : areas()) line(std::string(area.word), area.help);
     line("all", "every area");
@@ -66,7 +87,7 @@ static std::string takeOperands(const std::vector<std::string>& operands, bool (
         else if (operand == "-" || isLog(operand)) asked.logs.push_back(operand);
         else {
             std::string why = inQuotes(operand) + " is no log";
-            if (asked.task == Task::Info) return why;
+            if (asked.task != Task::Show) return why;
             std::vector<std::string_view> known{"all"};
             for (auto& area : areas()) known.push_back(area.word);
             return why + " and no area; the nearest area is " + std::string(nearest(operand, known));
@@ -88,7 +109,8 @@ static std::string interpret(const Typed& typed, Asked& asked, bool (*isLog)(con
 
 CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isLog)(const std::string&)) {
     CommandLine line;
-    line.asked.task = !words.empty() && words[0] == "info" ? Task::Info : Task::Show;
+    const std::string_view command = words.empty() ? std::string_view() : words[0];
+    line.asked.task = command == "info" ? Task::Info : command == "why" ? Task::Why : Task::Show;
     CLI::App app;
     Typed typed;
     addOptions(app, line.asked, typed);

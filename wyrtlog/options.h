@@ -1,4 +1,4 @@
-// The command lines of show and info.
+// The command lines of show, why and info.
 #pragma once
 
 #include "view/options.h"
@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-enum class Task { Show, Info };
+enum class Task { Show, Why, Info };
 
 struct Asked {
     Task task = Task::Show;
@@ -16,7 +16,8 @@ struct Asked {
     TableWords table;
     bool damaged = false; // show what fails its sum, too
     bool color = false;
-    std::string output; // empty: standard output
+    std::string output;       // empty: standard output
+    std::string since, until; // of why, as they were typed; empty: the log's own ends
 };
 
 // The folder that is read when no log is named.

@@ -1,4 +1,4 @@
-// The program behind wyrt show and wyrt info.
+// The program behind wyrt show, wyrt why and wyrt info.
 #pragma once
 
 // argv[1] is the command. Exit status.

@@ -5,6 +5,7 @@
 #include "base/refusal.h"
 #include "base/terminal.h"
 #include "view/areas.h"
+#include "why/findings.h"
 #include "wyrtlog/logs.h"
 
 #include <cerrno>
@@ -39,6 +40,12 @@ int show(const Asked& asked) {
         if (found == LogReader::Found::Torn) left++;
         if (found != LogReader::Found::Interval) return true;
         if ((interval.damaged || reader.headDamaged()) && !asked.damaged) return left++, true;
+        // A log that was not made for findings is asked for them now, as is one for which other limits are given.
+        if (hasWord(view.areas, "why") && (asked.table.limits || !isJudged(interval))) {
+            Limits limits;
+            limits.set(view.limits);
+            judge(interval, limits);
+        }
         Page page(width, asked.color);
         showInterval(interval, {reader.head(), view}, page);
         shown++;

@@ -112,7 +112,7 @@ TEST(Completion, OptionsOfShowAndInfo) {
         if (const auto start = line.find("--"); line.find("app.add_") != line.npos && start != line.npos)
             expected.insert(line.substr(start, line.find('"', start) - start));
     for (auto& option : tableOptions()) expected.insert(std::strstr(option.names, "--"));
-    auto names = listed({"logs", "views"});
+    auto names = listed({"logs", "views", "spans"});
     names.emplace_back("--color");
     EXPECT_EQ(std::set<std::string>(names.begin(), names.end()), expected);
     EXPECT_GT(expected.size(), 8U);
@@ -120,6 +120,6 @@ TEST(Completion, OptionsOfShowAndInfo) {
 
 TEST(Completion, Commands) {
     const auto words = getList("commands");
-    EXPECT_EQ(words.size(), 5U);
+    EXPECT_EQ(words.size(), 6U);
     for (auto& word : words) EXPECT_EQ(nearlyCommand(word + "x"), word);
 }

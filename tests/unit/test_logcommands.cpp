@@ -71,8 +71,8 @@ TEST(LogCommands, WrongUsage) {
         std::vector<std::string> words;
         const char* said;
     } Cases[] = {
-        {{}, "wyrtlog is the program behind wyrt show and wyrt info"},
-        {{"nonsense"}, "wyrtlog is the program behind wyrt show and wyrt info"},
+        {{}, "wyrtlog is the program behind wyrt show, wyrt why and wyrt info"},
+        {{"nonsense"}, "wyrtlog is the program behind wyrt show, wyrt why and wyrt info"},
         {{"show", "cpux"}, "'cpux' is no log and no area; the nearest area is cpu (see wyrt show --help)"},
     };
     for (auto& c : Cases) {

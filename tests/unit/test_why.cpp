@@ -578,3 +578,18 @@ TEST(Why, WhatIsNamedHasNoBudget) {
     EXPECT_TRUE(isCulprit(machine.interval.who, 4411, 4411 * 7 + 1));
     EXPECT_FALSE(isCulprit(machine.interval.who, 4411, 5));
 }
+
+TEST(Why, ManyAlikeAreOneCulprit) {
+    WhyMachine machine;
+    machine.busy(100);
+    machine.pressure("cpu", 90, 0);
+    machine.process(5, "hog").cpu_us = 6 * Second;
+    for (uint64_t pid = 10; pid < 22; pid++) machine.process(pid, "cc1plus").cpu_us = 2 * Second + pid;
+    for (uint64_t pid = 30; pid < 32; pid++) machine.process(pid, "ld").cpu_us = Second;
+    const auto found = machine.find();
+    EXPECT_EQ(culprits(found, "CPU"), "cc1plus 75=, hog 19=, ld 3=, ld 3=");
+    EXPECT_EQ(found.who[0].count, 12U);
+    EXPECT_EQ(found.who[0].pid, 21U) << "the one that did most";
+    machine.interval.processes.rows[3].user = "somebody else";
+    EXPECT_EQ(machine.find().who[0].count, 11U);
+}

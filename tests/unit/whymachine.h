@@ -107,7 +107,7 @@ inline std::string culprits(const Findings& found, std::string_view resource, st
     for (auto& row : found.who) {
         if (row.rank != why->rank) continue;
         sum += row.share;
-        text.append(text.empty() ? "" : ", ").append(row.role.empty() ? "" : row.role + " of ");
+        text.append(text.empty() ? "" : ", ").append(row.role.empty() ? "" : row.role + " of "); // of others: how many
         text.append(row.mark == '?' ? "?" : row.name).append(" ").append(std::to_string(row.share));
         text += row.mark;
     }

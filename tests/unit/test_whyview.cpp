@@ -1,0 +1,172 @@
+// Findings as text, and those of several intervals.
+#include "record/log.h"
+#include "tests/unit/whymachine.h"
+#include "view/why.h"
+#include "why/span.h"
+
+#include <gtest/gtest.h>
+
+static std::string shown(const Interval& interval, size_t width = 0) {
+    const LogHead head;
+    const ViewRow asked;
+    Page page(width, false);
+    showWhy(interval, {head, asked}, page);
+    return page.text();
+}
+
+static std::string lineOf(const Interval& interval) {
+    Page page(0, false);
+    showWhyLine(interval, page);
+    return page.text();
+}
+
+static std::string shown(WhyMachine& machine) {
+    judge(machine.interval, machine.limits);
+    return shown(machine.interval);
+}
+
+static WhyMachine saturated() {
+    WhyMachine machine;
+    machine.pressure("io", 71.5, 62);
+    machine.disk("sdb", "8:16", 200, 41.2, 17);
+    auto& rsync = machine.process(4411, "rsync", "/system.slice/backup.service");
+    rsync.user = "root", rsync.unit = "backup.service";
+    rsync.write_bytes = 366 * MiB, rsync.written_recently = 6000 * MiB;
+    auto& postgres = machine.process(2210, "postgres", "/system.slice/postgres.service");
+    postgres.user = "postgres", postgres.write_bytes = 16 * MiB;
+    machine.groupIo("/system.slice/backup.service", "8:16", 368 * MiB);
+    machine.groupIo("/system.slice/postgres.service", "8:16", 16 * MiB);
+    machine.file(rsync, "/srv/db7.tar", "sdb", 366 * MiB).volume = "vg/backup";
+    for (uint64_t pid = 10; pid < 18; pid++) machine.process(pid, "postgres").state = 'D';
+    machine.process(700, "rsyslogd").state = 'D';
+    return machine;
+}
+
+TEST(WhyView, AFindingWithCulpritsAndSufferers) {
+    auto machine = saturated();
+    const auto text = shown(machine);
+    EXPECT_EQ(text.substr(0, text.find("not under")),
+              "1  DISK sdb   writes wait 41.2 ms (limit 20), queue 17.0; io stalled some 71.5% full 62.0% (10)\n"
+              "   92% ~ rsync[4411] root backup.service   183.0 MB/s, fd 5 /srv/db7.tar, +366M, vg/backup\n"
+              "    4% ~ postgres[2210] postgres           8.0 MB/s\n"
+              "    4% ? write-back of earlier writes and not accounted for\n"
+              "   suffer: blocked: postgres x8, rsyslogd[700]\n");
+    EXPECT_EQ(lineOf(machine.interval),
+              "WHY   1 of 1  DISK sdb writes wait 41.2 ms: 92% ~ rsync[4411] root backup.service "
+              "/srv/db7.tar\n");
+}
+
+TEST(WhyView, Calm) {
+    WhyMachine machine;
+    machine.disk("sdb", "8:16", 20, 2, 0.5);
+    machine.pressure("io", 5, 0);
+    EXPECT_EQ(shown(machine),
+              "nothing under pressure; nearest: disk sdb waits 2.0 ms (20), memory available 62.5% (5), "
+              "forks begun 14/s (500)\n");
+    EXPECT_EQ(lineOf(machine.interval).substr(0, 37), "WHY   nothing under pressure; nearest");
+    EXPECT_EQ(shown(Interval{}), "no figures to find causes by\n");
+    EXPECT_EQ(lineOf(Interval{}), "");
+}
+
+TEST(WhyView, HostileNamesAndRulesOfOtherVersions) {
+    Interval interval;
+    auto& why = interval.why.rows.emplace_back();
+    why.rank = 12, why.resource = "D\x1B[2J", why.object = "a\nb", why.rule = "disk.heat",
+    why.figure = "is\x1B[1m warm";
+    why.value = 71.25, why.limit = 60, why.unit = "C\x1B", why.text = "x\ny", why.note = "\x1B]0;", why.ends = 90,
+    why.end = "\a";
+    auto& who = interval.who.rows.emplace_back();
+    who.rank = 12, who.resource = why.resource, who.object = why.object, who.place = 1, who.share = 100,
+    who.mark = '\x1B';
+    who.pid = 4, who.name = "\x1B[31m", who.user = "\n", who.unit = "\r", who.evidence = "\xFF", who.path = "\x1B";
+    auto& suffer = interval.suffer.rows.emplace_back();
+    suffer.rank = 12, suffer.resource = why.resource, suffer.object = why.object, suffer.what = "\t",
+    suffer.name = "\x1B";
+    suffer.value = 1, suffer.unit = "\x1B";
+    NearRow near;
+    near.resource = "\x1B", near.object = "\n", near.figure = "\b", near.unit = "\x7F";
+    interval.nearest.rows.push_back(near);
+    for (const auto& text : {shown(interval), lineOf(interval)})
+        for (const char c : text) EXPECT_TRUE(c == '\n' || (c >= ' ' && c < '\x7F')) << text;
+    EXPECT_EQ(shown(interval).substr(0, 4), "12 D");
+    EXPECT_NE(shown(interval).find("71.2C\\x1B (limit 60.0)"), std::string::npos) << shown(interval);
+    Interval calm;
+    calm.nearest.rows.push_back(near);
+    EXPECT_NE(shown(calm).find("-"), std::string::npos);
+}
+
+TEST(WhyView, AGroupHasItsName) {
+    WhyMachine machine;
+    machine.busy(29);
+    auto& group = machine.group("/kubepods/pod1/3f2a");
+    group.name = "shop/api", group.periods = 20, group.throttled_periods = 19, group.quota = 2,
+    group.cpu_us = 4 * Second;
+    auto& worker = machine.process(9110, "gunicorn", "/kubepods/pod1/3f2a");
+    worker.cpu_us = 3 * Second, worker.wait_us = 12400000, worker.threads = 16;
+    for (uint64_t i = 0; i < 8; i++) machine.process(100 + i, "small", "/kubepods/pod1/3f2a").cpu_us = 50000;
+    const auto text = shown(machine);
+    EXPECT_EQ(text.substr(0, text.find("not under")),
+              "1  QUOTA shop/api   periods throttled 95.0% (limit 10), used 2.00 of 2.00 CPUs\n"
+              "   75% = gunicorn[9110]   1.5 CPUs, waited 12.4 s over 16 threads\n"
+              "   10% = small[100] x8    the first: 2% of a CPU\n"
+              "   15% ? not accounted for\n"
+              "   the machine is 71% idle: the limit is the cause, not the host\n");
+}
+
+// --- Several intervals
+
+TEST(WhySpan, AmountsAreAddedAndTheWorstIsNamed) {
+    Span span;
+    for (int i = 0; i < 10; i++) {
+        auto machine = saturated();
+        machine.interval.time = {1795266310000 + i * 2000, 60};
+        if (i < 3) machine.pressure("io", 5, 0);             // calm
+        if (i == 6) machine.pressure("io", 90, 60);          // the worst
+        if (i == 8) machine.interval.processes.rows.clear(); // only the groups are known
+        if (i == 9) machine.memory().oom_kills = 1;
+        judge(machine.interval, machine.limits);
+        span.add(machine.interval);
+    }
+    EXPECT_EQ(span.intervals(), 10U);
+    Interval result;
+    span.result(result);
+    ASSERT_EQ(result.why.rows.size(), 2U);
+    const auto& why = result.why.rows[0];
+    EXPECT_EQ(why.resource, "DISK");
+    EXPECT_EQ(why.intervals, 7U);
+    EXPECT_EQ(why.lasted_us, 14U * Second);
+    EXPECT_EQ(why.since, "2026-11-21T14:05:16.000+01:00");
+    EXPECT_EQ(why.until, "2026-11-21T14:05:28.000+01:00");
+    EXPECT_EQ(why.worst, "2026-11-21T14:05:22.000+01:00");
+    EXPECT_EQ(why.total, 7U * 400 * MiB);
+    EXPECT_EQ(result.why.rows[1].intervals, 1U);
+    EXPECT_EQ(result.why.rows[1].worst, "");
+    uint64_t shares = 0, amounts = 0;
+    for (auto& row : result.who.rows)
+        if (row.rank == 1) shares += row.share, amounts += row.amount;
+    EXPECT_EQ(shares, 100U);
+    EXPECT_EQ(amounts, why.total);
+    EXPECT_EQ(result.who.rows[0].name, "rsync");
+    EXPECT_EQ(result.who.rows[0].amount, 6U * 368 * MiB);
+    EXPECT_EQ(result.who.rows[0].evidence.substr(0, 42), "2.2G in all; at its most 183.0 MB/s, fd 5 ");
+    const auto text = shown(result);
+    EXPECT_NE(text.find("   in 7 intervals, 14s, from 2026-11-21T14:05:16.000+01:00 to 2026-11-21T14:05:28.000+01:00; "
+                        "worst 2026-11-21T14:05:22.000+01:00\n"),
+              std::string::npos)
+        << text;
+    for (auto& row : result.nearest.rows) EXPECT_NE(row.resource, "DISK");
+    EXPECT_FALSE(result.nearest.rows.empty());
+}
+
+TEST(WhySpan, OneIntervalIsAsItWas) {
+    auto machine = saturated();
+    const auto text = shown(machine);
+    Span span;
+    span.add(machine.interval);
+    Interval result;
+    span.result(result);
+    EXPECT_EQ(shown(result), text);
+    Interval nothing;
+    Span().result(nothing);
+    EXPECT_EQ(shown(nothing), "no figures to find causes by\n");
+}

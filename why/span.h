@@ -1,0 +1,43 @@
+// The findings of several intervals as one: the amounts of culprits are added up, and the worst interval has the
+// figures.
+#pragma once
+
+#include "why/findings.h"
+
+#include <map>
+#include <string>
+#include <tuple>
+#include <utility>
+
+class Span {
+    // Who it is, in every interval.
+    using Identity =
+        std::tuple<uint64_t, uint64_t, std::string, std::string, std::string>; // pid, start, role, name, group
+    struct Doer {
+        WhoRow row; // of the interval in which it did most
+        double amount = 0;
+        uint64_t most = 0;
+        bool exact = true;
+    };
+    struct Entry {
+        WhyRow worst;
+        std::vector<SufferRow> sufferers; // of the worst interval
+        double total = 0, weight = 0;     // weight: severity times seconds
+        std::string rest;                 // what nobody explains is called so
+        std::map<Identity, Doer> doers;
+    };
+    std::map<std::pair<std::string, std::string>, Entry> entries; // by resource and object
+    std::map<std::pair<std::string, std::string>, NearRow> nearest;
+    std::map<std::string, CgroupRow> groups; // that the findings are about: their names
+    uint64_t count = 0;
+
+    void addDoer(const WhoRow& row, Entry& entry);
+
+public:
+    // An interval that has been judged.
+    void add(const Interval& interval);
+    // How many there were.
+    uint64_t intervals() const { return count; }
+    // The findings of all of them, as those of one interval.
+    void result(Interval& interval) const;
+};
