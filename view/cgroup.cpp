@@ -145,8 +145,13 @@ void showCgroups(const Interval& interval, const View& view, Page& page) {
     if (!all) return;
     const auto rows = ordered(interval, view.asked);
     const size_t shown = std::min(rows.size(), view.rowsOr(MostRows));
-    std::string sum = std::to_string(all->groups) + " groups, " + std::to_string(all->idle) + " idle";
-    if (shown == 0) return page.line("CGROUP  " + sum);
+    std::string sum = std::to_string(all->groups) + (all->groups == 1 ? " group" : " groups") + ", " +
+                      (all->idle == all->groups ? std::string() : std::to_string(all->idle) + " ") + "idle";
+    if (shown == 0) {
+        size_t used = 0;
+        page.piece("CGROUP", used, Tone::Title), page.piece("  " + sum, used);
+        return page.newline();
+    }
     Table table(Columns);
     for (size_t i = 0; i < shown; i++)
         cells(*rows[i], static_cast<double>(interval.cgroups.elapsed_us), nameWidth(page.width()), table);

@@ -3,6 +3,7 @@
 #include "view/format.h"
 
 #include <algorithm>
+#include <span>
 #include <vector>
 
 static double value(const std::optional<uint64_t>& amount) { return static_cast<double>(amount.value_or(0)); }
@@ -87,10 +88,16 @@ void showDisks(const Interval& interval, const View& view, Page& page) {
     if (!all) return;
     const double seconds = interval.disksTotal.seconds();
     const auto rows = ordered(interval, view.asked);
+    if (rows.empty() && all->idle == all->disks) {
+        size_t used = 0;
+        page.piece("DISK", used, Tone::Title);
+        page.piece("  " + std::to_string(all->disks) + (all->disks == 1 ? " disk" : " disks") + ", idle", used);
+        return page.newline();
+    }
     Table table(Columns);
-    size_t left = view.rowsOr(rows.size());
-    for (auto* row : rows) {
-        if (left-- == 0) break;
+    constexpr size_t Most = 16;
+    const size_t shown = std::min(rows.size(), view.rowsOr(Most));
+    for (const auto* row : std::span(rows).first(shown)) {
         table.cell(safeText(row->name));
         activityCells(*row, seconds, table);
         table.cell(percentText(row->busy_us ? std::optional(value(row->busy_us)) : std::nullopt,
@@ -100,6 +107,9 @@ void showDisks(const Interval& interval, const View& view, Page& page) {
     table.cell("all " + std::to_string(all->disks));
     activityCells(*all, interval.disksTotal.seconds(), table);
     table.cell("");
-    table.cell(all->idle ? std::to_string(all->idle) + " idle" : "");
+    std::string others = all->idle ? std::to_string(all->idle) + " idle" : std::string();
+    if (rows.size() > shown)
+        others += (others.empty() ? "" : ", ") + std::to_string(rows.size() - shown) + " not shown";
+    table.cell(others);
     table.show(page);
 }

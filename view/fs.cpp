@@ -63,15 +63,19 @@ void showFilesystems(const Interval& interval, const View& view, Page& page) {
         return a->stuck_us.has_value() != b->stuck_us.has_value() ? a->stuck_us.has_value()
                                                                   : useOf(*a).value_or(0) > useOf(*b).value_or(0);
     });
-    const std::string others =
+    std::string others =
         std::to_string(all->quiet) + " of " + std::to_string(all->filesystems) + " below 80% and still";
-    if (rows.empty()) return page.line("FS       " + others);
-    Table table(Columns);
-    size_t left = view.rowsOr(rows.size());
-    for (auto* row : rows) {
-        if (left-- == 0) break;
-        cells(*row, interval, table);
+    if (rows.empty()) {
+        size_t used = 0;
+        page.piece("FS", used, Tone::Title), page.piece("  " + others, used);
+        return page.newline();
     }
-    table.show(page);
-    if (all->quiet) page.line("         " + others, Tone::Dim);
+    constexpr size_t Most = 12;
+    const size_t shown = std::min(rows.size(), view.rowsOr(Most));
+    Table table(Columns);
+    for (size_t i = 0; i < shown; i++) cells(*rows[i], interval, table);
+    if (!all->quiet) others.clear();
+    if (rows.size() > shown)
+        others += (others.empty() ? "" : ", ") + std::to_string(rows.size() - shown) + " not shown";
+    table.show(page, others.empty() ? others : "(" + others + ")");
 }

@@ -72,5 +72,7 @@ void showPressure(const Interval& interval, const View&, Page& page) {
         if (row.full_us && row.resource != "cpu") share("full", row.full_us);
         page.piece("  ", used);
     }
+    const std::string note = "  (share of the " + fixedText(elapsed / 1e6, 3) + " s)";
+    if (told && (page.width() == 0 || used + note.size() <= page.width())) page.piece(note, used, Tone::Dim);
     page.newline();
 }

@@ -60,7 +60,7 @@ static std::vector<bool> fitting(std::span<const Column> columns, const std::vec
     return shown;
 }
 
-void Table::show(Page& page) const {
+void Table::show(Page& page, std::string_view note) const {
     std::vector<size_t> widths;
     for (auto& column : columns) widths.push_back(std::max(column.width, textWidth(column.title)));
     for (size_t i = 0; i < cells.size(); i++) {
@@ -68,7 +68,7 @@ void Table::show(Page& page) const {
         width = std::max(width, textWidth(cells[i].text));
     }
     const auto shown = fitting(columns, widths, page.width());
-    const auto row = [&](auto textOf, auto toneOf) {
+    const auto row = [&](auto textOf, auto toneOf, std::string_view end) {
         size_t used = 0;
         bool first = true;
         for (size_t i = 0; i < columns.size(); i++) {
@@ -81,10 +81,16 @@ void Table::show(Page& page) const {
             page.piece(text, used, toneOf(i));
             if (columns[i].left) page.piece(padding, used);
         }
+        if (!end.empty()) page.piece("  ", used), page.piece(end, used, Tone::Dim);
         page.newline();
     };
-    row([&](size_t i) { return columns[i].title; }, [](size_t) { return Tone::Title; });
+    size_t needed = 2 + textWidth(note);
+    for (size_t i = 0; i < columns.size(); i++) needed += shown[i] ? widths[i] + (i ? 1 : 0) : 0;
+    const bool fits = page.width() == 0 || needed <= page.width();
+    row([&](size_t i) { return columns[i].title; }, [](size_t) { return Tone::Title; },
+        fits ? note : std::string_view{});
     for (size_t at = 0; at + columns.size() <= cells.size(); at += columns.size())
         row([&](size_t i) -> std::string_view { return cells[at + i].text; },
-            [&](size_t i) { return cells[at + i].tone; });
+            [&](size_t i) { return cells[at + i].tone; }, {});
+    if (!fits && !note.empty()) page.line(std::string(widths[0] + 1, ' ').append(note), Tone::Dim);
 }

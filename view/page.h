@@ -57,6 +57,7 @@ public:
     // The next cell of the row; rows follow from the number of columns.
     void cell(std::string text, Tone tone = Tone::Plain) { cells.push_back({std::move(text), tone}); }
     bool empty() const { return cells.empty(); }
-    // Titles and rows.
-    void show(Page& page) const;
+    // Titles and rows. A note on the whole table stands to the right of the titles, or below the rows where there is no
+    // room for it.
+    void show(Page& page, std::string_view note = {}) const;
 };

@@ -11,7 +11,6 @@ void showProtocols(const Interval& interval, const View& view, Page& page) {
         {"counter", 26, 0, true },
         {"amount",  7,  0, false},
         {"per s",   7,  0, false},
-        {"",        0,  1, true },
     };
     const auto* all = interval.protocolsTotal.one();
     if (!all) return;
@@ -34,9 +33,9 @@ void showProtocols(const Interval& interval, const View& view, Page& page) {
         const auto amount = static_cast<double>(*rows[i]->amount);
         table.cell(safeText(rows[i]->protocol)), table.cell(safeText(rows[i]->name));
         table.cell(countText(amount)), table.cell(seconds > 0 ? countText(amount / seconds) : std::string(NoValue));
-        // The last line says what is left out.
-        const bool more = i + 1 == shown && all->moved > shown;
-        table.cell(more ? std::to_string(all->moved - shown) + " more of " + std::to_string(all->counters) : "");
     }
-    if (!table.empty()) table.show(page);
+    const std::string moved = std::to_string(all->moved) + " of " + std::to_string(all->counters) + " moved";
+    const std::string others =
+        all->moved > shown ? ", " + std::to_string(all->moved - shown) + " not shown" : std::string();
+    if (!table.empty()) table.show(page, "(" + moved + others + ")");
 }

@@ -9,7 +9,7 @@ TEST(DiskView, TheSumHasAnElapsedTimeOfItsOwn) {
     interval.disksTotal.elapsed_us = 2000000;
     auto& all = interval.disksTotal.rows.emplace_back();
     all.disks = 3;
-    all.idle = 3;
+    all.idle = 2;
     all.reads = 8;
     Page page(0, false);
     showDisks(interval, {LogHead{}, ViewRow{}}, page);

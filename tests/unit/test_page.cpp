@@ -67,6 +67,20 @@ TEST(Tables, ColumnsGoByRankAndThenTheLastIsCut) {
     EXPECT_EQ(shown(4), "NAME\nx\na lo\n");
 }
 
+TEST(Tables, ANoteStandsBesideTheTitlesOrBelowTheRows) {
+    const auto noted = [](size_t width) {
+        Table table(Columns);
+        for (const char* cell : {"x", "1", "22"}) table.cell(cell);
+        Page page(width, false);
+        table.show(page, "(3 idle)");
+        return page.text();
+    };
+    EXPECT_EQ(noted(0), "NAME    a/s  b/s  (3 idle)\nx         1   22\n");
+    EXPECT_EQ(noted(26), noted(0));
+    EXPECT_EQ(noted(25), "NAME    a/s  b/s\nx         1   22\n       (3 idle)\n");
+    EXPECT_EQ(noted(10), "NAME\nx\n       (3\n");
+}
+
 TEST(Tables, ColoursTakeNoRoom) {
     Page page(8, true);
     page.line("0123456789", Tone::Bad);

@@ -120,11 +120,11 @@ TEST(ProtocolView, MostFirst) {
         {"Udp", "NoPorts", 90, {}},
         {"Ip", "Out", 8, {}},
     };
-    EXPECT_EQ(shown(), "PROTO    counter                     amount   per s\n"
+    EXPECT_EQ(shown(), "PROTO    counter                     amount   per s  (3 of 200 moved)\n"
                        "Udp      NoPorts                         90      45\n"
                        "Tcp      InSegs                           8       4\n"
                        "Ip       Out                              8       4\n");
     asked.rows = 1;
-    EXPECT_EQ(shown(), "PROTO    counter                     amount   per s\n"
-                       "Udp      NoPorts                         90      45 2 more of 200\n");
+    EXPECT_EQ(shown(), "PROTO    counter                     amount   per s  (3 of 200 moved, 2 not shown)\n"
+                       "Udp      NoPorts                         90      45\n");
 }
