@@ -112,8 +112,9 @@ static void putLink(uint16_t type, const std::string& rest, std::string& bytes) 
         if (key == "type") info->ifi_type = static_cast<unsigned short>(number(value));
         else if (key == "flags") info->ifi_flags = number(value);
         else if (key == "state") {
-            const auto at = std::find(std::begin(States), std::end(States), value) - std::begin(States);
-            mnl_attr_put_u8(message.header, IFLA_OPERSTATE, static_cast<uint8_t>(at));
+            const auto* at = std::find(std::begin(States), std::end(States), value);
+            if (at == std::end(States)) throw std::runtime_error("unknown state of a link: " + value);
+            mnl_attr_put_u8(message.header, IFLA_OPERSTATE, static_cast<uint8_t>(at - std::begin(States)));
         } else if (key == "carrier") mnl_attr_put_u8(message.header, IFLA_CARRIER, static_cast<uint8_t>(number(value)));
         else if (key == "alias") mnl_attr_put_strz(message.header, IFLA_IFALIAS, value.c_str());
         else if (key == "mac") {

@@ -17,7 +17,7 @@ static Answer answerOf(const TQuestion& question) {
         if (answer.error == 0 && !world().find(path)) answer.error = ENOENT;
         TSpaceFacts facts;
         if (answer.error == 0) world().space(path, facts);
-        answer.space = {facts.bsize, facts.blocks, facts.bfree, facts.bavail, facts.files, facts.ffree, false};
+        answer.space = {facts.bsize, facts.blocks, facts.bfree, facts.bavail, facts.files, facts.ffree, facts.readOnly};
     } else if (question.kind == static_cast<int>(Question::Kind::Speed)) {
         const auto found = devices().speeds.find(question.words);
         if (found == devices().speeds.end()) answer.error = EOPNOTSUPP;

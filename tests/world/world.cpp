@@ -224,8 +224,10 @@ void World::apply(const std::vector<std::string>& directive) {
         const auto at = path();
         if (!nodes.count(at)) make(at, TNode::Dir, "");
         TSpaceFacts facts;
-        std::istringstream(rest) >> facts.bsize >> facts.blocks >> facts.bfree >> facts.bavail >> facts.files >>
-            facts.ffree;
+        std::istringstream words(rest);
+        words >> facts.bsize >> facts.blocks >> facts.bfree >> facts.bavail >> facts.files >> facts.ffree;
+        std::string mode;
+        facts.readOnly = words >> mode && mode == "ro";
         spaces[at] = facts;
     } else if (name == "command" || name == "commandcopy") commands[directive[1]] = directive[2];
     else if (name == "nopipe") noPipes.insert(rest);

@@ -23,6 +23,7 @@ struct TNode {
 
 struct TSpaceFacts {
     uint64_t bsize = 0, blocks = 0, bfree = 0, bavail = 0, files = 0, ffree = 0;
+    bool readOnly = false;
 };
 
 // Thrown to end a run when the world has no further step.
