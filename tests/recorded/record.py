@@ -10,8 +10,9 @@ Moment 0 is recorded at once; then each COMMAND runs in a shell and the next mom
     tools/ tools.N/         what lsblk, multipathd and the volume tools said at that moment, as far as it changed
     about                   kernel, commands, versions
 It only reads what it records; what the COMMANDs do is up to you. RECORD_KERNEL=0 leaves out the kernel's files.
+RECORD_GROUPS="a.slice b.slice" records only these control groups, with those below them, of every hierarchy.
 """
-import os, shutil, socket, subprocess, sys, time
+import os, shutil, socket, struct, subprocess, sys, time
 
 DISK = "dev size ro removable hidden diskseq start partition wwid alignment_offset queue/rotational " \
        "queue/logical_block_size queue/zoned dm/name dm/uuid dm/suspended md/level md/array_state md/degraded " \
@@ -22,13 +23,19 @@ DISK = "dev size ro removable hidden diskseq start partition wwid alignment_offs
 PROC = "stat meminfo vmstat loadavg uptime schedstat diskstats partitions pressure/cpu pressure/memory pressure/io " \
        "pressure/irq softirqs net/dev net/snmp net/snmp6 net/netstat net/softnet_stat net/sockstat net/sockstat6 " \
        "sys/fs/file-nr sys/fs/inode-nr sys/fs/file-max sys/kernel/pid_max sys/kernel/threads-max " \
+       "sys/fs/aio-nr sys/fs/aio-max-nr key-users net/stat/arp_cache net/stat/ndisc_cache net/stat/nf_conntrack " \
+       "sys/net/netfilter/nf_conntrack_count sys/net/netfilter/nf_conntrack_max sys/net/ipv4/udp_mem " \
+       "sys/net/ipv4/tcp_max_orphans sys/net/ipv4/tcp_max_tw_buckets sys/net/ipv6/neigh/default/gc_thresh3 " \
        "sys/kernel/random/boot_id sys/kernel/osrelease sys/net/ipv4/tcp_mem sys/net/ipv4/ip_local_port_range " \
        "sys/net/ipv4/neigh/default/gc_thresh3 sys/net/core/netdev_max_backlog sys/net/core/somaxconn zoneinfo " \
        "sys/vm/dirty_ratio sys/vm/dirty_background_ratio sys/vm/dirty_bytes".split()
 GROUP = "cgroup.controllers cgroup.events cgroup.stat cgroup.subtree_control cgroup.type cgroup.procs cpu.max " \
         "cpu.pressure cpu.stat cpu.weight io.max io.pressure io.stat irq.pressure memory.current memory.events " \
         "memory.high memory.low memory.max memory.min memory.peak memory.pressure memory.stat memory.swap.current " \
-        "memory.swap.max memory.swap.events pids.current pids.max pids.peak pids.events".split()
+        "memory.swap.max memory.swap.events pids.current pids.max pids.peak pids.events " \
+        "cpu.cfs_quota_us cpu.cfs_period_us cpuacct.usage cpuacct.usage_user cpuacct.usage_sys memory.failcnt " \
+        "memory.usage_in_bytes memory.limit_in_bytes memory.oom_control".split()  # the last: version 1
+HIERARCHIES = ["/sys/fs/cgroup"] + ["/sys/fs/cgroup/" + name for name in ("cpu", "cpuacct", "memory", "pids")]
 TOOLS = {
     "lsblk.json": "lsblk -J -b -o NAME,KNAME,PKNAME,MAJ:MIN,SIZE,TYPE,FSTYPE,LABEL,UUID,MOUNTPOINTS,STATE,ROTA,RO",
     "lsblk.txt": "lsblk -o NAME,MAJ:MIN,SIZE,TYPE,MOUNTPOINTS",
@@ -46,7 +53,7 @@ TOOLS = {
 
 
 class Tree(dict):
-    """path -> ("file", bytes) or ("link", text) or ("dir",)"""
+    """path -> ("file", bytes) or ("link", text) or ("dir",); a directive -> ("netlink", messages)"""
 
     def file(self, path, name=None):
         try:
@@ -129,6 +136,43 @@ def volumes():
     return tree
 
 
+def padded(size):
+    return (size + 3) & ~3
+
+
+# A message about an interface without its counters, which RTM_GETSTATS has, too; without what only its drivers know.
+def plain(message):
+    STATS, STATS64, AF_SPEC, PROP_LIST = 7, 23, 26, 52
+    out, at = message[16:32], 32
+    while at + 4 <= len(message):
+        size, kind = struct.unpack_from("=HH", message, at)
+        if kind & 0x3FFF not in (STATS, STATS64, AF_SPEC, PROP_LIST):
+            out += message[at:at + padded(size)]
+        at += padded(size)
+    return struct.pack("=I", 16 + len(out)) + message[4:16] + out
+
+
+# What rtnetlink answers, as the bytes of the messages.
+def netlink():
+    LINK, ADDR, STATS, DUMP, DONE, ERROR = 18, 22, 94, 0x301, 3, 2
+    answers = {}
+    with socket.socket(socket.AF_NETLINK, socket.SOCK_RAW, 0) as route:
+        for key, kind, body in ("links", LINK, bytes(16)), ("addresses", ADDR, bytes(8)), \
+                ("stats", STATS, bytes(8) + struct.pack("=I", 1)):
+            route.send(struct.pack("=IHHII", 16 + len(body), kind, DUMP, 1, 0) + body)
+            answers[key], kind = [], None
+            while kind not in (DONE, ERROR):
+                data = route.recv(1 << 18)
+                while len(data) >= 16:
+                    size, kind = struct.unpack_from("=IH", data)
+                    if kind not in (DONE, ERROR):
+                        message = data[:size].ljust(padded(size), b"\0")
+                        message = message[:12] + bytes(4) + message[16:]  # whose socket asked says nothing
+                        answers[key].append(plain(message) if key == "links" else message)
+                    data = data[padded(size):]
+    return answers
+
+
 def kernel():
     tree = Tree()
     for name in PROC:
@@ -136,15 +180,21 @@ def kernel():
     for node in names("/sys/devices/system/node"):
         for name in ("meminfo", "numastat", "vmstat"):
             tree.file(f"/sys/devices/system/node/{node}/{name}")
-    count = 0
-    for folder, below, _ in os.walk("/sys/fs/cgroup"):
-        below.sort()
-        count += 1
-        if count > 12:
-            break
-        tree[folder] = ("dir",)
-        for name in GROUP:
-            tree.file(f"{folder}/{name}")
+    tree.file("/sys/devices/system/cpu/online")
+    wanted = os.environ.get("RECORD_GROUPS", "").split()
+    hierarchies = HIERARCHIES[:1] if os.path.exists("/sys/fs/cgroup/cgroup.controllers") else HIERARCHIES[1:]
+    for hierarchy in hierarchies:
+        count = 0
+        for folder, below, _ in os.walk(hierarchy):
+            below[:] = sorted(name for name in below if folder != hierarchy or not wanted or name in wanted)
+            count += 1
+            if count > 12:
+                break
+            tree[folder] = ("dir",)
+            for name in GROUP:
+                tree.file(f"{folder}/{name}")
+    for key, messages in netlink().items():
+        tree["netlink route " + key] = ("netlink", messages)
     return tree
 
 
@@ -170,9 +220,11 @@ def lines(path, node):
         return f"dir {name}\n"
     if node[0] == "link":
         return f"link {name} {escaped(os.fsencode(node[1]))}\n"
+    if node[0] == "netlink":
+        return f"{path} <<END\n" + "".join(f"hex {message.hex(' ')}\n" for message in node[1]) + "END\n"
     body = node[1]
-    plain = all(32 <= byte < 127 or byte in (9, 10) for byte in body)
-    if body.count(b"\n") > 1 and plain and body.endswith(b"\n"):
+    legible = all(32 <= byte < 127 or byte in (9, 10) for byte in body)
+    if body.count(b"\n") > 1 and legible and body.endswith(b"\n"):
         return f"file {name} <<END\n{body.decode()}END\n"
     return f'text {name} "{escaped(body)}"\n'
 
