@@ -53,9 +53,11 @@ void fsRows(const FsSample* before, const FsSample& now, bool complete, Rows<FsR
         const bool same = found != partners.end() && found->second->source == entry.source &&
                           found->second->major == entry.major && found->second->minor == entry.minor;
         setGrowth(same ? found->second : nullptr, entry, row);
-        total.filesystems++;
         const bool quiet = isQuiet(row);
-        total.quiet += quiet ? 1 : 0;
+        if (entry.known || row.stuck_us) { // one that refuses to answer is neither full nor not
+            total.filesystems++;
+            total.quiet += quiet ? 1 : 0;
+        }
         if (!quiet || complete) filesystems.rows.push_back(std::move(row));
     }
 }

@@ -63,8 +63,9 @@ void showFilesystems(const Interval& interval, const View& view, Page& page) {
         return a->stuck_us.has_value() != b->stuck_us.has_value() ? a->stuck_us.has_value()
                                                                   : useOf(*a).value_or(0) > useOf(*b).value_or(0);
     });
-    std::string others =
-        std::to_string(all->quiet) + " of " + std::to_string(all->filesystems) + " below 80% and still";
+    std::string others = all->filesystems == 0 ? "none answers"
+                                               : std::to_string(all->quiet) + " of " +
+                                                     std::to_string(all->filesystems) + " below 80% and still";
     if (rows.empty()) {
         size_t used = 0;
         page.piece("FS", used, Tone::Title), page.piece("  " + others, used);

@@ -49,30 +49,32 @@ void showMemory(const Interval& interval, const View&, Page& page) {
     table.show(page);
 }
 
-// "STALL   cpu some  3.1%   mem some  0.4% full  0.3%   io some 71.5% full 62.0%"
+// "some  3.1%"
+static std::string stallText(std::string_view name, const std::optional<uint64_t>& amount, double elapsed_us) {
+    constexpr size_t Width = 5; // "100.0"
+    const auto text = percentText(amount ? std::optional(static_cast<double>(*amount)) : std::nullopt, elapsed_us);
+    return " " + std::string(name) + std::string(1 + Width - std::min(Width, text.size()), ' ') + text + "%";
+}
+
+// "STALL   cpu some   3.1%  mem some   0.4% full   0.3%  io some  71.5% full  62.0%"
 void showPressure(const Interval& interval, const View&, Page& page) {
     if (interval.pressure.rows.empty()) return;
     size_t used = 0;
-    page.piece("STALL   ", used, Tone::Title);
-    const bool told = std::any_of(interval.pressure.rows.begin(), interval.pressure.rows.end(),
-                                  [](auto& row) { return row.some_us || row.full_us; });
-    if (!told) page.piece(" this kernel does not tell: see wyrt check", used, Tone::Dim);
+    page.piece("STALL ", used, Tone::Title);
     const auto elapsed = static_cast<double>(interval.pressure.elapsed_us);
+    const auto fits = [&](const std::string& text) { return page.width() == 0 || used + text.size() <= page.width(); };
+    bool told = false;
     for (auto& row : interval.pressure.rows) {
         if (!row.some_us && !row.full_us) continue;
-        const auto share = [&](std::string_view name, const std::optional<uint64_t>& amount) {
-            const auto text = percentText(amount ? std::optional(static_cast<double>(*amount)) : std::nullopt, elapsed);
-            page.piece(" ", used), page.piece(name, used),
-                page.piece(std::string(6 - std::min<size_t>(6, text.size()), ' '), used);
-            page.piece(text, used), page.piece("%", used);
-        };
-        page.piece(" ", used), page.piece(row.resource == "memory" ? "mem" : safeText(row.resource), used);
-        if (row.some_us) share("some", row.some_us);
+        told = true;
+        auto text = "  " + (row.resource == "memory" ? "mem" : safeText(row.resource));
+        if (row.some_us) text += stallText("some", row.some_us, elapsed);
         // The kernel books no full stall of the CPU for the machine as a whole.
-        if (row.full_us && row.resource != "cpu") share("full", row.full_us);
-        page.piece("  ", used);
+        if (row.full_us && row.resource != "cpu") text += stallText("full", row.full_us, elapsed);
+        if (fits(text)) page.piece(text, used); // half a number would be another one
     }
     const std::string note = "  (share of the " + fixedText(elapsed / 1e6, 3) + " s)";
-    if (told && (page.width() == 0 || used + note.size() <= page.width())) page.piece(note, used, Tone::Dim);
+    if (!told) page.piece("  this kernel does not tell: see wyrt check", used, Tone::Dim);
+    else if (fits(note)) page.piece(note, used, Tone::Dim);
     page.newline();
 }

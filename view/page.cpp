@@ -11,8 +11,8 @@ static std::string_view startOf(Tone tone) {
         return "\x1B[1m";
     case Tone::Bad:
         return "\x1B[1;31m";
-    case Tone::Notice:
-        return "\x1B[33m";
+    case Tone::Notice: // magenta: yellow cannot be read on white
+        return "\x1B[35m";
     case Tone::Dim:
         return "\x1B[2m";
     case Tone::Plain:

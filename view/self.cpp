@@ -3,6 +3,9 @@
 #include "record/moment.h"
 #include "view/format.h"
 
+#include <algorithm>
+#include <vector>
+
 // "2026-11-21 14:05:10 +01:00"
 static std::string clockText(Moment time) {
     std::string text;
@@ -26,20 +29,40 @@ static std::string lateText(const SelfRow& row) {
     return row.late_us > Late ? fixedText(static_cast<double>(row.late_us) / 1000, 0) + " ms late" : "on time";
 }
 
+namespace {
+// One of the facts in the first line. Those with the highest rank go first where there is no room.
+struct Fact {
+    std::string text;
+    int rank;
+};
+} // namespace
+
+static void keepFitting(std::vector<Fact>& facts, size_t width, size_t used) {
+    const auto needed = [&] {
+        size_t sum = used;
+        for (auto& fact : facts) sum += 2 + textWidth(fact.text);
+        return sum;
+    };
+    while (width && !facts.empty() && needed() > width)
+        facts.erase(std::max_element(facts.begin(), facts.end(), [](auto& a, auto& b) { return a.rank < b.rank; }));
+}
+
 void showTop(const Interval& interval, const View& view, Page& page) {
     const auto* host = interval.host.one();
     const auto* self = interval.self.one();
     std::string line = safeText(view.head.host) + "  " + clockText(interval.time) + "  #" +
                        std::to_string(interval.number) + "  " +
                        fixedText(static_cast<double>(interval.elapsed_us) / 1e6, 3) + " s";
-    if (host && host->cpus) line += "  " + std::to_string(*host->cpus) + (*host->cpus == 1 ? " CPU" : " CPUs");
-    if (host && host->memory) line += "  " + sizeText(static_cast<double>(*host->memory));
-    if (host) line += "  Linux " + safeText(host->kernel);
-    if (host && host->uptime_s) line += "  up " + spanText(static_cast<double>(*host->uptime_s));
-    const auto cost = costText(interval.self);
-    if (!cost.empty()) line += "  " + cost;
-    if (self) line += (cost.empty() ? "  " : ", ") + lateText(*self);
     if (interval.damaged) line += "  DAMAGED: its bytes have changed";
+    std::vector<Fact> facts;
+    if (host && host->cpus) facts.push_back({std::to_string(*host->cpus) + (*host->cpus == 1 ? " CPU" : " CPUs"), 1});
+    if (host && host->memory) facts.push_back({sizeText(static_cast<double>(*host->memory)), 2});
+    if (host) facts.push_back({"Linux " + safeText(host->kernel), 5});
+    if (host && host->uptime_s) facts.push_back({"up " + spanText(static_cast<double>(*host->uptime_s)), 4});
+    const auto cost = costText(interval.self);
+    if (self) facts.push_back({cost.empty() ? lateText(*self) : cost + ", " + lateText(*self), 3});
+    keepFitting(facts, page.width(), textWidth(line));
+    for (auto& fact : facts) line += "  " + fact.text;
     page.line(line, interval.damaged ? Tone::Bad : Tone::Title);
 }
 

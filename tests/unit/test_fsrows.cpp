@@ -93,6 +93,17 @@ TEST(FsModel, QuietOnesAreCountedOnly) {
     EXPECT_FALSE(result.rows.rows[0].full_in_s);
 }
 
+TEST(FsModel, OneThatRefusesToAnswerIsNotCounted) {
+    auto refused = entryOf(0, 0);
+    refused.known = false, refused.error = 13;
+    const auto result = rowsOf(refused, refused, true);
+    ASSERT_EQ(result.rows.rows.size(), 1U);
+    EXPECT_EQ(result.rows.rows[0].error, 13U);
+    EXPECT_FALSE(result.rows.rows[0].size);
+    EXPECT_EQ(result.all.rows.at(0).filesystems, 0U);
+    EXPECT_EQ(result.all.rows.at(0).quiet, 0U);
+}
+
 TEST(FsModel, WhatDoesNotAnswerSaysSo) {
     auto now = entryOf(1000, 400);
     now.asked_us = 4000000;
