@@ -15,7 +15,8 @@ static double cpuSeconds() {
 // The least CPU time of some samples with their rows, on a machine of these lines.
 static double costOf(const std::string& areas, const std::string& lines) {
     const Made machine(lines);
-    const auto sources = makeSources(areas, Root());
+    Helper helper;
+    const auto sources = makeSources(areas, Root(), helper);
     double least = 1e9;
     for (int pass = 0; pass < 5; pass++) {
         Interval interval;
