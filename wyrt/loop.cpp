@@ -205,7 +205,8 @@ bool Run::makeInterval(uint64_t late_us) {
 // --- The whole run
 
 void Run::loop() {
-    constexpr int64_t FirstOnScreen = 500000, ShortestLast = 1000; // microseconds
+    constexpr int64_t ShortestLast = 1000;    // microseconds
+    constexpr int64_t FirstOnScreen = 450000; // the first table is there within half a second of the start
     const auto interval_us = static_cast<int64_t>(settings.view.interval_us);
     const bool early = tables && screen.isRedrawn() && settings.save.empty();
     sample(0); // from here on something can be compared
