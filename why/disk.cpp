@@ -68,13 +68,14 @@ static double movedIn(const FileRow& file) {
 static std::map<ProcessId, Files> filesOf(const Interval& interval, const DiskRow& disk, const Side& side) {
     std::map<ProcessId, Files> all;
     for (auto& file : interval.files.rows) {
-        if (file.disk.empty()) continue; // on no disk, or on one that is not known
+        const bool isHere = file.disk.empty() ? file.device == disk.device : names(file.disk, disk.name);
+        if (file.disk.empty() && !isHere) continue; // on no disk, or on one that is not known
         const bool fits = file.flags.empty() || names(file.flags, side.writes ? "write" : "read");
         if (!fits) continue;
         auto& files = all[{file.pid, file.start}];
         const double moved = std::max(movedIn(file), 1.0); // written without a movement counts a little
         files.all += moved;
-        if (!names(file.disk, disk.name)) continue;
+        if (!isHere) continue;
         files.here += moved;
         if (!files.most || moved > movedIn(*files.most)) files.most = &file;
     }
@@ -147,7 +148,9 @@ static const CgroupRow* groupOf(const Interval& interval, std::string_view path)
 
 // "fd 5 /srv/backup/db7.tar, +366M at 118.2G, vg_data/backup"
 static std::string fileText(const FileRow& file) {
-    std::string text = "fd " + std::to_string(file.descriptor) + " " + file.path + (file.deleted ? " (deleted)" : "");
+    std::string text = "fd " + std::to_string(file.descriptor);
+    join(text, file.path, " ");
+    if (file.deleted) text += " (deleted)";
     const double moved = movedIn(file);
     if (moved > 0) join(text, "+" + sizeText(moved) + (file.position ? " at " + sizeText(number(file.position)) : ""));
     else if (!file.evidence.empty()) join(text, file.evidence);

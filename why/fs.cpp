@@ -16,8 +16,9 @@ struct Writer {
 
 static std::string growthText(const Interval& interval, const Writer& writer) {
     std::string text = "grows by " + speedText(perSecond(writer.bytes, interval.files));
-    join(text, "fd " + std::to_string(writer.most->descriptor) + " " + writer.most->path +
-                   (writer.most->deleted ? " (deleted)" : ""));
+    join(text, "fd " + std::to_string(writer.most->descriptor));
+    join(text, writer.most->path, " ");
+    if (writer.most->deleted) text += " (deleted)";
     if (writer.most->size) text += ", " + sizeText(number(writer.most->size));
     return text;
 }

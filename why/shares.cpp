@@ -108,7 +108,8 @@ void share(Finding& finding, std::vector<WhoRow>& rows) {
     roundShares(shared, amounts);
     if (total <= 0) rows.back().share = 100;
     // The largest has a share.
-    while (rows.back().share == 0) rows.pop_back();
+    const auto begin = rows.begin() + static_cast<std::ptrdiff_t>(first);
+    rows.erase(std::remove_if(begin, rows.end(), [](auto& row) { return row.share == 0; }), rows.end());
     uint64_t place = 0;
     for (size_t i = first; i < rows.size(); i++) {
         rows[i].place = ++place;
