@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 
@@ -21,6 +22,8 @@ public:
     // At most `size` bytes; 0 at the end, and after a read that failed. Waits where the file has to be waited for (a
     // pipe).
     size_t read(char* to, size_t size);
+    // Leaves out the next bytes. False where that cannot be done, as in a pipe.
+    bool skip(uint64_t bytes);
     // errno of the read that failed; 0: none has.
     int failure() const { return error; }
     void close();

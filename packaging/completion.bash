@@ -5,11 +5,12 @@
 _wyrt_command() {
     local areas='why cpu cores mem pressure disk volumes fs net proto limits cgroup file self all'
     local sorts='busy read write wait queue bytes packets errors cpu mem io throttled pids forward back growth position size'
-    local tasks='--help --root'
-    local views='--output --rows --sort --user --pid --command --cgroup --tree --by --limit --partitions'
+    local tasks='--help --root --output'
+    local views='--rows --sort --user --pid --command --cgroup --tree --by --limit --partitions'
     local samples='--interval --count'
     local lives='--save --color --scroll'
     local logs='--help --damaged --output'
+    local shows='--color --no-pager'
     local spans='--since --until'
     local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} words='' logs_too=0
 
@@ -29,7 +30,7 @@ _wyrt_command() {
                 live) words="$tasks $views $samples $lives" ;;
                 record) words="$tasks $views $samples" ;;
                 check) words=$tasks ;;
-                show) words="$logs ${views#--output } --color" ;;
+                show) words="$logs $views $shows" ;;
                 why) words="$logs $spans --limit --color" ;;
                 info) words=$logs ;;
             esac

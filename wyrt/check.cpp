@@ -1,7 +1,7 @@
 #include "wyrt/check.h"
 
 #include "base/door.h"
-#include "base/output.h"
+#include "base/outfile.h"
 #include "base/refusal.h"
 #include "view/areas.h"
 
@@ -74,7 +74,11 @@ std::string checkText(const Settings& settings) {
 }
 
 int runCheck(const Settings& settings) {
-    sayText(checkText(settings));
-    flushOutput();
+    OutFile out;
+    if (settings.output.empty()) out.openStandard();
+    else if (!out.open(settings.output, OutFile::How::New))
+        return failed(inQuotes(settings.output) + " cannot be written: " + strerror(errno));
+    if (!out.write(checkText(settings)) && errno != EPIPE)
+        return failed(std::string("the output takes no more: ") + strerror(errno));
     return Done;
 }

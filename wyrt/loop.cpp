@@ -14,6 +14,7 @@
 #include "wyrt/grid.h"
 #include "wyrt/screen.h"
 #include "wyrt/source.h"
+#include "wyrt/tail.h"
 #include "wyrt/version.h"
 #include "wyrt/writer.h"
 
@@ -238,6 +239,11 @@ int Run::run() {
     head = headOf(root);
     limits.set(settings.view.limits); // what it refuses was refused with the command line
     const auto& path = tables ? settings.save : settings.output.empty() ? std::string("-") : settings.output;
+    if (!tables && path != "-") {
+        const auto tail = mendTail(path);
+        if (tail == Tail::NoLog) return failed(inQuotes(path) + " is no log of wyrt, and is left as it is");
+        if (tail == Tail::Error) return failed(inQuotes(path) + " cannot be continued: " + strerror(errno));
+    }
     if (!path.empty() && !openLog(path, tables ? OutFile::How::New : OutFile::How::Append))
         return failed(inQuotes(path) + " cannot be written: " + strerror(errno));
     if (tables && !screen.open(settings))

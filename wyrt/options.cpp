@@ -48,8 +48,8 @@ static void addOptions(CLI::App& app, Task task, Typed& typed, Settings& setting
     app.add_flag("-h,--help", typed.help, "this text");
     app.add_option("--root", settings.root, "files of another machine: DIR/proc, DIR/sys, DIR/run")->type_name("DIR");
     app.add_option("operands", typed.operands);
+    app.add_option("-o,--output", settings.output, "to FILE instead of standard output")->type_name("FILE");
     if (task != Task::Check) {
-        app.add_option("-o,--output", settings.output, "to FILE instead of standard output")->type_name("FILE");
         app.add_option("-i,--interval", typed.interval, "2s, 500ms, 1m or seconds (default 2s)")->type_name("TIME");
         app.add_option("-c,--count", typed.count, "ends after N intervals")->type_name("N");
         addTableOptions(app, typed.table);

@@ -37,6 +37,7 @@ static void addOptions(CLI::App& app, Asked& asked, Typed& typed) {
         if (option.repeated) added->multi_option_policy(CLI::MultiOptionPolicy::Join)->delimiter(' ');
     }
     app.add_option("--color", typed.color, "auto, always or never")->type_name("WHEN");
+    app.add_flag("--no-pager", asked.noPager, "no pager on a terminal");
 }
 
 static const char* introductionOf(Task task) {

@@ -16,6 +16,7 @@ struct Asked {
     TableWords table;
     bool damaged = false; // show what fails its sum, too
     bool color = false;
+    bool noPager = false;     // on a terminal, too
     std::string output;       // empty: standard output
     std::string since, until; // of why, as they were typed; empty: the log's own ends
 };

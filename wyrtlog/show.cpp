@@ -2,6 +2,7 @@
 
 #include "base/door.h"
 #include "base/outfile.h"
+#include "base/pager.h"
 #include "base/refusal.h"
 #include "base/terminal.h"
 #include "view/areas.h"
@@ -9,6 +10,7 @@
 #include "wyrtlog/logs.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 // What the log was shown with, but for what is asked for now.
@@ -25,6 +27,8 @@ int show(const Asked& asked) {
     else if (!out.open(asked.output, OutFile::How::New)) return failed(inQuotes(asked.output) + ": " + strerror(errno));
     const auto terminal = asked.output.empty() ? getTerminalSize() : std::nullopt;
     const size_t width = terminal && terminal->columns > 0 ? static_cast<size_t>(terminal->columns) : 0;
+    Pager pager; // with the first page, so that an error stands alone
+    const bool paged = asked.output.empty() && !asked.noPager && isTerminal();
     ViewRow view;
     const LogReader* viewed = nullptr; // whose view it is: logs that overlap take turns
     uint64_t shown = 0, left = 0;
@@ -48,11 +52,12 @@ int show(const Asked& asked) {
         }
         Page page(width, asked.color);
         showInterval(interval, {reader.head(), view}, page);
-        shown++;
+        if (shown++ == 0 && paged) pager.start(pagerWords(std::getenv("WYRT_PAGER"), std::getenv("PAGER")));
         if (out.write(page.text())) return true;
         written = errno;
         return false;
     });
+    pager.finish(); // messages come when the terminal is free again
     if (!wrong.empty()) return refused(wrong, "wyrt show --help");
     if (written == EPIPE) return status; // nobody reads on
     if (written) return failed(std::string("the output takes no more: ") + strerror(written));

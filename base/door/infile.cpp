@@ -39,6 +39,8 @@ size_t InFile::read(char* to, size_t size) {
     }
 }
 
+bool InFile::skip(uint64_t bytes) { return lseek(fd, static_cast<off_t>(bytes), SEEK_CUR) >= 0; }
+
 void InFile::close() {
     if (fd >= 0) ::close(fd);
     fd = -1;

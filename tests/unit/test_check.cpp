@@ -23,6 +23,18 @@ TEST(Check, SaysWhatIsThereAndWhatIsMissing) {
                               "/proc/loadavg: No such file or directory; run it as root\n");
 }
 
+TEST(Check, ToAFile) {
+    Made machine("text /proc/stat \"\"\ntext /proc/loadavg \"\"\nfail open /locked/out EACCES\n");
+    Settings settings;
+    settings.view.areas = "cpu";
+    settings.output = "/out";
+    EXPECT_EQ(printed([&] { EXPECT_EQ(runCheck(settings), 0); }), "");
+    EXPECT_EQ(machine.world.find("/out")->text, checkText(settings));
+    settings.output = "/locked/out";
+    EXPECT_EQ(printed([&] { EXPECT_EQ(runCheck(settings), 1); }, STDERR_FILENO),
+              "wyrt: '/locked/out' cannot be written: Permission denied\n");
+}
+
 TEST(Check, FilesOfAnotherMachine) {
     Made machine("text /mnt/proc/stat \"\"\ntext /mnt/proc/loadavg \"\"\n");
     const auto text = checked("cpu", "/mnt");

@@ -111,6 +111,33 @@ TEST(LogCommands, SortByAWordThatNoAreaKnows) {
     EXPECT_TRUE(run({"show", "cpu", "disk", "/a.wyrt", "--sort", "busy"}).ends_with("status 0\n"));
 }
 
+// On a terminal, and only with something to show.
+TEST(LogCommands, Pager) {
+    const std::string less = "text /usr/bin/less \"\"\n";
+    const auto shown = [](const std::string& lines, std::vector<std::string> words) {
+        Made machine(lines);
+        save("/a.wyrt", logOf({2, 4}));
+        words.insert(words.begin(), {"wyrtlog", "show"});
+        printed([&] {
+            std::vector<char*> argv;
+            for (auto& word : words) argv.push_back(word.data());
+            argv.push_back(nullptr);
+            wyrtlogMain(static_cast<int>(words.size()), argv.data());
+        });
+        return machine.log();
+    };
+    unsetenv("WYRT_PAGER"), unsetenv("PAGER");
+    EXPECT_EQ(shown("terminal\n" + less, {"/a.wyrt"}), "pager less -FRSX\n");
+    EXPECT_EQ(shown("terminal\n", {"/a.wyrt"}), "");
+    EXPECT_EQ(shown("terminal\n" + less, {"/a.wyrt", "--no-pager"}), "");
+    EXPECT_EQ(shown("terminal\n" + less, {"/a.wyrt", "-o", "/out"}), "");
+    EXPECT_EQ(shown("terminal\n" + less, {"/none"}), "");
+    EXPECT_EQ(shown(less, {"/a.wyrt"}), "");
+    setenv("WYRT_PAGER", "", 1);
+    EXPECT_EQ(shown("terminal\n" + less, {"/a.wyrt"}), "");
+    unsetenv("WYRT_PAGER");
+}
+
 TEST(LogCommands, DamageIsLeftOutUnlessItIsAskedFor) {
     Made machine("");
     const auto good = logOf({2, 4});

@@ -3,6 +3,7 @@
 
 #include "tests/world/world.h"
 
+#include <algorithm>
 #include <cerrno>
 
 static World& world() { return *World::current; }
@@ -33,6 +34,12 @@ size_t InFile::read(char* to, size_t size) {
     const size_t n = left.copy(to, size);
     left.erase(0, n);
     return n;
+}
+
+bool InFile::skip(uint64_t bytes) {
+    auto& left = devices().unread.at(fd);
+    left.erase(0, std::min<uint64_t>(bytes, left.size()));
+    return true;
 }
 
 void InFile::close() {
