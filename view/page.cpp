@@ -48,6 +48,7 @@ static std::vector<bool> fitting(std::span<const Column> columns, const std::vec
     std::vector<bool> shown(columns.size(), true);
     size_t needed = 0;
     for (size_t i = 0; i < columns.size(); i++) needed += widths[i] + (i ? 1 : 0);
+    if (columns.back().cut) needed -= widths.back() - std::max(columns.back().width, textWidth(columns.back().title));
     while (room && needed > room) {
         size_t worst = columns.size();
         for (size_t i = 0; i < columns.size(); i++)

@@ -14,6 +14,7 @@ struct Column {
     size_t width = 0; // at the least, so that columns stay where they are from interval to interval
     int rank = 0;
     bool left = false; // texts are left-aligned, numbers right-aligned
+    bool cut = false;  // the last column only: it is cut down to `width` before another one goes
 };
 
 // The meaning of a cell's colour; the page chooses the colour.
