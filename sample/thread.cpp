@@ -1,0 +1,116 @@
+#include "sample/thread.h"
+
+#include "base/clock.h"
+#include "base/numbers.h"
+#include "parse/process.h"
+
+#include <algorithm>
+#include <cstdio>
+
+// The threads that the process has now, in ascending order.
+bool ThreadSampler::list(int pid) {
+    char place[32];
+    snprintf(place, sizeof place, "%d/task", pid);
+    tids.clear();
+    if (!processes.isOpen() && !processes.open(root.path("/proc").c_str())) return false;
+    if (!tasks.open(processes, place) || !listing.start(tasks)) return false;
+    Listing::Entry entry{};
+    while (listing.next(entry)) {
+        int tid = 0;
+        if (toNumber(std::string_view(entry.name), tid) && tid > 0) tids.push_back(tid);
+    }
+    std::sort(tids.begin(), tids.end());
+    return !tids.empty();
+}
+
+// False: it has ended, or the kernel does not count it.
+bool ThreadSampler::readSchedule(int tid, ThreadCounters& counters) {
+    char place[32];
+    snprintf(place, sizeof place, "%d/schedstat", tid);
+    if (!readFile(tasks, place, text, Reading::Single)) return false;
+    const auto schedule = parseSchedule(text.view());
+    if (!schedule) return false;
+    counters.run_ns = schedule->run_ns, counters.wait_ns = schedule->wait_ns;
+    return counters.hasSchedule = true;
+}
+
+bool ThreadSampler::readStat(int tid, ThreadChange& change) {
+    char place[32];
+    ProcessStat stat;
+    snprintf(place, sizeof place, "%d/stat", tid);
+    if (!readFile(tasks, place, text, Reading::Single) || !parseProcessStat(text.view(), stat)) return false;
+    change.thread_start = stat.start, change.name = stat.name, change.state = stat.state;
+    change.core = stat.core, change.nice = stat.nice;
+    auto& now = change.now;
+    now.user_ticks = stat.user_ticks, now.system_ticks = stat.system_ticks, now.block_ticks = stat.block_ticks;
+    now.minor_faults = stat.minor_faults, now.major_faults = stat.major_faults;
+    return now.hasStat = true;
+}
+
+// What a thread had when it began.
+static constexpr ThreadCounters Nothing{.hasSchedule = true, .hasStat = true};
+
+static bool stoodStill(const ThreadCounters& before, const ThreadCounters& now) {
+    if (before.hasSchedule && now.hasSchedule) return before.run_ns == now.run_ns && before.wait_ns == now.wait_ns;
+    return before.hasStat && now.hasStat && before.user_ticks == now.user_ticks &&
+           before.system_ticks == now.system_ticks;
+}
+
+// `known`: its threads were listed when it ran the last time, so one that was not there then is new.
+void ThreadSampler::visit(const Ran& process, Group& group, bool known, ThreadSample& now) {
+    found.clear();
+    if (!list(process.pid)) return void(group.threads.clear());
+    const auto began = [&](const ThreadChange& change) {
+        return known || (change.thread_start + 1) * now.tick_us > static_cast<uint64_t>(bootBefore_us);
+    };
+    auto old = group.threads.begin();
+    for (const int tid : tids) {
+        while (old != group.threads.end() && old->tid < tid) ++old;
+        const auto* before = old != group.threads.end() && old->tid == tid ? &old->counters : nullptr;
+        ThreadChange change;
+        readSchedule(tid, change.now);
+        now.threads++;
+        if (now.pass == 1 || (before && change.now.hasSchedule && stoodStill(*before, change.now))) {
+            found.push_back({tid, now.pass == 1 ? change.now : *before});
+            continue;
+        }
+        if (!readStat(tid, change)) continue; // it has just ended
+        found.push_back({tid, change.now});
+        if (before && stoodStill(*before, change.now)) continue;
+        // The number of a thread that has ended can be used again: the counters of the new one are smaller.
+        const bool another = before && change.now.run_ns < before->run_ns;
+        if (another || (!before && began(change))) change.before = Nothing;
+        else if (before) change.before = *before;
+        change.pid = process.pid, change.tid = tid, change.start = process.start;
+        now.changes.push_back(change);
+        now.ran++;
+    }
+    group.start = process.start;
+    group.threads = found;
+}
+
+void ThreadSampler::sample(std::span<const Ran> ran, const ProcSample& known, ThreadSample& now) {
+    now.pass++;
+    now.before_us = now.at_us;
+    now.at_us = getMonotonic();
+    now.tick_us = known.tick_us, now.blocksCounted = known.blocksCounted;
+    now.threads = now.ran = 0;
+    now.changes.clear();
+    for (auto& gone : known.gone) groups.erase(gone.pid);
+    for (auto& process : ran) {
+        if (process.threads <= 1) {
+            groups.erase(process.pid);
+            now.threads++, now.ran++;
+            continue;
+        }
+        const auto [group, fresh] = groups.try_emplace(process.pid);
+        const size_t first = now.changes.size();
+        visit(process, group->second, !fresh && group->second.start == process.start, now);
+        const auto entry = std::lower_bound(known.entries.begin(), known.entries.end(), process.pid,
+                                            [](auto& e, int pid) { return e.pid < pid; });
+        if (entry == known.entries.end() || entry->pid != process.pid) continue;
+        for (size_t i = first; i < now.changes.size(); i++)
+            now.changes[i].process = std::string_view(known.slots[entry->slot].name);
+    }
+    bootBefore_us = known.boot_us;
+}
