@@ -1,4 +1,5 @@
-// Netlink sockets: questions to the kernel (RTNETLINK, SOCK_DIAG) and its news (links, addresses, uevents).
+// Netlink sockets: questions to the kernel (RTNETLINK, SOCK_DIAG, families of generic netlink) and its news (links,
+// addresses, uevents, tasks that end).
 // parse/ takes the messages apart.
 #pragma once
 
@@ -6,8 +7,10 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <utility>
 
+#include <linux/genetlink.h>
 #include <linux/netlink.h>
 
 // A request for all objects of a type: RTM_GETLINK with an ifinfomsg, SOCK_DIAG_BY_FAMILY with an inet_diag_req_v2.
@@ -23,13 +26,35 @@ template <typename Body> std::string dumpRequest(uint16_t type, const Body& body
     return {reinterpret_cast<const char*>(&request), request.header.nlmsg_len};
 }
 
+// A request of generic netlink with one attribute. A command that has no answer of its own must be acknowledged.
+inline std::string genericRequest(uint16_t family, uint8_t command, bool acknowledged, uint16_t attribute,
+                                  std::string_view value) {
+    struct {
+        nlmsghdr header;
+        genlmsghdr generic;
+        nlattr attribute;
+    } request{};
+    const size_t length = NLA_HDRLEN + value.size();
+    request.header.nlmsg_len = static_cast<uint32_t>(NLMSG_LENGTH(GENL_HDRLEN) + NLA_ALIGN(length));
+    request.header.nlmsg_type = family;
+    request.header.nlmsg_flags = static_cast<uint16_t>(NLM_F_REQUEST | (acknowledged ? NLM_F_ACK : 0));
+    request.generic.cmd = command;
+    request.generic.version = 1;
+    request.attribute.nla_len = static_cast<uint16_t>(length);
+    request.attribute.nla_type = attribute;
+    std::string bytes(reinterpret_cast<const char*>(&request), sizeof request);
+    bytes.append(value).resize(request.header.nlmsg_len);
+    return bytes;
+}
+
 enum class Asked {
     Whole,       // the answer is complete
     Interrupted, // the objects changed meanwhile: entries may be missing or appear twice
     Failed,      // errno tells why
 };
 
-// A socket either asks or listens: one with groups is for news only.
+// A socket either asks or listens: one with groups is for news only. In generic netlink a socket can ask for news of
+// its own; from then on it is for news only.
 class Netlink {
     int fd = -1;
     int protocol = 0;
@@ -47,9 +72,9 @@ public:
         return *this;
     }
     ~Netlink() { close(); }
-    // protocol: NETLINK_ROUTE, NETLINK_SOCK_DIAG, NETLINK_KOBJECT_UEVENT. groups: a bit each (RTMGRP_LINK; 1 for the
-    // kernel's own uevents). bytes: the room for news that nobody has taken yet, as much of it as rights allow; 0: the
-    // system's default.
+    // protocol: NETLINK_ROUTE, NETLINK_SOCK_DIAG, NETLINK_KOBJECT_UEVENT, NETLINK_GENERIC. groups: a bit each
+    // (RTMGRP_LINK; 1 for the kernel's own uevents). bytes: the room for news that nobody has taken yet, as much of it
+    // as rights allow; 0: the system's default.
     bool open(int protocol, uint32_t groups = 0, int bytes = 0);
     bool isOpen() const { return fd >= 0; }
     void close();

@@ -1,6 +1,8 @@
-// Replaces this program by another one. Part of the door: base/door/program.cpp is the real one.
+// This program as a process, and others that it becomes or starts. Part of the door: base/door/program.cpp is the real
+// one.
 #pragma once
 
+#include <optional>
 #include <string>
 
 // The path of the running program; empty when it cannot be found out.
@@ -9,6 +11,9 @@ std::string ownPath();
 // Replaces this program by the one at `path` (without a slash: the one that PATH finds). The first argument is its own
 // name, the last is null. Returns only when that fails, with errno as the result.
 int becomeProgram(const char* path, char* const argv[]);
+
+// Starts a process that ends at once, and waits for its end. Its pid; none: there was no room for a process.
+std::optional<int> endedChild();
 
 // Whether work may be done in threads of its own: not on a made-up machine, whose runs are the same each time.
 bool mayRunThreads();

@@ -3,8 +3,8 @@
 
 # A command of the new form: COMP_WORDS[1].
 _wyrt_command() {
-    local areas='why cpu cores mem pressure disk volumes fs net proto limits cgroup file self all'
-    local sorts='busy read write wait queue bytes packets errors cpu mem io throttled pids forward back growth position size'
+    local areas='why cpu cores mem pressure disk volumes fs net proto limits cgroup proc thread churn file self all'
+    local sorts='busy read write wait queue bytes packets errors cpu mem io throttled pids growth faults swap children threads switches block files ended failed killed life forward back position size'
     local tasks='--help --root --output'
     local views='--rows --sort --user --pid --command --cgroup --tree --by --limit --partitions'
     local samples='--interval --count'

@@ -32,12 +32,13 @@ inline constexpr auto ExitKind = kind<ExitRow>(
     level("ppid", "", &ExitRow::parent), level("code", "", &ExitRow::code), level("signal", "", &ExitRow::signal),
     amount("cpu", "us", &ExitRow::cpu_us), level("life", "us", &ExitRow::life_us));
 
-// A row without command sums the children of a parent that ended unseen, whatever they ran.
+// A row without command sums the children of a parent that ended, whatever they ran, less what they had at the last
+// sample: where the kernel does not report ends, nothing else is known.
 struct ChurnRow {
     uint64_t parent = 0, parent_start = 0; // as in PROC; start 0: the parent itself was not seen
     std::string command;                   // name of the processes that ended
     std::string parent_name, unit;
-    uint64_t ended = 0;
+    std::optional<uint64_t> ended;           // where the kernel reported their ends
     std::optional<uint64_t> cpu_us, life_us; // sums
     std::optional<uint64_t> failed, killed;  // ended with a code other than 0; by a signal
 };
@@ -49,10 +50,11 @@ inline constexpr auto ChurnKind =
                    amount("failed", "", &ChurnRow::failed), amount("killed", "", &ChurnRow::killed));
 
 struct ChurnsRow {
-    std::optional<uint64_t> forks; // of processes and threads, as the kernel counts them
-    std::optional<uint64_t> ended; // processes whose end the kernel reported; empty: it does not report them
-    uint64_t lost = 0;             // times that reports were lost because too many came
+    std::optional<uint64_t> forks;  // of processes and threads, as the kernel counts them
+    std::optional<uint64_t> ended;  // processes whose end the kernel reported; empty: it does not report them
+    uint64_t lost = 0;              // times that reports were lost because too many came
+    std::optional<uint64_t> unseen; // of `ended`, those that lived and died between two samples
 };
 inline constexpr auto ChurnsKind =
     kind<ChurnsRow>("CHURNS", amount("forks", "", &ChurnsRow::forks), amount("ended", "", &ChurnsRow::ended),
-                    amount("lost", "", &ChurnsRow::lost));
+                    amount("lost", "", &ChurnsRow::lost), amount("unseen", "", &ChurnsRow::unseen));

@@ -40,8 +40,11 @@ ProcSampler::ProcSampler(const Root& where, Helper& helper)
 void ProcSampler::readMachine(ProcSample& sample) {
     sample.ticksBefore = sample.ticks;
     sample.ticks.reset();
+    sample.forksBefore = sample.forks;
+    sample.forks.reset();
     if (!statFile.read(text) || !parseStat(text.view(), stat)) return stat = SystemStat(), void();
     sample.ticks = stat.all;
+    sample.forks = stat.forks;
     sample.cores = stat.cores.size();
 }
 
@@ -106,6 +109,7 @@ void ProcSampler::end(ProcSample& sample, const ProcEntry& entry) {
     gone.pid = process.pid, gone.parent = process.parent, gone.start = process.start;
     gone.name = std::move(process.name);
     gone.cpu_ns = cpuOf(process.now, sample);
+    if (process.now.hasCpu) gone.own_ns = process.now.cpu_ns;
     gone.io = process.now.io;
     if (!process.ioGroup) add(gone.io, process.heirs);
     sample.accounted_ns -= static_cast<int64_t>(gone.cpu_ns);

@@ -31,7 +31,8 @@ struct GoneProcess {
     int pid = 0, parent = 0;
     uint64_t start = 0;
     std::string name;
-    uint64_t cpu_ns = 0; // until the last pass, with that of its children
+    uint64_t cpu_ns = 0;            // until the last pass, with that of its children
+    std::optional<uint64_t> own_ns; // without it
     ProcessIo io;
 };
 
@@ -49,6 +50,7 @@ struct ProcSample {
     std::vector<GoneProcess> gone;  // since the last pass
     int64_t accounted_ns = 0;       // CPU time since the last pass that the processes explain
     std::optional<CpuTicks> ticks, ticksBefore;
+    std::optional<uint64_t> forks, forksBefore; // of processes and threads, since boot
     uint64_t cores = 0;
 };
 

@@ -59,6 +59,7 @@ static bool stoodStill(const ThreadCounters& before, const ThreadCounters& now) 
 // `known`: its threads were listed when it ran the last time, so one that was not there then is new.
 void ThreadSampler::visit(const Ran& process, Group& group, bool known, ThreadSample& now) {
     found.clear();
+    if (!known) group.threads.clear(); // of another process that had this pid
     if (!list(process.pid)) return void(group.threads.clear());
     const auto began = [&](const ThreadChange& change) {
         return known || (change.thread_start + 1) * now.tick_us > static_cast<uint64_t>(bootBefore_us);

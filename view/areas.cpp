@@ -1,6 +1,7 @@
 #include "view/areas.h"
 
 #include "view/cgroup.h"
+#include "view/churn.h"
 #include "view/cpu.h"
 #include "view/disk.h"
 #include "view/file.h"
@@ -8,8 +9,10 @@
 #include "view/limits.h"
 #include "view/memory.h"
 #include "view/net.h"
+#include "view/proc.h"
 #include "view/proto.h"
 #include "view/self.h"
+#include "view/thread.h"
 #include "view/volumes.h"
 #include "view/why.h"
 
@@ -41,6 +44,14 @@ static constexpr Area Areas[] = {
                  "/proc/sys, /proc/net", "", true, showLimits},
     {"cgroup",   "units, containers and pods: CPU and quota, memory, I/O, pids, how near their limits they are",
                  "/sys/fs/cgroup", "cpu mem io throttled pids", false, showCgroups},
+    {"proc",     "processes that ran or waited: CPU, memory and its growth, I/O, faults, unit, command",
+                 "/proc, /proc/1/io, CPU clocks",
+                 "cpu wait mem growth io read write faults swap children threads switches block files",
+                 true, showProcesses},
+    {"thread",   "threads that ran or waited: CPU, waits, faults, core",
+                 "/proc/self/task", "cpu wait block faults", false, showThreads},
+    {"churn",    "what began and ended: forks, children that lived shortly, exit codes and signals",
+                 "/proc/stat, taskstats", "ended cpu failed killed life", false, showChurn},
     {"file",     "open files that moved or were written, with process, path, filesystem and disk",
                  "/proc/self/fdinfo, /proc/1/fdinfo", "forward back growth position size", false, showFiles},
     {"self",     "what wyrt itself costs, and what it could not do",

@@ -38,8 +38,8 @@ static std::string childrenText(const Interval& interval, const ProcRow& parent)
     std::vector<std::pair<double, std::string_view>> commands;
     for (auto& row : interval.churn.rows) {
         if (row.parent != parent.pid || row.parent_start != parent.start) continue;
-        ended += static_cast<double>(row.ended), cpu += number(row.cpu_us);
-        if (!row.command.empty()) commands.emplace_back(static_cast<double>(row.ended), row.command);
+        ended += number(row.ended), cpu += number(row.cpu_us);
+        if (!row.command.empty()) commands.emplace_back(number(row.ended), row.command);
     }
     if (ended <= 0) return {};
     std::stable_sort(commands.begin(), commands.end(), [](auto& a, auto& b) { return a.first > b.first; });
@@ -268,7 +268,7 @@ static void blameParents(const Scene& scene, Finding& finding) {
     };
     for (auto& row : interval.churn.rows) {
         auto& parent = parents[{row.parent, row.parent_start ? row.parent_start : startOf(row.parent)}];
-        parent.begun += static_cast<double>(row.ended);
+        parent.begun += number(row.ended);
         parent.name = row.parent_name, parent.unit = row.unit;
     }
     for (auto& row : interval.starts.rows) parents[{row.parent, startOf(row.parent)}].begun += 1;

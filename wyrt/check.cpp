@@ -3,6 +3,8 @@
 #include "base/door.h"
 #include "base/outfile.h"
 #include "base/refusal.h"
+#include "base/root.h"
+#include "sample/reports.h"
 #include "view/areas.h"
 
 #include <algorithm>
@@ -43,6 +45,22 @@ static std::vector<std::string> filesOf(std::string_view sources) {
     return files;
 }
 
+// Why ends of processes are not reported, and what helps; empty: they are.
+static const char* churnGap(const std::string& root) {
+    switch (tryReports(Root(root))) {
+    case NoReports::Unknown:
+        return "; no reports of what ends; needs Linux 5.19 with CONFIG_TASKSTATS";
+    case NoReports::Refused:
+        return "; no reports of what ends: Operation not permitted; run it as root (CAP_NET_ADMIN)";
+    case NoReports::Silent:
+        return "; no reports of what ends; they come in the host's own network and pid namespace only";
+    case NoReports::None:
+    case NoReports::OtherRoot:
+        break;
+    }
+    return "";
+}
+
 static std::string lineOf(const Area& area, const std::string& root) {
     std::string missing, how;
     size_t seen = 0;
@@ -56,10 +74,11 @@ static std::string lineOf(const Area& area, const std::string& root) {
         missing += "; no " + file + ": " + strerror(error);
         if (const auto unlock = howTo(file, error); !unlock.empty() && how.empty()) how = "; " + unlock;
     }
+    const std::string gap = area.word == "churn" ? churnGap(root) : "";
     std::string line(area.word);
     line.resize(std::max<size_t>(line.size() + 1, 11), ' ');
-    line += seen == files.size() ? "yes   " : seen ? "part  " : "no    ";
-    return line.append(area.sources).append(missing).append(how).append("\n");
+    line += seen == files.size() && gap.empty() ? "yes   " : seen ? "part  " : "no    ";
+    return line.append(area.sources).append(missing).append(how).append(gap).append("\n");
 }
 
 std::string checkText(const Settings& settings) {

@@ -1,6 +1,7 @@
 #include "wyrt/source.h"
 
 #include "model/cgroup.h"
+#include "model/churn.h"
 #include "model/cpu.h"
 #include "model/disk.h"
 #include "model/file.h"
@@ -12,6 +13,7 @@
 #include "model/pressure.h"
 #include "model/proc.h"
 #include "model/proto.h"
+#include "model/thread.h"
 #include "model/volumes.h"
 #include "sample/volumewatch.h"
 #include "view/areas.h"
@@ -144,6 +146,34 @@ public:
     }
     // For sources that are sampled later: threads and files are those of the processes that ran.
     std::span<const Ran> ran() const { return sampler.ran(); }
+    const ProcSample& sampled() const { return processes; }
+};
+
+class ThreadSource : public Source {
+    const ProcSource& processes;
+    ThreadSampler sampler;
+    ThreadSample threads;
+
+public:
+    ThreadSource(const Root& root, const ProcSource& known) : processes(known), sampler(root) {}
+    void sample() override { sampler.sample(processes.ran(), processes.sampled(), threads); }
+    void rows(Interval& interval) override { threadRows(threads, interval.threadsTotal, interval.threads); }
+};
+
+// Adds to the rows of processes that ended how they ended.
+class ChurnSource : public Source {
+    const ProcSource& processes;
+    ChurnSampler sampler;
+    ChurnSample churn;
+    WaitingReports waiting;
+
+public:
+    ChurnSource(const Root& root, const ProcSource& known) : processes(known), sampler(root) {}
+    void sample() override { sampler.sample(churn); }
+    void rows(Interval& interval) override {
+        churnRows(churn, processes.sampled(), interval.processes, waiting, interval.exits, interval.churnTotal,
+                  interval.churn);
+    }
 };
 
 // What sources have in common.
@@ -180,6 +210,14 @@ static std::unique_ptr<Source> makeProcesses(Shared& shared) {
     return source;
 }
 
+static std::unique_ptr<Source> makeThreads(Shared& shared) {
+    return std::make_unique<ThreadSource>(shared.root, *shared.processes);
+}
+
+static std::unique_ptr<Source> makeChurn(Shared& shared) {
+    return std::make_unique<ChurnSource>(shared.root, *shared.processes);
+}
+
 template <typename Sampler, typename Sample, auto Fill> static std::unique_ptr<Source> make(Shared& shared) {
     return std::make_unique<PairSource<Sampler, Sample, Fill>>(shared.root, shared.helper);
 }
@@ -205,6 +243,8 @@ static constexpr Maker Makers[] = {
     {"limits why",                 make<LimitSampler, LimitSample, fillLimits>},
     {"cgroup why",                 makeSource<CgroupSource>},
     {"proc thread churn file why", makeProcesses},
+    {"thread",                     makeThreads},
+    {"churn why",                  makeChurn},
     {"file why",                   makeFiles},
     {"volumes disk file why",      makeSource<VolumeSource>},
 };

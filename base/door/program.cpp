@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <climits>
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 std::string ownPath() {
@@ -16,6 +17,16 @@ std::string ownPath() {
 int becomeProgram(const char* path, char* const argv[]) {
     execvp(path, argv);
     return errno;
+}
+
+std::optional<int> endedChild() {
+    const pid_t child = fork();
+    if (child == 0) _exit(0);
+    if (child < 0) return {};
+    int status;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return child;
 }
 
 bool mayRunThreads() { return true; }

@@ -41,3 +41,17 @@ TEST(Check, FilesOfAnotherMachine) {
     EXPECT_NE(text.find("cpu        yes"), text.npos) << text;
     EXPECT_NE(text.find("Below /mnt there are only files"), text.npos);
 }
+
+TEST(Check, WhetherEndsAreReported) {
+    const auto line = [](const std::string& world) {
+        Made machine("text /proc/stat \"\"\n" + world);
+        const auto text = checked("churn");
+        return text.substr(text.find('\n') + 1);
+    };
+    EXPECT_EQ(line("taskstats\n"), "churn      yes   /proc/stat, taskstats\n");
+    EXPECT_EQ(line("taskstats EPERM\n"),
+              "churn      part  /proc/stat, taskstats; no reports of what ends: Operation not "
+              "permitted; run it as root (CAP_NET_ADMIN)\n");
+    EXPECT_NE(line("").find("needs Linux 5.19"), std::string::npos);
+    EXPECT_NE(line("taskstats silent\n").find("namespace"), std::string::npos);
+}

@@ -189,8 +189,8 @@ TEST(ThreadView, ThreadsAndProcessesWithOneThread) {
               "90 threads of the processes that ran: 3 ran, 3 shown\n");
     ViewRow asked;
     asked.sort = "faults";
-    EXPECT_EQ(shown(asked, 60), " THREAD     pid S  cpu% wait%  usr%  sys% name            process\n"
-                                "    101     100 D  10.0   1.0   9.0   1.0 gc\\x1B[2J       java\n"
+    EXPECT_EQ(shown(asked, 60), " THREAD     pid S  cpu% wait%  usr% name            process\n"
+                                "    101     100 D  10.0   1.0   9.0 gc\\x1B[2J       java\n"
                                 "90 threads of the processes that ran: 3 ran, 1 shown\n");
     asked.sort = "wait", asked.rows = 1;
     EXPECT_NE(shown(asked).find("\n      8 "), std::string::npos);

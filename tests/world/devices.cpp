@@ -54,16 +54,18 @@ static int protocolOf(const std::string& name) {
     if (name == "route") return NETLINK_ROUTE;
     if (name == "sockdiag") return NETLINK_SOCK_DIAG;
     if (name == "uevent") return NETLINK_KOBJECT_UEVENT;
+    if (name == "taskstats") return NETLINK_GENERIC;
     throw std::runtime_error("unknown netlink protocol " + name);
 }
 
 static uint32_t groupsOf(const std::string& key) {
+    if (key == "exits") return 1;
     if (key == "links") return RTMGRP_LINK;
     if (key == "addresses") return RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR;
     return static_cast<uint32_t>(std::stoul(key));
 }
 
-static void tellAll(TDevices& devices, int protocol, uint32_t groups, const std::string& news) {
+void tellAll(TDevices& devices, int protocol, uint32_t groups, const std::string& news) {
     for (auto& [handle, socket] : devices.sockets)
         if (socket.protocol == protocol && (socket.groups & groups)) socket.news.push_back(news);
 }
@@ -123,7 +125,10 @@ bool World::applyDevice(const std::string& name, std::string rest, const std::ve
     } else if (name == "keys") devices.keys += decoded(rest);
     else if (name == "signal") comes(devices, signalOf(rest));
     else if (name == "early" || name == "late") return true; // read before the step comes
-    else if (name == "netlink" || name == "notice") {
+    else if (name == "taskstats") {
+        devices.taskstats.kind = rest == "silent" ? TTaskstats::Silent : TTaskstats::Works;
+        devices.taskstats.refusal = rest.empty() || rest == "silent" ? 0 : errnoByName(rest);
+    } else if (name == "netlink" || name == "notice") {
         const std::string protocol = cutWord(rest), key = rest;
         const auto messages = encodeMessages(protocol, directive[2]);
         if (name == "netlink") devices.answers[protocol + " " + key] = messages;

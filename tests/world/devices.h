@@ -33,6 +33,12 @@ struct TSocket {
     uint64_t lost = 0; // overruns that nobody has seen yet
 };
 
+// Whether the kernel tells about tasks that end.
+struct TTaskstats {
+    enum { None, Works, Silent } kind = None; // Silent: it says yes and sends nothing
+    int refusal = 0;                          // errno
+};
+
 struct TFileFacts {
     std::optional<uint64_t> size;
     uint32_t major = 8, minor = 1;
@@ -63,6 +69,7 @@ struct TDevices {
     bool pipeClosed = false, resized = false;
     std::map<std::string, TMessages> answers; // by protocol and key
     std::map<int, int> noSockets;             // errno by protocol
+    TTaskstats taskstats;
     std::map<std::string, TFileFacts> facts;
     std::map<std::string, uint64_t> openFiles; // number of the open file, by the descriptor's path /proc/PID/fd/N
     std::set<std::string> hung;                // words of questions
@@ -89,5 +96,11 @@ struct TDevices {
 // The handle of the terminal's keys.
 constexpr int KeysHandle = 99999;
 
+// Gives news to the sockets of a protocol that listen to one of the groups. Those that registered for tasks that end
+// have the group 1.
+void tellAll(TDevices& devices, int protocol, uint32_t groups, const std::string& news);
+
 // Lines of a body (tests/worlds/README.md) as netlink messages. Throws std::runtime_error.
 TMessages encodeMessages(const std::string& protocol, const std::string& body);
+// The answer to the question for the number of the family TASKSTATS.
+std::string familyMessage(uint16_t number);

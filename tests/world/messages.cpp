@@ -10,8 +10,10 @@
 
 #include <arpa/inet.h>
 #include <libmnl/libmnl.h>
+#include <linux/genetlink.h>
 #include <linux/if_link.h>
 #include <linux/rtnetlink.h>
+#include <linux/taskstats.h>
 #include <net/if.h>
 #include <net/if_arp.h>
 
@@ -158,6 +160,57 @@ static void putAddress(uint16_t type, const std::string& rest, std::string& byte
     message.addTo(bytes);
 }
 
+// exit PID NAME [process=PID] [parent=PID] [uid=N] [status=N] [cpu=NS] [life=US] [thread] [version=N]: a task that
+// ended, the last of its process unless it says `thread`. With all=NS the process had several threads, whose CPU time
+// this is.
+static void putExit(const std::string& rest, std::string& bytes) {
+    std::vector<std::string> plain;
+    auto values = wordsOf(rest, plain);
+    const bool thread = plain.size() == 3 && plain[2] == "thread";
+    if (plain.size() != 2 && !thread) throw std::runtime_error("exit PID NAME KEY=VALUE...: " + rest);
+    const auto valueOf = [&](const char* key, uint64_t otherwise) {
+        return values.count(key) ? std::stoull(values[key], nullptr, 0) : otherwise;
+    };
+    char stats[400] = {}; // struct taskstats of version 12
+    const auto put = [&](size_t at, auto value) { memcpy(stats + at, &value, sizeof value); };
+    put(0, static_cast<uint16_t>(valueOf("version", 12)));
+    put(4, static_cast<uint32_t>(valueOf("status", 0)));
+    put(8, static_cast<uint8_t>(thread ? 0 : 0x20));
+    put(72, valueOf("cpu", 0));
+    memcpy(stats + 80, plain[1].data(), std::min<size_t>(plain[1].size(), 15));
+    put(120, static_cast<uint32_t>(valueOf("uid", 0)));
+    put(128, number(plain[0]));
+    put(132, static_cast<uint32_t>(valueOf("parent", 1)));
+    put(368, static_cast<uint32_t>(valueOf("process", number(plain[0]))));
+    put(376, valueOf("life", 0));
+    Message message(27);
+    auto* generic = static_cast<genlmsghdr*>(mnl_nlmsg_put_extra_header(message.header, sizeof(genlmsghdr)));
+    generic->cmd = TASKSTATS_CMD_NEW, generic->version = 1;
+    const auto putStats = [&](uint16_t outer, uint16_t inner) {
+        auto* nest = mnl_attr_nest_start(message.header, outer);
+        mnl_attr_put_u32(message.header, inner, number(plain[0]));
+        mnl_attr_put(message.header, TASKSTATS_TYPE_STATS, sizeof stats, stats);
+        mnl_attr_nest_end(message.header, nest);
+    };
+    putStats(TASKSTATS_TYPE_AGGR_PID, TASKSTATS_TYPE_PID);
+    if (values.count("all")) {
+        put(72, valueOf("all", 0));
+        putStats(TASKSTATS_TYPE_AGGR_TGID, TASKSTATS_TYPE_TGID);
+    }
+    message.addTo(bytes);
+}
+
+std::string familyMessage(uint16_t family) {
+    std::string bytes;
+    Message message(GENL_ID_CTRL);
+    auto* generic = static_cast<genlmsghdr*>(mnl_nlmsg_put_extra_header(message.header, sizeof(genlmsghdr)));
+    generic->cmd = CTRL_CMD_NEWFAMILY;
+    mnl_attr_put_strz(message.header, CTRL_ATTR_FAMILY_NAME, TASKSTATS_GENL_NAME);
+    mnl_attr_put_u16(message.header, CTRL_ATTR_FAMILY_ID, family);
+    message.addTo(bytes);
+    return bytes;
+}
+
 static void putHex(std::string rest, std::string& bytes) {
     while (!rest.empty()) bytes += static_cast<char>(std::stoi(cutWord(rest), nullptr, 16));
 }
@@ -172,6 +225,7 @@ TMessages encodeMessages(const std::string& protocol, const std::string& body) {
         if (name == "hex") putHex(line, messages.bytes);
         else if (name == "error") messages.error = errnoByName(line);
         else if (name == "interrupted") messages.interrupted = true;
+        else if (protocol == "taskstats" && name == "exit") putExit(line, messages.bytes);
         else if (protocol == "route" && name == "link") putLink(RTM_NEWLINK, line, messages.bytes);
         else if (protocol == "route" && name == "unlink") putLink(RTM_DELLINK, line, messages.bytes);
         else if (protocol == "route" && name == "address") putAddress(RTM_NEWADDR, line, messages.bytes);

@@ -57,10 +57,25 @@ static void setBytes(Contents& text, const std::string& bytes) {
     text.error = 0;
 }
 
+// Generic netlink has one family here, that of the tasks that end.
+static Asked askGeneric(TSocket& socket, const std::string& request, Contents& answer) {
+    constexpr uint16_t Family = 27;
+    nlmsghdr header;
+    memcpy(&header, request.data(), sizeof header);
+    const auto& taskstats = devices().taskstats;
+    if (taskstats.kind == TTaskstats::None) return errno = ENOENT, Asked::Failed;
+    if (header.nlmsg_type == GENL_ID_CTRL) return setBytes(answer, familyMessage(Family)), Asked::Whole;
+    if (header.nlmsg_type != Family) return errno = EOPNOTSUPP, Asked::Failed;
+    if (taskstats.refusal) return errno = taskstats.refusal, Asked::Failed;
+    if (taskstats.kind == TTaskstats::Works) socket.groups |= 1;
+    return setBytes(answer, ""), Asked::Whole;
+}
+
 Asked Netlink::ask(std::string& request, Contents& answer, size_t most) {
     answer.size = 0;
     if (fd < 0 && !open(protocol)) return Asked::Failed;
     if (request.size() < sizeof(nlmsghdr)) return errno = EINVAL, Asked::Failed;
+    if (protocol == NETLINK_GENERIC) return askGeneric(devices().sockets[fd], request, answer);
     const auto found = devices().answers.find(keyOf(protocol, request));
     if (found == devices().answers.end()) return setBytes(answer, ""), Asked::Whole;
     const auto& messages = found->second;

@@ -1,0 +1,6 @@
+// What began and ended: how many, whose children, and how they ended.
+#pragma once
+
+#include "view/areas.h"
+
+void showChurn(const Interval& interval, const View& view, Page& page);
