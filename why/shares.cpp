@@ -1,5 +1,7 @@
 #include "why/shares.h"
 
+#include "base/numbers.h"
+
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -33,9 +35,14 @@ static uint64_t wholeOf(double amount) {
 // The culprits that have no row of their own, as one.
 static void addOthers(const Culprit* from, const Culprit* to, double amount, std::vector<WhoRow>& rows) {
     WhoRow row;
-    const auto count = static_cast<size_t>(to - from);
+    uint64_t count = 0;
+    for (const auto* culprit = from; culprit != to; culprit++) {
+        uint64_t others = 0; // of an interval of several
+        const bool many = culprit->row.role == "others" && toNumber(std::string_view(culprit->row.name), others);
+        count += many ? others : culprit->row.count;
+    }
     row.mark = '=';
-    if (count == 1) row = from->row;
+    if (to - from == 1) row = from->row;
     else row.name = std::to_string(count), row.role = "others";
     if (std::any_of(from, to, [](auto& c) { return c.row.mark != '='; })) row.mark = '~';
     row.amount = wholeOf(amount);

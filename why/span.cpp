@@ -88,6 +88,7 @@ void Span::result(Interval& interval) const {
             culprit.row = doer.row;
             culprit.row.mark = doer.exact ? '=' : '~';
             culprit.amount = culprit.order = doer.amount;
+            if (doer.row.role == "others") culprit.order = 0; // they come last
             if (single) continue;
             const auto then = culprit.row.evidence;
             culprit.row.evidence = amountText(doer.amount, entry->worst.total_unit) + " in all";

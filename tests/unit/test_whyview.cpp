@@ -170,3 +170,25 @@ TEST(WhySpan, OneIntervalIsAsItWas) {
     Span().result(nothing);
     EXPECT_EQ(shown(nothing), "no figures to find causes by\n");
 }
+
+TEST(WhySpan, OthersOfSeveralIntervalsAreOneRow) {
+    Span span;
+    for (int i = 0; i < 2; i++) {
+        WhyMachine machine;
+        machine.busy(100);
+        machine.pressure("cpu", 90, 0);
+        // Eight of different names that do less and less; each interval has five rows and the others.
+        for (uint64_t j = 0; j < 8; j++)
+            machine.process(j + 10, "p" + std::to_string(j)).cpu_us = (8 - j) * Second * 8 / 9;
+        machine.interval.time = {1795266310000 + i * 2000, 60};
+        judge(machine.interval, machine.limits);
+        span.add(machine.interval);
+    }
+    Interval result;
+    span.result(result);
+    size_t others = 0;
+    for (auto& row : result.who.rows) others += row.role == "others";
+    EXPECT_EQ(others, 1U) << shown(result);
+    EXPECT_EQ(result.who.rows.back().role, "others");
+    EXPECT_EQ(result.who.rows.back().name, "3");
+}
