@@ -137,7 +137,7 @@ static void addExits(const ProcSample& sample, Rows<ExitRow>& exits) {
 }
 
 void processRows(const ProcSample& sample, bool complete, Rows<ProcsRow>& all, Rows<ProcRow>& processes,
-                 Rows<StartRow>& starts, Rows<ExitRow>& exits) {
+                 Rows<StartRow>& starts, Rows<ExitRow>& exits, std::span<const char> shown) {
     if (!sample.known || !sample.paired) return;
     const auto begin = [&](auto& rows) { rows.sampled = true, rows.elapsed_us = sample.at_us - sample.before_us; };
     begin(all), begin(processes), begin(starts), begin(exits);
@@ -148,12 +148,13 @@ void processRows(const ProcSample& sample, bool complete, Rows<ProcsRow>& all, R
     setUsed(sample, total);
     processes.rows.reserve(static_cast<size_t>(std::count_if(sample.entries.begin(), sample.entries.end(),
                                                              [&](auto& entry) { return complete || entry.tell; })));
-    for (auto& entry : sample.entries) {
+    for (size_t i = 0; i < sample.entries.size(); i++) {
+        auto& entry = sample.entries[i];
         total.threads += entry.threads;
         total.runnable += entry.state == 'R';
         total.blocked += entry.state == 'D';
         total.zombies += entry.state == 'Z' && entry.threads <= 1; // the first thread may end before the others
-        if (!entry.tell && !complete) continue;
+        if (!entry.tell && !complete && (i >= shown.size() || !shown[i])) continue;
         auto& process = sample.slots[entry.slot];
         const Change change{sample, process, process.pass == sample.pass};
         total.ran += change.ran;

@@ -6,6 +6,8 @@
 #include "record/rows.h"
 #include "sample/proc.h"
 
-// `complete`: those that did not run have rows, too.
+#include <span>
+
+// `complete`: those that did not run have rows, too. `shown` marks entries that have rows in any case.
 void processRows(const ProcSample& sample, bool complete, Rows<ProcsRow>& all, Rows<ProcRow>& processes,
-                 Rows<StartRow>& starts, Rows<ExitRow>& exits);
+                 Rows<StartRow>& starts, Rows<ExitRow>& exits, std::span<const char> shown = {});

@@ -248,7 +248,7 @@ int Run::run() {
         return failed(inQuotes(path) + " cannot be written: " + strerror(errno));
     if (tables && !screen.open(settings))
         return failed(inQuotes(settings.output) + " cannot be written: " + strerror(errno));
-    sources = makeSources(settings.view.areas, root, helper);
+    sources = makeSources(settings.view.areas, root, helper, settings.view);
     loop();
     return finish();
 }

@@ -48,5 +48,6 @@ public:
 };
 
 // Those that the areas (words with a blank between them) need, in the order in which they are read. They ask the
-// helper, which must outlive them.
-std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const Root& root, Helper& helper);
+// helper, which must outlive them. `asked` says what the tables show besides what happened.
+std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const Root& root, Helper& helper,
+                                                 const ViewRow& asked = {});

@@ -12,6 +12,7 @@
 #include "model/net.h"
 #include "model/pressure.h"
 #include "model/proc.h"
+#include "model/procshown.h"
 #include "model/proto.h"
 #include "model/thread.h"
 #include "model/volumes.h"
@@ -135,14 +136,17 @@ public:
 class ProcSource : public Source {
     ProcSampler sampler;
     ProcSample processes;
+    const ViewRow asked;
+    std::vector<char> shown; // entries that have rows because of the tables
 
 public:
-    ProcSource(const Root& root, Helper& helper) : sampler(root, helper) {}
+    ProcSource(const Root& root, Helper& helper, const ViewRow& view) : sampler(root, helper), asked(view) {}
     void sample() override { sampler.sample(processes); }
     uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override {
+        markShown(processes, asked, shown);
         processRows(processes, interval.complete, interval.processesTotal, interval.processes, interval.starts,
-                    interval.exits);
+                    interval.exits, shown);
     }
     // For sources that are sampled later: threads and files are those of the processes that ran.
     std::span<const Ran> ran() const { return sampler.ran(); }
@@ -180,6 +184,7 @@ public:
 struct Shared {
     const Root& root;
     Helper& helper;
+    const ViewRow& asked;
     const ProcSource* processes = nullptr; // made before the sources that need it
 };
 
@@ -205,7 +210,7 @@ static std::unique_ptr<Source> makeFiles(Shared& shared) {
 }
 
 static std::unique_ptr<Source> makeProcesses(Shared& shared) {
-    auto source = std::make_unique<ProcSource>(shared.root, shared.helper);
+    auto source = std::make_unique<ProcSource>(shared.root, shared.helper, shared.asked);
     shared.processes = source.get();
     return source;
 }
@@ -259,9 +264,10 @@ static bool anyOf(std::string_view words, std::string_view list) {
     return false;
 }
 
-std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const Root& root, Helper& helper) {
+std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const Root& root, Helper& helper,
+                                                 const ViewRow& asked) {
     std::vector<std::unique_ptr<Source>> sources;
-    Shared shared{root, helper};
+    Shared shared{root, helper, asked};
     // The usual tables begin with a line of findings.
     const std::string words = std::string(areas) + (needsFindings(areas) ? " why" : "");
     for (const auto& maker : Makers)

@@ -1,3 +1,4 @@
+#include "model/procshown.h"
 #include "view/proc.h"
 #include "view/proclist.h"
 
@@ -198,4 +199,50 @@ TEST(ProcView, SumsByCommandUserAndUnit) {
     ViewRow asked;
     asked.by = "user", asked.user = "nobody";
     EXPECT_EQ(shown(interval, asked), "PROC  412 processes: 38 ran, 0 sums shown\n");
+}
+
+// --- Rows of processes that did nothing
+
+// 1 init; 20 shell, below it; 30 hog, below the shell; 40 large and idle. Only the hog did something.
+static ProcSample sampled() {
+    ProcSample sample;
+    for (const int pid : {1, 20, 30, 40}) {
+        auto& process = sample.slots.emplace_back();
+        process.pid = pid, process.parent = pid == 30 ? 20 : pid == 1 ? 0 : 1;
+        process.rss = static_cast<uint64_t>(pid) * 4096, process.swap = pid == 20 ? 4096 : 0;
+        auto& entry = sample.entries.emplace_back();
+        entry.pid = pid, entry.slot = static_cast<uint32_t>(sample.slots.size() - 1), entry.threads = 1;
+        entry.tell = pid == 30;
+    }
+    return sample;
+}
+
+static std::string marked(const ViewRow& asked) {
+    auto sample = sampled();
+    std::vector<char> shown;
+    markShown(sample, asked, shown);
+    std::string marks;
+    for (const char mark : shown) marks += mark ? 'x' : '.';
+    return marks;
+}
+
+TEST(ProcShown, TheLargestAndThoseAbove) {
+    ViewRow asked;
+    EXPECT_EQ(marked(asked), "");
+    asked.sort = "cpu";
+    EXPECT_EQ(marked(asked), "....");
+    asked.sort = "mem", asked.rows = 2;
+    EXPECT_EQ(marked(asked), "..xx");
+    asked.user = "root"; // it is not known which of them are shown
+    EXPECT_EQ(marked(asked), "xxxx");
+    asked = {};
+    asked.sort = "swap";
+    EXPECT_EQ(marked(asked), ".x..");
+    asked.sort = "files";
+    EXPECT_EQ(marked(asked), "....");
+    asked.sort = "threads", asked.rows = 1;
+    EXPECT_EQ(marked(asked), "...x");
+    asked = {};
+    asked.tree = true;
+    EXPECT_EQ(marked(asked), "xx..");
 }
