@@ -16,7 +16,7 @@ struct Pattern::Compiled {
     }
 };
 
-void Pattern::Free::operator()(Compiled* compiled) const { delete compiled; }
+void Pattern::Free::operator()(Compiled* made) const { delete made; }
 
 // The C library copies what stands before {N} N times, and of nested ones N times M: a short expression can take all
 // memory. Back references can take time without end.

@@ -9,7 +9,7 @@
 class Pattern {
     struct Compiled;
     struct Free {
-        void operator()(Compiled* compiled) const;
+        void operator()(Compiled* made) const;
     };
     std::unique_ptr<Compiled, Free> compiled;
     std::string why;
