@@ -31,14 +31,14 @@ struct Change {
         if (!ran) return 0;
         if (!process.before.hasIo) return {};
         const auto change = grown(process.before.io.*counter, process.now.io.*counter);
-        const bool shared = process.ioGroup && process.reapedPass == sample.pass;
-        return change ? Amount(*change - std::min(*change, shared ? process.reapedIo.*counter : 0)) : change;
+        const auto* reaped = process.ioGroup ? reapedIn(process, sample.pass) : nullptr;
+        return change && reaped ? Amount(*change - std::min(*change, reaped->io.*counter)) : change;
     }
     // CPU time of children that ended, without what they had when they were last seen.
     Amount children() const {
         const auto change = of(&ProcCounters::hasStat, &ProcCounters::children_ticks, sample.tick_us);
-        const auto theirs = process.reapedPass == sample.pass ? process.reaped_ns / 1000 : 0;
-        return change ? Amount(*change - std::min(*change, theirs)) : change;
+        const auto* reaped = reapedIn(process, sample.pass);
+        return change && reaped ? Amount(*change - std::min(*change, reaped->cpu_ns / 1000)) : change;
     }
     // Of its threads, also while it lasts.
     Amount wait() const {

@@ -111,7 +111,7 @@ void ProcSampler::end(ProcSample& sample, const ProcEntry& entry) {
     gone.cpu_ns = cpuOf(process.now, sample);
     if (process.now.hasCpu) gone.own_ns = process.now.cpu_ns;
     gone.io = process.now.io;
-    if (!process.ioGroup) add(gone.io, process.heirs);
+    if (!process.ioGroup && process.reaped) add(gone.io, process.reaped->ever);
     sample.accounted_ns -= static_cast<int64_t>(gone.cpu_ns);
     process = Process();
     unused.push_back(entry.slot);
@@ -252,10 +252,12 @@ void ProcSampler::bequeath(ProcSample& sample) {
         if (!entry) continue;
         auto& heir = sample.slots[entry->slot];
         if (heir.start > gone.start) continue; // the pid was used again
-        if (heir.reapedPass != sample.pass) heir.reapedPass = sample.pass, heir.reaped_ns = 0, heir.reapedIo = {};
-        heir.reaped_ns += gone.cpu_ns;
-        add(heir.reapedIo, gone.io);
-        add(heir.heirs, gone.io);
+        if (!heir.reaped) heir.reaped = std::make_unique<Reaped>();
+        auto& reaped = *heir.reaped;
+        if (reaped.pass != sample.pass) reaped.pass = sample.pass, reaped.cpu_ns = 0, reaped.io = {};
+        reaped.cpu_ns += gone.cpu_ns;
+        add(reaped.io, gone.io);
+        add(reaped.ever, gone.io);
     }
 }
 

@@ -308,6 +308,7 @@ void ProcReader::readRan(Process& process, const ProcessStat& stat, uint32_t pas
 uint64_t wroteIn(const Process& process, uint32_t pass) {
     if (process.pass != pass || !process.before.hasIo || !process.now.hasIo) return 0;
     const auto before = process.before.io.write_bytes, now = process.now.io.write_bytes;
-    const auto others = process.ioGroup && process.reapedPass == pass ? process.reapedIo.write_bytes : 0;
+    const auto* reaped = process.ioGroup ? reapedIn(process, pass) : nullptr;
+    const auto others = reaped ? reaped->io.write_bytes : 0;
     return now > before + others ? now - before - others : 0;
 }

@@ -41,6 +41,13 @@ struct WrittenThen {
     uint64_t bytes = 0;
 };
 
+// What children of a process that ended had shown as theirs.
+struct Reaped {
+    uint32_t pass = 0;   // the last one in which some ended
+    uint64_t cpu_ns = 0; // in that pass
+    ProcessIo io, ever;  // in that pass; in all passes
+};
+
 struct Process {
     // --- what it is
     int pid = 0, parent = 0;
@@ -61,9 +68,7 @@ struct Process {
     uint64_t booked_ns = 0; // of its present wait for a CPU, not yet booked by the kernel
     uint64_t waited_ns = 0; // wait of the last pass, if known
     bool waitKnown = false;
-    uint32_t reapedPass = 0;   // in which the figures of its children that ended were last added to these:
-    uint64_t reaped_ns = 0;    // CPU time that was their own
-    ProcessIo reapedIo, heirs; // their I/O: in that pass; ever
+    std::unique_ptr<Reaped> reaped;
     std::vector<WrittenThen> written;
 
     // --- its levels
@@ -86,6 +91,10 @@ struct Process {
     std::vector<ThreadWait> waits;                // by tid, of several threads
 };
 
+// What its children that ended in this pass had shown as theirs; null: none did.
+inline const Reaped* reapedIn(const Process& process, uint32_t pass) {
+    return process.reaped && process.reaped->pass == pass ? process.reaped.get() : nullptr;
+}
 // Storage bytes that it wrote in this pass, without those that its children had shown as theirs.
 uint64_t wroteIn(const Process& process, uint32_t pass);
 
