@@ -346,7 +346,7 @@ void ProcSampler::searchRunnable(ProcSample& sample) {
     for (auto& ran : active) known += ran.threads > 1 ? ran.threads - (ran.state == 'R') : 0;
     const bool more = stat.running.value_or(0) > known;
     if (!std::exchange(moreRunnable, more) || !more || !sample.paired) return; // it must last
-    inTurn(sample.entries, stateTurn, std::max(LeastStates, sample.entries.size() / Turn), [&](ProcEntry& entry) {
+    inTurn(sample.entries, stateTurn, std::max(LeastStates, sample.entries.size() / 64), [&](ProcEntry& entry) {
         if (entry.state != 'R' && sample.slots[entry.slot].pass != sample.pass) look(sample, entry);
     });
 }

@@ -104,7 +104,7 @@ class ProcSampler {
 public:
     // A process that does not run is looked at again after so many passes: its memory, parent, state and priority; its
     // group, command and limits. On a small machine earlier: some in each pass.
-    static constexpr size_t Turn = 128, RestTurn = 512, LeastInTurn = 4;
+    static constexpr size_t Turn = 256, RestTurn = 512, LeastInTurn = 4;
     static constexpr size_t Largest = 200;    // whose memory is read in each pass while the kernel takes memory away
     static constexpr size_t LeastStates = 64; // read in a pass in search of those that wait for a CPU
     ProcSampler(const Root& where, Helper& helper);
