@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The processes of `wyrt record` on this kernel: what ps and the kernel's own counters say of the same ones, that
+# The processes of `wyrt record proc` on this kernel: what ps and the kernel's own counters say of the same ones, that
 # CPU time is accounted for under two thousand short processes a second, and what is seen with fewer rights.
 set -u
 # shellcheck source=tests/live/common.bash
@@ -32,7 +32,7 @@ started+=("$idle" "$busy")
 sleep 0.2
 ps -e -o pid= | sort >ps-before
 ticks_before=$(ticks "$busy")
-"$wyrt" record file -i 500ms -c 4 -o log 2>errors
+"$wyrt" record proc -i 500ms -c 4 -o log 2>errors
 ticks_after=$(ticks "$busy")
 ps -e -o pid= | sort >ps-after
 
@@ -74,7 +74,7 @@ accounted() {
 "$churner" 2000 300 &
 started+=($!)
 sleep 1
-"$wyrt" record file -i 2s -c 3 -o churn 2>errors
+"$wyrt" record proc -i 2s -c 3 -o churn 2>errors
 accounted 'new-proc: accounted for under 2,000 short processes a second' churn
 why=
 children=$(cells churn PROC name children | awk '$1 == "live-churner" { sum += $2 } END { print int(sum / 1000) }')
@@ -84,7 +84,7 @@ verdict 'new-proc: what lived and died between two samples is its parents' "$why
 # as_nobody COMMAND...
 as_nobody() { setpriv --reuid=65534 --regid=65534 --clear-groups "$@"; }
 if ((EUID == 0)) && as_nobody true 2>/dev/null && as_nobody test -x "$wyrt"; then
-    as_nobody "$wyrt" record file -i 2s -c 3 >nobody 2>errors
+    as_nobody "$wyrt" record proc -i 2s -c 3 >nobody 2>errors
     accounted 'new-proc: the same as an ordinary user' nobody
     why=
     cells nobody PROCS without_io | awk '$1 == 0 { exit 1 }' || why='the figures of others could be read'
@@ -98,7 +98,7 @@ started=()
 
 # --- With less
 
-if (ulimit -n 24 && "$wyrt" record file -i 100ms -c 3 >few 2>errors); then
+if (ulimit -n 24 && "$wyrt" record proc -i 100ms -c 3 >few 2>errors); then
     why=
     [ "$(cells few PROCS processes | awk '$1 > 2' | wc -l)" = 3 ] || why='no processes'
 else
@@ -110,7 +110,7 @@ if unshare --pid --fork true 2>/dev/null; then # the /proc of the host, in which
     # shellcheck disable=SC2016
     unshare --pid --fork --kill-child bash -c '
         (while :; do :; done) &
-        "$0" record file -i 300ms -c 4
+        "$0" record proc -i 300ms -c 4
         kill -KILL $!' "$wyrt" >other 2>errors
     why=
     most=$(cells other PROC name cpu | awk '$1 == "bash" && $2 > most { most = $2 } END { print int(most) }')
@@ -123,7 +123,7 @@ fi
 if ((EUID == 0)) && unshare --mount mount -t proc -o hidepid=2 proc /proc 2>/dev/null; then
     # shellcheck disable=SC2016
     unshare --mount bash -c 'mount -t proc -o hidepid=2 proc /proc &&
-        setpriv --reuid=65534 --regid=65534 --clear-groups "$0" record file -i 200ms -c 3' "$wyrt" >hidden 2>errors
+        setpriv --reuid=65534 --regid=65534 --clear-groups "$0" record proc -i 200ms -c 3' "$wyrt" >hidden 2>errors
     why=
     cells hidden PROC uid | awk '$1 != 65534 { exit 1 }' || why='a process of another user'
     [ "$(cells hidden PROCS processes | wc -l)" = 3 ] || why="no intervals: $(head -n 1 errors)"
