@@ -107,6 +107,13 @@ void FileSampler::release(uint32_t at) {
     if (at != None && --opens[at].references == 0) dying.push_back(at);
 }
 
+// The process may have the same file under another number now.
+void FileSampler::close(const Look& look, const Descriptor& descriptor) {
+    release(descriptor.open);
+    if (descriptor.open == None) return;
+    opens[descriptor.open].closer = look.pid, opens[descriptor.open].closed = pass;
+}
+
 void FileSampler::freeUnused() {
     for (const auto at : dying) {
         auto& open = opens[at];
@@ -192,6 +199,7 @@ bool FileSampler::isSame(const Open& open, const OpenFileInfo& info, Look& look,
 
 // The position that the file has now, through the descriptor that it was last read by; none when that is gone.
 std::optional<uint64_t> FileSampler::positionOf(const Open& open) {
+    if (!open.pid) return {};
     const Name name(open.descriptor);
     if (!readFile(proc, (std::to_string(open.pid) + "/fdinfo/" + name.text).c_str(), text, Reading::Single, MostText))
         return {};
@@ -279,15 +287,17 @@ uint32_t FileSampler::advance(Look& look, uint32_t number, uint32_t at, uint64_t
 
 // Whether a new descriptor is another one of this open file: inherited, duplicated or handed over.
 bool FileSampler::shares(Open& open, const Look& look, uint32_t number, const Open& made) {
-    const auto compared = compares ? isOneOpenFile({static_cast<int>(open.pid), static_cast<int>(open.descriptor)},
-                                                   {static_cast<int>(look.pid), static_cast<int>(number)})
-                                   : std::nullopt;
+    const auto compared = compares && open.pid
+                              ? isOneOpenFile({static_cast<int>(open.pid), static_cast<int>(open.descriptor)},
+                                              {static_cast<int>(look.pid), static_cast<int>(number)})
+                              : std::nullopt;
     if (compared == true) return true;
     const bool equal = open.position == made.position && open.flags == made.flags;
-    if (!equal && open.pid != look.pid) return false;
+    const bool mine = open.pid == look.pid || (open.closed == pass && open.closer == look.pid);
+    if (!equal && !mine) return false;
     const auto there = positionOf(open);
     // The same process has it under another number: it was duplicated, and the first one closed.
-    if (!there) return open.pid == look.pid && open.flags == made.flags && open.position <= made.position;
+    if (!there) return mine && open.flags == made.flags && open.position <= made.position;
     if (compared.has_value() || !equal || *there != made.position) return false;
     open.proven = false;
     return true;
@@ -302,11 +312,12 @@ uint32_t FileSampler::attach(Look& look, uint32_t number, const Open& made, File
             continue;
         if (left-- == 0) break;
         if (!shares(open, look, number, made)) continue;
-        begin(open);
-        open.references++;
-        if (open.position != made.position) open.agreed = 0;
-        open.agreed++;
-        open.position = open.common = made.position;
+        if (open.pass != pass) { // otherwise it has gone on since this descriptor was read
+            begin(open);
+            open.position = made.position;
+        }
+        open.agreed = ++open.references;
+        open.common = open.position;
         note(look, number, at, now);
         return at;
     }
@@ -325,6 +336,19 @@ uint32_t FileSampler::attach(Look& look, uint32_t number, const Open& made, File
     return at;
 }
 
+void FileSampler::attachWaiting(FileSample& now) {
+    for (size_t i = 0; i < waiting.size();) {
+        auto& process = processes[waiting[i].place];
+        Look look(process.pid, process.start);
+        look.ran = true, look.wrote = process.wrote, look.opened = process.opened;
+        for (const auto place = waiting[i].place; i < waiting.size() && waiting[i].place == place; i++) {
+            auto& descriptor = process.descriptors[waiting[i].at];
+            descriptor.open = attach(look, descriptor.number, waiting[i].made, now);
+        }
+    }
+    waiting.clear();
+}
+
 // --- Descriptors of a process
 
 FileSampler::Seen FileSampler::read(Look& look, const Descriptor* before, Descriptor& result, FileSample& now) {
@@ -335,7 +359,7 @@ FileSampler::Seen FileSampler::read(Look& look, const Descriptor* before, Descri
         before = nullptr;
     }
     const auto end = [&](Seen seen) {
-        if (before) release(before->open);
+        if (before) close(look, *before);
         return seen;
     };
     if (!readFile(look.infos, name.text, text, Reading::Single, MostText)) {
@@ -351,7 +375,8 @@ FileSampler::Seen FileSampler::read(Look& look, const Descriptor* before, Descri
     Open made;
     if (!info || !classify(look, name.text, *info, made)) return end(readOther(look, name.text, result));
     made.position = info->position;
-    result.open = attach(look, result.number, made, now);
+    if (pass > 1) waiting.push_back({look.place, found.size(), made});
+    else result.open = attach(look, result.number, made, now);
     return end(Seen::Here);
 }
 
@@ -361,13 +386,13 @@ void FileSampler::merge(Look& look, Process& process, FileSample& now) {
     auto old = process.descriptors.cbegin();
     const auto end = process.descriptors.cend();
     for (const auto number : numbers) {
-        for (; old != end && old->number < number; ++old) release(old->open);
+        for (; old != end && old->number < number; ++old) close(look, *old);
         const Descriptor* before = old != end && old->number == number ? &*old++ : nullptr;
         Descriptor descriptor;
         descriptor.number = number;
         if (read(look, before, descriptor, now) == Seen::Here) found.push_back(descriptor);
     }
-    for (; old != end; ++old) release(old->open);
+    for (; old != end; ++old) close(look, *old);
     known += found.size();
     known -= process.descriptors.size();
     process.descriptors.assign(found.begin(), found.end());
@@ -388,7 +413,12 @@ uint32_t FileSampler::placeOf(uint32_t pid, uint64_t start) {
 
 void FileSampler::remove(uint32_t place) {
     auto& process = processes[place];
-    for (auto& descriptor : process.descriptors) release(descriptor.open);
+    for (auto& descriptor : process.descriptors) {
+        if (descriptor.open == None) continue;
+        auto& open = opens[descriptor.open];
+        if (open.pid == process.pid) open.pid = 0; // its pid can be another process's next time
+        release(descriptor.open);
+    }
     known -= process.descriptors.size();
     places.erase(process.pid);
     process = {};
@@ -411,8 +441,9 @@ void FileSampler::look(const Ran& ran, FileSample& now) {
         if (isKnown) remove(place->second);
         return;
     }
-    auto& process = processes[isKnown ? place->second : placeOf(pid, ran.start)];
-    process.pass = pass;
+    look.place = isKnown ? place->second : placeOf(pid, ran.start);
+    auto& process = processes[look.place];
+    process.pass = pass, process.wrote = look.wrote, process.opened = look.opened;
     merge(look, process, now);
     if (look.refused && process.descriptors.empty()) now.notAllowed++;
     else now.processes++;
@@ -550,6 +581,7 @@ void FileSampler::sample(std::span<const Ran> ran, FileSample& now) {
         look(process, now);
         fresh += process.fresh;
     }
+    attachWaiting(now);
     // Of processes that begin some are gone soon: they are found in turn, too.
     if (pass > 1) refresh(now, static_cast<size_t>(known / Turn) + LeastTurn + 2 * fresh);
     gather(now);

@@ -79,6 +79,7 @@ class FileSampler {
         uint32_t mount = 0, flags = 0, references = 0;
         uint32_t next = None, previous = None; // in the same bucket
         uint32_t pid = 0, descriptor = 0;      // that it was last read through
+        uint32_t closer = 0, closed = 0;       // pid of the last process that closed a descriptor of it; in which pass
         uint32_t pass = 0;                     // in which it was last read
         uint32_t born = 0;                     // in which it was opened; 0: before it was first seen
         uint32_t agreed = 0;                   // descriptors that had this position, in its last pass
@@ -102,9 +103,18 @@ class FileSampler {
         uint32_t pass = 0;
         uint64_t start = 0;
         std::vector<Descriptor> descriptors; // by number
+        bool wrote = false, opened = false;  // as in Look, in that pass
+    };
+    // A new descriptor. Whether it shares an open file is asked when all processes have been read, because then it is
+    // known which processes have that.
+    struct Waiting {
+        uint32_t place = 0; // of the process
+        size_t at = 0;      // in its descriptors
+        Open made;
     };
     // The process that is being looked at.
     struct Look {
+        uint32_t place = 0;
         uint32_t pid;
         uint64_t start;
         bool ran = false, wrote = false;
@@ -133,6 +143,7 @@ class FileSampler {
     std::vector<uint32_t> changed;                 // open files
     std::vector<uint32_t> numbers;                 // what a listing gave
     std::vector<Descriptor> found;
+    std::vector<Waiting> waiting;
     std::vector<char> target; // of a link
     uint32_t pass = 0;
     size_t cursor = 0, cursorAt = 0; // the next process, and its next descriptor, to be read in turn
@@ -156,6 +167,7 @@ class FileSampler {
     uint64_t digestOf(Look& look, const char* name);
     bool classify(Look& look, const char* name, const OpenFileInfo& info, Open& made);
     bool classifyUnknown(Look& look, const char* name, const OpenFileInfo& info, Open& made);
+    void attachWaiting(FileSample& now);
     uint32_t attach(Look& look, uint32_t number, const Open& made, FileSample& now);
     bool shares(Open& open, const Look& look, uint32_t number, const Open& made);
     std::optional<uint64_t> positionOf(const Open& open);
@@ -170,15 +182,16 @@ class FileSampler {
     void link(uint32_t at);
     void unlink(uint32_t at);
     void release(uint32_t at);
+    void close(const Look& look, const Descriptor& descriptor);
     void freeUnused();
 
     FileChange describe(const Open& open, FileSample& now);
     void gather(FileSample& now);
 
 public:
-    static constexpr size_t Most = 500;       // changes of one sample that are described
-    static constexpr size_t Turn = 1024;      // samples in which all descriptors of idle processes are read again
-    static constexpr size_t MostCompared = 8; // open files of the same inode that a new descriptor is compared with
+    static constexpr size_t Most = 500;        // changes of one sample that are described
+    static constexpr size_t Turn = 1024;       // samples in which all descriptors of idle processes are read again
+    static constexpr size_t MostCompared = 32; // open files of the same inode that a new descriptor is compared with
     explicit FileSampler(const Root& where);
     // `ran`: the processes that ran since the sample before; in the first sample all of them.
     void sample(std::span<const Ran> ran, FileSample& now);
