@@ -17,37 +17,38 @@ using Processes = std::unordered_map<uint64_t, Process>;
 
 struct Mover {
     const FileHolder* holder;
+    const FileReader* reader;
     Process* process;
     bool several; // others may have moved it as well
 };
 } // namespace
 
 // What a process read and wrote, as far as the flags let it use this file; none: not known.
-static std::optional<uint64_t> transferred(const ProcRow* row, uint32_t flags) {
-    if (!row) return {};
-    const bool writes = canWrite(flags), reads = !writes || flagWords(flags).starts_with("read");
-    if ((reads && !row->read_chars) || (writes && !row->write_chars)) return {};
-    return (reads ? *row->read_chars : 0) + (writes ? *row->write_chars : 0);
+static std::optional<uint64_t> transferred(const FileReader& reader, uint32_t flags) {
+    const bool writes = canWrite(flags), reads = canRead(flags);
+    if ((reads && !reader.read) || (writes && !reader.written)) return {};
+    return (reads ? *reader.read : 0) + (writes ? *reader.written : 0);
 }
 
 // Of the processes that have it and ran, the one that read and wrote most. Those that are known to have read and
 // written nothing did not move it.
 static Mover moverOf(const FileSample& now, const FileChange& change, Processes& processes) {
-    Mover mover{nullptr, nullptr, false};
+    Mover mover{nullptr, nullptr, nullptr, false};
     uint64_t most = 0;
     uint32_t possible = 0; // pid of one that may have moved it; the descriptors of a process stand beside each other
-    for (uint32_t at = change.holders; at != 0 && at <= now.holders.size(); at = now.holders[at - 1].next) {
+    for (uint32_t at = change.holders; at != 0; at = now.holders[at - 1].next) {
         const auto& holder = now.holders[at - 1];
-        auto& process = processes[holder.pid];
-        if (process.row && process.row->start != holder.start) process.row = nullptr;
-        const auto bytes = transferred(process.row, change.flags);
+        const auto& reader = now.readers[holder.reader];
+        const auto bytes = transferred(reader, change.flags);
         if (bytes != 0U) {
-            mover.several |= possible != 0 && possible != holder.pid;
-            possible = holder.pid;
+            mover.several |= possible != 0 && possible != reader.pid;
+            possible = reader.pid;
         }
         if (mover.holder && bytes.value_or(0) <= most) continue;
-        mover.holder = &holder, mover.process = &process, most = bytes.value_or(0);
+        mover.holder = &holder, mover.reader = &reader, most = bytes.value_or(0);
     }
+    mover.process = &processes[mover.reader->pid];
+    if (mover.process->row && mover.process->row->start != mover.reader->start) mover.process->row = nullptr;
     return mover;
 }
 
@@ -87,23 +88,22 @@ static std::string_view evidenceOf(const FileChange& change, bool several) {
 // wound back. A position that was moved otherwise tells what may have been read and written, not what was.
 static bool isExact(const FileChange& change, const FileRow& row, const Mover& mover) {
     if (row.evidence != "moved" && row.evidence != "opened") return false;
-    if (row.backward.value_or(0) > 0 || !mover.process->row || mover.process->row->io_shared) return false;
-    const auto own = transferred(mover.process->row, change.flags);
-    const auto& process = *mover.process->row;
+    if (row.backward.value_or(0) > 0 || (mover.process->row && mover.process->row->io_shared)) return false;
+    const auto own = transferred(*mover.reader, change.flags);
     return own && *row.forward <= *own &&
-           mover.process->moved <= process.read_chars.value_or(0) + process.write_chars.value_or(0);
+           mover.process->moved <= mover.reader->read.value_or(0) + mover.reader->written.value_or(0);
 }
 
 // Of a file that was opened in the interval it is not known where reading began: at the end of it, for one that only
 // grows. Its process cannot have read and written more than it did.
 static void limitOpened(const FileChange& change, const Mover& mover, FileRow& row) {
     if (change.how != FileChange::How::Opened) return;
-    if (const auto own = transferred(mover.process->row, change.flags))
+    if (const auto own = transferred(*mover.reader, change.flags))
         row.forward = std::min(row.forward.value_or(0), *own);
 }
 
 static void setProcess(const Mover& mover, FileRow& row) {
-    row.pid = mover.holder->pid, row.start = mover.holder->start, row.descriptor = mover.holder->descriptor;
+    row.pid = mover.reader->pid, row.start = mover.reader->start, row.descriptor = mover.holder->descriptor;
     if (const auto* process = mover.process->row)
         row.name = process->name, row.user = process->user, row.unit = process->unit;
 }

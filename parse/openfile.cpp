@@ -26,6 +26,8 @@ std::optional<OpenFileInfo> parseOpenFile(std::string_view text) {
 
 bool hasContent(uint32_t flags) { return (flags & (O_PATH | O_DIRECTORY)) == 0 || (flags & O_TMPFILE) == O_TMPFILE; }
 
+bool canRead(uint32_t flags) { return (flags & O_PATH) == 0 && (flags & O_ACCMODE) != O_WRONLY; }
+
 bool canWrite(uint32_t flags) { return (flags & O_PATH) == 0 && (flags & O_ACCMODE) != O_RDONLY; }
 
 std::string flagWords(uint32_t flags) {

@@ -23,6 +23,7 @@ std::optional<OpenFileInfo> parseOpenFile(std::string_view text);
 // Whether a descriptor with these flags can read or write the content of a regular file or device: one of a directory
 // or only of a place in a filesystem (O_PATH) cannot.
 bool hasContent(uint32_t flags);
+bool canRead(uint32_t flags);
 bool canWrite(uint32_t flags);
 // "read write append direct sync"
 std::string flagWords(uint32_t flags);

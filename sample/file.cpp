@@ -234,9 +234,10 @@ void FileSampler::note(Look& look, uint32_t number, uint32_t at, FileSample& now
     if (open.type == Type::File && look.ran && canWrite(open.flags) && (look.wrote || open.position != open.before))
         askSize(look, number, open);
     const bool moved = open.position != open.before;
+    look.moved |= moved;
     if ((moved || open.written) && !open.changed) open.changed = true, changed.push_back(at);
     if (look.ran && (open.references > 1 || open.changed)) {
-        now.holders.push_back({look.pid, number, look.start, open.holders});
+        now.holders.push_back({look.reader, number, open.holders});
         open.holders = static_cast<uint32_t>(now.holders.size());
     }
 }
@@ -340,7 +341,7 @@ void FileSampler::attachWaiting(FileSample& now) {
     for (size_t i = 0; i < waiting.size();) {
         auto& process = processes[waiting[i].place];
         Look look(process.pid, process.start);
-        look.ran = true, look.wrote = process.wrote, look.opened = process.opened;
+        look.ran = true, look.wrote = process.wrote, look.opened = process.opened, look.reader = process.reader;
         for (const auto place = waiting[i].place; i < waiting.size() && waiting[i].place == place; i++) {
             auto& descriptor = process.descriptors[waiting[i].at];
             descriptor.open = attach(look, descriptor.number, waiting[i].made, now);
@@ -425,6 +426,14 @@ void FileSampler::remove(uint32_t place) {
     freeProcesses.push_back(place);
 }
 
+// That of its only thread has no children that ended.
+std::optional<ProcessIo> FileSampler::readIo(const Process& process) {
+    const auto pid = std::to_string(process.pid);
+    const auto name = process.group ? pid + "/io" : pid + "/task/" + pid + "/io";
+    if (!readFile(proc, name.c_str(), text, Reading::Single, MostText)) return {};
+    return parseProcessIo(text.view());
+}
+
 void FileSampler::look(const Ran& ran, FileSample& now) {
     const auto pid = static_cast<uint32_t>(ran.pid);
     auto place = places.find(pid);
@@ -442,9 +451,24 @@ void FileSampler::look(const Ran& ran, FileSample& now) {
         return;
     }
     look.place = isKnown ? place->second : placeOf(pid, ran.start);
+    look.reader = static_cast<uint32_t>(now.readers.size());
+    now.readers.push_back({pid, ran.start, {}, {}});
     auto& process = processes[look.place];
-    process.pass = pass, process.wrote = look.wrote, process.opened = look.opened;
+    process.pass = pass, process.wrote = look.wrote, process.opened = look.opened, process.reader = look.reader;
+    // A process that began counts from 0.
+    auto base = isKnown ? process.io : look.opened ? std::optional(ProcessIo()) : std::nullopt;
+    const bool group = ran.threads > 1 || (isKnown && process.group); // it may have threads that ended
+    if (isKnown && group != process.group) base.reset();              // two files that count differently
+    process.group = group;
+    process.io = readIo(process);
+    const size_t before = waiting.size();
     merge(look, process, now);
+    // What moved after its counters were read must be in them.
+    const auto after = look.moved || waiting.size() > before ? readIo(process) : process.io;
+    if (base && after && after->read_chars >= base->read_chars && after->write_chars >= base->write_chars) {
+        auto& reader = now.readers[look.reader];
+        reader.read = after->read_chars - base->read_chars, reader.written = after->write_chars - base->write_chars;
+    }
     if (look.refused && process.descriptors.empty()) now.notAllowed++;
     else now.processes++;
     now.descriptors += process.descriptors.size();
@@ -497,7 +521,8 @@ FileChange FileSampler::describe(const Open& open, FileSample& now) {
                                      : FileChange::How::Passed;
     if (!open.holders) {
         const auto place = places.find(open.pid);
-        now.holders.push_back({open.pid, open.descriptor, place == places.end() ? 0 : processes[place->second].start});
+        now.readers.push_back({open.pid, place == places.end() ? 0 : processes[place->second].start, {}, {}});
+        now.holders.push_back({static_cast<uint32_t>(now.readers.size() - 1), open.descriptor, 0});
     }
     change.holders = open.holders ? open.holders : static_cast<uint32_t>(now.holders.size());
     change.descriptors = std::max(open.references, 1U);
@@ -563,8 +588,10 @@ static void clear(FileSample& now) {
     next.before_us = now.at_us;
     next.at_us = getMonotonic();
     next.changes = std::move(now.changes);
+    next.readers = std::move(now.readers);
     next.holders = std::move(now.holders);
     next.changes.clear();
+    next.readers.clear();
     next.holders.clear();
     now = std::move(next);
 }

@@ -9,6 +9,7 @@
 #include "base/held.h"
 #include "base/root.h"
 #include "parse/openfile.h"
+#include "parse/process.h"
 #include "sample/mountids.h"
 #include "sample/ran.h"
 
@@ -21,10 +22,18 @@
 #include <unordered_map>
 #include <vector>
 
+// A process whose descriptors were looked at. What it read and wrote is counted from before its last look to after this
+// one, so that it is never less than what it moved in between; none where that is not known.
+struct FileReader {
+    uint32_t pid = 0;
+    uint64_t start = 0;
+    std::optional<uint64_t> read, written; // bytes, through read and write calls
+};
+
 // A process that ran and has the descriptor.
 struct FileHolder {
-    uint32_t pid = 0, descriptor = 0;
-    uint64_t start = 0;
+    uint32_t reader = 0; // its position in FileSample::readers
+    uint32_t descriptor = 0;
     uint32_t next = 0; // position of the next holder of the same file plus 1; 0: none
 };
 
@@ -59,6 +68,7 @@ struct FileSample {
     uint64_t restForward = 0, restBackward = 0; // of all others
     int64_t restGrowth = 0;
     uint64_t rest = 0; // how many these are
+    std::vector<FileReader> readers;
     std::vector<FileHolder> holders;
 };
 
@@ -104,6 +114,9 @@ class FileSampler {
         uint64_t start = 0;
         std::vector<Descriptor> descriptors; // by number
         bool wrote = false, opened = false;  // as in Look, in that pass
+        uint32_t reader = 0;                 // the same
+        bool group = false;                  // `io` has its ended threads and children, too
+        std::optional<ProcessIo> io;         // before its descriptors were read
     };
     // A new descriptor. Whether it shares an open file is asked when all processes have been read, because then it is
     // known which processes have that.
@@ -120,6 +133,8 @@ class FileSampler {
         bool ran = false, wrote = false;
         bool opened = false;  // what was not there at the last look was opened since
         bool refused = false; // it may not be read
+        bool moved = false;   // one of its files
+        uint32_t reader = 0;  // its position in FileSample::readers
         bool linksOpen = false;
         HeldDirectory infos;
         HeldPlace links;
@@ -155,6 +170,7 @@ class FileSampler {
     bool statusOf(Look& look, const char* name, FileStatus& status);
     bool list(const HeldDirectory& infos);
     void look(const Ran& ran, FileSample& now);
+    std::optional<ProcessIo> readIo(const Process& process);
     void merge(Look& look, Process& process, FileSample& now);
     void refresh(FileSample& now, size_t most);
     bool refreshProcess(Process& process, FileSample& now, size_t& most);

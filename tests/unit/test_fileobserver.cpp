@@ -217,12 +217,22 @@ static void observe(uint64_t seed, bool compares) {
     sampler.sample(machine.seen[0].ran, now);
     for (auto& [descriptor, file] : machine.seen[0].files) known[file.first] = file.second;
     uint64_t exact = 0;
+    std::map<std::pair<uint64_t, uint64_t>, uint64_t> transferred; // by process
     for (size_t i = 1; i < machine.seen.size(); i++) {
         made.step();
         const auto& sight = machine.seen[i];
-        sampler.sample(sight.ran, now);
         Rows<ProcRow> processes;
         processes.rows = sight.processes;
+        for (auto& row : sight.processes) {
+            auto& read = transferred[{row.pid, row.start}];
+            read += *row.read_chars;
+            const auto path = "/proc/" + std::to_string(row.pid) + "/task/" + std::to_string(row.pid) + "/io";
+            made.world.truncate(path, 0);
+            made.world.append(path, "rchar: " + std::to_string(read) +
+                                        "\nwchar: 0\nsyscr: 1\nsyscw: 1\nread_bytes: 0\nwrite_bytes: 0\n"
+                                        "cancelled_write_bytes: 0\n");
+        }
+        sampler.sample(sight.ran, now);
         Rows<FilesRow> all;
         Rows<FileRow> rows;
         fileRows(now, processes, all, rows);

@@ -2,7 +2,9 @@
 #include "sample/file.h"
 #include "tests/unit/made.h"
 
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -70,7 +72,9 @@ struct Watched {
     FileSample now;
     Rows<FilesRow> all;
     Rows<FileRow> files;
+    std::map<uint64_t, std::pair<uint64_t, uint64_t>> transferred; // by pid, since it began
     Watched(const std::string& lines, const std::vector<Ran>& first) : made(Mounts + lines) {
+        for (auto& process : first) count(::process(static_cast<uint64_t>(process.pid), 0, 0), process.threads > 1);
         sampler.sample(first, now);
         fileRows(now, {}, all, files);
         EXPECT_TRUE(files.rows.empty() && all.rows.empty()); // there is nothing to compare with
@@ -79,8 +83,20 @@ struct Watched {
         made.step();
         again(active, rows);
     }
+    // Its file of what it read and wrote; none where that is not known.
+    void count(const ProcRow& row, bool group) {
+        const std::string pid = std::to_string(row.pid), path = group ? pid + "/io" : pid + "/task/" + pid + "/io";
+        if (!row.read_chars) return (void)made.world.remove("/proc/" + path);
+        auto& [read, written] = transferred[row.pid];
+        read += *row.read_chars, written += *row.write_chars;
+        made.world.truncate("/proc/" + path, 0);
+        made.world.append("/proc/" + path, "rchar: " + std::to_string(read) + "\nwchar: " + std::to_string(written) +
+                                               "\nsyscr: 1\nsyscw: 1\nread_bytes: 0\nwrite_bytes: 0\n"
+                                               "cancelled_write_bytes: 0\n");
+    }
     void again(const std::vector<Ran>& active, const std::vector<ProcRow>& rows = {}) {
         Rows<ProcRow> processes;
+        for (auto& row : rows) count(row, false);
         processes.rows = rows;
         all.clear(), files.clear();
         sampler.sample(active, now);
@@ -218,7 +234,7 @@ TEST(Files, APidThatIsUsedAgain) {
     Watched machine(Fd{.position = 100}.text() + "step 1\n" + Fd{.position = 150}.text(), {ran(100)});
     auto other = ran(100, true);
     other.start = 6000;
-    auto row = process(100, 150, 0);
+    auto row = process(100, 150, 0); // it has read 150 in all
     row.start = 6000;
     machine.next({other}, {row});
     EXPECT_EQ(machine.row().forward, 150U); // its own, from 0
