@@ -268,7 +268,8 @@ static bool showAim(const TCosts& costs, const TAim& aim) {
     static constexpr const char* Names[] = {"ratio %.2f", "%.1f ms", "%.0f MB", "%.0f times the size before",
                                             "%.0f B/row"};
     const bool met = costs.value(aim.kind, aim.size) <= aim.limit; // false for NaN
-    show("%s: %s", text(Names[aim.kind], aim.limit).c_str(), met ? "met" : "MISSED");
+    const char* format = aim.kind == TAim::Ratio && aim.limit < 0.01 ? "ratio %.3f" : Names[aim.kind];
+    show("%s: %s", text(format, aim.limit).c_str(), met ? "met" : "MISSED");
     if (aim.kind == TAim::Times) show(" (%.1f)", costs.growth(aim.size));
     return met;
 }
