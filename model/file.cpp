@@ -104,6 +104,7 @@ static void limitOpened(const FileChange& change, const Mover& mover, FileRow& r
 
 static void setProcess(const Mover& mover, FileRow& row) {
     row.pid = mover.reader->pid, row.start = mover.reader->start, row.descriptor = mover.holder->descriptor;
+    row.name = mover.reader->name;
     if (const auto* process = mover.process->row)
         row.name = process->name, row.user = process->user, row.unit = process->unit;
 }

@@ -452,7 +452,7 @@ void FileSampler::look(const Ran& ran, FileSample& now) {
     }
     look.place = isKnown ? place->second : placeOf(pid, ran.start);
     look.reader = static_cast<uint32_t>(now.readers.size());
-    now.readers.push_back({pid, ran.start, {}, {}});
+    now.readers.push_back({pid, ran.start, {}, {}, {}});
     auto& process = processes[look.place];
     process.pass = pass, process.wrote = look.wrote, process.opened = look.opened, process.reader = look.reader;
     // A process that began counts from 0.
@@ -521,7 +521,11 @@ FileChange FileSampler::describe(const Open& open, FileSample& now) {
                                      : FileChange::How::Passed;
     if (!open.holders) {
         const auto place = places.find(open.pid);
-        now.readers.push_back({open.pid, place == places.end() ? 0 : processes[place->second].start, {}, {}});
+        auto& reader = now.readers.emplace_back();
+        reader.pid = open.pid;
+        reader.start = place == places.end() ? 0 : processes[place->second].start;
+        if (readFile(proc, (std::to_string(open.pid) + "/comm").c_str(), text, Reading::Single, MostText))
+            reader.name = text.view().substr(0, text.view().rfind('\n'));
         now.holders.push_back({static_cast<uint32_t>(now.readers.size() - 1), open.descriptor, 0});
     }
     change.holders = open.holders ? open.holders : static_cast<uint32_t>(now.holders.size());

@@ -28,6 +28,7 @@ struct FileReader {
     uint32_t pid = 0;
     uint64_t start = 0;
     std::optional<uint64_t> read, written; // bytes, through read and write calls
+    std::string name;                      // of one that did not run; otherwise empty
 };
 
 // A process that ran and has the descriptor.

@@ -49,7 +49,20 @@ static std::string deviceText(const FileRow& row) {
     return safeText(row.disk.empty() || row.disk == volume ? volume : volume + " " + row.disk);
 }
 
-static void cells(const FileRow& row, double seconds, Table& table) {
+// Where a terminal is narrow, the end of a long path: it says more than the beginning, and leaves room for figures.
+static std::string pathText(const FileRow& row, size_t width) {
+    constexpr size_t LongestCharacter = 4; // bytes
+    const auto text = safeText(row.path) + (row.deleted ? " (deleted)" : "");
+    const size_t room = width * 2 / 5;
+    if (width == 0 || textWidth(text) <= room) return text;
+    std::string_view end = text;
+    end.remove_prefix(end.size() - std::min(end.size(), room * LongestCharacter));
+    const auto inside = [&] { return (static_cast<unsigned char>(end.front()) & 0xC0) == 0x80; };
+    while (!end.empty() && (inside() || textWidth(end) + 3 > room)) end.remove_prefix(1);
+    return "..." + std::string(end);
+}
+
+static void cells(const FileRow& row, double seconds, size_t width, Table& table) {
     constexpr double MB = 1048576;
     const auto rate = [&](const std::optional<uint64_t>& bytes) {
         return bytes && seconds > 0 ? fixedText(value(bytes) / MB / seconds, 1) : std::string(NoValue);
@@ -62,7 +75,7 @@ static void cells(const FileRow& row, double seconds, Table& table) {
     table.cell(row.growth && seconds > 0 ? sizeText(static_cast<double>(*row.growth) / seconds) : std::string(NoValue));
     table.cell(orNone(row.position, sizeText)), table.cell(orNone(row.size, sizeText));
     table.cell(deviceText(row)), table.cell(safeText(row.mount));
-    table.cell(safeText(row.path) + (row.deleted ? " (deleted)" : ""));
+    table.cell(pathText(row, width));
 }
 
 static std::string footer(const FilesRow& all, size_t shown) {
@@ -101,7 +114,7 @@ void showFiles(const Interval& interval, const View& view, Page& page) {
     const size_t shown = std::min(view.rowsOr(Usual), rows.size());
     if (shown == 0) return page.line("FILE " + footer(*all, 0));
     Table table(Columns);
-    for (size_t i = 0; i < shown; i++) cells(*rows[i], interval.files.seconds(), table);
+    for (size_t i = 0; i < shown; i++) cells(*rows[i], interval.files.seconds(), page.width(), table);
     table.show(page);
     page.line("     " + footer(*all, shown), Tone::Dim);
 }

@@ -356,8 +356,11 @@ TEST(Files, TheKernelTellsTwoFilesFromOne) {
 
 // An idle process has a descriptor that was moved by one that is gone: it is found in turn.
 TEST(Files, APassedDescriptorIsSeenInTurn) {
-    Watched machine(Fd{.position = 10}.text() + "step 1\n" + Fd{.position = 30}.text(), {ran(100)});
+    Watched machine(Fd{.position = 10}.text() + "text /proc/100/comm \"shell\\n\"\nstep 1\n" +
+                        Fd{.position = 30}.text(),
+                    {ran(100)});
     machine.next({});
+    EXPECT_EQ(machine.row().name, "shell");
     EXPECT_EQ(machine.row().forward, 20U);
     EXPECT_EQ(machine.row().evidence, "passed");
     EXPECT_EQ(machine.row().mark, "~");

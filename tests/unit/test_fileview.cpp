@@ -81,6 +81,23 @@ TEST(FileView, NarrowTerminalsKeepWhoWhereAndHowMuch) {
     }
 }
 
+TEST(FileView, OfALongPathTheEndIsShownOnATerminal) {
+    std::string path = "/srv";
+    for (int i = 0; i < 40; i++) path += "/\xC3\xA4" + std::to_string(i);
+    const auto interval = intervalOf({fileOf(7, path, 1048576)});
+    EXPECT_NE(shown(interval).find(path + "\n"), std::string::npos);
+    const auto text = shown(interval, {}, 80);
+    EXPECT_NE(text.find(" ...2/\xC3\xA4"
+                        "33/"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("/\xC3\xA4"
+                        "39\n"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find(" 0.5 "), std::string::npos) << text;
+}
+
 TEST(FileView, NothingMoved) {
     auto interval = intervalOf({});
     interval.filesTotal.rows[0] = {3, 40, 0, 0, 0, 5000};
