@@ -34,7 +34,7 @@ TEST(ProcessStat, FieldsByTheirNumbers) {
 }
 
 TEST(ProcessStat, NamesThatLookLikeMore) {
-    for (const std::string name : {"", ")", "(", "a) R 1 2 3", "a\nb", ") (", "((((", std::string("\0x", 2).c_str()}) {
+    for (const std::string name : {"", ")", "(", "a) R 1 2 3", "a\nb", ") (", "((((", "\\0 \xff"}) {
         ProcessStat stat;
         const auto text = "7 (" + name + ")" + Tail;
         ASSERT_TRUE(parseProcessStat(text, stat)) << name;
