@@ -6,7 +6,7 @@ Root::Root(std::string_view directory) : dir(directory) {
 
 std::string Root::path(std::string_view name) const {
     if (!dir.empty())
-        for (std::string_view top : {"/proc", "/sys", "/run", "/etc"})
+        for (std::string_view top : {"/proc", "/sys", "/run", "/etc", "/var"})
             if (name.starts_with(top) && (name.size() == top.size() || name[top.size()] == '/'))
                 return dir + std::string(name);
     return std::string(name);

@@ -11,7 +11,7 @@ public:
     Root() = default;
     explicit Root(std::string_view directory);
     bool isOther() const { return !dir.empty(); }
-    // The path to open: DIR/proc/stat for /proc/stat. Only /proc, /sys, /run and /etc, and what is below them, are
-    // looked for in DIR; every other path stays as it is.
+    // The path to open: DIR/proc/stat for /proc/stat. Only /proc, /sys, /run, /etc and /var, and what is below
+    // them, are looked for in DIR; every other path stays as it is.
     std::string path(std::string_view name) const;
 };

@@ -19,13 +19,15 @@ struct Question {
     enum class Kind {
         Space, // words: DIR. The answer of statvfs
         Speed, // words: INTERFACE. The speed that its driver reports
-        File,  // words: PATH. Its text, at most 64 KiB
+        File,  // words: PATH. Its text from byte `from` on, at most 64 KiB
+        Names, // words: DIRECTORY. The names in it from the `from`th on, a newline after each; at most 64 KiB
         Tool,  // words: PROGRAM ARGUMENT... What it prints; no shell, found in /usr/sbin:/usr/bin:/sbin:/bin
     };
     Kind kind = Kind::Space;
     std::vector<std::string> words;
     int64_t patience_us = 1000000; // its time; a tool is killed when it is over
     size_t most = size_t{4} << 20; // bytes of a tool's output
+    uint64_t from = 0;
 };
 
 struct Answer {
@@ -34,8 +36,8 @@ struct Answer {
     int64_t took_us = 0;  // until the answer; of one that is late, until now
     Space space;
     int64_t mbit = -1; // speed in Mbit/s; -1: the driver does not know it
-    std::string text;  // of a file; of a tool, its standard output
-    bool cut = false;  // the text was longer
+    std::string text;  // of a file or directory; of a tool, its standard output
+    bool cut = false;  // there is more of it
     int status = 0;    // of a tool, as the shell has it: 128 + N when signal N ended it, 127 when it was not found
 };
 

@@ -14,6 +14,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         check(std::tie(devices[i - 1].major, devices[i - 1].minor) < std::tie(devices[i].major, devices[i].minor));
     for (auto& device : devices) check(isFrom(text, std::to_string(device.minor)));
 
+    for (const auto what : {GroupIo1::Bytes, GroupIo1::Operations}) parseGroupIo1(text, what, devices);
+    for (size_t i = 1; i < devices.size(); i++)
+        check(std::tie(devices[i - 1].major, devices[i - 1].minor) < std::tie(devices[i].major, devices[i].minor));
+
     KeyPlan plan, plan1, eventsPlan; // one for each list of keys
     GroupCpu cpu, again;
     parseGroupCpu(text, plan, cpu);

@@ -56,7 +56,8 @@ static bool setAmounts(const Group& group, CgroupRow& row) {
 
 // The devices of a group that it used in the interval; their sums become the group's. A device without a partner in the
 // last reading was not used before.
-static bool setIo(const Group& group, const std::string& path, CgroupRow& row, Rows<CgroupIoRow>& devices) {
+static bool setIo(const CgroupSample& sample, const Group& group, const std::string& path, CgroupRow& row,
+                  Rows<CgroupIoRow>& devices) {
     const bool comparable = group.readings > 1 || group.born;
     const auto place = [](const GroupIo& device) { return std::make_tuple(device.major, device.minor); };
     bool moved = false, reset = false;
@@ -82,6 +83,8 @@ static bool setIo(const Group& group, const std::string& path, CgroupRow& row, R
         moved = true;
         made.path = path;
         made.device = std::to_string(device.major) + ":" + std::to_string(device.minor);
+        const auto disk = sample.disks.find({device.major, device.minor});
+        if (disk != sample.disks.end()) made.disk = disk->second;
         devices.rows.push_back(std::move(made));
     }
     for (auto& counter : IoCounters)
@@ -113,7 +116,7 @@ void cgroupRows(const CgroupSample& sample, bool complete, Rows<CgroupsRow>& all
         CgroupRow row;
         bool moved = setAmounts(group, row);
         if (group.read || complete || group.levelsChanged) row.path = sample.pathOf(at);
-        moved |= setIo(group, row.path, row, devices);
+        moved |= setIo(sample, group, row.path, row, devices);
         if (at && !moved) total.idle++;
         if (!moved && !complete && !group.levelsChanged && !(group.born && group.read && group.readings == 1)) continue;
         row.name = group.title, row.kind = nameOf(group.kind), row.named = group.named;

@@ -31,6 +31,15 @@ static void setTimes(const CpuTicks& before, const CpuTicks& now, uint64_t tick_
     }
 }
 
+static uint64_t mhzOf(uint64_t khz) { return (khz + 500) / 1000; }
+
+static std::optional<uint64_t> meanMhz(const std::vector<CoreFrequency>& frequencies) {
+    if (frequencies.empty()) return {};
+    uint64_t sum = 0;
+    for (auto& core : frequencies) sum += core.khz;
+    return mhzOf(sum / frequencies.size());
+}
+
 void cpuRows(const CpuSample* before, const CpuSample& now, Rows<CpuRow>& rows) {
     if (!now.known) return;
     rows.sampled = true;
@@ -44,6 +53,7 @@ void cpuRows(const CpuSample* before, const CpuSample& now, Rows<CpuRow>& rows) 
         row.forks = grown(before->stat.forks, now.stat.forks);
     }
     row.cpus = now.stat.cores.size();
+    row.mhz = meanMhz(now.frequencies);
     row.running = now.stat.running, row.blocked = now.stat.blocked;
     if (!now.load) return;
     row.load1 = now.load->one, row.load5 = now.load->five, row.load15 = now.load->fifteen;
@@ -55,10 +65,13 @@ void coreRows(const CpuSample* before, const CpuSample& now, Rows<CoreRow>& rows
     rows.sampled = true;
     if (before && before->known) rows.elapsed_us = now.at_us - before->at_us;
     // The kernel lists cores in ascending order.
-    size_t partner = 0;
+    size_t partner = 0, frequency = 0;
     for (auto& core : now.stat.cores) {
         auto& row = rows.rows.emplace_back();
         row.core = core.core;
+        while (frequency < now.frequencies.size() && now.frequencies[frequency].core < core.core) frequency++;
+        if (frequency < now.frequencies.size() && now.frequencies[frequency].core == core.core)
+            row.mhz = mhzOf(now.frequencies[frequency].khz);
         if (!before || !before->known) continue;
         auto& cores = before->stat.cores;
         while (partner < cores.size() && cores[partner].core < core.core) partner++;

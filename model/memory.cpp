@@ -2,6 +2,7 @@
 
 #include "model/amounts.h"
 
+#include <algorithm>
 #include <initializer_list>
 
 using Figure = std::optional<uint64_t>;
@@ -16,10 +17,10 @@ static Figure sum(std::initializer_list<Figure> parts) {
 }
 
 // Page cache and buffers; shared memory is cached, too, but cannot be dropped.
+static Figure withoutShared(uint64_t all, const Figure& shared) { return all - std::min(shared.value_or(0), all); }
+
 static Figure fileMemory(const Meminfo& info) {
-    if (!info.cached) return {};
-    const uint64_t all = *info.cached + info.buffers.value_or(0), shared = info.shared.value_or(0);
-    return all > shared ? all - shared : 0;
+    return info.cached ? withoutShared(*info.cached + info.buffers.value_or(0), info.shared) : Figure();
 }
 
 static void setLevels(const MemorySample& now, MemoryRow& row) {
@@ -76,4 +77,16 @@ void memoryRows(const MemorySample* before, const MemorySample& now, Rows<Memory
     if (!before || !before->known) return;
     rows.elapsed_us = now.at_us - before->at_us;
     setAmounts(*before, now, row);
+}
+
+void nodeRows(const MemorySample& now, Rows<NodeRow>& rows) {
+    constexpr uint64_t KiB = 1024;
+    rows.sampled = now.known;
+    for (auto& node : now.nodes) {
+        auto& row = rows.rows.emplace_back();
+        row.node = node.node;
+        row.total = times(node.total, KiB), row.free = times(node.free, KiB);
+        row.anonymous = times(node.anonymous, KiB);
+        row.file = times(node.file ? withoutShared(*node.file, node.shared) : Figure(), KiB);
+    }
 }

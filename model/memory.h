@@ -7,3 +7,5 @@
 
 // `before` null: there is no previous sample; levels only.
 void memoryRows(const MemorySample* before, const MemorySample& now, Rows<MemoryRow>& rows);
+// The memory of each node, where there are several.
+void nodeRows(const MemorySample& now, Rows<NodeRow>& rows);

@@ -305,6 +305,9 @@ VolumeMap volumeMap(const VolumeSample& sample) {
     builder.addOverlays();
     builder.addSwaps();
     builder.addContents();
+    for (auto& group : sample.groups)
+        builder.map.groups.push_back(
+            {group.name, group.size_bytes, group.free_bytes, group.partial() ? "partial" : ""});
     return std::move(builder.map);
 }
 

@@ -13,6 +13,7 @@ struct VolumeMap {
     std::vector<VolumeRow> volumes; // disks first, then what stands on them; hidden layers of LVM are folded
     std::vector<HoldsRow> holds;
     std::vector<MountRow> mounts;
+    std::vector<VolumeGroupRow> groups;
 };
 
 VolumeMap volumeMap(const VolumeSample& sample);

@@ -87,6 +87,32 @@ void parseGroupIo(std::string_view text, std::vector<GroupIo>& devices) {
                   devices.end());
 }
 
+void parseGroupIo1(std::string_view text, GroupIo1 what, std::vector<GroupIo>& devices) {
+    static constexpr struct {
+        std::string_view name;
+        uint64_t GroupIo::*bytes, GroupIo::*operations;
+    } Counters[] = {
+        {"Read",    &GroupIo::read_bytes,    &GroupIo::reads   },
+        {"Write",   &GroupIo::write_bytes,   &GroupIo::writes  },
+        {"Discard", &GroupIo::discard_bytes, &GroupIo::discards},
+    };
+    const auto earlier = [](const GroupIo& a, const GroupIo& b) {
+        return std::tie(a.major, a.minor) < std::tie(b.major, b.minor);
+    };
+    for (std::string_view line; takeLine(text, line);) {
+        GroupIo device;
+        uint64_t value = 0;
+        if (!isDevice(takeWord(line), device)) continue; // "Total 316232704" of all devices
+        const auto name = takeWord(line);
+        const auto* counter =
+            std::find_if(std::begin(Counters), std::end(Counters), [&](auto& c) { return c.name == name; });
+        if (counter == std::end(Counters) || !toNumber(takeWord(line), value)) continue;
+        auto place = std::lower_bound(devices.begin(), devices.end(), device, earlier);
+        if (place == devices.end() || earlier(device, *place)) place = devices.insert(place, device);
+        (*place).*(what == GroupIo1::Bytes ? counter->bytes : counter->operations) = value;
+    }
+}
+
 GroupQuota parseGroupQuota(std::string_view text) {
     GroupQuota quota;
     std::string_view line;

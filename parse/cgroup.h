@@ -1,4 +1,5 @@
-// The files of a control group: of version 2, and those of version 1's cpu, cpuacct, memory and pids.
+// The files of a control group: of version 2, and those of version 1's cpu, cpuacct, memory, pids and
+// blkio.
 #pragma once
 
 #include "parse/keyed.h"
@@ -36,6 +37,14 @@ struct GroupIo {
 // Sorted by device. Devices of which the kernel prints the number only, which some kernels do, several on a line even,
 // are left out: they did nothing.
 void parseGroupIo(std::string_view text, std::vector<GroupIo>& devices);
+
+// blkio.throttle.io_service_bytes and io_serviced of version 1.
+//
+//     8:16 Read 1459200
+//     8:16 Total 316232704
+enum class GroupIo1 { Bytes, Operations };
+// Adds what the file counts to the devices, which stay sorted.
+void parseGroupIo1(std::string_view text, GroupIo1 what, std::vector<GroupIo>& devices);
 
 // cpu.max: "200000 100000" is two CPUs, "max 100000" no limit.
 struct GroupQuota {

@@ -15,7 +15,7 @@ struct CgroupRow {
     bool named = false; // 0: no file has a name for this id
     std::optional<uint64_t> cpu_us, user_us, system_us;
     std::optional<uint64_t> periods, throttled_periods, throttled_us; // of its quota; periods of 100 ms in general
-    std::optional<uint64_t> read_bytes, write_bytes, reads, writes;   // on all devices; version 2 only
+    std::optional<uint64_t> read_bytes, write_bytes, reads, writes;   // on all devices
     std::optional<uint64_t> cpu_some_us, cpu_full_us;                 // stalls, as in PSI; version 2 only
     std::optional<uint64_t> memory_some_us, memory_full_us, io_some_us, io_full_us;
     std::optional<uint64_t> memory_high, memory_max, oom_kills;      // how often it met its limits
@@ -44,12 +44,14 @@ struct CgroupIoRow {
     std::string path;   // of the group
     std::string device; // 8:16
     std::optional<uint64_t> read_bytes, write_bytes, reads, writes, discard_bytes, discards;
+    std::string disk; // the device's name at that time: sda; empty: not known
 };
 inline constexpr auto CgroupIoKind = kind<CgroupIoRow>(
     "CGROUPIO", id("path", &CgroupIoRow::path), id("dev", &CgroupIoRow::device),
     amount("read_bytes", "B", &CgroupIoRow::read_bytes), amount("write_bytes", "B", &CgroupIoRow::write_bytes),
     amount("reads", "", &CgroupIoRow::reads), amount("writes", "", &CgroupIoRow::writes),
-    amount("discard_bytes", "B", &CgroupIoRow::discard_bytes), amount("discards", "", &CgroupIoRow::discards));
+    amount("discard_bytes", "B", &CgroupIoRow::discard_bytes), amount("discards", "", &CgroupIoRow::discards),
+    label("disk", &CgroupIoRow::disk));
 
 struct CgroupsRow {
     uint64_t version = 2; // of the control groups

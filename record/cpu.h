@@ -19,7 +19,7 @@ struct CpuRow : CpuTimes {
     std::optional<uint64_t> switches, interrupts, softirqs, forks; // in the interval
     std::optional<double> load1, load5, load15;                    // mean number of tasks that run or wait for a disk
     std::optional<uint64_t> tasks;                                 // threads on the machine
-    std::optional<uint64_t> mhz;                                   // mean over the cores
+    std::optional<uint64_t> mhz;                                   // mean over the cores, or over some of them
 };
 inline constexpr auto CpuKind = kind<CpuRow>(
     "CPU", amount("user", "us", &CpuRow::user_us), amount("nice", "us", &CpuRow::nice_us),

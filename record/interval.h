@@ -36,6 +36,7 @@ struct Interval {
     Rows<CpuRow> cpu;
     Rows<CoreRow> cores;
     Rows<MemoryRow> memory;
+    Rows<NodeRow> nodes;
     Rows<PressureRow> pressure;
     Rows<DisksRow> disksTotal;
     Rows<DiskRow> disks;
@@ -50,6 +51,7 @@ struct Interval {
     Rows<VolumeRow> volumes;
     Rows<HoldsRow> holds;
     Rows<MountRow> mounts;
+    Rows<VolumeGroupRow> volumeGroups;
     Rows<CgroupsRow> cgroupsTotal;
     Rows<CgroupRow> cgroups;
     Rows<CgroupIoRow> cgroupDevices;
@@ -76,6 +78,7 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(CpuKind, interval.cpu);
     f(CoreKind, interval.cores);
     f(MemoryKind, interval.memory);
+    f(NodeKind, interval.nodes);
     f(PressureKind, interval.pressure);
     f(DisksKind, interval.disksTotal);
     f(DiskKindOf, interval.disks);
@@ -90,6 +93,7 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(VolumeKind, interval.volumes);
     f(HoldsKind, interval.holds);
     f(MountKind, interval.mounts);
+    f(VolumeGroupKind, interval.volumeGroups);
     f(CgroupsKind, interval.cgroupsTotal);
     f(CgroupKind, interval.cgroups);
     f(CgroupIoKind, interval.cgroupDevices);

@@ -1,4 +1,4 @@
-// Memory, swap and reclaim (MEM).
+// Memory, swap and reclaim (MEM), and the memory of each NUMA node where there are several (NODE).
 #pragma once
 
 #include "record/kind.h"
@@ -35,3 +35,12 @@ inline constexpr auto MemoryKind = kind<MemoryRow>(
     amount("scanned", "pages", &MemoryRow::scanned), amount("reclaimed", "pages", &MemoryRow::reclaimed),
     amount("direct_scanned", "pages", &MemoryRow::direct_scanned), amount("refaults", "pages", &MemoryRow::refaults),
     amount("compact_stalls", "", &MemoryRow::compact_stalls), amount("oom_kills", "", &MemoryRow::oom_kills));
+
+// One NUMA node at the end of the interval, bytes.
+struct NodeRow {
+    uint64_t node = 0;                                    // the kernel's number
+    std::optional<uint64_t> total, free, anonymous, file; // file: page cache and buffers, without shared memory
+};
+inline constexpr auto NodeKind = kind<NodeRow>(
+    "NODE", id("node", &NodeRow::node), level("total", "B", &NodeRow::total), level("free", "B", &NodeRow::free),
+    level("anonymous", "B", &NodeRow::anonymous), level("file", "B", &NodeRow::file));

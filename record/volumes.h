@@ -1,4 +1,5 @@
-// The map of volumes: what stands on what. One record a device (VOLUME), an edge (HOLDS) and a mount (MOUNT).
+// The map of volumes: what stands on what. One record a device (VOLUME), an edge (HOLDS), a mount (MOUNT)
+// and a volume group (VG).
 #pragma once
 
 #include "record/kind.h"
@@ -41,3 +42,13 @@ struct MountRow {
 };
 inline constexpr auto MountKind = kind<MountRow>("MOUNT", id("dev", &MountRow::dev), id("point", &MountRow::point),
                                                  label("type", &MountRow::type), label("root", &MountRow::root));
+
+// A volume group, as LVM's own tool reports it.
+struct VolumeGroupRow {
+    std::string name;
+    std::optional<uint64_t> size_bytes, free_bytes;
+    std::string state; // "partial": a disk of it is missing; else empty
+};
+inline constexpr auto VolumeGroupKind =
+    kind<VolumeGroupRow>("VG", id("name", &VolumeGroupRow::name), level("size", "B", &VolumeGroupRow::size_bytes),
+                         level("free", "B", &VolumeGroupRow::free_bytes), label("state", &VolumeGroupRow::state));

@@ -71,7 +71,7 @@ static bool hasOption(std::string_view options, std::string_view wanted) {
     return false;
 }
 
-static constexpr std::string_view Controllers[] = {"cpu", "cpuacct", "memory", "pids"};
+static constexpr std::string_view Controllers[] = {"cpu", "cpuacct", "memory", "pids", "blkio"};
 
 void CgroupSampler::addMount(std::string_view type, std::string_view options, const std::string& point) {
     if (type != "cgroup") return;
@@ -92,7 +92,7 @@ void CgroupSampler::findMounts() {
         unified = root.path("/sys/fs/cgroup");
     const bool first = !mounts[0].empty() || !mounts[1].empty() || !mounts[2].empty();
     second = !first && !unified.empty();
-    if (second) mounts[0] = unified, mounts[3].clear();
+    if (second) mounts[0] = unified, mounts[3].clear(), mounts[4].clear();
     mounted = first || second;
 }
 
@@ -116,47 +116,47 @@ void CgroupSampler::pressure(const Place& at, const char* name, GroupNumber& som
 
 // --- Names
 
-static constexpr size_t MostJson = 16 << 20; // bytes
-
-// The names that Kubernetes and the tools of its runtimes keep in one place.
-void CgroupSampler::readNames() {
-    if (namesRead || root.isOther()) return; // the files below /var are of this machine
-    namesRead = true;
-    Listing::Entry entry{};
-    HeldDirectory directory;
-    if (directory.open("/var/log/containers") && listing.start(directory))
-        while (listing.next(entry))
-            if (auto known = parseContainerLog(entry.name)) containers.emplace(known->id, known->name);
-    if (directory.open("/var/log/pods") && listing.start(directory))
-        while (listing.next(entry))
-            if (auto known = parsePodLog(entry.name)) pods.emplace(known->id, known->name);
-    if (readFile("/var/lib/containers/storage/overlay-containers/containers.json", text, Reading::Whole, MostJson))
-        for (auto& known : podmanNames(text.view())) containers.emplace(known.id, known.name);
-}
-
+// The path tells the kind at once; a container's name comes with a later pass, if a file of its runtime has it.
 void CgroupSampler::setTitle(std::string_view parent, Group& group) {
     constexpr uint8_t MostTries = 4; // a runtime may write the name after it has made the group
     constexpr size_t Short = 12;     // digits of an id that people know
     if (group.named || group.tries >= MostTries) return;
-    group.tries++;
-    auto what = nameGroup(parent, group.name);
+    const auto what = nameGroup(parent, group.name);
     group.kind = what.kind;
-    if (what.id.empty()) {
-        group.title = what.name.empty() ? group.name : what.name;
-        group.named = true;
-        return;
+    group.named = what.id.empty();
+    group.title = !group.named ? what.id.substr(0, Short) : what.name.empty() ? group.name : what.name;
+    if (!group.named && names.want(what)) group.tries++;
+}
+
+void CgroupSampler::takeNames(CgroupSample& sample) {
+    if (!names.take()) return;
+    for (auto& group : sample.groups) {
+        const bool container = group.kind == GroupKind::Container || group.kind == GroupKind::Pod;
+        if (!container || group.named || group.parent == Group::None) continue;
+        const auto name = names.find(nameGroup(sample.groups[group.parent].name, group.name));
+        if (name.empty()) continue;
+        group.title = name;
+        group.named = group.levelsChanged = true;
     }
-    if (!root.isOther()) {
-        readNames();
-        const auto& names = what.kind == GroupKind::Pod ? pods : containers;
-        if (const auto known = names.find(what.id); known != names.end()) what.name = known->second;
-        const auto file = "/var/lib/docker/containers/" + what.id + "/config.v2.json";
-        if (what.name.empty() && what.runtime == GroupRuntime::Docker &&
-            readFile(file.c_str(), text, Reading::Whole, MostJson))
-            what.name = dockerName(text.view());
+}
+
+// --- Disks
+
+// A number may be given to another disk later.
+void CgroupSampler::nameDisks(CgroupSample& sample, const Group& group) {
+    constexpr uint32_t Keep = 64; // passes
+    if (pass - disksRead >= Keep) sample.disks.clear(), disksRead = pass;
+    for (auto& device : group.ioNow) {
+        const auto [place, isNew] = sample.disks.try_emplace({device.major, device.minor});
+        HeldPlace devices;
+        if (!isNew || !devices.open(root.path("/sys/dev/block").c_str())) continue;
+        char target[512];
+        const auto number = std::to_string(device.major) + ":" + std::to_string(device.minor);
+        const auto size = readLink(devices, number.c_str(), target, sizeof target);
+        const std::string_view path(target, static_cast<size_t>(std::max<ptrdiff_t>(size, 0)));
+        place->second = path.substr(path.rfind('/') + 1);
+        std::replace(place->second.begin(), place->second.end(), '!', '/'); // cciss!c0d0
     }
-    group.named = !what.name.empty();
-    group.title = group.named ? what.name : what.id.substr(0, Short);
 }
 
 // --- Which groups there are
@@ -249,7 +249,7 @@ void CgroupSampler::readLevels2(const Place& at, Group& group) {
         const auto quota = parseGroupQuota(text.view());
         levels.quota_us = quota.quota_us, levels.period_us = quota.period_us;
     }
-    group.levelsChanged = !(levels == group.levels);
+    group.levelsChanged |= !(levels == group.levels);
     group.levels = levels;
 }
 
@@ -295,6 +295,7 @@ void CgroupSampler::visit2(CgroupSample& sample, uint32_t at) {
     group.before = group.now;
     group.ioBefore.swap(group.ioNow);
     parseGroupIo(hasIo ? text.view() : std::string_view{}, group.ioNow);
+    nameDisks(sample, group);
     group.hasIo = hasIo;
     group.now = GroupCounters();
     auto& now = group.now;
@@ -325,6 +326,18 @@ void CgroupSampler::refreshSome(CgroupSample& sample) {
 }
 
 // --- Version 1
+
+// Older kernels count only what the group did itself, which is all of it where there is no group below.
+bool CgroupSampler::readIo1(const Place& at, Group& group) {
+    const auto read = [&](const std::string& name, GroupIo1 what) {
+        const bool below = readText(at, (name + "_recursive").c_str());
+        if (!below && (group.child != Group::None || !readText(at, name.c_str()))) return false;
+        parseGroupIo1(text.view(), what, group.ioNow);
+        return true;
+    };
+    return read("blkio.throttle.io_service_bytes", GroupIo1::Bytes) &&
+           read("blkio.throttle.io_serviced", GroupIo1::Operations);
+}
 
 void CgroupSampler::visit1(CgroupSample& sample, uint32_t at) {
     constexpr uint64_t Microsecond = 1000; // nanoseconds
@@ -360,13 +373,20 @@ void CgroupSampler::visit1(CgroupSample& sample, uint32_t at) {
         GroupMemoryEvents events;
         if (readText(place, "memory.oom_control")) parseGroupMemoryEvents(text.view(), eventsPlan, events);
         now.oom_kills = events.oom_kills;
+        const auto both = number(place, "memory.memsw.usage_in_bytes");
+        if (const std::optional<uint64_t> memory = levels.memory; both && memory)
+            levels.swap = std::optional(*both - std::min(*memory, *both));
     }
     if (enters(3)) {
         levels.pids = number(place, "pids.current");
         levels.pids_max = number(place, "pids.max");
     }
+    group.ioBefore.swap(group.ioNow);
+    group.ioNow.clear();
+    group.hasIo = enters(4) && readIo1(place, group);
+    nameDisks(sample, group);
     group.now = now;
-    group.levelsChanged = !(levels == group.levels);
+    group.levelsChanged |= !(levels == group.levels);
     group.levels = levels;
     group.read = true;
     list(sample, at, nullptr);
@@ -405,12 +425,12 @@ void CgroupSampler::sample(CgroupSample& now) {
     if (now.groups.empty()) {
         auto& whole = now.groups.emplace_back();
         whole.kind = GroupKind::Root, whole.title = "/", whole.named = true;
-        whole.hierarchies = 0xF;
+        whole.hierarchies = 0x1F;
     }
     for (auto& group : now.groups) group.still = group.read = group.levelsChanged = false;
     pass++;
-    namesRead = false;
+    takeNames(now);
     if (walk(now)) walk(now);
     if (second) refreshSome(now);
-    pods.clear(), containers.clear();
+    names.start();
 }

@@ -4,7 +4,7 @@
 #include "base/held.h"
 #include "base/root.h"
 #include "parse/cgroup.h"
-#include "parse/groupname.h"
+#include "sample/groupnames.h"
 
 #include <cstdint>
 #include <deque>
@@ -55,10 +55,10 @@ struct Group {
     std::string title;  // of a container or pod: its name, or the first 12 digits of its id; of a unit its name
 
     // --- what it did
-    bool read = false;    // in this pass; otherwise nothing moved in it
-    bool born = false;    // after the first pass: its counters began at 0
-    uint8_t readings = 0; // 1: there is nothing to subtract, but where it was born
-    bool levelsChanged = false;
+    bool read = false;          // in this pass; otherwise nothing moved in it
+    bool born = false;          // after the first pass: its counters began at 0
+    uint8_t readings = 0;       // 1: there is nothing to subtract, but where it was born
+    bool levelsChanged = false; // or its name is known since this pass
     GroupCounters before, now;
     GroupLevels levels;
     bool hasIo = false; // the kernel counts its I/O
@@ -79,12 +79,13 @@ struct Group {
 };
 
 struct CgroupSample {
-    int64_t at_us = 0, before_us = 0; // monotonic, of this pass and of the last one
-    bool known = false;               // the machine has control groups
-    bool paired = false;              // this was not the first pass
-    bool second = false;              // version 2
-    std::deque<Group> groups;         // the root is the first; some places are free
-    uint64_t count = 0;               // without the root
+    int64_t at_us = 0, before_us = 0;                           // monotonic, of this pass and of the last one
+    bool known = false;                                         // the machine has control groups
+    bool paired = false;                                        // this was not the first pass
+    bool second = false;                                        // version 2
+    std::deque<Group> groups;                                   // the root is the first; some places are free
+    uint64_t count = 0;                                         // without the root
+    std::map<std::pair<uint32_t, uint32_t>, std::string> disks; // names by number, of those that groups used
 
     // The group that follows in the order of the tree, each before its children; None at the end. `skip`: without the
     // groups below it.
@@ -98,7 +99,7 @@ class CgroupSampler {
     Contents text;
     Listing listing;
     KeyPlan cpuPlan, eventsPlan;
-    std::string mounts[4]; // version 2: the first. Version 1: cpu, cpuacct, memory, pids; empty: there is none
+    std::string mounts[5]; // version 2: the first. Version 1: cpu, cpuacct, memory, pids, blkio; empty: there is none
     bool mounted = false, second = false;
     std::vector<uint32_t> unused; // places of groups that ended
     uint32_t pass = 0;
@@ -109,9 +110,9 @@ class CgroupSampler {
         uint64_t inode = 0;
         uint8_t hierarchies = 0;
     };
-    std::vector<Found> found;                                         // what a listing gave
-    std::map<std::string, std::string, std::less<>> pods, containers; // names by id, in passes with new groups
-    bool namesRead = false;
+    std::vector<Found> found; // what a listing gave
+    GroupNames names;
+    uint32_t disksRead = 0; // the pass in which the names of disks were last forgotten
 
     void findMounts();
     void addMount(std::string_view type, std::string_view options, const std::string& point);
@@ -120,8 +121,9 @@ class CgroupSampler {
     std::optional<uint64_t> limit1(const Place& at, const char* name);
     void pressure(const Place& at, const char* name, GroupNumber& some_us, GroupNumber& full_us);
 
-    void readNames();
     void setTitle(std::string_view parent, Group& group);
+    void takeNames(CgroupSample& sample);
+    void nameDisks(CgroupSample& sample, const Group& group);
 
     uint32_t add(CgroupSample& sample, uint32_t parent, const Found& what);
     void remove(CgroupSample& sample, uint32_t at);
@@ -132,6 +134,7 @@ class CgroupSampler {
     const HeldDirectory* enter(const CgroupSample& sample, uint32_t at, HeldDirectory& own);
     void readLevels2(const Place& at, Group& group);
     void visit2(CgroupSample& sample, uint32_t at);
+    bool readIo1(const Place& at, Group& group);
     void visit1(CgroupSample& sample, uint32_t at);
     bool walk(CgroupSample& sample);
     void refreshSome(CgroupSample& sample);
@@ -140,8 +143,8 @@ public:
     static constexpr uint16_t MostDepth = 64; // groups further down are part of those above them, and not shown
     static constexpr size_t MostHeld = 400;   // others are opened each time: a process may often open 1,024 files only
     static constexpr uint32_t Turn = 32;      // passes in which the levels of all still groups are read again
-    explicit CgroupSampler(const Root& where) : root(where) {}
+    CgroupSampler(const Root& where, Helper& asked) : root(where), names(where, asked) {}
     // The same sample each time: it keeps the tree.
     void sample(CgroupSample& now);
-    uint64_t notAllowed() const { return text.denied; }
+    uint64_t notAllowed() const { return text.denied + names.notAllowed(); }
 };

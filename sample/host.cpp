@@ -2,26 +2,7 @@
 
 #include "base/clock.h"
 #include "base/numbers.h"
-
-std::optional<uint64_t> countOfList(std::string_view list) {
-    uint64_t count = 0;
-    list = list.substr(0, list.find('\n'));
-    if (list.empty()) return {};
-    while (!list.empty()) {
-        uint64_t first = 0, last = 0;
-        if (!takeNumber(list, first)) return {};
-        last = first;
-        if (list.starts_with('-')) {
-            list.remove_prefix(1);
-            if (!takeNumber(list, last) || last < first) return {};
-        }
-        count += last - first + 1;
-        if (list.empty()) break;
-        if (list[0] != ',') return {};
-        list.remove_prefix(1);
-    }
-    return count;
-}
+#include "parse/numberlist.h"
 
 HostSampler::HostSampler(const Root& where)
     : root(where), online(where, "/sys/devices/system/cpu/online"), meminfo(where, "/proc/meminfo"),

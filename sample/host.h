@@ -17,9 +17,6 @@ struct HostSample {
     std::optional<uint64_t> uptime_s;
 };
 
-// How many numbers a list like "0-3,8,10-11" has; none: it is no such list.
-std::optional<uint64_t> countOfList(std::string_view list);
-
 class HostSampler {
     Root root;
     HeldFile online, meminfo, uptime;

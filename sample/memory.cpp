@@ -1,6 +1,7 @@
 #include "sample/memory.h"
 
 #include "base/clock.h"
+#include "parse/numberlist.h"
 
 #include <algorithm>
 
@@ -50,8 +51,24 @@ static constexpr Keyed<Vmstat> VmstatKeys[] = {
     {"compact_stall",                 &Vmstat::compact_stalls  },
 };
 
-MemorySampler::MemorySampler(const Root& root) : meminfo(root, "/proc/meminfo"), vmstat(root, "/proc/vmstat") {
+MemorySampler::MemorySampler(const Root& where)
+    : meminfo(where, "/proc/meminfo"), vmstat(where, "/proc/vmstat"),
+      withMemory(where, "/sys/devices/system/node/has_memory"), root(where) {
     page_size = static_cast<uint64_t>(std::max(getPageSize(), 1));
+}
+
+// With one node its figures are those of the machine.
+void MemorySampler::findNodes() {
+    const auto numbers = withMemory.read(text, Reading::Single) ? numbersOfList(text.view()) : std::vector<uint64_t>();
+    if (numbers.size() < 2) return nodes.clear();
+    const bool same = std::equal(numbers.begin(), numbers.end(), nodes.begin(), nodes.end(),
+                                 [](uint64_t number, const Node& node) { return number == node.number; });
+    if (same) return;
+    nodes.clear();
+    for (const auto number : numbers) {
+        const auto path = "/sys/devices/system/node/node" + std::to_string(number) + "/meminfo";
+        nodes.push_back({number, HeldFile(root, path)});
+    }
 }
 
 void MemorySampler::sample(MemorySample& now) {
@@ -61,4 +78,13 @@ void MemorySampler::sample(MemorySample& now) {
     parseKeyed<Meminfo>(now.known ? text.view() : std::string_view{}, MeminfoKeys, meminfoPlan, now.info);
     const bool counted = vmstat.read(text);
     parseKeyed<Vmstat>(counted ? text.view() : std::string_view{}, VmstatKeys, vmstatPlan, now.vm);
+    constexpr uint64_t LookEvery = 64; // samples: memory is seldom added to a running machine
+    if (samples++ % LookEvery == 0) findNodes();
+    now.nodes.clear();
+    for (auto& node : nodes) {
+        if (!node.info.read(text)) continue;
+        auto& read = now.nodes.emplace_back();
+        static_cast<NodeInfo&>(read) = parseNodeInfo(text.view());
+        read.node = node.number;
+    }
 }

@@ -4,9 +4,11 @@
 #include "base/held.h"
 #include "base/root.h"
 #include "parse/keyed.h"
+#include "parse/nodeinfo.h"
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 // /proc/meminfo: KiB now.
 struct Meminfo {
@@ -27,19 +29,33 @@ struct Vmstat {
     std::optional<uint64_t> compact_stalls;
 };
 
+struct NodeMemory : NodeInfo {
+    uint64_t node = 0; // the kernel's number
+};
+
 struct MemorySample {
     int64_t at_us = 0; // monotonic
     bool known = false;
     Meminfo info;
     Vmstat vm;
-    uint64_t page_size = 4096; // bytes
+    uint64_t page_size = 4096;     // bytes
+    std::vector<NodeMemory> nodes; // empty: there is only one
 };
 
 class MemorySampler {
-    HeldFile meminfo, vmstat;
+    HeldFile meminfo, vmstat, withMemory; // the nodes that have memory
+    struct Node {
+        uint64_t number;
+        HeldFile info;
+    };
+    Root root;
+    std::vector<Node> nodes;
+    uint64_t samples = 0;
     KeyPlan meminfoPlan, vmstatPlan;
     Contents text;
     uint64_t page_size;
+
+    void findNodes();
 
 public:
     explicit MemorySampler(const Root& root);

@@ -187,3 +187,9 @@ bool hasMultipath(const VolumeSample& sample) {
     return std::any_of(sample.devices.begin(), sample.devices.end(),
                        [](auto& device) { return device.dmUuid.starts_with("mpath-"); });
 }
+
+bool hasLvm(const VolumeSample& sample) {
+    return std::any_of(sample.devices.begin(), sample.devices.end(), [](auto& device) {
+        return device.dmUuid.starts_with("LVM-") || device.fsType == "LVM2_member";
+    });
+}

@@ -62,3 +62,5 @@ void readMounts(const Root& root, VolumeSample& sample);
 bool takeUevent(VolumeSample& sample, std::string_view message);
 // Whether a device of the sample is a multipath map, whose paths multipathd knows more about.
 bool hasMultipath(const VolumeSample& sample);
+// Whether a device of the sample belongs to a volume group, whose size LVM's tools know.
+bool hasLvm(const VolumeSample& sample);

@@ -4,6 +4,7 @@
 
 static constexpr int NewsBytes = 1 << 20;        // a machine that scans a thousand paths sends them at once
 static constexpr int64_t ToolPatience = 2000000; // microseconds; multipathd answers in milliseconds or hangs
+static constexpr int64_t LvmPatience = 1000000;  // it reads every disk that may belong to a group
 
 void VolumeSampler::start() {
     // What is listened to and held comes before what is read, so that nothing is missed in between.
@@ -15,7 +16,7 @@ void VolumeSampler::start() {
     swaps.read(text);
     partitionsChanged();
     readVolumes(root, now);
-    askMaps = hasMultipath(now);
+    askMaps = hasMultipath(now), askGroups = hasLvm(now);
 }
 
 bool VolumeSampler::partitionsChanged() {
@@ -39,24 +40,32 @@ bool VolumeSampler::takeNews() {
     const bool mounted = mounts.changed(), swapped = swaps.changed();
     if (again) {
         readVolumes(root, now);
-        askMaps = hasMultipath(now);
+        askMaps = hasMultipath(now), askGroups = hasLvm(now);
         if (!askMaps) now.maps.clear();
+        if (!askGroups) now.groups.clear();
     } else if (mounted || swapped) {
         readMounts(root, now);
     }
     return again || news || mounted || swapped;
 }
 
-bool VolumeSampler::askMultipathd() {
+// What a tool has printed, once it has ended well; empty: it failed or came too late. None: it is still at work.
+std::optional<std::string> VolumeSampler::takeOutput(Helper::Ticket& asked) {
     Answer answer;
+    const auto state = helper.take(asked, answer);
+    if (state == Helper::State::Queued || state == Helper::State::Asked) return {};
+    if (state == Helper::State::Late) helper.forget(asked);
+    asked = 0;
+    const bool good = state == Helper::State::Answered && !answer.error && !answer.cut && answer.status == 0;
+    return good ? std::move(answer.text) : std::string();
+}
+
+bool VolumeSampler::askMultipathd() {
     bool changed = false;
     if (ticket) {
-        const auto state = helper.take(ticket, answer);
-        if (state == Helper::State::Queued || state == Helper::State::Asked) return false;
-        if (state == Helper::State::Late) helper.forget(ticket);
-        if (state == Helper::State::Answered && !answer.error && !answer.cut && answer.status == 0)
-            if (auto maps = parseMultipathMaps(answer.text)) now.maps = std::move(*maps), changed = true;
-        ticket = 0;
+        const auto output = takeOutput(ticket);
+        if (!output) return false;
+        if (auto maps = parseMultipathMaps(*output)) now.maps = std::move(*maps), changed = true;
     }
     if (askMaps && !root.isOther())
         ticket = helper.ask({
@@ -67,8 +76,26 @@ bool VolumeSampler::askMultipathd() {
     return changed;
 }
 
+// The sizes of groups stand in no file.
+bool VolumeSampler::askLvm() {
+    bool changed = false;
+    if (groupsTicket) {
+        const auto output = takeOutput(groupsTicket);
+        if (!output) return false;
+        if (auto groups = parseVolumeGroups(*output)) now.groups = std::move(*groups), changed = true;
+    }
+    if (askGroups && !root.isOther())
+        groupsTicket = helper.ask({
+            Question::Kind::Tool,
+            {"vgs", "--reportformat", "json", "--units", "b", "-o", "vg_name,vg_size,vg_free,vg_attr"},
+            LvmPatience
+        });
+    askGroups = false;
+    return changed;
+}
+
 bool VolumeSampler::sample() {
     if (samples++ == 0) return start(), true;
-    const bool changed = takeNews();
-    return askMultipathd() || changed;
+    const bool changed = takeNews(), maps = askMultipathd();
+    return askLvm() || maps || changed;
 }

@@ -7,6 +7,7 @@
 #include "sample/volumes.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 class VolumeSampler {
@@ -16,15 +17,18 @@ class VolumeSampler {
     std::string known; // the text of /proc/partitions, looked at where uevents cannot be had
     uint64_t lost = 0; // uevents that came too late to be taken
     uint64_t samples = 0;
-    bool askMaps = false; // what multipathd says is not known, or has changed
-    Helper::Ticket ticket = 0;
+    bool askMaps = false;   // what multipathd says is not known, or has changed
+    bool askGroups = false; // the same of vgs
+    Helper::Ticket ticket = 0, groupsTicket = 0;
     Helper& helper;
     Contents text;
 
     void start();
     bool takeNews();
     bool partitionsChanged();
+    std::optional<std::string> takeOutput(Helper::Ticket& asked);
     bool askMultipathd();
+    bool askLvm();
 
 public:
     VolumeSample now;

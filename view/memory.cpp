@@ -4,7 +4,34 @@
 
 #include <algorithm>
 
-void showMemory(const Interval& interval, const View&, Page& page) {
+static std::string share(const std::optional<uint64_t>& part, const std::optional<uint64_t>& whole) {
+    return part ? percentText(static_cast<double>(*part), static_cast<double>(whole.value_or(0)))
+                : std::string(NoValue);
+}
+
+static void showNodes(const Interval& interval, const View& view, Page& page) {
+    static constexpr Column Columns[] = {
+        {"NODE",  8, 0, true },
+        {"total", 5, 0, false},
+        {"free",  5, 0, false},
+        {"free%", 6, 0, false},
+        {"anon",  5, 1, false},
+        {"file",  5, 1, false},
+    };
+    auto& nodes = interval.nodes.rows;
+    if (nodes.size() < 2) return;
+    Table table(Columns);
+    for (size_t i = 0; i < std::min(nodes.size(), view.rowsOr(nodes.size())); i++) {
+        auto& node = nodes[i];
+        table.cell(std::to_string(node.node));
+        table.cell(orNone(node.total, sizeText)), table.cell(orNone(node.free, sizeText));
+        table.cell(share(node.free, node.total));
+        table.cell(orNone(node.anonymous, sizeText)), table.cell(orNone(node.file, sizeText));
+    }
+    table.show(page);
+}
+
+void showMemory(const Interval& interval, const View& view, Page& page) {
     static constexpr Column Columns[] = {
         {"MEM",       8, 0, true },
         {"total",     5, 1, false},
@@ -30,10 +57,6 @@ void showMemory(const Interval& interval, const View&, Page& page) {
     const auto rate = [&](const std::optional<uint64_t>& amount, auto show) {
         return amount && seconds > 0 ? show(static_cast<double>(*amount) / seconds) : std::string(NoValue);
     };
-    const auto share = [](const std::optional<uint64_t>& part, const std::optional<uint64_t>& whole) {
-        return part ? percentText(static_cast<double>(*part), static_cast<double>(whole.value_or(0)))
-                    : std::string(NoValue);
-    };
     std::optional<uint64_t> swapped;
     if (row->swap_total && row->swap_free) swapped = *row->swap_total - std::min(*row->swap_free, *row->swap_total);
     Table table(Columns);
@@ -47,6 +70,7 @@ void showMemory(const Interval& interval, const View&, Page& page) {
     table.cell(rate(row->major_faults, countText));
     table.cell(orNone(row->oom_kills, countText));
     table.show(page);
+    showNodes(interval, view, page);
 }
 
 // "some  3.1%"

@@ -101,6 +101,22 @@ public:
 };
 } // namespace
 
+static void showGroups(const Interval& interval, Page& page) {
+    static constexpr Column Columns[] = {
+        {"GROUP", 22, 0, true },
+        {"size",  6,  0, false},
+        {"free",  6,  0, false},
+        {"state", 8,  1, true },
+    };
+    Table table(Columns);
+    for (auto& group : interval.volumeGroups.rows) {
+        table.cell(safeText(group.name));
+        table.cell(orNone(group.size_bytes, sizeText)), table.cell(orNone(group.free_bytes, sizeText));
+        table.cell(safeText(group.state), Tone::Bad);
+    }
+    if (!table.empty()) table.show(page);
+}
+
 void showVolumes(const Interval& interval, const View& view, Page& page) {
     static constexpr Column Columns[] = {
         {"VOLUME",  22, 0, true },
@@ -120,6 +136,7 @@ void showVolumes(const Interval& interval, const View& view, Page& page) {
     for (auto& row : interval.volumes.rows)
         if (!tree.has(row.dev)) tree.add(row.dev);
     if (!table.empty()) table.show(page);
+    showGroups(interval, page);
 }
 
 // --- What a disk holds

@@ -37,6 +37,7 @@ static void fillCores(const CpuSample* before, const CpuSample& now, Interval& i
 
 static void fillMemory(const MemorySample* before, const MemorySample& now, Interval& interval) {
     memoryRows(before, now, interval.memory);
+    nodeRows(now, interval.nodes);
 }
 
 static void fillPressure(const PressureSample* before, const PressureSample& now, Interval& interval) {
@@ -82,6 +83,7 @@ class VolumeSource : public Source {
         put(map.volumes, std::move(made.volumes));
         put(map.holds, std::move(made.holds));
         put(map.mounts, std::move(made.mounts));
+        put(map.volumeGroups, std::move(made.groups));
         held.clear();
         places.clear();
         known = true;
@@ -107,6 +109,7 @@ public:
             interval.volumes = map.volumes;
             interval.holds = map.holds;
             interval.mounts = map.mounts;
+            interval.volumeGroups = map.volumeGroups;
         }
         changed = false;
         for (auto& disk : interval.disks.rows) {
@@ -124,7 +127,7 @@ class CgroupSource : public Source {
     CgroupSample groups;
 
 public:
-    CgroupSource(const Root& root, Helper& helper) : sampler(makeSampler<CgroupSampler>(root, helper)) {}
+    CgroupSource(const Root& root, Helper& helper) : sampler(root, helper) {}
     void sample() override { sampler.sample(groups); }
     uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override {
@@ -238,7 +241,7 @@ struct Maker {
 static constexpr Maker Makers[] = {
     {"",                           make<HostSampler, HostSample, fillHost>},
     {"cpu why",                    make<CpuSampler, CpuSample, fillCpu>},
-    {"cores",                      make<CpuSampler, CpuSample, fillCores>},
+    {"cores",                      make<CoreSampler, CpuSample, fillCores>},
     {"mem why",                    make<MemorySampler, MemorySample, fillMemory>},
     {"pressure why",               make<PressureSampler, PressureSample, fillPressure>},
     {"disk why",                   make<DiskSampler, DiskSample, fillDisks>},

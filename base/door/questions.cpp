@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/ethtool.h>
 #include <linux/sockios.h>
@@ -13,6 +14,7 @@
 #include <sys/socket.h>
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 static int askSpace(const char* dir, Space& space) {
@@ -50,11 +52,11 @@ static int askSpeed(const char* name, int64_t& mbit) {
     return error;
 }
 
-static int askFile(const char* path, AnswerHead& answer, char* text) {
+static int askFile(const char* path, uint64_t from, AnswerHead& answer, char* text) {
     const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0) return errno;
-    int error = 0;
-    for (;;) {
+    int error = from && lseek(fd, static_cast<off_t>(from), SEEK_SET) < 0 ? errno : 0;
+    while (!error) {
         char more;
         const bool full = answer.size == MostOfFile;
         const ssize_t n = full ? read(fd, &more, 1) : read(fd, text + answer.size, MostOfFile - answer.size);
@@ -68,8 +70,33 @@ static int askFile(const char* path, AnswerHead& answer, char* text) {
     return error;
 }
 
-void answerQuestion(Question::Kind kind, const char* name, AnswerHead& answer, char* text) {
-    switch (kind) {
+// readdir of the C library would take memory.
+static int askNames(const char* path, uint64_t from, AnswerHead& answer, char* text) {
+    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_DIRECTORY);
+    if (fd < 0) return errno;
+    alignas(dirent64) char entries[16384];
+    long size = 0;
+    for (uint64_t number = 0; !answer.cut && (size = syscall(SYS_getdents64, fd, entries, sizeof entries)) > 0;)
+        for (long at = 0; at < size && !answer.cut;) {
+            const auto* entry = reinterpret_cast<const dirent64*>(entries + at);
+            at += entry->d_reclen;
+            const char* name = entry->d_name;
+            if (strcmp(name, ".") == 0 || strcmp(name, "..") == 0 || number++ < from) continue;
+            const size_t length = strlen(name);
+            answer.cut = answer.size + length + 1 > MostOfFile;
+            if (answer.cut) break;
+            memcpy(text + answer.size, name, length);
+            text[answer.size + length] = '\n';
+            answer.size += static_cast<uint32_t>(length + 1);
+        }
+    const int error = size < 0 ? errno : 0;
+    close(fd);
+    return error;
+}
+
+void answerQuestion(const QuestionMessage& question, AnswerHead& answer, char* text) {
+    const char* name = question.text;
+    switch (question.kind) {
     case Question::Kind::Space:
         answer.error = askSpace(name, answer.space);
         break;
@@ -77,7 +104,10 @@ void answerQuestion(Question::Kind kind, const char* name, AnswerHead& answer, c
         answer.error = askSpeed(name, answer.mbit);
         break;
     case Question::Kind::File:
-        answer.error = askFile(name, answer, text);
+        answer.error = askFile(name, question.from, answer, text);
+        break;
+    case Question::Kind::Names:
+        answer.error = askNames(name, question.from, answer, text);
         break;
     case Question::Kind::Tool:
         answer.error = EINVAL;

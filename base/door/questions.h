@@ -12,6 +12,7 @@ constexpr size_t MostOfQuestion = 4096, MostOfFile = 65536;
 struct QuestionMessage {
     uint64_t number = 0;
     Question::Kind kind = Question::Kind::Space;
+    uint64_t from = 0;
     char text[MostOfQuestion]; // NOLINT: filled before it is read
 };
 
@@ -29,5 +30,5 @@ struct AnswerMessage {
     char text[MostOfFile]; // NOLINT: filled before it is read
 };
 
-// `name` ends in NUL. The text of a file goes to `text`, which has room for MostOfFile bytes.
-void answerQuestion(Question::Kind kind, const char* name, AnswerHead& answer, char* text);
+// The question's text ends in NUL. The text of a file goes to `text`, which has room for MostOfFile bytes.
+void answerQuestion(const QuestionMessage& question, AnswerHead& answer, char* text);

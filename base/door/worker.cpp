@@ -27,7 +27,7 @@ static void serve(int fd) {
         question.text[static_cast<size_t>(n) - Before] = '\0';
         answer.head = AnswerHead();
         answer.head.number = question.number;
-        answerQuestion(question.kind, question.text, answer.head, answer.text);
+        answerQuestion(question, answer.head, answer.text);
         if (::send(fd, &answer, offsetof(AnswerMessage, text) + answer.head.size, MSG_NOSIGNAL) < 0) return;
     }
 }
@@ -77,6 +77,7 @@ bool Worker::send(const Question& question, uint64_t number) {
     QuestionMessage message;
     message.number = number;
     message.kind = question.kind;
+    message.from = question.from;
     const std::string_view name = question.words.empty() ? std::string_view() : question.words[0];
     const size_t size = name.copy(message.text, MostOfQuestion - 1);
     return ::send(fd, &message, offsetof(QuestionMessage, text) + size, MSG_NOSIGNAL) > 0;

@@ -2,11 +2,14 @@
 #include "base/clock.h"
 #include "base/helper.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
+#include <sstream>
 #include <string>
 
 #include <fcntl.h>
@@ -76,6 +79,31 @@ TEST(RealHelper, FilesAndSpeeds) {
     EXPECT_TRUE(endless.cut);
     EXPECT_EQ(answered(helper, question(Question::Kind::Speed, {"none"})).error, ENODEV);
     EXPECT_NE(answered(helper, question(Question::Kind::Speed, {"lo"})).error, ENODEV);
+}
+
+// Names of a directory, and both kinds of text from a place on.
+TEST(RealHelper, NamesInPieces) {
+    std::string dir = (fs::temp_directory_path() / "wyrt-names.XXXXXX").string();
+    ASSERT_NE(mkdtemp(dir.data()), nullptr);
+    for (int i = 0; i < 900; i++) std::ofstream(dir + "/" + std::string(100, 'n') + std::to_string(1000 + i));
+    Helper helper;
+    auto asked = question(Question::Kind::Names, {dir});
+    const auto first = answered(helper, asked);
+    EXPECT_EQ(first.error, 0);
+    EXPECT_TRUE(first.cut);
+    asked.from = static_cast<uint64_t>(std::count(first.text.begin(), first.text.end(), '\n'));
+    const auto second = answered(helper, asked);
+    EXPECT_FALSE(second.cut);
+    std::istringstream lines(first.text + second.text);
+    std::set<std::string> names;
+    for (std::string line; std::getline(lines, line);) names.insert(line);
+    EXPECT_EQ(names.size(), 900U);
+    EXPECT_EQ(names.begin()->size(), 104U);
+    EXPECT_EQ(answered(helper, question(Question::Kind::Names, {dir + "/none"})).error, ENOENT);
+    auto file = question(Question::Kind::File, {"/proc/self/comm"});
+    file.from = 5;
+    EXPECT_EQ(answered(helper, file).text, "helper\n");
+    fs::remove_all(dir);
 }
 
 // Nothing of the program is open in the helper, but its socket and the folder that it lists.

@@ -53,11 +53,12 @@ struct Result {
     }
 };
 // A machine with a sampler that has made its first pass.
-struct Watched {
+struct GroupMachine {
     Made made;
-    CgroupSampler sampler{Root()};
+    Helper helper;
+    CgroupSampler sampler{Root(), helper};
     CgroupSample sample;
-    explicit Watched(const std::string& lines) : made(lines) { sampler.sample(sample); }
+    explicit GroupMachine(const std::string& lines) : made(lines) { sampler.sample(sample); }
     Result next(bool complete = false) {
         made.step();
         sampler.sample(sample);
@@ -69,7 +70,7 @@ struct Watched {
 } // namespace
 
 TEST(CgroupRows, WhatAGroupDid) {
-    Watched machine(
+    GroupMachine machine(
         Mounts + groupOf("", {.cpu = cpuOf(100), .below = 2}) +
         groupOf("/system.slice", {.cpu = cpuOf(50), .below = 1}) +
         groupOf(
@@ -130,9 +131,9 @@ TEST(CgroupRows, WhatAGroupDid) {
 
 TEST(CgroupRows, AStillSubtreeIsOnlyLookedAt) {
     const auto tree = groupOf("/a", {.below = 1}) + groupOf("/a/b", {});
-    Watched machine(Mounts + groupOf("", {.below = 2}) + tree + "step 1\nstep 2\n" +
-                    groupOf("/a", {.io = "8:0 rbytes=5 wbytes=0 rios=1 wios=0\n", .below = 1}) +
-                    groupOf("/a/b", {.io = "8:0 rbytes=5 wbytes=0 rios=1 wios=0\n"}));
+    GroupMachine machine(Mounts + groupOf("", {.below = 2}) + tree + "step 1\nstep 2\n" +
+                         groupOf("/a", {.io = "8:0 rbytes=5 wbytes=0 rios=1 wios=0\n", .below = 1}) +
+                         groupOf("/a/b", {.io = "8:0 rbytes=5 wbytes=0 rios=1 wios=0\n"}));
     std::string opened;
     machine.made.world.watch = [&](const std::string& path) { opened += path + "\n"; };
     auto result = machine.next();
@@ -148,7 +149,7 @@ TEST(CgroupRows, AStillSubtreeIsOnlyLookedAt) {
     EXPECT_EQ(result.find("/a/b")->cpu_us, 0U);
     EXPECT_EQ(result.find("/a/b")->read_bytes, 5U);
     // In the first interval of a log, all have rows.
-    Watched other(Mounts + groupOf("", {.below = 2}) + tree + "step 1\n");
+    GroupMachine other(Mounts + groupOf("", {.below = 2}) + tree + "step 1\n");
     result = other.next(true);
     EXPECT_EQ(result.groups.rows.size(), 3U);
     EXPECT_EQ(result.find("/a/b")->cpu_us, 0U);
@@ -156,12 +157,12 @@ TEST(CgroupRows, AStillSubtreeIsOnlyLookedAt) {
 }
 
 TEST(CgroupRows, BirthDeathAndReuse) {
-    Watched machine(Mounts + groupOf("", {.below = 2}) + groupOf("/b", {.cpu = cpuOf(1000)}) +
-                    groupOf("/d", {.cpu = cpuOf(7)}) + "step 1\n" + groupOf("", {.below = 4}) +
-                    groupOf("/a", {.cpu = cpuOf(70), .below = 1}) + groupOf("/a/x", {.cpu = cpuOf(60)}) +
-                    "step 2\ngone /sys/fs/cgroup/b\ngone /sys/fs/cgroup/a\n" + groupOf("", {.below = 1}) + "step 3\n" +
-                    groupOf("", {.below = 2}) + groupOf("/b", {.cpu = cpuOf(1500)}) +
-                    "step 4\ngone /sys/fs/cgroup/b\n" + groupOf("/c", {.cpu = cpuOf(3)}));
+    GroupMachine machine(Mounts + groupOf("", {.below = 2}) + groupOf("/b", {.cpu = cpuOf(1000)}) +
+                         groupOf("/d", {.cpu = cpuOf(7)}) + "step 1\n" + groupOf("", {.below = 4}) +
+                         groupOf("/a", {.cpu = cpuOf(70), .below = 1}) + groupOf("/a/x", {.cpu = cpuOf(60)}) +
+                         "step 2\ngone /sys/fs/cgroup/b\ngone /sys/fs/cgroup/a\n" + groupOf("", {.below = 1}) +
+                         "step 3\n" + groupOf("", {.below = 2}) + groupOf("/b", {.cpu = cpuOf(1500)}) +
+                         "step 4\ngone /sys/fs/cgroup/b\n" + groupOf("/c", {.cpu = cpuOf(3)}));
     auto result = machine.next();
     ASSERT_TRUE(result.find("/a") && result.find("/a/x"));
     EXPECT_EQ(result.find("/a")->cpu_us, 70U) << "born in the interval";
@@ -181,10 +182,10 @@ TEST(CgroupRows, BirthDeathAndReuse) {
 }
 
 TEST(CgroupRows, AResetIsEmptyAndALimitIsSeenInTime) {
-    Watched machine(Mounts + groupOf("", {.below = 2}) +
-                    groupOf("/a", {.cpu = cpuOf(1000), .io = "8:0 rbytes=9 rios=2\n"}) + groupOf("/b", {}) +
-                    "step 1\n" + groupOf("/a", {.cpu = cpuOf(10), .io = "8:0 rbytes=4 rios=3\n", .pids = "2"}) +
-                    groupOf("/b", {.max = "8192"}));
+    GroupMachine machine(Mounts + groupOf("", {.below = 2}) +
+                         groupOf("/a", {.cpu = cpuOf(1000), .io = "8:0 rbytes=9 rios=2\n"}) + groupOf("/b", {}) +
+                         "step 1\n" + groupOf("/a", {.cpu = cpuOf(10), .io = "8:0 rbytes=4 rios=3\n", .pids = "2"}) +
+                         groupOf("/b", {.max = "8192"}));
     auto result = machine.next();
     ASSERT_TRUE(result.find("/a"));
     EXPECT_FALSE(result.find("/a")->cpu_us);
@@ -207,15 +208,15 @@ TEST(CgroupRows, AResetIsEmptyAndALimitIsSeenInTime) {
 TEST(CgroupRows, NamesOfContainers) {
     const std::string a(64, 'a'), b(64, 'b'), c(64, 'c'), d(64, 'd'), uid = "0a1b2c3d-4e5f-6071-8293-a4b5c6d7e8f9";
     const std::string pod = "/kubepods.slice/kubepods-pod0a1b2c3d_4e5f_6071_8293_a4b5c6d7e8f9.slice";
-    Watched machine(Mounts + groupOf("", {.below = 8}) + groupOf("/system.slice", {}) +
-                    groupOf("/system.slice/docker-" + a + ".scope", {}) + groupOf("/machine.slice", {}) +
-                    groupOf("/machine.slice/libpod-" + b + ".scope", {}) + groupOf("/kubepods.slice", {}) +
-                    groupOf(pod, {}) + groupOf(pod + "/cri-containerd-" + c + ".scope", {}) +
-                    groupOf(pod + "/crio-" + d + ".scope", {}) + "file /var/lib/docker/containers/" + a +
-                    "/config.v2.json <<END\n{\"Name\":\"/web\"}\nEND\n"
-                    "file /var/lib/containers/storage/overlay-containers/containers.json <<END\n[{\"id\":\"" +
-                    b + "\",\"names\":[\"db\"]}]\nEND\nlink /var/log/containers/api_shop_main-" + c + ".log /x\n" +
-                    "dir /var/log/pods/shop_api_" + uid + "\nstep 1\nstep 2\n");
+    GroupMachine machine(Mounts + groupOf("", {.below = 8}) + groupOf("/system.slice", {}) +
+                         groupOf("/system.slice/docker-" + a + ".scope", {}) + groupOf("/machine.slice", {}) +
+                         groupOf("/machine.slice/libpod-" + b + ".scope", {}) + groupOf("/kubepods.slice", {}) +
+                         groupOf(pod, {}) + groupOf(pod + "/cri-containerd-" + c + ".scope", {}) +
+                         groupOf(pod + "/crio-" + d + ".scope", {}) + "file /var/lib/docker/containers/" + a +
+                         "/config.v2.json <<END\n{\"Name\":\"/web\"}\nEND\n"
+                         "file /var/lib/containers/storage/overlay-containers/containers.json <<END\n[{\"id\":\"" +
+                         b + "\",\"names\":[\"db\"]}]\nEND\nlink /var/log/containers/api_shop_main-" + c + ".log /x\n" +
+                         "dir /var/log/pods/shop_api_" + uid + "\nstep 1\nstep 2\n");
     auto result = machine.next(true);
     const auto* row = result.find("/system.slice/docker-" + a + ".scope");
     ASSERT_TRUE(row);
@@ -240,7 +241,7 @@ TEST(CgroupRows, HostileNamesAndDepth) {
     std::string deep,
         lines = Mounts + groupOf("", {.below = 200}) + groupOf("/a\\x0Ab\\x1B[2J", {}) + groupOf("/\\xFF\\xFE", {});
     for (int i = 0; i < 90; i++) deep += "/d", lines += groupOf(deep, {.below = 89 - i});
-    Watched machine(lines + "step 1\n");
+    GroupMachine machine(lines + "step 1\n");
     const auto result = machine.next(true);
     EXPECT_TRUE(result.find("/a\nb\x1B[2J"));
     EXPECT_TRUE(result.find("/\xFF\xFE"));
@@ -257,16 +258,16 @@ TEST(CgroupRows, FirstVersion) {
         return "text /sys/fs/cgroup/cpu,cpuacct" + path + "/cpuacct.usage \"" + ns + "\\n\"\n";
     };
     const std::string c = "/sys/fs/cgroup/cpu,cpuacct/docker", m = "/sys/fs/cgroup/memory/";
-    Watched machine(mounts + cpu("", "0") + cpu("/docker", "5000") + "text " + c +
-                    "/cpu.cfs_quota_us \"50000\\n\"\ntext " + c + "/cpu.cfs_period_us \"100000\\n\"\nfile " + c +
-                    "/cpu.stat <<END\nnr_periods 1\nnr_throttled 1\nthrottled_time 1000\nEND\ntext " + m +
-                    "docker/memory.usage_in_bytes \"4096\\n\"\ntext " + m +
-                    "docker/memory.limit_in_bytes \"8192\\n\"\nfile " + m +
-                    "docker/memory.oom_control <<END\noom_kill_disable 0\nunder_oom 0\noom_kill 2\nEND\ntext " + m +
-                    "only/memory.usage_in_bytes \"1\\n\"\ntext " + m +
-                    "only/memory.limit_in_bytes \"9223372036854771712\\n\"\nstep 1\n" + cpu("/docker", "2005000") +
-                    "file " + c + "/cpu.stat <<END\nnr_periods 11\nnr_throttled 6\nthrottled_time 9001000\nEND\nfile " +
-                    m + "docker/memory.oom_control <<END\noom_kill_disable 0\nunder_oom 0\noom_kill 3\nEND\n");
+    GroupMachine machine(
+        mounts + cpu("", "0") + cpu("/docker", "5000") + "text " + c + "/cpu.cfs_quota_us \"50000\\n\"\ntext " + c +
+        "/cpu.cfs_period_us \"100000\\n\"\nfile " + c +
+        "/cpu.stat <<END\nnr_periods 1\nnr_throttled 1\nthrottled_time 1000\nEND\ntext " + m +
+        "docker/memory.usage_in_bytes \"4096\\n\"\ntext " + m + "docker/memory.limit_in_bytes \"8192\\n\"\nfile " + m +
+        "docker/memory.oom_control <<END\noom_kill_disable 0\nunder_oom 0\noom_kill 2\nEND\ntext " + m +
+        "only/memory.usage_in_bytes \"1\\n\"\ntext " + m +
+        "only/memory.limit_in_bytes \"9223372036854771712\\n\"\nstep 1\n" + cpu("/docker", "2005000") + "file " + c +
+        "/cpu.stat <<END\nnr_periods 11\nnr_throttled 6\nthrottled_time 9001000\nEND\nfile " + m +
+        "docker/memory.oom_control <<END\noom_kill_disable 0\nunder_oom 0\noom_kill 3\nEND\n");
     const auto result = machine.next(true);
     EXPECT_EQ(result.all.rows.at(0).version, 1U);
     EXPECT_EQ(result.all.rows.at(0).groups, 2U);
@@ -286,8 +287,116 @@ TEST(CgroupRows, FirstVersion) {
     EXPECT_FALSE(row->cpu_us);
 }
 
+// Lists and files that do not fit into one answer come in pieces.
+TEST(CgroupRows, NamesOfManyContainers) {
+    const std::string id(64, 'e'), podman(64, 'f');
+    std::string lines = Mounts + groupOf("", {.below = 3}) + groupOf("/machine.slice", {.below = 2}) + groupOf("/machine.slice/libpod-" + podman + ".scope", {}) +
+                        groupOf("/machine.slice/crio-" + id + ".scope", {}),
+                json = "[";
+    for (int i = 0; i < 900; i++) {
+        auto other = std::to_string(100000 + i);
+        other.resize(64, '0');
+        lines += "link /var/log/containers/api_shop_main-" + other + ".log /x\n";
+        json += "{\"id\":\"" + other + "\",\"names\":[\"n" + std::to_string(i) + "\"],\"layer\":\"" + other + "\"},";
+    }
+    ASSERT_GT(json.size(), 2U * 65536);
+    lines += "link /var/log/containers/web_shop_last-" + id + ".log /x\nfile " +
+             "/var/lib/containers/storage/overlay-containers/containers.json <<END\n" + json + "{\"id\":\"" + podman +
+             "\",\"names\":[\"db\"]}]\nEND\n";
+    for (int i = 1; i < 9; i++) lines += "step " + std::to_string(i) + "\n";
+    GroupMachine machine(lines);
+    Result result;
+    for (int i = 1; i < 8; i++) {
+        auto next = machine.next();
+        if (next.find("/machine.slice/crio-" + id + ".scope")) result = std::move(next); // a row when its name is known
+    }
+    ASSERT_TRUE(result.find("/machine.slice/crio-" + id + ".scope"));
+    EXPECT_EQ(result.find("/machine.slice/crio-" + id + ".scope")->name, "shop/web:last");
+    EXPECT_EQ(result.find("/machine.slice/libpod-" + podman + ".scope")->name, "db");
+}
+
+// Storage that does not answer holds nobody up, and the id stays.
+TEST(CgroupRows, NamesThatDoNotCome) {
+    const std::string a(64, 'a'), b(64, 'b'), docker = "/var/lib/docker/containers/";
+    GroupMachine machine(Mounts + groupOf("", {.below = 2}) + groupOf("/docker-" + a + ".scope", {}) +
+                         groupOf("/docker-" + b + ".scope", {}) + "text " + docker + a +
+                         "/config.v2.json \"{}\"\nhang " + docker + a + "/config.v2.json\ntext " + docker + b +
+                         "/config.v2.json \"{}\"\nfail open " + docker + b +
+                         "/config.v2.json EACCES\nstep 1\nstep 2\nstep 3\nstep 4\n");
+    for (int i = 0; i < 3; i++) machine.next();
+    const auto result = machine.next(true);
+    EXPECT_EQ(result.find("/docker-" + a + ".scope")->name, "aaaaaaaaaaaa");
+    EXPECT_FALSE(result.find("/docker-" + b + ".scope")->named);
+    EXPECT_GE(machine.sampler.notAllowed(), 1U);
+    EXPECT_EQ(machine.helper.abandoned(), 1U);
+}
+
+TEST(CgroupRows, DisksHaveTheirNames) {
+    const auto io = [](const std::string& bytes) {
+        return groupOf("", {.cpu = cpuOf(toLong(bytes) > 0 ? 7 : 8), .below = 1}) +
+               groupOf("/a", {.cpu = cpuOf(toLong(bytes) > 0 ? 7 : 8),
+                              .io = "8:0 rbytes=" + bytes + " wbytes=0 rios=1 wios=0 dbytes=0 dios=0\n104:0 rbytes=" +
+                                    bytes + " wbytes=0 rios=0 wios=0 dbytes=0 dios=0\n9:9 rbytes=" + bytes +
+                                    " wbytes=0 rios=0 wios=0 dbytes=0 dios=0\n"});
+    };
+    GroupMachine machine(Mounts + io("0") + "link /sys/dev/block/8:0 ../../devices/pci/block/sda\n" +
+                         "link /sys/dev/block/104:0 ../../devices/pci/block/cciss!c0d0\nstep 1\n" + io("4096"));
+    const auto result = machine.next();
+    ASSERT_EQ(result.devices.rows.size(), 3U);
+    EXPECT_EQ(result.devices.rows[0].disk, "sda");
+    EXPECT_EQ(result.devices.rows[1].disk, "");
+    EXPECT_EQ(result.devices.rows[1].device, "9:9");
+    EXPECT_EQ(result.devices.rows[2].disk, "cciss/c0d0");
+}
+
+TEST(GroupFiles, BlkioOfTheFirstVersion) {
+    std::vector<GroupIo> devices;
+    parseGroupIo1("8:16 Read 4096\n8:16 Write 8192\n8:16 Sync 0\n8:16 Async 12288\n8:16 Discard 512\n8:16 Total 12800\n"
+                  "8:0 Read 1\nTotal 12801\n8:x Read 5\n8:32 Read x\n8:48 Read\n",
+                  GroupIo1::Bytes, devices);
+    parseGroupIo1("8:16 Read 1\n8:16 Write 2\n8:16 Discard 3\n8:64 Write 9\n", GroupIo1::Operations, devices);
+    ASSERT_EQ(devices.size(), 3U);
+    EXPECT_EQ(devices[0].minor, 0U);
+    EXPECT_EQ(devices[0].read_bytes, 1U);
+    EXPECT_EQ(devices[1].read_bytes, 4096U);
+    EXPECT_EQ(devices[1].write_bytes, 8192U);
+    EXPECT_EQ(devices[1].discard_bytes, 512U);
+    EXPECT_EQ(devices[1].reads + devices[1].writes * 10 + devices[1].discards * 100, 321U);
+    EXPECT_EQ(devices[2].writes, 9U);
+}
+
+// Where the kernel counts only what a group did itself, a group with others below it has no figures.
+TEST(CgroupRows, SwapAndIoOfTheFirstVersion) {
+    const std::string b = "/sys/fs/cgroup/blkio/", m = "/sys/fs/cgroup/memory/",
+                      throttle = "/blkio.throttle.io_service";
+    const auto io = [&](const std::string& path, const std::string& end, uint64_t bytes) {
+        return "text " + b + path + throttle + "_bytes" + end + " \"8:0 Read " + std::to_string(bytes) +
+               "\\nTotal 1\\n\"\n" + "text " + b + path + throttle + "d" + end + " \"8:0 Read " +
+               std::to_string(bytes / 512) + "\\n\"\n";
+    };
+    GroupMachine machine(
+        "file /proc/self/mountinfo <<END\n"
+        "35 31 0:32 / /sys/fs/cgroup/memory rw,relatime - cgroup cgroup rw,memory\n"
+        "36 31 0:33 / /sys/fs/cgroup/blkio rw,relatime - cgroup cgroup rw,blkio\nEND\n"
+        "link /sys/dev/block/8:0 ../../devices/pci/block/sda\n" +
+        io("old", "", 512) + io("old/below", "", 512) + io("new", "_recursive", 512) +
+        io("new/below", "_recursive", 512) + "text " + m + "new/memory.usage_in_bytes \"4096\\n\"\ntext " + m +
+        "new/memory.memsw.usage_in_bytes \"12288\\n\"\nstep 1\n" + io("old", "", 1536) + io("old/below", "", 1536) +
+        io("new", "_recursive", 2560) + io("new/below", "_recursive", 512));
+    const auto result = machine.next(true);
+    EXPECT_FALSE(result.find("/old")->read_bytes);
+    EXPECT_EQ(result.find("/old/below")->read_bytes, 1024U);
+    EXPECT_EQ(result.find("/old/below")->reads, 2U);
+    EXPECT_EQ(result.find("/new")->read_bytes, 2048U);
+    EXPECT_EQ(result.find("/new")->reads, 4U);
+    EXPECT_EQ(result.find("/new")->swap, 8192U);
+    EXPECT_EQ(result.find("/new/below")->read_bytes, 0U);
+    ASSERT_EQ(result.devices.rows.size(), 2U);
+    EXPECT_EQ(result.devices.rows[0].disk, "sda");
+}
+
 TEST(CgroupRows, AMachineWithoutGroups) {
-    Watched machine("step 1\nstep 2\n" + Mounts + groupOf("", {}) + "step 3\n");
+    GroupMachine machine("step 1\nstep 2\n" + Mounts + groupOf("", {}) + "step 3\n");
     auto result = machine.next();
     EXPECT_TRUE(result.all.rows.empty());
     EXPECT_FALSE(result.groups.sampled);

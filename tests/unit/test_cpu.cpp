@@ -2,6 +2,8 @@
 #include "model/cpu.h"
 #include "parse/loadavg.h"
 #include "parse/stat.h"
+#include "sample/cpu.h"
+#include "tests/unit/made.h"
 
 #include <gtest/gtest.h>
 
@@ -107,4 +109,63 @@ TEST(CpuModel, TheFirstSampleHasLevelsOnly) {
     cpuRows(&now, sampleOf("", 9), rows);
     EXPECT_TRUE(rows.rows.empty());
     EXPECT_FALSE(rows.sampled);
+}
+
+// --- Frequencies
+
+static std::string coresOf(int count) {
+    std::string lines = "file /proc/stat <<W\ncpu  1 1 1 1\n";
+    for (int i = 0; i < count; i++) lines += "cpu" + std::to_string(i) + " 1 1 1 1\n";
+    return lines + "W\n";
+}
+
+static std::string frequency(int core, const std::string& khz) {
+    return "text /sys/devices/system/cpu/cpu" + std::to_string(core) + "/cpufreq/scaling_cur_freq \"" + khz + "\\n\"\n";
+}
+
+TEST(Frequencies, OfEachCoreAndTheirMean) {
+    const Made machine(coresOf(3) + frequency(0, "2000400") + frequency(1, "3000600") + frequency(2, "x"));
+    CoreSampler sampler{Root()};
+    CpuSample sample;
+    sampler.sample(sample);
+    Rows<CoreRow> cores;
+    Rows<CpuRow> all;
+    coreRows(nullptr, sample, cores);
+    cpuRows(nullptr, sample, all);
+    ASSERT_EQ(cores.rows.size(), 3U);
+    EXPECT_EQ(cores.rows[0].mhz, 2000U);
+    EXPECT_EQ(cores.rows[1].mhz, 3001U);
+    EXPECT_FALSE(cores.rows[2].mhz);
+    EXPECT_EQ(all.rows[0].mhz, 2501U);
+}
+
+// The mean of many cores is that of some, evenly spread.
+TEST(Frequencies, AMeanOfSome) {
+    std::string lines = coresOf(64);
+    for (int i = 0; i < 64; i++) lines += frequency(i, std::to_string(1000000 + 1000 * i));
+    const Made machine(lines);
+    CpuSampler sampler{Root()};
+    CpuSample sample;
+    sampler.sample(sample);
+    ASSERT_EQ(sample.frequencies.size(), CpuSampler::ForMean);
+    EXPECT_EQ(sample.frequencies[1].core, 8U);
+    Rows<CpuRow> all;
+    cpuRows(nullptr, sample, all);
+    EXPECT_EQ(all.rows[0].mhz, 1028U);
+}
+
+TEST(Frequencies, WithoutThemTheFilesAreNotLookedForAgain) {
+    Made machine(coresOf(4) + "step 1\nstep 2\n" + coresOf(2) + frequency(0, "5000") + frequency(1, "5000"));
+    CoreSampler sampler{Root()};
+    CpuSample sample;
+    sampler.sample(sample);
+    EXPECT_TRUE(sample.frequencies.empty());
+    size_t opened = 0;
+    machine.world.watch = [&](const std::string& path) { opened += path.starts_with("/sys/"); };
+    machine.step();
+    sampler.sample(sample);
+    EXPECT_EQ(opened, 0U);
+    machine.step(); // other cores
+    sampler.sample(sample);
+    EXPECT_EQ(sample.frequencies.size(), 2U);
 }

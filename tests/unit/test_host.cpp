@@ -1,4 +1,5 @@
 #include "model/host.h"
+#include "parse/numberlist.h"
 
 #include <gtest/gtest.h>
 

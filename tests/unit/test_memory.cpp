@@ -1,7 +1,11 @@
 #include "model/memory.h"
 #include "model/pressure.h"
 #include "parse/keyed.h"
+#include "parse/numberlist.h"
 #include "parse/pressure.h"
+#include "tests/unit/made.h"
+#include "view/areas.h"
+#include "view/memory.h"
 
 #include <gtest/gtest.h>
 
@@ -99,4 +103,61 @@ TEST(MemoryModel, UnitsAndSums) {
     EXPECT_EQ(row.huge_total, 3U * 2048 * 1024);
     EXPECT_FALSE(row.huge_free);
     EXPECT_FALSE(row.available);
+}
+
+// --- NUMA nodes
+
+TEST(Nodes, TextOfANode) {
+    const auto info = parseNodeInfo("Node 0 MemTotal:       1000 kB\nNode 0 MemFree: 300 kB\nNode 0 FilePages: 400 kB\n"
+                                    "Node 0 AnonPages: 200 kB\nNode 0 Shmem: 50 kB\nNode 0 HugePages_Total: 0\n");
+    EXPECT_EQ(info.total, 1000U);
+    EXPECT_EQ(info.free, 300U);
+    EXPECT_EQ(info.file, 400U);
+    EXPECT_EQ(info.anonymous, 200U);
+    EXPECT_EQ(info.shared, 50U);
+    for (const char* text :
+         {"", "Node", "Node 0", "Node 0 MemTotal:", "Node 0 MemTotal: x kB", "MemTotal: 5 kB", "\n\n"})
+        EXPECT_FALSE(parseNodeInfo(text).total) << text;
+}
+
+static std::string nodeText(const std::string& node, const std::string& total) {
+    return "file /sys/devices/system/node/node" + node + "/meminfo <<W\nNode " + node + " MemTotal: " + total +
+           " kB\nNode " + node + " MemFree: 10 kB\nNode " + node + " FilePages: 30 kB\nNode " + node +
+           " Shmem: 10 kB\nNode " + node + " AnonPages: 5 kB\nW\n";
+}
+
+TEST(Nodes, OnlyWhereThereAreSeveral) {
+    Made machine("text /proc/meminfo \"MemTotal: 100 kB\\n\"\ntext /sys/devices/system/node/has_memory \"0,2\\n\"\n" +
+                 nodeText("0", "60") + nodeText("2", "40"));
+    MemorySampler sampler{Root()};
+    MemorySample sample;
+    sampler.sample(sample);
+    Interval interval;
+    memoryRows(nullptr, sample, interval.memory);
+    nodeRows(sample, interval.nodes);
+    ASSERT_EQ(interval.nodes.rows.size(), 2U);
+    EXPECT_EQ(interval.nodes.rows[1].node, 2U);
+    EXPECT_EQ(interval.nodes.rows[1].total, 40U * 1024);
+    EXPECT_EQ(interval.nodes.rows[1].file, 20U * 1024);
+    Page page(0, false);
+    showMemory(interval, {LogHead{}, ViewRow{}}, page);
+    EXPECT_NE(page.text().find("\nNODE     total  free  free%  anon  file\n"
+                               "0        60.0K 10.0K   16.7  5.0K 20.0K\n"
+                               "2        40.0K 10.0K   25.0  5.0K 20.0K\n"),
+              std::string::npos)
+        << page.text();
+
+    const Made single(
+        "text /proc/meminfo \"MemTotal: 100 kB\\n\"\ntext /sys/devices/system/node/has_memory \"0\\n\"\n" +
+        nodeText("0", "60"));
+    MemorySampler other{Root()};
+    other.sample(sample);
+    EXPECT_TRUE(sample.nodes.empty());
+}
+
+TEST(NumberList, RangesAndNothingElse) {
+    EXPECT_EQ(numbersOfList("0-2,5\n"), (std::vector<uint64_t>{0, 1, 2, 5}));
+    EXPECT_EQ(numbersOfList("7"), std::vector<uint64_t>{7});
+    for (const char* text : {"", "\n", "x", "3-1", "0-", "0,,1", "0-99999999999", "0-18446744073709551615"})
+        EXPECT_TRUE(numbersOfList(text).empty()) << text;
 }

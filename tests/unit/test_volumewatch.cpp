@@ -1,6 +1,9 @@
 // What is read again, and when: seen by the files that a made-up machine is asked for.
+#include "model/volumes.h"
 #include "sample/volumewatch.h"
 #include "tests/unit/made.h"
+#include "view/areas.h"
+#include "view/volumes.h"
 
 namespace {
 // The machine, and the paths below /sys that a sample opened.
@@ -123,4 +126,33 @@ TEST(VolumeSampler, AMultipathdThatHangsOrFailsIsDoneWithout) {
     failing.sample();
     for (int i = 0; i < 2; i++) failing.step();
     EXPECT_TRUE(failing.sampler.now.maps.empty());
+}
+
+// The sizes of groups are asked for when there is a volume, and again when devices have changed.
+TEST(VolumeSampler, VolumeGroupsAreAskedFor) {
+    const std::string vgs = "vgs --reportformat json --units b -o vg_name,vg_size,vg_free,vg_attr";
+    const std::string report = R"({"report":[{"vg":[{"vg_name":"data","vg_size":"4194304B","vg_free":"1048576B",)"
+                               R"("vg_attr":"wz-pn-"}]}]})";
+    Machine watched(Disk +
+                    "text /sys/block/dm-0/dev \"253:0\\n\"\ntext /sys/block/dm-0/size \"8\\n\"\n"
+                    "text /sys/block/dm-0/dm/name \"data-lv\\n\"\ntext /sys/block/dm-0/dm/uuid \"LVM-1\\n\"\n"
+                    "tool " +
+                    vgs + " <<END\n" + report +
+                    "\nEND\nstep 1\nstep 2\nstep 3\ngone /sys/block/dm-0\n"
+                    "uevent remove /devices/dm-0 SUBSYSTEM=block DEVNAME=dm-0\n");
+    watched.sample();
+    EXPECT_EQ(watched.made.log().find("tool vgs"), std::string::npos);
+    watched.step();
+    EXPECT_NE(watched.made.log().find("tool " + vgs + "\n"), std::string::npos) << watched.made.log();
+    EXPECT_TRUE(watched.step());
+    ASSERT_EQ(watched.sampler.now.groups.size(), 1U);
+    EXPECT_EQ(watched.sampler.now.groups[0].free_bytes, 1048576U);
+    Interval interval;
+    interval.volumeGroups.rows = volumeMap(watched.sampler.now).groups;
+    Page page(0, false);
+    showVolumes(interval, {LogHead{}, ViewRow{}}, page);
+    EXPECT_EQ(page.text(),
+              "GROUP                    size   free state\ndata                     4.0M   1.0M partial\n");
+    watched.step();
+    EXPECT_TRUE(watched.sampler.now.groups.empty());
 }

@@ -53,6 +53,7 @@ struct TQuestion {
     int kind = 0;
     std::string words;
     int64_t since = 0; // when its helper came to it; 0: not yet
+    uint64_t from = 0;
 };
 
 struct THeld {

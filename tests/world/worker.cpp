@@ -9,6 +9,22 @@
 static World& world() { return *World::current; }
 static TDevices& devices() { return World::current->devices; }
 
+static void setText(const TQuestion& question, const TNode& node, Answer& answer) {
+    constexpr size_t Most = 65536;
+    std::string text = node.text;
+    size_t from = question.from;
+    if (question.kind == static_cast<int>(Question::Kind::Names)) {
+        text.clear();
+        for (const auto& name : node.entries) text += name + "\n";
+        from = 0;
+        for (uint64_t passed = 0; passed < question.from && from < text.size(); passed++)
+            from = text.find('\n', from) + 1;
+    }
+    from = std::min(from, text.size());
+    answer.text = text.substr(from, Most);
+    answer.cut = text.size() - from > Most;
+}
+
 static Answer answerOf(const TQuestion& question) {
     Answer answer;
     const auto path = World::normal(question.words);
@@ -23,12 +39,11 @@ static Answer answerOf(const TQuestion& question) {
         if (found == devices().speeds.end()) answer.error = EOPNOTSUPP;
         else answer.mbit = found->second;
     } else {
-        constexpr size_t Most = 65536;
         const auto* node = world().find(path);
+        if (world().watch) world().watch(path);
         answer.error = world().failure("open", path);
         if (answer.error == 0 && !node) answer.error = ENOENT;
-        if (answer.error == 0) answer.text = node->text.substr(0, Most);
-        answer.cut = answer.error == 0 && node->text.size() > Most;
+        if (answer.error == 0) setText(question, *node, answer);
     }
     return answer;
 }
@@ -46,7 +61,7 @@ Worker::~Worker() {
 
 bool Worker::send(const Question& question, uint64_t number) {
     const std::string words = question.words.empty() ? "" : question.words[0];
-    devices().helpers.at(fd).push_back({number, static_cast<int>(question.kind), words, 0});
+    devices().helpers.at(fd).push_back({number, static_cast<int>(question.kind), words, 0, question.from});
     return true;
 }
 
@@ -73,7 +88,7 @@ bool Tool::start(const Question& question) {
     for (const auto& word : question.words) words.append(words.empty() ? "" : " ").append(word);
     world().log += "tool " + words + "\n";
     fd = ++devices().lastHandle;
-    devices().helpers[fd].push_back({0, static_cast<int>(Question::Kind::Tool), words, 0});
+    devices().helpers[fd].push_back({0, static_cast<int>(Question::Kind::Tool), words, 0, 0});
     most = question.most;
     return true;
 }
