@@ -302,7 +302,8 @@ static void changeDisks(const Tree& tree, long size, size_t pass) {
         const uint64_t n = 1000 + pass * static_cast<uint64_t>(1 + i % 7);
         all += " " + text(static_cast<uint64_t>(8 + i / 256)) + " " + text(static_cast<uint64_t>(i % 256)) + " sd" +
                text(static_cast<uint64_t>(i)) + "x";
-        for (uint64_t factor : {3, 0, 24, 2, 5, 1, 40, 9, 0, 7, 11, 0, 0, 0, 0, 1, 1}) all += " " + text(n * factor);
+        for (uint64_t factor : std::initializer_list<uint64_t>{3, 0, 24, 2, 5, 1, 40, 9, 0, 7, 11, 0, 0, 0, 0, 1, 1})
+            all += " " + text(n * factor);
         all += "\n";
     }
     tree.write("/proc/diskstats", all);
@@ -314,7 +315,8 @@ static void changeInterfaces(const Tree& tree, long size, size_t pass) {
     for (long i = 0; i < size; i++) {
         const uint64_t n = 1000 + pass * static_cast<uint64_t>(1 + i % 7);
         all += "eth" + std::to_string(i) + ":";
-        for (uint64_t factor : {900, 9, 0, 1, 0, 0, 0, 2, 700, 7, 0, 0, 0, 0, 0, 0}) all += " " + text(n * factor);
+        for (uint64_t factor : std::initializer_list<uint64_t>{900, 9, 0, 1, 0, 0, 0, 2, 700, 7, 0, 0, 0, 0, 0, 0})
+            all += " " + text(n * factor);
         all += "\n";
     }
     tree.write("/proc/net/dev", all);

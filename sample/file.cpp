@@ -456,18 +456,19 @@ void FileSampler::look(const Ran& ran, FileSample& now) {
     auto& process = processes[look.place];
     process.pass = pass, process.wrote = look.wrote, process.opened = look.opened, process.reader = look.reader;
     // A process that began counts from 0.
-    auto base = isKnown ? process.io : look.opened ? std::optional(ProcessIo()) : std::nullopt;
     const bool group = ran.threads > 1 || (isKnown && process.group); // it may have threads that ended
-    if (isKnown && group != process.group) base.reset();              // two files that count differently
+    const bool isSame = isKnown && group == process.group;            // two files count differently
+    const bool hasBase = isSame ? process.io.has_value() : !isKnown && look.opened;
+    const auto base = isSame ? process.io.value_or(ProcessIo()) : ProcessIo();
     process.group = group;
     process.io = readIo(process);
     const size_t before = waiting.size();
     merge(look, process, now);
     // What moved after its counters were read must be in them.
     const auto after = look.moved || waiting.size() > before ? readIo(process) : process.io;
-    if (base && after && after->read_chars >= base->read_chars && after->write_chars >= base->write_chars) {
+    if (hasBase && after && after->read_chars >= base.read_chars && after->write_chars >= base.write_chars) {
         auto& reader = now.readers[look.reader];
-        reader.read = after->read_chars - base->read_chars, reader.written = after->write_chars - base->write_chars;
+        reader.read = after->read_chars - base.read_chars, reader.written = after->write_chars - base.write_chars;
     }
     if (look.refused && process.descriptors.empty()) now.notAllowed++;
     else now.processes++;

@@ -206,10 +206,11 @@ static void blameMovers(const Scene& scene, Finding& finding) {
         if (path != "/") grouped += bytes;
     // The two counters are read one after the other, so the groups may be ahead.
     const double part = grouped > side.bytes ? side.bytes / grouped : 1;
-    for (auto& [path, bytes] : groups) {
-        if (path == "/") continue; // it has what no other group is charged with
-        const double nobodys = split(movers, bytes * part, [&](auto& mover) { return mover.process->cgroup == path; });
-        if (nobodys > 0) addGroup(interval, path, nobodys, finding);
+    for (auto& group : groups) {
+        if (group.first == "/") continue; // it has what no other group is charged with
+        const auto isIn = [&](const Mover& mover) { return mover.process->cgroup == group.first; };
+        const double nobodys = split(movers, group.second * part, isIn);
+        if (nobodys > 0) addGroup(interval, group.first, nobodys, finding);
     }
     const auto isCharged = [&](const Mover& mover) {
         return mover.process->cgroup != "/" && groups.contains(mover.process->cgroup);

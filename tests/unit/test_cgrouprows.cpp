@@ -290,7 +290,8 @@ TEST(CgroupRows, FirstVersion) {
 // Lists and files that do not fit into one answer come in pieces.
 TEST(CgroupRows, NamesOfManyContainers) {
     const std::string id(64, 'e'), podman(64, 'f');
-    std::string lines = Mounts + groupOf("", {.below = 3}) + groupOf("/machine.slice", {.below = 2}) + groupOf("/machine.slice/libpod-" + podman + ".scope", {}) +
+    std::string lines = Mounts + groupOf("", {.below = 3}) + groupOf("/machine.slice", {.below = 2}) +
+                        groupOf("/machine.slice/libpod-" + podman + ".scope", {}) +
                         groupOf("/machine.slice/crio-" + id + ".scope", {}),
                 json = "[";
     for (int i = 0; i < 900; i++) {
