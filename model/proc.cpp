@@ -40,6 +40,18 @@ struct Change {
         const auto* reaped = reapedIn(process, sample.pass);
         return change && reaped ? Amount(*change - std::min(*change, reaped->cpu_ns / 1000)) : change;
     }
+    // Its part of the CPU time that the processes explain. What children that ended had shown as theirs can be a tick
+    // more than what the kernel adds to their parent's; when it is much more, the kernel added nothing: the parent
+    // ignores SIGCHLD, or another process waited for them.
+    int64_t accounted_us() const {
+        if (!ran) return 0;
+        const auto added = of(&ProcCounters::hasStat, &ProcCounters::children_ticks, sample.tick_us);
+        const auto* reaped = reapedIn(process, sample.pass);
+        const auto theirs = static_cast<int64_t>(reaped ? reaped->cpu_ns / 1000 : 0);
+        const int64_t children = static_cast<int64_t>(added.value_or(0)) - theirs;
+        const auto rounding = 2 * static_cast<int64_t>(sample.tick_us);
+        return static_cast<int64_t>(cpu().value_or(0)) + (children < -rounding ? 0 : children);
+    }
     // Of its threads, also while it lasts.
     Amount wait() const {
         const bool waits = !ran && process.state == 'R';
@@ -144,10 +156,10 @@ void processRows(const ProcSample& sample, bool complete, Rows<ProcsRow>& all, R
     auto& total = all.rows.emplace_back();
     total.processes = sample.entries.size();
     total.started = sample.born.size(), total.ended = sample.gone.size();
-    total.accounted_us = static_cast<uint64_t>(std::max<int64_t>(sample.accounted_ns, 0)) / 1000;
     setUsed(sample, total);
     processes.rows.reserve(static_cast<size_t>(std::count_if(sample.entries.begin(), sample.entries.end(),
                                                              [&](auto& entry) { return complete || entry.tell; })));
+    int64_t accounted_us = 0;
     for (size_t i = 0; i < sample.entries.size(); i++) {
         auto& entry = sample.entries[i];
         total.threads += entry.threads;
@@ -158,6 +170,7 @@ void processRows(const ProcSample& sample, bool complete, Rows<ProcsRow>& all, R
         auto& process = sample.slots[entry.slot];
         const Change change{sample, process, process.pass == sample.pass};
         total.ran += change.ran;
+        accounted_us += change.accounted_us();
         total.without_io += change.ran && !process.now.hasIo;
         auto& row = processes.rows.emplace_back();
         row.ran = change.ran;
@@ -165,6 +178,7 @@ void processRows(const ProcSample& sample, bool complete, Rows<ProcsRow>& all, R
         setAmounts(change, row);
         setLevels(sample, process, row);
     }
+    total.accounted_us = static_cast<uint64_t>(std::max<int64_t>(accounted_us, 0));
     addStarts(sample, starts);
     addExits(sample, exits);
 }

@@ -112,7 +112,6 @@ void ProcSampler::end(ProcSample& sample, const ProcEntry& entry) {
     if (process.now.hasCpu) gone.own_ns = process.now.cpu_ns;
     gone.io = process.now.io;
     if (!process.ioGroup && process.reaped) add(gone.io, process.reaped->ever);
-    sample.accounted_ns -= static_cast<int64_t>(gone.cpu_ns);
     process = Process();
     unused.push_back(entry.slot);
 }
@@ -198,9 +197,6 @@ void ProcSampler::visit(ProcSample& sample, int pid, std::optional<uint64_t> mar
     const auto waited = waitOf(process);
     process.waitKnown = waited.has_value();
     process.waited_ns = waited.value_or(0);
-    if (same || process.born)
-        sample.accounted_ns +=
-            static_cast<int64_t>(cpuOf(process.now, sample)) - static_cast<int64_t>(cpuOf(process.before, sample));
     if (process.born) sample.born.push_back(slot);
     next.push_back({pid, slot, seen, static_cast<uint32_t>(process.threads), process.state, true});
     active.push_back({pid, process.start, process.threads, process.fresh, false, process.state});
@@ -388,7 +384,6 @@ void ProcSampler::passOver(ProcSample& now) {
     now.tick_us = 1000000 / ticksPerSecond();
     now.born.clear(), now.gone.clear();
     active.clear(), ranSlots.clear();
-    now.accounted_ns = 0;
     now.blocksCounted = reader.blocksCounted();
     readMachine(now);
     now.known = list(now);

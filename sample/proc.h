@@ -48,7 +48,6 @@ struct ProcSample {
     std::deque<Process> slots;      // some are free
     std::vector<uint32_t> born;     // slots of those that began since the last pass
     std::vector<GoneProcess> gone;  // since the last pass
-    int64_t accounted_ns = 0;       // CPU time since the last pass that the processes explain
     std::optional<CpuTicks> ticks, ticksBefore;
     std::optional<uint64_t> forks, forksBefore; // of processes and threads, since boot
     uint64_t cores = 0;

@@ -140,4 +140,6 @@ for cut in 1 5 60; do # in the last END, or before it
 done
 head -c $((size - 60)) log >resumed
 "$wyrt" record cpu 50ms 2 -o resumed 2>err </dev/null
-agrees 'resumed after a cut' resumed 4 1
+agrees 'resumed after a cut' resumed 4 0
+{ head -c $((size - 60)) log && cat log; } >joined
+agrees 'two logs in a row, the first cut short' joined 5 1

@@ -627,6 +627,16 @@ TEST(ProcessRows, NewPidsAreLookedForWithoutTheDirectory) {
     EXPECT_TRUE(found);
 }
 
+// The kernel adds nothing to a parent that ignores SIGCHLD, nor to one whose children somebody else waits for.
+TEST(ProcessRows, WhatNobodyInheritsIsNotTakenFromWhatTheOthersDid) {
+    Watching machine(MadeTicks().text() + MadeProcess{.pid = 1, .parent = 0, .cpu_ns = 1000000000}.text() +
+                     MadeProcess{.pid = 100, .cpu_ns = 50000000000}.text() + "step 1\n" + gone(100) +
+                     MadeProcess{.pid = 1, .parent = 0, .cpu_ns = 1300000000}.text());
+    const auto result = machine.next();
+    EXPECT_EQ(result.total().ended, 1U);
+    EXPECT_EQ(result.total().accounted_us, 300000U);
+}
+
 // Whatever comes and goes, what is accounted for is never more than there was, and rows agree with the sum.
 TEST(ProcessRows, SumsOfManySteps) {
     std::string lines = MadeTicks().text() + MadeProcess{.pid = 1, .parent = 0}.text();
