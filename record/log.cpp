@@ -157,7 +157,7 @@ void LogReader::takeHeadLine() {
         size_t i = 2;
         for (auto* text : {&logHead.version, &logHead.host, &logHead.boot, &logHead.run})
             if (!readCell(cell(i++), *text)) badHead = true;
-    } else if (tag.find(':') == tag.npos) {
+    } else {
         headers[std::string(tag)].assign(cells.begin(), cells.end());
     }
 }
@@ -212,9 +212,10 @@ LogReader::Found LogReader::finish(size_t from, size_t to, const Ending* ending,
     interval.elapsed_us = ending ? ending->elapsed_us : 0;
     interval.number = ending ? ending->number : 0;
     const auto text = std::string_view(buffer).substr(from, to - from);
+    textFrom = from, textSize = text.size();
     // A damaged head may have lost its first line.
     const bool isHead = text.starts_with("#wyrt,") || (!good && text.find("\n#") != text.npos);
-    const bool readable = takeLines(text, interval, isHead);
+    const bool readable = (!isHead && !wantRows) || takeLines(text, interval, isHead);
     begin = scanned;
     if (isHead) {
         badHead = badHead || !good || !readable;

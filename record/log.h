@@ -59,6 +59,13 @@ public:
     };
     // Fills `interval` when it finds one. A damaged interval is filled as far as it can be read.
     Found next(Interval& interval);
+    // Without rows: intervals keep their time, number and checksum, and who wants their lines takes text(). That is
+    // much faster. Heads are read as ever.
+    void leaveOutRows() { wantRows = false; }
+    // The lines of the interval or head that was found last, without its END. Valid until the next call of next().
+    std::string_view text() const { return std::string_view(buffer).substr(textFrom, textSize); }
+    // The lines of the head by their first word without '#', "DISK" and "DISK:role", as cells.
+    const std::map<std::string, std::vector<std::string>, std::less<>>& headLines() const { return headers; }
 
     const LogHead& head() const { return logHead; }
     const ViewRow& view() const { return logView; }
@@ -78,14 +85,15 @@ private:
     };
 
     Read read;
-    std::string buffer;            // from the end of the last interval on
-    size_t begin = 0, scanned = 0; // its position; the position of the line to examine next
-    bool atEnd = false;
+    std::string buffer;                // from the end of the last interval on
+    size_t begin = 0, scanned = 0;     // its position; the position of the line to examine next
+    size_t textFrom = 0, textSize = 0; // of what was found last
+    bool atEnd = false, wantRows = true;
     uint64_t total = 0;
     LogHead logHead;
     ViewRow logView;
     bool badHead = true;                                                  // until there is one
-    std::map<std::string, std::vector<std::string>, std::less<>> headers; // names of fields by tag
+    std::map<std::string, std::vector<std::string>, std::less<>> headers; // by first word
     std::vector<std::vector<size_t>> places;                              // by kind, in the order of eachKind
     std::map<std::string, KindUse, std::less<>> kindUses;
     std::vector<std::string_view> cells; // working space

@@ -60,7 +60,9 @@ public:
     uint64_t number = 0;         // no two open logs have the same
     int64_t time_ms = INT64_MIN; // when its turn is; what has no time of its own comes as soon as it is found
 
-    explicit OpenLog(std::string path) : name(std::move(path)) {}
+    OpenLog(std::string path, Want want) : name(std::move(path)) {
+        if (want == Want::Lines) reader.leaveOutRows();
+    }
     bool open() { return name == "-" ? (file.openStandard(), true) : file.open(name); }
     const std::string& path() const { return name; }
     bool isOver() const { return found == LogReader::Found::Torn || found == LogReader::Found::End; }
@@ -90,8 +92,8 @@ struct Given {
 
 // --- All of them
 
-static std::unique_ptr<OpenLog> opened(const std::string& path, int& status) {
-    auto log = std::make_unique<OpenLog>(path);
+static std::unique_ptr<OpenLog> opened(const std::string& path, Want want, int& status) {
+    auto log = std::make_unique<OpenLog>(path, want);
     if (log->open()) return log;
     status = failed(inQuotes(path) + ": " + strerror(errno));
     return nullptr;
@@ -108,6 +110,7 @@ namespace {
 class Merge {
     const OnFound& onFound;
     int& status;
+    Want want;
     std::vector<Waiting> waiting; // in order of time
     size_t begun = 0;             // of them, opened
     uint64_t numbered = 0;        // logs
@@ -115,7 +118,7 @@ class Merge {
     std::map<std::string, Given, std::less<>> given; // by run
 
     void open(const std::string& path) {
-        auto log = opened(path, status);
+        auto log = opened(path, want, status);
         if (!log) return;
         log->number = ++numbered;
         log->advance();
@@ -137,11 +140,11 @@ class Merge {
     }
 
 public:
-    Merge(const OnFound& f, int& exitStatus) : onFound(f), status(exitStatus) {}
+    Merge(const OnFound& f, Want wanted, int& exitStatus) : onFound(f), status(exitStatus), want(wanted) {}
     void add(const std::vector<std::string>& paths) {
         for (auto& path : paths) {
             if (path == "-" || paths.size() == 1) open(path);
-            else if (auto log = opened(path, status)) waiting.push_back({path, firstTime(*log)});
+            else if (auto log = opened(path, Want::Lines, status)) waiting.push_back({path, firstTime(*log)});
         }
         std::stable_sort(waiting.begin(), waiting.end(), [](auto& a, auto& b) { return a.time_ms < b.time_ms; });
     }
@@ -164,9 +167,9 @@ public:
 };
 } // namespace
 
-int eachFound(const Asked& asked, const OnFound& onFound) {
+int eachFound(const Asked& asked, const OnFound& onFound, Want want) {
     int status = Done;
-    Merge merge(onFound, status);
+    Merge merge(onFound, want, status);
     merge.add(logFiles(asked.logs, status));
     while (merge.step()) {
     }

@@ -12,7 +12,8 @@
 // on. Each log's Head precedes its intervals; where logs overlap in time, their intervals take turns. Returns an exit
 // status: a log that cannot be read is a line on standard error, and the others are read.
 using OnFound = std::function<bool(const LogReader& reader, LogReader::Found found, Interval& interval)>;
-int eachFound(const Asked& asked, const OnFound& onFound);
+enum class Want { Rows, Lines }; // Lines: LogReader::text() instead of rows
+int eachFound(const Asked& asked, const OnFound& onFound, Want want = Want::Rows);
 
 // The files that the operands name, in their order: of a folder the logs in it (*.wyrt, *.wyrt.zst, *.wyrt.gz ...). No
 // operands are LogFolder. Reports a folder that cannot be read, and sets `status`.

@@ -94,6 +94,38 @@ TEST(Log, GivesBackWhatWasWritten) {
 }
 
 // Whatever byte changes, its interval or the head fails, and no other does.
+// Who wants lines instead of rows gets those of each interval, and the names of the head to read them with.
+TEST(Log, WithoutRows) {
+    const auto log = logOf(3);
+    auto reader = readerOf(log, 1000);
+    reader.leaveOutRows();
+    Interval found;
+    std::string all;
+    ASSERT_EQ(reader.next(found), LogReader::Found::Head);
+    EXPECT_EQ(reader.view().areas, "cpu cores");
+    const auto& names = reader.headLines().find("CORE")->second;
+    ASSERT_EQ(names.size(), 3 + CoreKind.members.size());
+    EXPECT_EQ(names[0], "#CORE");
+    EXPECT_EQ(names[3], "core");
+    EXPECT_EQ(reader.headLines().find("CORE:role")->second[4], "amount:us");
+    for (uint64_t i = 0; i < 3; i++) {
+        ASSERT_EQ(reader.next(found), LogReader::Found::Interval);
+        EXPECT_EQ(found.number, i + 1);
+        EXPECT_FALSE(found.damaged);
+        EXPECT_EQ(found.cpu.one(), nullptr);
+        EXPECT_EQ(reader.text().substr(0, 5), "HOST,");
+        EXPECT_EQ(reader.text().back(), '\n');
+        EXPECT_NE(log.find(std::string(reader.text()) + "END,"), log.npos);
+    }
+    EXPECT_EQ(reader.next(found), LogReader::Found::End);
+    auto changed = log;
+    changed[changed.find("\nCPU,1") + 40] ^= 1;
+    auto other = readerOf(changed);
+    other.leaveOutRows();
+    other.next(found), other.next(found);
+    EXPECT_TRUE(found.damaged);
+}
+
 TEST(Log, OneChangedByteDamagesOneInterval) {
     const auto good = logOf(4);
     std::vector<size_t> ends; // of the head and of each interval
