@@ -1,9 +1,8 @@
 #include "base/output.h"
 
 #include "base/door.h"
-#include "base/words.h"
+#include "base/masking.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
@@ -44,22 +43,4 @@ void flushOutput() {
     if (terminal) maskControls(text);
     putOut(text);
     text.clear();
-}
-
-static bool isControl(unsigned code) { return (code < 0x20 && code != '\n') || (code >= 0x7F && code <= 0x9F); }
-
-void maskControls(std::string& text) {
-    size_t to = 0;
-    for (size_t at = 0; at < text.size();) {
-        unsigned code = 0;
-        const size_t length = getCharacter(std::string_view(text).substr(at), code);
-        if (isControl(code)) {
-            text[to++] = '?';
-        } else {
-            std::copy_n(text.data() + at, length, text.data() + to); // forwards: `to` is at or before `at`
-            to += length;
-        }
-        at += length;
-    }
-    text.resize(to);
 }

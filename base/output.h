@@ -12,7 +12,3 @@ void sayText(std::string_view text);
 // What has been printed and not written yet, for those who append piece by piece.
 std::string& pendingOutput();
 void flushOutput();
-
-// Makes a text safe for a terminal, because others choose process names and paths: control characters other than the
-// newline (C0, DEL; C1 raw and as UTF-8) become '?'. Everything else stays unchanged.
-void maskControls(std::string& text);

@@ -2,22 +2,8 @@
 
 #include "base/door.h"
 #include "base/nearest.h"
-#include "base/output.h"
 
 #include <algorithm>
-
-std::string oneLine(std::string_view text) {
-    std::string shown(text);
-    std::replace(shown.begin(), shown.end(), '\n', '?');
-    maskControls(shown);
-    return shown;
-}
-
-std::string inQuotes(std::string_view text) {
-    constexpr size_t Most = 100; // bytes: the line stays one that can be read
-    std::string quoted("'");
-    return quoted.append(oneLine(text.substr(0, Most))).append(text.size() > Most ? "...'" : "'");
-}
 
 std::string whyUnknown(std::string_view option, std::string_view word, std::span<const std::string_view> known) {
     if (std::find(known.begin(), known.end(), word) != known.end()) return {};

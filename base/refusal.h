@@ -1,17 +1,14 @@
 // The message when the program cannot do what was asked: one line on standard error.
 #pragma once
 
+#include "base/masking.h"
+
 #include <span>
 #include <string>
 #include <string_view>
 
 // Exit statuses of the new form.
 inline constexpr int Done = 0, Failed = 1, WrongUsage = 2;
-
-// The text as one line that a terminal may see: control characters are '?'.
-std::string oneLine(std::string_view text);
-// The same in quotes; what is long is cut.
-std::string inQuotes(std::string_view text);
 
 // Why an option does not take a word: it names the nearest of those that it knows. Empty: it knows it.
 std::string whyUnknown(std::string_view option, std::string_view word, std::span<const std::string_view> known);

@@ -1,4 +1,5 @@
 // Output to a terminal: no control characters are left, as bytes or as UTF-8.
+#include "base/masking.h"
 #include "base/output.h"
 
 #include <cstdint>

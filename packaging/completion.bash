@@ -31,7 +31,7 @@ _wyrt_command() {
                 record) words="$tasks $views $samples" ;;
                 check) words=$tasks ;;
                 show) words="$logs $views $shows" ;;
-                why) words="$logs $spans --limit --color" ;;
+                why) words="$logs $shows $spans --limit" ;;
                 info) words=$logs ;;
             esac
             [[ $cur == -* ]] || words=operands

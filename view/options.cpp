@@ -1,7 +1,7 @@
 #include "view/options.h"
 
+#include "base/masking.h"
 #include "base/numbers.h"
-#include "view/format.h"
 #include "view/pattern.h"
 #include "why/limits.h"
 
@@ -26,12 +26,6 @@ static constexpr TableOption Options[] = {
 std::span<const TableOption> tableOptions() { return Options; }
 
 static constexpr size_t MostText = 256; // bytes of a filter or a sort key
-
-// What was typed, as a message may show it: cut where it is long.
-static std::string inQuotes(std::string_view typed) {
-    constexpr size_t Most = 100;
-    return "'" + safeText(typed.substr(0, Most)) + (typed.size() > Most ? "...'" : "'");
-}
 
 // "811,4411": numbers above 0 with a comma between them. Leading zeros are dropped.
 static std::string takePids(std::string_view typed, std::string& list) {

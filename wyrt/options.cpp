@@ -4,7 +4,7 @@
 #include "base/nearest.h"
 #include "base/refusal.h"
 #include "view/areas.h"
-#include "view/options.h"
+#include "view/commandline.h"
 
 #include <algorithm>
 #include <exception>
@@ -32,22 +32,11 @@ struct Refusal {
 
 // --- The options
 
-static void addTableOptions(CLI::App& app, TableWords& typed) {
-    for (const auto& option : tableOptions()) {
-        if (!option.text) {
-            app.add_flag(option.names, typed.*option.flag, option.help);
-            continue;
-        }
-        auto* added = app.add_option(option.names, typed.*option.text, option.help)->type_name(option.type);
-        if (option.repeated) added->multi_option_policy(CLI::MultiOptionPolicy::Join)->delimiter(' ');
-    }
-}
-
 static void addOptions(CLI::App& app, Task task, Typed& typed, Settings& settings) {
     app.set_help_flag();
     app.add_flag("-h,--help", typed.help, "this text");
     app.add_option("--root", settings.root, "files of another machine: DIR/proc, DIR/sys, DIR/run")->type_name("DIR");
-    app.add_option("operands", typed.operands);
+    app.add_option("operands", typed.operands)->type_name("");
     app.add_option("-o,--output", settings.output, "to FILE instead of standard output")->type_name("FILE");
     if (task != Task::Check) {
         app.add_option("-i,--interval", typed.interval, "2s, 500ms, 1m or seconds (default 2s)")->type_name("TIME");
@@ -59,10 +48,6 @@ static void addOptions(CLI::App& app, Task task, Typed& typed, Settings& setting
         app.add_option("--color", typed.color, "auto, always or never; NO_COLOR is honoured")->type_name("WHEN");
         app.add_flag("--scroll", settings.scroll, "appends on a terminal instead of redrawing");
     }
-    for (auto* option : app.get_options())
-        if (option->get_positional()) option->type_name("");
-        else if (option->get_multi_option_policy() == CLI::MultiOptionPolicy::Throw)
-            option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
 }
 
 // --- Help
@@ -84,23 +69,10 @@ static const char* introductionOf(Task task) {
 
 static std::string helpText(Task task, const CLI::App& app) {
     std::string text = introductionOf(task);
-    const auto line = [&](std::string left, std::string_view right) {
-        left.resize(std::max<size_t>(left.size() + 1, 26), ' ');
-        text.append("  ").append(left).append(right).append("\n");
-    };
-    text += "\noptions\n";
-    for (const auto* option : app.get_options())
-        if (!option->get_positional())
-            line(option->get_name(false, true) + " " + option->get_type_name(), option->get_description());
+    text += "\noptions\n" + optionLines(app);
     text += task == Task::Live ? "\nareas (* by default)\n" : "\nareas\n";
-    for (const auto& area : areas())
-        line(std::string(area.word) + (task == Task::Live && area.byDefault ? " *" : ""), area.help);
-    line("all", "every area");
-    if (task == Task::Check) return text;
-    text += "\nwords of --sort, the usual one first\n";
-    for (const auto& area : areas())
-        if (!area.sorts.empty()) line(std::string(area.word), area.sorts);
-    return text;
+    text += areaLines(task == Task::Live);
+    return task == Task::Check ? text : text + "\nwords of --sort, the usual one first\n" + sortLines();
 }
 
 // --- What the words mean
@@ -124,13 +96,6 @@ static uint64_t countOf(const std::string& text, const char* what) {
     if (!count || *count == 0)
         throw Refusal{"the " + std::string(what) + " " + inQuotes(text) + " is no number above 0"};
     return *count;
-}
-
-static Color colorOf(const std::string& text) {
-    if (text.empty() || text == "auto") return Color::Auto;
-    if (text == "always") return Color::Always;
-    if (text == "never") return Color::Never;
-    throw Refusal{"--color takes auto, always or never, not " + inQuotes(text)};
 }
 
 // The words in the list's order, each once.
@@ -167,15 +132,13 @@ static void takeOperands(Task task, Typed& typed, Settings& settings) {
     settings.view.areas = areasOf(task, words);
 }
 
-static void interpret(Task task, CLI::App& app, Typed& typed, Settings& settings) {
-    for (const auto* option : app.get_options())
-        if (!option->get_positional() && option->count() && option->get_items_expected_max() > 0 &&
-            option->results().back().empty())
-            throw Refusal{option->get_name(false, true) + " has an empty argument"};
+static void interpret(Task task, const CLI::App& app, Typed& typed, Settings& settings) {
+    if (auto why = whyEmptyArgument(app); !why.empty()) throw Refusal{std::move(why)};
     takeOperands(task, typed, settings);
     if (!typed.interval.empty()) settings.view.interval_us = static_cast<uint64_t>(intervalOf(typed.interval));
     if (!typed.count.empty()) settings.count = countOf(typed.count, "count");
-    settings.color = colorOf(typed.color);
+    if (!parseColor(typed.color, settings.color))
+        throw Refusal{"--color takes auto, always or never, not " + inQuotes(typed.color)};
     if (auto why = takeTableWords(typed.table, settings.view); !why.empty()) throw Refusal{std::move(why)};
     const auto& sort = settings.view.sort;
     if (sort.empty()) return;
@@ -190,9 +153,8 @@ Parsed parseOptions(Task task, int argc, const char* const* argv) {
         CLI::App app;
         Typed typed;
         addOptions(app, task, typed, parsed.settings);
-        std::vector<std::string> words(argv + std::min(argc, 2), argv + argc);
-        std::reverse(words.begin(), words.end()); // as the parser takes them
-        app.parse(std::move(words));
+        if (auto why = parseWords(app, {argv + std::min(argc, 2), argv + argc}); !why.empty())
+            throw Refusal{std::move(why)};
         if (typed.help) {
             parsed.kind = Parsed::Help;
             parsed.text = helpText(task, app);
@@ -202,9 +164,6 @@ Parsed parseOptions(Task task, int argc, const char* const* argv) {
     } catch (const Refusal& refusal) {
         parsed.kind = Parsed::Wrong;
         parsed.text = refusal.why;
-    } catch (const CLI::Error& error) {
-        parsed.kind = Parsed::Wrong;
-        parsed.text = oneLine(error.what());
     }
     return parsed;
 }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 
 std::string redrawn(std::string_view page, size_t rows) {
     std::string text = "\033[H"; // the upper left corner
@@ -16,17 +15,11 @@ std::string redrawn(std::string_view page, size_t rows) {
     return text + "\033[J"; // and nothing below
 }
 
-static bool wantsColor(const Settings& settings, bool terminal) {
-    if (settings.color != Color::Auto) return settings.color == Color::Always;
-    const char* no = std::getenv("NO_COLOR");
-    return terminal && (!no || !*no);
-}
-
 bool Screen::open(const Settings& settings) {
     toFile = !settings.output.empty();
     if (toFile && !file.open(settings.output, OutFile::How::New)) return false;
     const bool terminal = !toFile && isTerminal();
-    colors = wantsColor(settings, terminal);
+    colors = isColored(settings.color, terminal);
     redraws = terminal && !settings.scroll && !settings.count && getTerminalSize().has_value();
     if (redraws) keys.emplace();
     return true;

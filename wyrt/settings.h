@@ -1,13 +1,12 @@
 // What the command line of the new form asks for. Made once, passed to whoever needs it.
 #pragma once
 
+#include "base/color.h"
 #include "record/host.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
-
-enum class Color { Auto, Always, Never };
 
 struct Settings {
     ViewRow view;                  // areas, interval, rows, sort, filters: the head of a log has them

@@ -1,15 +1,13 @@
 #include "wyrtlog/info.h"
 
-#include "base/outfile.h"
 #include "base/refusal.h"
 #include "record/moment.h"
 #include "view/format.h"
 #include "view/page.h"
 #include "wyrtlog/logs.h"
+#include "wyrtlog/output.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 namespace {
 // What was counted of all logs together.
@@ -99,9 +97,8 @@ static void showKinds(const Holdings& all, Page& page) {
 }
 
 int info(const Asked& asked) {
-    OutFile out;
-    if (asked.output.empty()) out.openStandard();
-    else if (!out.open(asked.output, OutFile::How::New)) return failed(inQuotes(asked.output) + ": " + strerror(errno));
+    Output out;
+    if (!out.open(asked)) return Failed;
     Holdings all;
     const int status = eachFound(asked, [&](const LogReader& reader, LogReader::Found found, Interval& interval) {
         if (found == LogReader::Found::Head) addHead(reader, all);
@@ -120,7 +117,6 @@ int info(const Asked& asked) {
     Page page(0, false);
     showSpan(all, page);
     showKinds(all, page);
-    if (!out.write(page.text()) && errno != EPIPE)
-        return failed(std::string("the output takes no more: ") + strerror(errno));
-    return status;
+    out.write(page.text());
+    return out.finish(status);
 }

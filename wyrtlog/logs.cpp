@@ -38,7 +38,7 @@ std::vector<std::string> logFiles(const std::vector<std::string>& operands, int&
         }
         Listing::Entry entry{};
         while (listing.next(entry)) // links lead to a file that the folder has anyway
-            if (entry.kind != Listing::Kind::Link && isLogName(entry.name))
+            if (entry.kind != Listing::Kind::Link && entry.kind != Listing::Kind::Directory && isLogName(entry.name))
                 files.push_back(operand + (operand.ends_with('/') ? "" : "/") + entry.name);
     }
     return files;

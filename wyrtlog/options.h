@@ -1,24 +1,28 @@
-// The command lines of show, why and info.
+// The command lines of the commands that read logs.
 #pragma once
 
+#include "base/color.h"
 #include "view/options.h"
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-enum class Task { Show, Why, Info };
+// A bit each, so that an option can say which commands take it.
+enum class LogTask : unsigned { Show = 1, Why = 2, Info = 4 };
 
 struct Asked {
-    Task task = Task::Show;
+    LogTask task = LogTask::Show;
     bool help = false;
     std::string areas;             // words with a blank between them; empty: those of the log
     std::vector<std::string> logs; // "-" is standard input
     TableWords table;
     bool damaged = false; // show what fails its sum, too
-    bool color = false;
+    Color color = Color::Auto;
     bool noPager = false;     // on a terminal, too
     std::string output;       // empty: standard output
-    std::string since, until; // of why, as they were typed; empty: the log's own ends
+    std::string since, until; // as they were typed; empty: the log's own ends
 };
 
 // The folder that is read when no log is named.
@@ -30,5 +34,7 @@ struct CommandLine {
     std::string why;  // empty: it is not
     std::string help; // the text, when it was asked for
 };
+// The task of a command's word; none: it is another program's.
+std::optional<LogTask> taskOf(std::string_view word);
 // words[0] is the command. `isLog` says whether a name is a file or a folder.
 CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isLog)(const std::string& name));

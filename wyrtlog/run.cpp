@@ -12,8 +12,7 @@ static bool isLog(const std::string& name) { return InFile().open(name) || HeldD
 
 int wyrtlogMain(int argc, char** argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
-    if (words.empty() || (words[0] != "show" && words[0] != "why" && words[0] != "info"))
-        return refused("wyrtlog is the program behind wyrt show, wyrt why and wyrt info");
+    if (words.empty() || !taskOf(words[0])) return refused("wyrtlog is the program that wyrt starts to read logs");
     auto line = parseCommandLine(words, isLog);
     const std::string help = "wyrt " + words[0] + " --help";
     if (!line.why.empty()) return refused(line.why, help);
@@ -22,11 +21,11 @@ int wyrtlogMain(int argc, char** argv) {
         return Done;
     }
     switch (line.asked.task) {
-    case Task::Why:
+    case LogTask::Why:
         return why(line.asked);
-    case Task::Info:
+    case LogTask::Info:
         return info(line.asked);
-    case Task::Show:
+    case LogTask::Show:
         break;
     }
     return show(line.asked);

@@ -1,8 +1,5 @@
 // wyrt show and wyrt info on logs in a made-up machine.
-#include "base/outfile.h"
-#include "record/log.h"
-#include "tests/unit/made.h"
-#include "wyrtlog/run.h"
+#include "tests/unit/logcommand.h"
 
 static const LogHead Head{"1.2.0", "db7", "boot", "run"};
 static constexpr int64_t Start = 1795266310000; // 2026-11-21 13:05:10
@@ -33,26 +30,6 @@ static std::string logOf(const std::vector<int64_t>& seconds, const LogHead& hea
     return log;
 }
 
-static void save(const std::string& path, const std::string& log) {
-    OutFile file;
-    ASSERT_TRUE(file.open(path, OutFile::How::New));
-    ASSERT_TRUE(file.write(log));
-}
-
-// What the program prints on both streams, then its status.
-static std::string run(std::vector<std::string> words) {
-    words.insert(words.begin(), "wyrtlog");
-    return apart([&] {
-        std::vector<char*> argv;
-        for (auto& word : words) argv.push_back(word.data());
-        argv.push_back(nullptr);
-        const int status = wyrtlogMain(static_cast<int>(words.size()), argv.data());
-        flushOutput();
-        printf("status %d\n", status);
-        fflush(stdout);
-    });
-}
-
 static size_t countOf(const std::string& text, const std::string& part) {
     size_t count = 0;
     for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + part.size())) count++;
@@ -71,8 +48,8 @@ TEST(LogCommands, WrongUsage) {
         std::vector<std::string> words;
         const char* said;
     } Cases[] = {
-        {{}, "wyrtlog is the program behind wyrt show, wyrt why and wyrt info"},
-        {{"nonsense"}, "wyrtlog is the program behind wyrt show, wyrt why and wyrt info"},
+        {{}, "wyrtlog is the program that wyrt starts to read logs"},
+        {{"nonsense"}, "wyrtlog is the program that wyrt starts to read logs"},
         {{"show", "cpux"}, "'cpux' is no log and no area; the nearest area is cpu (see wyrt show --help)"},
     };
     for (auto& c : Cases) {
@@ -117,7 +94,7 @@ TEST(LogCommands, Pager) {
     const auto shown = [](const std::string& lines, std::vector<std::string> words) {
         Made machine(lines);
         save("/a.wyrt", logOf({2, 4}));
-        words.insert(words.begin(), {"wyrtlog", "show"});
+        words.insert(words.begin(), "wyrtlog");
         printed([&] {
             std::vector<char*> argv;
             for (auto& word : words) argv.push_back(word.data());
@@ -127,15 +104,34 @@ TEST(LogCommands, Pager) {
         return machine.log();
     };
     unsetenv("WYRT_PAGER"), unsetenv("PAGER");
-    EXPECT_EQ(shown("terminal\n" + less, {"/a.wyrt"}), "pager less -FRSX\n");
-    EXPECT_EQ(shown("terminal\n", {"/a.wyrt"}), "");
-    EXPECT_EQ(shown("terminal\n" + less, {"/a.wyrt", "--no-pager"}), "");
-    EXPECT_EQ(shown("terminal\n" + less, {"/a.wyrt", "-o", "/out"}), "");
-    EXPECT_EQ(shown("terminal\n" + less, {"/none"}), "");
-    EXPECT_EQ(shown(less, {"/a.wyrt"}), "");
+    EXPECT_EQ(shown("terminal\n" + less, {"show", "/a.wyrt"}), "pager less -FRSX\n");
+    EXPECT_EQ(shown("terminal\n" + less, {"why", "/a.wyrt"}), "pager less -FRSX\n");
+    EXPECT_EQ(shown("terminal\n" + less, {"why", "/a.wyrt", "--no-pager"}), "");
+    EXPECT_EQ(shown("terminal\n", {"show", "/a.wyrt"}), "");
+    EXPECT_EQ(shown("terminal\n" + less, {"show", "/a.wyrt", "--no-pager"}), "");
+    EXPECT_EQ(shown("terminal\n" + less, {"show", "/a.wyrt", "-o", "/out"}), "");
+    EXPECT_EQ(shown("terminal\n" + less, {"show", "/none"}), "");
+    EXPECT_EQ(shown(less, {"show", "/a.wyrt"}), "");
     setenv("WYRT_PAGER", "", 1);
-    EXPECT_EQ(shown("terminal\n" + less, {"/a.wyrt"}), "");
+    EXPECT_EQ(shown("terminal\n" + less, {"show", "/a.wyrt"}), "");
     unsetenv("WYRT_PAGER");
+}
+
+TEST(LogCommands, ColorsOnATerminalUnlessTheyAreNotWanted) {
+    unsetenv("NO_COLOR");
+    const auto isColored = [](const char* lines, std::vector<std::string> words) {
+        Made machine(lines);
+        save("/a.wyrt", logOf({2, 4}));
+        return run(std::move(words)).find("\033[") != std::string::npos;
+    };
+    EXPECT_TRUE(isColored("terminal\n", {"show", "/a.wyrt"}));
+    EXPECT_TRUE(isColored("terminal\n", {"why", "/a.wyrt"}));
+    EXPECT_FALSE(isColored("terminal\n", {"show", "/a.wyrt", "--color", "never"}));
+    EXPECT_FALSE(isColored("", {"show", "/a.wyrt"}));
+    EXPECT_TRUE(isColored("", {"show", "/a.wyrt", "--color", "always"}));
+    setenv("NO_COLOR", "1", 1);
+    EXPECT_FALSE(isColored("terminal\n", {"show", "/a.wyrt"}));
+    unsetenv("NO_COLOR");
 }
 
 TEST(LogCommands, DamageIsLeftOutUnlessItIsAskedFor) {
@@ -265,6 +261,14 @@ TEST(LogCommands, LogsThatOverlapTakeTurnsAndWhatIsTwiceIsShownOnce) {
     EXPECT_EQ(secondsOf(run({"show", "/logs/a.wyrt", "/logs/a.wyrt"})), "12 14 16 ");
     save("/logs/c.wyrt", logOf({2, 4, 6, 8}, {"1", "db7", "boot", "a"}));
     EXPECT_EQ(secondsOf(run({"show", "/logs/c.wyrt", "/logs/a.wyrt"})), "12 14 16 18 ");
+}
+
+TEST(LogCommands, AFolderThatIsNamedLikeALogIsNone) {
+    Made machine("dir /logs\ndir /logs/b.wyrt\n");
+    save("/logs/a.wyrt", logOf({2, 4}));
+    const auto said = run({"info", "/logs"});
+    EXPECT_NE(said.find("intervals   2\n"), std::string::npos) << said;
+    EXPECT_TRUE(said.ends_with("status 0\n")) << said;
 }
 
 TEST(LogCommands, WithoutOperandsTheFolderOfTheLogsIsRead) {

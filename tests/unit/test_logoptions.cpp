@@ -11,12 +11,12 @@ static CommandLine parsed(const std::vector<std::string>& words) { return parseC
 TEST(LogOptions, NothingAskedFor) {
     const auto line = parsed({"show"});
     EXPECT_EQ(line.why + line.help, "");
-    EXPECT_EQ(line.asked.task, Task::Show);
+    EXPECT_EQ(line.asked.task, LogTask::Show);
     EXPECT_TRUE(line.asked.areas.empty() && line.asked.logs.empty() && line.asked.output.empty());
     const auto& table = line.asked.table;
     EXPECT_FALSE(table.rows || table.sort || table.user || table.pid || table.command || table.cgroup || table.by);
-    EXPECT_FALSE(table.partitions || table.tree || line.asked.damaged || line.asked.color);
-    EXPECT_EQ(parsed({"info"}).asked.task, Task::Info);
+    EXPECT_FALSE(table.partitions || table.tree || line.asked.damaged || line.asked.color != Color::Auto);
+    EXPECT_EQ(parsed({"info"}).asked.task, LogTask::Info);
 }
 
 TEST(LogOptions, EveryOption) {
@@ -35,9 +35,9 @@ TEST(LogOptions, EveryOption) {
     EXPECT_EQ(asked.table.command, "rsync|ps");
     EXPECT_EQ(asked.table.cgroup, "/system.slice");
     EXPECT_EQ(asked.output, "out");
-    EXPECT_TRUE(asked.table.partitions && asked.damaged && asked.color);
-    EXPECT_FALSE(parsed({"show", "--color", "never"}).asked.color);
-    EXPECT_FALSE(parsed({"show", "--color", "auto"}).asked.color);
+    EXPECT_TRUE(asked.table.partitions && asked.damaged && asked.color == Color::Always);
+    EXPECT_EQ(parsed({"show", "--color", "never"}).asked.color, Color::Never);
+    EXPECT_EQ(parsed({"show", "--color", "auto"}).asked.color, Color::Auto);
 }
 
 TEST(LogOptions, AnAreasWordIsAnAreaAndAnythingElseALog) {

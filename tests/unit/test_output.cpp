@@ -1,3 +1,4 @@
+#include "base/masking.h"
 #include "base/output.h"
 
 #include "tests/unit/made.h"

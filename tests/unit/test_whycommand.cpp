@@ -1,9 +1,6 @@
 // wyrt why on logs, and the area why of show, in a made-up machine.
-#include "base/outfile.h"
-#include "record/log.h"
-#include "tests/unit/made.h"
+#include "tests/unit/logcommand.h"
 #include "tests/unit/whymachine.h"
-#include "wyrtlog/run.h"
 
 static constexpr int64_t Start = 1795266310000; // 2026-11-21 13:05:10
 
@@ -27,26 +24,6 @@ static std::string logOf(bool judged, const std::string& limits = "") {
         writer.interval(machine.interval, log);
     }
     return log;
-}
-
-static void save(const std::string& path, const std::string& log) {
-    OutFile file;
-    ASSERT_TRUE(file.open(path, OutFile::How::New));
-    ASSERT_TRUE(file.write(log));
-}
-
-// What the program prints on both streams, then its status.
-static std::string run(std::vector<std::string> words) {
-    words.insert(words.begin(), "wyrtlog");
-    return apart([&] {
-        std::vector<char*> argv;
-        for (auto& word : words) argv.push_back(word.data());
-        argv.push_back(nullptr);
-        const int status = wyrtlogMain(static_cast<int>(words.size()), argv.data());
-        flushOutput();
-        printf("status %d\n", status);
-        fflush(stdout);
-    });
 }
 
 TEST(WhyCommand, ALogWithFindingsAndOneWithout) {

@@ -1,0 +1,70 @@
+#include "view/commandline.h"
+
+#include "base/masking.h"
+#include "view/areas.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+
+void addTableOptions(CLI::App& app, TableWords& typed, bool (*wanted)(const TableOption& option)) {
+    for (const auto& option : tableOptions()) {
+        if (wanted && !wanted(option)) continue;
+        if (!option.text) {
+            app.add_flag(option.names, typed.*option.flag, option.help);
+            continue;
+        }
+        auto* added = app.add_option(option.names, typed.*option.text, option.help)->type_name(option.type);
+        if (option.repeated) added->multi_option_policy(CLI::MultiOptionPolicy::Join)->delimiter(' ');
+    }
+}
+
+std::string parseWords(CLI::App& app, const std::vector<std::string>& words) {
+    for (auto* option : app.get_options())
+        if (!option->get_positional() && option->get_multi_option_policy() == CLI::MultiOptionPolicy::Throw)
+            option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    try {
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // the last word first, as it takes them
+    } catch (const CLI::Error& error) {
+        return oneLine(error.what());
+    }
+    return {};
+}
+
+std::string whyEmptyArgument(const CLI::App& app) {
+    for (const auto* option : app.get_options())
+        if (!option->get_positional() && option->count() && option->get_items_expected_max() > 0 &&
+            option->results().back().empty())
+            return option->get_name(false, true) + " has an empty argument";
+    return {};
+}
+
+// --- Help
+
+static void addLine(std::string left, std::string_view right, std::string& text) {
+    left.resize(std::max<size_t>(left.size() + 1, 26), ' ');
+    text.append("  ").append(left).append(right).append("\n");
+}
+
+std::string optionLines(const CLI::App& app) {
+    std::string text;
+    for (const auto* option : app.get_options())
+        if (!option->get_positional())
+            addLine(option->get_name(false, true) + " " + option->get_type_name(), option->get_description(), text);
+    return text;
+}
+
+std::string areaLines(bool marked) {
+    std::string text;
+    for (const auto& area : areas())
+        addLine(std::string(area.word) + (marked && area.byDefault ? " *" : ""), area.help, text);
+    addLine("all", "every area", text);
+    return text;
+}
+
+std::string sortLines() {
+    std::string text;
+    for (const auto& area : areas())
+        if (!area.sorts.empty()) addLine(std::string(area.word), area.sorts, text);
+    return text;
+}

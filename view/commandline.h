@@ -1,0 +1,25 @@
+// What the command lines of all commands have in common.
+#pragma once
+
+#include "view/options.h"
+
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+// Adds those of tableOptions() that `wanted` says; null: all of them.
+void addTableOptions(CLI::App& app, TableWords& typed, bool (*wanted)(const TableOption& option) = nullptr);
+
+// Parses the words after the command. Of an option that is repeated the last one counts, where it does not take
+// several. Returns why the words are refused; empty: they are not.
+std::string parseWords(CLI::App& app, const std::vector<std::string>& words);
+// Why: an option has an empty argument. Empty: none has. It is asked after a look for --help.
+std::string whyEmptyArgument(const CLI::App& app);
+
+// The parts of a help text: the options, a line each; the areas, those of live's default marked; the words of --sort.
+std::string optionLines(const CLI::App& app);
+std::string areaLines(bool marked);
+std::string sortLines();

@@ -1,0 +1,40 @@
+#include "wyrtlog/intervals.h"
+
+#include "base/clock.h"
+#include "base/door.h"
+#include "base/refusal.h"
+#include "base/when.h"
+
+std::string takeBounds(const Asked& asked, Bounds& bounds) {
+    const int64_t now_ms = getRealtime();
+    for (auto& [typed, to] : {std::pair(&asked.since, &bounds.since_ms), std::pair(&asked.until, &bounds.until_ms)}) {
+        if (typed->empty()) continue;
+        const auto time = parseWhen(*typed, now_ms);
+        if (!time)
+            return inQuotes(*typed) + " is no time like 14:05, '2026-11-21 14:05', -10m, yesterday or @1795266641";
+        *to = *time;
+    }
+    return {};
+}
+
+int Intervals::each(const Asked& asked, const Bounds& bounds, const OnInterval& onInterval) {
+    const LogReader* last = nullptr; // logs that overlap take turns
+    bool changed = true;
+    return eachFound(asked, [&](const LogReader& reader, LogReader::Found found, Interval& interval) {
+        if (found == LogReader::Found::Head) changed = true;
+        if (found == LogReader::Found::Torn) left++;
+        if (found != LogReader::Found::Interval) return true;
+        if ((interval.damaged || reader.headDamaged()) && !asked.damaged) return left++, true;
+        if (!bounds.has(interval.time)) return true;
+        const bool isOther = changed || &reader != last;
+        last = &reader, changed = false;
+        count++;
+        return onInterval(reader, isOther, interval);
+    });
+}
+
+void Intervals::reportLeftOut() const {
+    if (left == 0) return;
+    putErr("wyrt: " + std::to_string(left) + (left == 1 ? " interval is" : " intervals are") +
+           " damaged or cut short and left out (--damaged takes what can be read)\n");
+}

@@ -1,0 +1,43 @@
+#include "wyrtlog/output.h"
+
+#include "base/door.h"
+#include "base/refusal.h"
+#include "base/terminal.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+bool Output::open(const Asked& asked) {
+    if (asked.output.empty()) {
+        file.openStandard();
+    } else if (!file.open(asked.output, OutFile::How::New)) {
+        failed(inQuotes(asked.output) + ": " + strerror(errno));
+        return false;
+    }
+    terminal = asked.output.empty() && isTerminal();
+    pages = terminal && !asked.noPager;
+    color = asked.color;
+    return true;
+}
+
+size_t Output::width() const {
+    const auto size = terminal ? getTerminalSize() : std::nullopt;
+    return size && size->columns > 0 ? static_cast<size_t>(size->columns) : 0;
+}
+
+bool Output::colored() const { return isColored(color, terminal); }
+
+bool Output::write(std::string_view text) {
+    if (pages && !begun) pager.start(pagerWords(std::getenv("WYRT_PAGER"), std::getenv("PAGER")));
+    begun = true;
+    if (!file.write(text)) failure = errno;
+    return failure == 0;
+}
+
+int Output::finish(int status) {
+    pager.finish();
+    if (failure == 0 || failure == EPIPE) return status;
+    return failed(std::string("the output takes no more: ") + strerror(failure));
+}
