@@ -26,13 +26,16 @@ struct ViewRow {
     std::optional<uint64_t> rows; // limit of rows in a table
     std::string sort, user, pid, command, cgroup;
     bool partitions = false;
-    bool tree = false;  // processes below their parents
-    std::string by;     // command, user or unit: processes are added up
-    std::string limits; // of `why`, where they are not the usual ones: "disk.wait=50ms mem.available=10"
+    bool tree = false;                // processes below their parents
+    std::string by;                   // command, user or unit: processes are added up
+    std::string limits;               // of `why`, where they are not the usual ones: "disk.wait=50ms mem.available=10"
+    std::string port, address, state; // of sockets: "80,443", a part of an address, "ESTABLISHED"
+    bool services = false;            // ports by the names of their services
 };
-inline constexpr auto ViewKind =
-    kind<ViewRow>("VIEW", label("areas", &ViewRow::areas), level("interval", "us", &ViewRow::interval_us),
-                  level("rows", "", &ViewRow::rows), label("sort", &ViewRow::sort), label("user", &ViewRow::user),
-                  label("pid", &ViewRow::pid), label("command", &ViewRow::command), label("cgroup", &ViewRow::cgroup),
-                  level("partitions", "", &ViewRow::partitions), level("tree", "", &ViewRow::tree),
-                  label("by", &ViewRow::by), label("limits", &ViewRow::limits));
+inline constexpr auto ViewKind = kind<ViewRow>(
+    "VIEW", label("areas", &ViewRow::areas), level("interval", "us", &ViewRow::interval_us),
+    level("rows", "", &ViewRow::rows), label("sort", &ViewRow::sort), label("user", &ViewRow::user),
+    label("pid", &ViewRow::pid), label("command", &ViewRow::command), label("cgroup", &ViewRow::cgroup),
+    level("partitions", "", &ViewRow::partitions), level("tree", "", &ViewRow::tree), label("by", &ViewRow::by),
+    label("limits", &ViewRow::limits), label("port", &ViewRow::port), label("address", &ViewRow::address),
+    label("state", &ViewRow::state), level("services", "", &ViewRow::services));

@@ -18,6 +18,7 @@
 #include "record/proto.h"
 #include "record/rows.h"
 #include "record/self.h"
+#include "record/sock.h"
 #include "record/thread.h"
 #include "record/volumes.h"
 #include "record/why.h"
@@ -65,6 +66,10 @@ struct Interval {
     Rows<ChurnRow> churn;
     Rows<FilesRow> filesTotal;
     Rows<FileRow> files;
+    Rows<NetnsRow> namespaces;
+    Rows<SocksRow> socketsTotal;
+    Rows<ListenRow> listeners;
+    Rows<SockRow> sockets;
     Rows<WhyRow> why;
     Rows<WhoRow> who;
     Rows<SufferRow> suffer;
@@ -107,6 +112,10 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(ChurnKind, interval.churn);
     f(FilesKind, interval.filesTotal);
     f(FileKind, interval.files);
+    f(NetnsKind, interval.namespaces);
+    f(SocksKind, interval.socketsTotal);
+    f(ListenKind, interval.listeners);
+    f(SockKind, interval.sockets);
     f(WhyKind, interval.why);
     f(WhoKind, interval.who);
     f(SufferKind, interval.suffer);

@@ -41,6 +41,9 @@ struct ProcRow {
     std::optional<uint64_t> descriptors, descriptor_limit;
     std::optional<int64_t> nice, oom_adjust, oom_score;
     std::optional<uint64_t> written_recently; // storage bytes written in the last 35 s: write-back comes that late
+    // Bytes of its TCP sockets; of one that several processes have, at the one that SOCK names. None: sockets are not
+    // looked at.
+    std::optional<uint64_t> tcp_received, tcp_sent;
 };
 inline constexpr auto ProcKind = kind<ProcRow>(
     "PROC", id("pid", &ProcRow::pid), id("start", &ProcRow::start), label("name", &ProcRow::name),
@@ -60,7 +63,8 @@ inline constexpr auto ProcKind = kind<ProcRow>(
     level("memory_age", "us", &ProcRow::memory_age_us), level("threads", "", &ProcRow::threads),
     level("descriptors", "", &ProcRow::descriptors), level("descriptor_limit", "", &ProcRow::descriptor_limit),
     level("nice", "", &ProcRow::nice), level("oom_adjust", "", &ProcRow::oom_adjust),
-    level("oom_score", "", &ProcRow::oom_score), level("written_35s", "B", &ProcRow::written_recently));
+    level("oom_score", "", &ProcRow::oom_score), level("written_35s", "B", &ProcRow::written_recently),
+    amount("tcp_received", "B", &ProcRow::tcp_received), amount("tcp_sent", "B", &ProcRow::tcp_sent));
 
 // CPU time that the processes explain is accounted_us; that of the machine (without idle, iowait and steal) is used_us.
 // Interrupts are irq_us of it. Kernels that measure their time count it apart from the processes: accounted_us and

@@ -15,9 +15,12 @@ struct SelfRow {
     uint64_t unwritten = 0;            // intervals that could not be written, and whose time is part of this one
     uint64_t helpers_stuck = 0;        // helper processes that hang now
     uint64_t not_allowed = 0;          // files and questions of this sample that a right forbade
+    // TCP segments of the network namespaces that it looks at, and how many of them its sockets explain.
+    std::optional<uint64_t> tcp_segments, tcp_explained;
 };
-inline constexpr auto SelfKind =
-    kind<SelfRow>("SELF", amount("cpu", "us", &SelfRow::cpu_us), amount("sample", "us", &SelfRow::sample_us),
-                  level("memory", "B", &SelfRow::memory), level("late", "us", &SelfRow::late_us),
-                  amount("skipped", "", &SelfRow::skipped), amount("unwritten", "", &SelfRow::unwritten),
-                  level("helpers_stuck", "", &SelfRow::helpers_stuck), level("not_allowed", "", &SelfRow::not_allowed));
+inline constexpr auto SelfKind = kind<SelfRow>(
+    "SELF", amount("cpu", "us", &SelfRow::cpu_us), amount("sample", "us", &SelfRow::sample_us),
+    level("memory", "B", &SelfRow::memory), level("late", "us", &SelfRow::late_us),
+    amount("skipped", "", &SelfRow::skipped), amount("unwritten", "", &SelfRow::unwritten),
+    level("helpers_stuck", "", &SelfRow::helpers_stuck), level("not_allowed", "", &SelfRow::not_allowed),
+    amount("tcp_segments", "", &SelfRow::tcp_segments), amount("tcp_explained", "", &SelfRow::tcp_explained));
