@@ -2,34 +2,26 @@
 
 #include "view/filter.h"
 #include "view/format.h"
+#include "view/order.h"
 
 #include <algorithm>
 #include <vector>
 
-static double value(const std::optional<uint64_t>& amount) { return static_cast<double>(amount.value_or(0)); }
-
 // --- Order
 
-namespace {
-// What the groups can be sorted by, most first.
-struct Order {
-    std::string_view word;
-    double (*of)(const CgroupRow&);
-};
-} // namespace
-static constexpr Order Orders[] = {
-    {"cpu",       [](const CgroupRow& r) { return value(r.cpu_us); }                           },
-    {"mem",       [](const CgroupRow& r) { return value(r.memory); }                           },
-    {"io",        [](const CgroupRow& r) { return value(r.read_bytes) + value(r.write_bytes); }},
-    {"throttled", [](const CgroupRow& r) { return value(r.throttled_us); }                     },
-    {"pids",      [](const CgroupRow& r) { return value(r.pids); }                             },
+static constexpr Order<CgroupRow> Orders[] = {
+    {"cpu",       [](const CgroupRow& r) { return valueOf(r.cpu_us); }                             },
+    {"mem",       [](const CgroupRow& r) { return valueOf(r.memory); }                             },
+    {"io",        [](const CgroupRow& r) { return valueOf(r.read_bytes) + valueOf(r.write_bytes); }},
+    {"throttled", [](const CgroupRow& r) { return valueOf(r.throttled_us); }                       },
+    {"pids",      [](const CgroupRow& r) { return valueOf(r.pids); }                               },
 };
 
 // Memory and tasks are there without anything happening.
 static bool isShown(const CgroupRow& row, std::string_view sort) {
-    return sort == "mem" || sort == "pids" || value(row.cpu_us) > 0 || value(row.reads) + value(row.writes) > 0 ||
-           value(row.throttled_us) > 0 || value(row.memory_some_us) > 0 || value(row.memory_max) > 0 ||
-           value(row.oom_kills) > 0;
+    return sort == "mem" || sort == "pids" || valueOf(row.cpu_us) > 0 || valueOf(row.reads) + valueOf(row.writes) > 0 ||
+           valueOf(row.throttled_us) > 0 || valueOf(row.memory_some_us) > 0 || valueOf(row.memory_max) > 0 ||
+           valueOf(row.oom_kills) > 0;
 }
 
 // The whole machine first, then the others by what was asked for, then by memory.
@@ -37,29 +29,17 @@ static std::vector<const CgroupRow*> ordered(const Interval& interval, const Vie
     std::vector<const CgroupRow*> rows;
     for (auto& row : interval.cgroups.rows)
         if (isShown(row, asked.sort) && isGroupBelow(row.path, asked.cgroup)) rows.push_back(&row);
-    const auto* known =
-        std::find_if(std::begin(Orders), std::end(Orders), [&](auto& order) { return order.word == asked.sort; });
-    const auto of = known == std::end(Orders) ? Orders[0].of : known->of;
+    const auto of = orderOf(Orders, asked.sort).of;
     std::stable_sort(rows.begin(), rows.end(), [&](auto* a, auto* b) {
         const bool first = a->path == "/", second = b->path == "/";
         if (first != second) return first;
         const double left = of(*a), right = of(*b);
-        return left != right ? left > right : value(a->memory) > value(b->memory);
+        return left != right ? left > right : valueOf(a->memory) > valueOf(b->memory);
     });
     return rows;
 }
 
 // --- Cells
-
-// The end of a text, at most so many columns wide, with ".." for what was cut.
-static std::string endOf(std::string_view text, size_t width) {
-    if (textWidth(text) <= width) return std::string(text);
-    while (!text.empty() && textWidth(text) + 2 > width) {
-        text.remove_prefix(1);
-        while (!text.empty() && (static_cast<unsigned char>(text[0]) & 0xC0U) == 0x80) text.remove_prefix(1);
-    }
-    return std::string("..").append(text);
-}
 
 // Containers and pods go by name, others by path. An id that no file has a name for is shown with its kind.
 static std::string titleOf(const CgroupRow& row, size_t width) {
@@ -77,38 +57,32 @@ static void nearCell(Table& table, const std::optional<double>& part, const std:
                                                                                             : Tone::Plain);
 }
 
-static std::optional<double> real(const std::optional<uint64_t>& number) {
-    return number ? std::optional(static_cast<double>(*number)) : std::nullopt;
-}
-
 // Of two limits the one that is met first.
 static std::optional<uint64_t> lower(const std::optional<uint64_t>& a, const std::optional<uint64_t>& b) {
     return a && b ? std::min(*a, *b) : a ? a : b;
 }
 
 static void cells(const CgroupRow& row, double elapsed_us, size_t width, Table& table) {
-    constexpr double MB = 1048576, Second = 1e6, ManyThrottled = 0.1;
+    constexpr double Second = 1e6, ManyThrottled = 0.1;
     const double seconds = elapsed_us / Second;
-    const auto speed = [&](const std::optional<uint64_t>& bytes) {
-        return bytes && seconds > 0 ? fixedText(value(bytes) / MB / seconds, 1) : std::string(NoValue);
-    };
+    const auto speed = [&](const auto& bytes) { return speedText(bytes, seconds); };
     table.cell(titleOf(row, width));
-    table.cell(percentText(real(row.cpu_us), elapsed_us));
+    table.cell(percentText(row.cpu_us, elapsed_us));
     table.cell(row.quota ? fixedText(*row.quota, 2) : std::string(NoValue));
-    nearCell(table, real(row.cpu_us), row.quota ? std::optional(*row.quota * elapsed_us) : std::nullopt);
-    const bool many = value(row.throttled_periods) > ManyThrottled * value(row.periods);
-    table.cell(row.throttled_periods ? percentText(value(row.throttled_periods), value(row.periods))
+    nearCell(table, row.cpu_us, row.quota ? std::optional(*row.quota * elapsed_us) : std::nullopt);
+    const bool many = valueOf(row.throttled_periods) > ManyThrottled * valueOf(row.periods);
+    table.cell(row.throttled_periods ? percentText(valueOf(row.throttled_periods), valueOf(row.periods))
                                      : std::string(NoValue),
                many ? Tone::Bad : Tone::Plain);
     table.cell(orNone(row.memory, sizeText));
-    nearCell(table, real(row.memory), real(lower(row.memory_limit, row.memory_high_limit)));
+    nearCell(table, row.memory, lower(row.memory_limit, row.memory_high_limit));
     table.cell(orNone(row.swap, sizeText));
     table.cell(speed(row.read_bytes)), table.cell(speed(row.write_bytes));
     table.cell(orNone(row.pids, countText));
-    nearCell(table, real(row.pids), real(row.pids_limit));
+    nearCell(table, row.pids, row.pids_limit);
     for (const auto& stall : {row.cpu_some_us, row.memory_some_us, row.io_some_us})
-        table.cell(percentText(real(stall), elapsed_us));
-    table.cell(orNone(row.oom_kills, countText), value(row.oom_kills) > 0 ? Tone::Bad : Tone::Plain);
+        table.cell(percentText(stall, elapsed_us));
+    table.cell(orNone(row.oom_kills, countText), valueOf(row.oom_kills) > 0 ? Tone::Bad : Tone::Plain);
     table.cell(safeText(row.kind));
 }
 

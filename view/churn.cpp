@@ -2,39 +2,30 @@
 
 #include "view/filter.h"
 #include "view/format.h"
+#include "view/order.h"
 
 #include <algorithm>
 #include <cstring>
 #include <vector>
 
-static double value(const std::optional<uint64_t>& amount) { return static_cast<double>(amount.value_or(0)); }
-
 // --- Whose children
 
-namespace {
-// What the rows can be sorted by, most first.
-struct Order {
-    std::string_view word;
-    double (*of)(const ChurnRow&);
-};
-} // namespace
-static constexpr Order Orders[] = {
-    {"ended",  [](const ChurnRow& r) { return value(r.ended); }  },
-    {"cpu",    [](const ChurnRow& r) { return value(r.cpu_us); } },
-    {"failed", [](const ChurnRow& r) { return value(r.failed); } },
-    {"killed", [](const ChurnRow& r) { return value(r.killed); } },
-    {"life",   [](const ChurnRow& r) { return value(r.life_us); }},
+static constexpr Order<ChurnRow> Orders[] = {
+    {"ended",  [](const ChurnRow& r) { return valueOf(r.ended); }  },
+    {"cpu",    [](const ChurnRow& r) { return valueOf(r.cpu_us); } },
+    {"failed", [](const ChurnRow& r) { return valueOf(r.failed); } },
+    {"killed", [](const ChurnRow& r) { return valueOf(r.killed); } },
+    {"life",   [](const ChurnRow& r) { return valueOf(r.life_us); }},
 };
 
 static std::vector<const ChurnRow*> ordered(const Interval& interval, const Filter& filter, std::string_view sort) {
     std::vector<const ChurnRow*> rows;
     for (auto& row : interval.churn.rows)
         if (filter.wants(row)) rows.push_back(&row);
-    const auto* known = std::find_if(std::begin(Orders), std::end(Orders), [&](auto& o) { return o.word == sort; });
-    const auto of = known == std::end(Orders) ? Orders[0].of : known->of;
+    const auto of = orderOf(Orders, sort).of;
     std::stable_sort(rows.begin(), rows.end(), [&](auto* a, auto* b) {
         const double left = of(*a), right = of(*b);
-        return left != right ? left > right : value(a->cpu_us) > value(b->cpu_us);
+        return left != right ? left > right : valueOf(a->cpu_us) > valueOf(b->cpu_us);
     });
     return rows;
 }
@@ -54,17 +45,16 @@ static void showParents(std::span<const ChurnRow* const> rows, double elapsed_us
     Table table(Columns);
     const double seconds = elapsed_us / 1e6;
     for (auto* row : rows) {
-        const auto rate = [&](const std::optional<uint64_t>& amount) {
-            return amount && seconds > 0 ? countText(value(amount) / seconds) : std::string(NoValue);
-        };
+        const auto rate = [&](const auto& amount) { return rateText(amount, seconds); };
         table.cell(safeText(row->parent_name.empty() ? NoValue : row->parent_name));
         table.cell(std::to_string(row->parent));
         table.cell(rate(row->ended));
         table.cell(rate(row->failed));
-        table.cell(rate(row->killed), value(row->killed) > 0 ? Tone::Notice : Tone::Plain);
-        table.cell(percentText(row->cpu_us ? std::optional(value(row->cpu_us)) : std::nullopt, elapsed_us));
-        table.cell(row->life_us && value(row->ended) > 0 ? fixedText(value(row->life_us) / 1000 / value(row->ended), 1)
-                                                         : std::string(NoValue));
+        table.cell(rate(row->killed), valueOf(row->killed) > 0 ? Tone::Notice : Tone::Plain);
+        table.cell(percentText(row->cpu_us, elapsed_us));
+        table.cell(row->life_us && valueOf(row->ended) > 0
+                       ? fixedText(valueOf(row->life_us) / 1000 / valueOf(row->ended), 1)
+                       : std::string(NoValue));
         table.cell(safeText(row->unit));
         table.cell(safeText(row->command.empty() ? NoValue : row->command));
     }
@@ -135,9 +125,7 @@ static void showExits(std::span<const ExitRow* const> rows, Page& page) {
 // --- All together
 
 static std::string summary(const Interval& interval, const ChurnsRow& all, double seconds) {
-    const auto rate = [&](const std::optional<uint64_t>& count) {
-        return count && seconds > 0 ? countText(value(count) / seconds) : std::string(NoValue);
-    };
+    const auto rate = [&](const auto& amount) { return rateText(amount, seconds); };
     std::string text = rate(all.forks) + " forks/s";
     if (all.ended) text += ", " + rate(all.ended) + " ends/s";
     if (const auto* seen = interval.processesTotal.one(); seen && seen->started && seen->ended)

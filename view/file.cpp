@@ -2,28 +2,20 @@
 
 #include "view/filter.h"
 #include "view/format.h"
+#include "view/order.h"
 
 #include <algorithm>
 #include <iterator>
 #include <vector>
 
-static double value(const std::optional<uint64_t>& amount) { return static_cast<double>(amount.value_or(0)); }
-
 // --- Order
 
-namespace {
-// What the files can be sorted by, most first.
-struct Order {
-    std::string_view word;
-    double (*of)(const FileRow&);
-};
-} // namespace
-static constexpr Order Orders[] = {
-    {"forward",  [](const FileRow& r) { return value(r.forward); }                         },
-    {"back",     [](const FileRow& r) { return value(r.backward); }                        },
+static constexpr Order<FileRow> Orders[] = {
+    {"forward",  [](const FileRow& r) { return valueOf(r.forward); }                       },
+    {"back",     [](const FileRow& r) { return valueOf(r.backward); }                      },
     {"growth",   [](const FileRow& r) { return static_cast<double>(r.growth.value_or(0)); }},
-    {"position", [](const FileRow& r) { return value(r.position); }                        },
-    {"size",     [](const FileRow& r) { return value(r.size); }                            },
+    {"position", [](const FileRow& r) { return valueOf(r.position); }                      },
+    {"size",     [](const FileRow& r) { return valueOf(r.size); }                          },
 };
 
 // Where the figures are equal, as they are 0 for all that was written without a movement: by growth, then as they come.
@@ -32,9 +24,7 @@ static std::vector<const FileRow*> ordered(const Interval& interval, const ViewR
     const Filter filter(asked, interval);
     for (auto& row : interval.files.rows)
         if (filter.wants(row)) rows.push_back(&row);
-    const auto* known =
-        std::find_if(std::begin(Orders), std::end(Orders), [&](auto& order) { return order.word == asked.sort; });
-    const auto of = known == std::end(Orders) ? Orders[0].of : known->of;
+    const auto of = orderOf(Orders, asked.sort).of;
     std::stable_sort(rows.begin(), rows.end(), [&](auto* a, auto* b) {
         const double left = of(*a), right = of(*b);
         return left != right ? left > right : a->growth.value_or(0) > b->growth.value_or(0);
@@ -51,22 +41,12 @@ static std::string deviceText(const FileRow& row) {
 
 // Where a terminal is narrow, the end of a long path: it says more than the beginning, and leaves room for figures.
 static std::string pathText(const FileRow& row, size_t width) {
-    constexpr size_t LongestCharacter = 4; // bytes
     const auto text = safeText(row.path) + (row.deleted ? " (deleted)" : "");
-    const size_t room = width * 2 / 5;
-    if (width == 0 || textWidth(text) <= room) return text;
-    std::string_view end = text;
-    end.remove_prefix(end.size() - std::min(end.size(), room * LongestCharacter));
-    const auto inside = [&] { return (static_cast<unsigned char>(end.front()) & 0xC0) == 0x80; };
-    while (!end.empty() && (inside() || textWidth(end) + 3 > room)) end.remove_prefix(1);
-    return "..." + std::string(end);
+    return width == 0 ? text : endOf(text, width * 2 / 5);
 }
 
 static void cells(const FileRow& row, double seconds, size_t width, Table& table) {
-    constexpr double MB = 1048576;
-    const auto rate = [&](const std::optional<uint64_t>& bytes) {
-        return bytes && seconds > 0 ? fixedText(value(bytes) / MB / seconds, 1) : std::string(NoValue);
-    };
+    const auto rate = [&](const auto& bytes) { return speedText(bytes, seconds); };
     table.cell("");
     table.cell(std::to_string(row.pid)), table.cell(safeText(row.name));
     table.cell(std::to_string(row.descriptor)), table.cell(safeText(row.flags));

@@ -2,6 +2,17 @@
 
 #include "record/escape.h"
 
+#include <algorithm>
+
+std::string rateText(const std::optional<uint64_t>& amount, double seconds) {
+    return amount && seconds > 0 ? countText(valueOf(amount) / seconds) : std::string(NoValue);
+}
+
+std::string speedText(const std::optional<uint64_t>& bytes, double seconds) {
+    constexpr double MB = 1048576;
+    return bytes && seconds > 0 ? fixedText(valueOf(bytes) / MB / seconds, 1) : std::string(NoValue);
+}
+
 std::string percentText(std::optional<double> part, double whole) {
     return part && whole > 0 ? fixedText(*part * 100 / whole, 1) : std::string(NoValue);
 }
@@ -55,4 +66,13 @@ std::string_view cutToWidth(std::string_view text, size_t width) {
         if (used > width) break;
     }
     return text.substr(0, at);
+}
+
+std::string endOf(std::string_view text, size_t width) {
+    constexpr size_t LongestCharacter = 4; // bytes
+    if (textWidth(text) <= width) return std::string(text);
+    std::string_view end = text.substr(text.size() - std::min(text.size(), width * LongestCharacter));
+    const auto inside = [&] { return (static_cast<unsigned char>(end.front()) & 0xC0U) == 0x80; };
+    while (!end.empty() && (inside() || textWidth(end) + 3 > width)) end.remove_prefix(1);
+    return "..." + std::string(end);
 }

@@ -15,6 +15,14 @@ template <typename T, typename Show> std::string orNone(const std::optional<T>& 
     return value ? show(static_cast<double>(*value)) : std::string(NoValue);
 }
 
+// An amount as a number; one that is missing counts as 0.
+template <typename T> double valueOf(const std::optional<T>& amount) { return static_cast<double>(amount.value_or(0)); }
+
+// So many a second; "-" without an amount or time.
+std::string rateText(const std::optional<uint64_t>& amount, double seconds);
+// The same of bytes, in MB (1048576) a second with one decimal.
+std::string speedText(const std::optional<uint64_t>& bytes, double seconds);
+
 // A share of a whole in percent, one decimal; "-" without a whole.
 std::string percentText(std::optional<double> part, double whole);
 
@@ -25,3 +33,5 @@ std::string safeText(std::string_view text);
 size_t textWidth(std::string_view text);
 // The start of a text, at most so many columns wide.
 std::string_view cutToWidth(std::string_view text, size_t width);
+// The end of a text, at most so many columns wide, with "..." for what was cut: of a path it says more than the start.
+std::string endOf(std::string_view text, size_t width);

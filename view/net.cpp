@@ -1,27 +1,21 @@
 #include "view/net.h"
 
 #include "view/format.h"
+#include "view/order.h"
 
 #include <algorithm>
 #include <iterator>
 #include <vector>
-
-static double value(const std::optional<uint64_t>& amount) { return static_cast<double>(amount.value_or(0)); }
 
 static std::optional<uint64_t> both(const std::optional<uint64_t>& a, const std::optional<uint64_t>& b) {
     return a || b ? std::optional(a.value_or(0) + b.value_or(0)) : std::nullopt;
 }
 
 static void trafficCells(const LinkTraffic& link, double seconds, Table& table) {
-    constexpr double MB = 1048576;
-    const auto speed = [&](const std::optional<uint64_t>& bytes) {
-        return bytes && seconds > 0 ? fixedText(value(bytes) / MB / seconds, 1) : std::string(NoValue);
-    };
-    const auto rate = [&](const std::optional<uint64_t>& amount) {
-        return amount && seconds > 0 ? countText(value(amount) / seconds) : std::string(NoValue);
-    };
+    const auto speed = [&](const auto& bytes) { return speedText(bytes, seconds); };
+    const auto rate = [&](const auto& amount) { return rateText(amount, seconds); };
     const auto trouble = [&](const std::optional<uint64_t>& amount) {
-        table.cell(rate(amount), value(amount) > 0 ? Tone::Notice : Tone::Plain);
+        table.cell(rate(amount), valueOf(amount) > 0 ? Tone::Notice : Tone::Plain);
     };
     table.cell(speed(link.rx_bytes)), table.cell(speed(link.tx_bytes));
     table.cell(rate(link.rx_packets)), table.cell(rate(link.tx_packets));
@@ -38,30 +32,22 @@ static void useCell(const LinkRow& link, double seconds, Table& table) {
     table.cell(fixedText(use, 1), use >= Saturated ? Tone::Bad : use >= Near ? Tone::Notice : Tone::Plain);
 }
 
-namespace {
-// What the interfaces can be sorted by, most first.
-struct Order {
-    std::string_view word;
-    double (*of)(const LinkRow&);
-};
-} // namespace
-static constexpr Order Orders[] = {
-    {"bytes",   [](const LinkRow& r) { return value(r.rx_bytes) + value(r.tx_bytes); }    },
-    {"read",    [](const LinkRow& r) { return value(r.rx_bytes); }                        },
-    {"write",   [](const LinkRow& r) { return value(r.tx_bytes); }                        },
-    {"packets", [](const LinkRow& r) { return value(r.rx_packets) + value(r.tx_packets); }},
+static constexpr Order<LinkRow> Orders[] = {
+    {"bytes",   [](const LinkRow& r) { return valueOf(r.rx_bytes) + valueOf(r.tx_bytes); }    },
+    {"read",    [](const LinkRow& r) { return valueOf(r.rx_bytes); }                          },
+    {"write",   [](const LinkRow& r) { return valueOf(r.tx_bytes); }                          },
+    {"packets", [](const LinkRow& r) { return valueOf(r.rx_packets) + valueOf(r.tx_packets); }},
     {"errors",
      [](const LinkRow& r) {
-         return value(r.rx_errors) + value(r.tx_errors) + value(r.rx_dropped) + value(r.tx_dropped);
-     }                                                                                    },
+         return valueOf(r.rx_errors) + valueOf(r.tx_errors) + valueOf(r.rx_dropped) + valueOf(r.tx_dropped);
+     }                                                                                        },
 };
 
 static std::vector<const LinkRow*> ordered(const Interval& interval, std::string_view sort) {
     std::vector<const LinkRow*> rows;
     for (auto& row : interval.links.rows)
         if (isActive(row)) rows.push_back(&row);
-    const auto* order = std::find_if(std::begin(Orders), std::end(Orders), [&](auto& o) { return o.word == sort; });
-    const auto of = order == std::end(Orders) ? Orders[0].of : order->of;
+    const auto of = orderOf(Orders, sort).of;
     std::sort(rows.begin(), rows.end(), [&](const LinkRow* a, const LinkRow* b) {
         const double left = of(*a), right = of(*b);
         return left != right ? left > right : a->name < b->name;

@@ -7,14 +7,10 @@
 #include <algorithm>
 #include <vector>
 
-template <typename T> static double value(const std::optional<T>& figure) {
-    return static_cast<double>(figure.value_or(0));
-}
-
 // --- Cells
 
 static std::string growthText(const std::optional<int64_t>& growth) {
-    return !growth ? std::string(NoValue) : (*growth > 0 ? "+" : "") + sizeText(value(growth));
+    return !growth ? std::string(NoValue) : (*growth > 0 ? "+" : "") + sizeText(valueOf(growth));
 }
 
 // Who waited for a CPU as long as that has noticed it.
@@ -25,19 +21,12 @@ static Tone toneOfWait(double wait_us, double elapsed_us) {
 
 // From the CPU to the faults.
 static void figureCells(const ProcRow& row, double elapsed_us, Table& table) {
-    constexpr double MB = 1048576;
     const double seconds = elapsed_us / 1e6;
-    const auto share = [&](const std::optional<uint64_t>& us) {
-        return percentText(us ? std::optional(value(us)) : std::nullopt, elapsed_us);
-    };
-    const auto speed = [&](const std::optional<uint64_t>& bytes) {
-        return bytes && seconds > 0 ? fixedText(value(bytes) / MB / seconds, 1) : std::string(NoValue);
-    };
-    const auto rate = [&](const std::optional<uint64_t>& amount) {
-        return amount && seconds > 0 ? countText(value(amount) / seconds) : std::string(NoValue);
-    };
+    const auto share = [&](const std::optional<uint64_t>& us) { return percentText(us, elapsed_us); };
+    const auto speed = [&](const auto& bytes) { return speedText(bytes, seconds); };
+    const auto rate = [&](const auto& amount) { return rateText(amount, seconds); };
     table.cell(share(row.cpu_us));
-    table.cell(share(row.wait_us), toneOfWait(value(row.wait_us), elapsed_us));
+    table.cell(share(row.wait_us), toneOfWait(valueOf(row.wait_us), elapsed_us));
     table.cell(share(row.block_us));
     table.cell(share(row.children_us));
     table.cell(orNone(row.threads, countText));
@@ -148,9 +137,9 @@ static std::string summary(const ProcsRow& all, size_t shown, const char* what) 
     // Of less CPU time the clock's ticks and the reading itself are too large a part.
     constexpr uint64_t Least = 100000; // microseconds
     if (all.accounted_us && all.used_us.value_or(0) >= Least) {
-        const auto used = value(all.used_us);
-        text += "; CPU accounted for " + percentText(value(all.accounted_us), used) + "%";
-        if (all.irq_us) text += " (irq " + percentText(value(all.irq_us), used) + "%)";
+        const auto used = valueOf(all.used_us);
+        text += "; CPU accounted for " + percentText(valueOf(all.accounted_us), used) + "%";
+        if (all.irq_us) text += " (irq " + percentText(valueOf(all.irq_us), used) + "%)";
     }
     if (all.without_io > 0) text += "; " + std::to_string(all.without_io) + " without I/O figures: wyrt check";
     return text;

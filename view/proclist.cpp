@@ -1,33 +1,31 @@
 #include "view/proclist.h"
 
+#include "view/format.h"
+
 #include <algorithm>
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
 
-template <typename T> static double value(const std::optional<T>& figure) {
-    return static_cast<double>(figure.value_or(0));
-}
-
 // --- Order
 
 // clang-format off
 static constexpr ProcOrder Orders[] = {
-    {"cpu",      [](const ProcRow& r) { return value(r.cpu_us); },                            false},
-    {"wait",     [](const ProcRow& r) { return value(r.wait_us); },                           false},
-    {"mem",      [](const ProcRow& r) { return value(r.rss); },                               true },
-    {"growth",   [](const ProcRow& r) { return value(r.growth); },                            false},
-    {"io",       [](const ProcRow& r) { return value(r.read_bytes) + value(r.write_bytes); }, false},
-    {"read",     [](const ProcRow& r) { return value(r.read_bytes); },                        false},
-    {"write",    [](const ProcRow& r) { return value(r.write_bytes); },                       false},
+    {"cpu",      [](const ProcRow& r) { return valueOf(r.cpu_us); },                            false},
+    {"wait",     [](const ProcRow& r) { return valueOf(r.wait_us); },                           false},
+    {"mem",      [](const ProcRow& r) { return valueOf(r.rss); },                               true },
+    {"growth",   [](const ProcRow& r) { return valueOf(r.growth); },                            false},
+    {"io",       [](const ProcRow& r) { return valueOf(r.read_bytes) + valueOf(r.write_bytes); }, false},
+    {"read",     [](const ProcRow& r) { return valueOf(r.read_bytes); },                        false},
+    {"write",    [](const ProcRow& r) { return valueOf(r.write_bytes); },                       false},
     // One major fault takes longer than any usual number of minor ones.
-    {"faults",   [](const ProcRow& r) { return value(r.major_faults) * 1e9 + value(r.minor_faults); }, false},
-    {"swap",     [](const ProcRow& r) { return value(r.swap); },                              true },
-    {"children", [](const ProcRow& r) { return value(r.children_us); },                       false},
-    {"threads",  [](const ProcRow& r) { return value(r.threads); },                           true },
-    {"switches", [](const ProcRow& r) { return value(r.voluntary) + value(r.involuntary); },  false},
-    {"block",    [](const ProcRow& r) { return value(r.block_us); },                          false},
-    {"files",    [](const ProcRow& r) { return value(r.descriptors); },                       true },
+    {"faults",   [](const ProcRow& r) { return valueOf(r.major_faults) * 1e9 + valueOf(r.minor_faults); }, false},
+    {"swap",     [](const ProcRow& r) { return valueOf(r.swap); },                              true },
+    {"children", [](const ProcRow& r) { return valueOf(r.children_us); },                       false},
+    {"threads",  [](const ProcRow& r) { return valueOf(r.threads); },                           true },
+    {"switches", [](const ProcRow& r) { return valueOf(r.voluntary) + valueOf(r.involuntary); },  false},
+    {"block",    [](const ProcRow& r) { return valueOf(r.block_us); },                          false},
+    {"files",    [](const ProcRow& r) { return valueOf(r.descriptors); },                       true },
 };
 // clang-format on
 

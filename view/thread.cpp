@@ -2,26 +2,18 @@
 
 #include "view/filter.h"
 #include "view/format.h"
+#include "view/order.h"
 
 #include <algorithm>
 #include <vector>
 
-static double value(const std::optional<uint64_t>& figure) { return static_cast<double>(figure.value_or(0)); }
-
-namespace {
-// What the threads can be sorted by, most first.
-struct Order {
-    std::string_view word;
-    double (*of)(const ThreadRow&);
-};
-} // namespace
 // clang-format off
-static constexpr Order Orders[] = {
-    {"cpu",    [](const ThreadRow& r) { return value(r.cpu_us); }},
-    {"wait",   [](const ThreadRow& r) { return value(r.wait_us); }},
-    {"block",  [](const ThreadRow& r) { return value(r.block_us); }},
+static constexpr Order<ThreadRow> Orders[] = {
+    {"cpu",    [](const ThreadRow& r) { return valueOf(r.cpu_us); }},
+    {"wait",   [](const ThreadRow& r) { return valueOf(r.wait_us); }},
+    {"block",  [](const ThreadRow& r) { return valueOf(r.block_us); }},
     // One major fault takes longer than any usual number of minor ones.
-    {"faults", [](const ThreadRow& r) { return value(r.major_faults) * 1e9 + value(r.minor_faults); }},
+    {"faults", [](const ThreadRow& r) { return valueOf(r.major_faults) * 1e9 + valueOf(r.minor_faults); }},
 };
 // clang-format on
 
@@ -40,12 +32,10 @@ static ThreadRow threadOf(const ProcRow& process) {
 static std::vector<ThreadRow> ordered(const Interval& interval, const View& view, size_t most) {
     const Filter filter(view.asked, interval);
     std::vector<ThreadRow> rows;
-    const auto* known =
-        std::find_if(std::begin(Orders), std::end(Orders), [&](auto& order) { return order.word == view.asked.sort; });
-    const bool asked = known != std::end(Orders);
-    const auto of = asked ? known->of : Orders[0].of;
+    const bool asked = findOrder(Orders, view.asked.sort) != nullptr;
+    const auto of = orderOf(Orders, view.asked.sort).of;
     const auto add = [&](const ThreadRow& row) {
-        if (of(row) > 0 || (!asked && value(row.wait_us) > 0)) rows.push_back(row);
+        if (of(row) > 0 || (!asked && valueOf(row.wait_us) > 0)) rows.push_back(row);
     };
     for (auto& row : interval.threads.rows)
         if (filter.wants(row)) add(row);
@@ -55,7 +45,7 @@ static std::vector<ThreadRow> ordered(const Interval& interval, const View& view
     std::partial_sort(rows.begin(), end, rows.end(), [&](auto& a, auto& b) {
         const double left = of(a), right = of(b);
         if (left != right) return left > right;
-        return value(a.wait_us) != value(b.wait_us) ? value(a.wait_us) > value(b.wait_us) : a.tid < b.tid;
+        return valueOf(a.wait_us) != valueOf(b.wait_us) ? valueOf(a.wait_us) > valueOf(b.wait_us) : a.tid < b.tid;
     });
     rows.erase(end, rows.end());
     return rows;
@@ -89,11 +79,9 @@ void showThreads(const Interval& interval, const View& view, Page& page) {
     const auto elapsed_us = static_cast<double>(interval.threadsTotal.elapsed_us);
     Table table(Columns);
     for (auto& row : rows) {
-        const auto share = [&](const std::optional<uint64_t>& us) {
-            table.cell(percentText(us ? std::optional(value(us)) : std::nullopt, elapsed_us));
-        };
+        const auto share = [&](const std::optional<uint64_t>& us) { table.cell(percentText(us, elapsed_us)); };
         const auto rate = [&](const std::optional<uint64_t>& count) {
-            table.cell(count && elapsed_us > 0 ? countText(value(count) * 1e6 / elapsed_us) : std::string(NoValue));
+            table.cell(count && elapsed_us > 0 ? countText(valueOf(count) * 1e6 / elapsed_us) : std::string(NoValue));
         };
         table.cell(std::to_string(row.tid)), table.cell(std::to_string(row.pid));
         table.cell(row.state ? safeText({&row.state, 1}) : std::string(NoValue),

@@ -156,13 +156,21 @@ public:
     const ProcSample& sampled() const { return processes; }
 };
 
+// What sources have in common.
+struct Shared {
+    const Root& root;
+    Helper& helper;
+    const ViewRow& asked;
+    const ProcSource* processes = nullptr; // made before the sources that need it
+};
+
 class ThreadSource : public Source {
     const ProcSource& processes;
     ThreadSampler sampler;
     ThreadSample threads;
 
 public:
-    ThreadSource(const Root& root, const ProcSource& known) : processes(known), sampler(root) {}
+    explicit ThreadSource(const Shared& shared) : processes(*shared.processes), sampler(shared.root) {}
     void sample() override { sampler.sample(processes.ran(), processes.sampled(), threads); }
     void rows(Interval& interval) override { threadRows(threads, interval.threadsTotal, interval.threads); }
 };
@@ -175,20 +183,12 @@ class ChurnSource : public Source {
     WaitingReports waiting;
 
 public:
-    ChurnSource(const Root& root, const ProcSource& known) : processes(known), sampler(root) {}
+    explicit ChurnSource(const Shared& shared) : processes(*shared.processes), sampler(shared.root) {}
     void sample() override { sampler.sample(churn); }
     void rows(Interval& interval) override {
         churnRows(churn, processes.sampled(), interval.processes, waiting, interval.exits, interval.churnTotal,
                   interval.churn);
     }
-};
-
-// What sources have in common.
-struct Shared {
-    const Root& root;
-    Helper& helper;
-    const ViewRow& asked;
-    const ProcSource* processes = nullptr; // made before the sources that need it
 };
 
 // Files are those of the processes that ran.
@@ -198,7 +198,7 @@ class FileSource : public Source {
     const ProcSource& processes;
 
 public:
-    FileSource(const Root& root, const ProcSource& from) : sampler(root), processes(from) {}
+    explicit FileSource(const Shared& shared) : sampler(shared.root), processes(*shared.processes) {}
     void sample() override { sampler.sample(processes.ran(), files); }
     void rows(Interval& interval) override { fileRows(files, interval.processes, interval.filesTotal, interval.files); }
 };
@@ -208,22 +208,15 @@ template <typename S> static std::unique_ptr<Source> makeSource(Shared& shared) 
     return std::make_unique<S>(shared.root, shared.helper);
 }
 
-static std::unique_ptr<Source> makeFiles(Shared& shared) {
-    return std::make_unique<FileSource>(shared.root, *shared.processes);
+// Of a source that looks at the processes.
+template <typename S> static std::unique_ptr<Source> makeOfProcesses(Shared& shared) {
+    return std::make_unique<S>(shared);
 }
 
 static std::unique_ptr<Source> makeProcesses(Shared& shared) {
     auto source = std::make_unique<ProcSource>(shared.root, shared.helper, shared.asked);
     shared.processes = source.get();
     return source;
-}
-
-static std::unique_ptr<Source> makeThreads(Shared& shared) {
-    return std::make_unique<ThreadSource>(shared.root, *shared.processes);
-}
-
-static std::unique_ptr<Source> makeChurn(Shared& shared) {
-    return std::make_unique<ChurnSource>(shared.root, *shared.processes);
 }
 
 template <typename Sampler, typename Sample, auto Fill> static std::unique_ptr<Source> make(Shared& shared) {
@@ -251,9 +244,9 @@ static constexpr Maker Makers[] = {
     {"limits why",                 make<LimitSampler, LimitSample, fillLimits>},
     {"cgroup why",                 makeSource<CgroupSource>},
     {"proc thread churn file why", makeProcesses},
-    {"thread",                     makeThreads},
-    {"churn why",                  makeChurn},
-    {"file why",                   makeFiles},
+    {"thread",                     makeOfProcesses<ThreadSource>},
+    {"churn why",                  makeOfProcesses<ChurnSource>},
+    {"file why",                   makeOfProcesses<FileSource>},
     {"volumes disk file why",      makeSource<VolumeSource>},
 };
 // clang-format on
