@@ -13,17 +13,21 @@
 #include <linux/genetlink.h>
 #include <linux/netlink.h>
 
-// A request for all objects of a type: RTM_GETLINK with an ifinfomsg, SOCK_DIAG_BY_FAMILY with an inet_diag_req_v2.
-template <typename Body> std::string dumpRequest(uint16_t type, const Body& body) {
+// A request for one object: SOCK_DIAG_BY_FAMILY with an inet_diag_req_v2 that names a socket.
+template <typename Body> std::string singleRequest(uint16_t type, const Body& body, uint16_t flags = 0) {
     struct {
         nlmsghdr header;
         Body body;
     } request{};
     request.header.nlmsg_len = NLMSG_LENGTH(sizeof body);
     request.header.nlmsg_type = type;
-    request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+    request.header.nlmsg_flags = static_cast<uint16_t>(NLM_F_REQUEST | flags);
     request.body = body;
     return {reinterpret_cast<const char*>(&request), request.header.nlmsg_len};
+}
+// A request for all objects of a type: RTM_GETLINK with an ifinfomsg, SOCK_DIAG_BY_FAMILY with an inet_diag_req_v2.
+template <typename Body> std::string dumpRequest(uint16_t type, const Body& body) {
+    return singleRequest(type, body, NLM_F_DUMP);
 }
 
 // A request of generic netlink with one attribute. A command that has no answer of its own must be acknowledged.
@@ -81,10 +85,32 @@ public:
     // Sends a request (its sequence number is set here) and collects the messages of the answer, one after the other,
     // without the one that ends it. More than `most` bytes fail with EMSGSIZE, no answer within a second with EAGAIN.
     Asked ask(std::string& request, Contents& answer, size_t most = size_t{64} << 20);
+    // The same for an answer that is too long to be kept: each(messages) gets it piece by piece.
+    template <typename F> Asked askEach(std::string& request, Contents& piece, F&& each) {
+        if (!begin(request)) return Asked::Failed;
+        for (bool interrupted = false;;) {
+            const auto part = next(piece);
+            if (part.failed) return Asked::Failed;
+            interrupted |= part.interrupted;
+            each(piece.view());
+            if (part.last) return interrupted ? Asked::Interrupted : Asked::Whole;
+        }
+    }
+    // Sends several requests for one object each, which stand one after the other, and collects the answers. What an
+    // object is not there for has no answer. At most MostAtOnce requests, so that all answers find room.
+    static constexpr size_t MostAtOnce = 32;
+    Asked askMany(std::string& requests, Contents& answers);
     // The next piece of news from the kernel: one or several messages, or one uevent (strings that end in NUL, the
     // first ACTION@PATH). Does not wait; false: there is none. Messages from other senders are dropped.
     bool take(Contents& news);
     // How often news was lost because it was not read in time. When this has grown, read again what the news is about.
     uint64_t overruns() const { return lost; }
     int handle() const { return fd; } // to be watched by waitUntil
+
+private:
+    struct Part {
+        bool failed = false, last = false, interrupted = false;
+    };
+    bool begin(std::string& request);
+    Part next(Contents& piece);
 };

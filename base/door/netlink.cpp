@@ -88,24 +88,86 @@ static Piece walk(Contents& text, size_t start, uint32_t sequence) {
     return piece;
 }
 
+static bool sendToKernel(int fd, const std::string& request) {
+    sockaddr_nl kernel{};
+    kernel.nl_family = AF_NETLINK;
+    const auto* to = reinterpret_cast<const sockaddr*>(&kernel);
+    return sendto(fd, request.data(), request.size(), 0, to, sizeof kernel) >= 0;
+}
+
+bool Netlink::begin(std::string& request) {
+    if (fd < 0 && !open(protocol)) return false;
+    nlmsghdr header;
+    if (request.size() < sizeof header) return errno = EINVAL, false;
+    memcpy(&header, request.data(), sizeof header);
+    header.nlmsg_seq = ++sequence;
+    memcpy(request.data(), &header, sizeof header);
+    return sendToKernel(fd, request);
+}
+
+Netlink::Part Netlink::next(Contents& piece) {
+    for (;;) {
+        piece.size = 0;
+        piece.error = 0;
+        const auto received = receive(fd, piece, 0);
+        if (received == Received::Other) continue;
+        if (received == Received::Nothing) {
+            const int error = errno;
+            open(protocol); // as below
+            return errno = error, Part{true, true, false};
+        }
+        const auto walked = walk(piece, 0, sequence);
+        if (walked.error) return errno = walked.error, Part{true, true, false};
+        return {false, walked.last, walked.interrupted};
+    }
+}
+
+// Each answer is a message, or an error, which tells that there is no such object.
+Asked Netlink::askMany(std::string& requests, Contents& answers) {
+    answers.size = 0;
+    answers.error = 0;
+    if (fd < 0 && !open(protocol)) return Asked::Failed;
+    size_t left = 0;
+    const uint32_t first = sequence + 1;
+    nlmsghdr header;
+    for (size_t at = 0; at + sizeof header <= requests.size(); left++) {
+        memcpy(&header, requests.data() + at, sizeof header);
+        if (header.nlmsg_len < sizeof header) return errno = EINVAL, Asked::Failed;
+        header.nlmsg_seq = ++sequence;
+        memcpy(requests.data() + at, &header, sizeof header);
+        at += NLMSG_ALIGN(header.nlmsg_len);
+    }
+    if (left > MostAtOnce) return errno = EMSGSIZE, Asked::Failed;
+    if (left > 0 && !sendToKernel(fd, requests)) return Asked::Failed;
+    while (left > 0) {
+        makeRoom(answers, NLMSG_ALIGNTO);
+        answers.size = NLMSG_ALIGN(answers.size);
+        const size_t start = answers.size;
+        const auto received = receive(fd, answers, 0);
+        if (received == Received::Other) continue;
+        if (received == Received::Nothing) {
+            const int error = errno;
+            open(protocol);
+            return errno = error, Asked::Failed;
+        }
+        if (answers.size - start < sizeof header) continue;
+        memcpy(&header, answers.data.get() + start, sizeof header);
+        const bool isMine = header.nlmsg_seq - first < sequence - first + 1;
+        if (!isMine || header.nlmsg_type == NLMSG_ERROR) answers.size = start;
+        left -= isMine;
+    }
+    return Asked::Whole;
+}
+
 Asked Netlink::ask(std::string& request, Contents& answer, size_t most) {
     answer.size = 0;
     answer.error = 0;
-    if (fd < 0 && !open(protocol)) return Asked::Failed;
     const auto fail = [&](int error) {
         open(protocol); // later pieces of this answer must not be taken for the next answer
         errno = error;
         return Asked::Failed;
     };
-    nlmsghdr header;
-    if (request.size() < sizeof header) return errno = EINVAL, Asked::Failed;
-    memcpy(&header, request.data(), sizeof header);
-    header.nlmsg_seq = ++sequence;
-    memcpy(request.data(), &header, sizeof header);
-    sockaddr_nl kernel{};
-    kernel.nl_family = AF_NETLINK;
-    const auto* to = reinterpret_cast<const sockaddr*>(&kernel);
-    if (sendto(fd, request.data(), request.size(), 0, to, sizeof kernel) < 0) return Asked::Failed;
+    if (!begin(request)) return Asked::Failed;
     bool interrupted = false;
     for (;;) {
         makeRoom(answer, NLMSG_ALIGNTO);

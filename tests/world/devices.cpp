@@ -60,6 +60,7 @@ static int protocolOf(const std::string& name) {
 
 static uint32_t groupsOf(const std::string& key) {
     if (key == "exits") return 1;
+    if (key == "ended") return 1 | 4; // of TCP, both families
     if (key == "links") return RTMGRP_LINK;
     if (key == "addresses") return RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR;
     return static_cast<uint32_t>(std::stoul(key));

@@ -103,5 +103,10 @@ void tellAll(TDevices& devices, int protocol, uint32_t groups, const std::string
 
 // Lines of a body (tests/worlds/README.md) as netlink messages. Throws std::runtime_error.
 TMessages encodeMessages(const std::string& protocol, const std::string& body);
+// `socket` and `unix` lines as messages. What a kernel would answer to requests of SOCK_DIAG, which stand one after the
+// other, from the lines of a network namespace: its inode number, or nothing for the machine's own.
+std::string socketMessage(const std::string& rest);
+std::string unixMessage(const std::string& rest);
+TMessages socketsAnswer(const TDevices& devices, const std::string& requests, const std::string& netns);
 // The answer to the question for the number of the family TASKSTATS.
 std::string familyMessage(uint16_t number);

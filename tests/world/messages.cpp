@@ -225,6 +225,8 @@ TMessages encodeMessages(const std::string& protocol, const std::string& body) {
         if (name == "hex") putHex(line, messages.bytes);
         else if (name == "error") messages.error = errnoByName(line);
         else if (name == "interrupted") messages.interrupted = true;
+        else if (protocol == "sockdiag" && name == "socket") messages.bytes += socketMessage(line);
+        else if (protocol == "sockdiag" && name == "unix") messages.bytes += unixMessage(line);
         else if (protocol == "taskstats" && name == "exit") putExit(line, messages.bytes);
         else if (protocol == "route" && name == "link") putLink(RTM_NEWLINK, line, messages.bytes);
         else if (protocol == "route" && name == "unlink") putLink(RTM_DELLINK, line, messages.bytes);

@@ -8,10 +8,7 @@
 #include <cstring>
 
 #include <libmnl/libmnl.h>
-#include <linux/inet_diag.h>
 #include <linux/rtnetlink.h>
-#include <linux/sock_diag.h>
-#include <netinet/in.h>
 
 static TDevices& devices() { return World::current->devices; }
 
@@ -34,12 +31,6 @@ bool Netlink::open(int wanted, uint32_t groups, int) {
 static std::string keyOf(int protocol, const std::string& request) {
     nlmsghdr header;
     memcpy(&header, request.data(), sizeof header);
-    if (protocol == NETLINK_SOCK_DIAG && request.size() >= NLMSG_HDRLEN + sizeof(inet_diag_req_v2)) {
-        inet_diag_req_v2 body;
-        memcpy(&body, request.data() + NLMSG_HDRLEN, sizeof body);
-        const std::string name = body.sdiag_protocol == IPPROTO_TCP ? "tcp" : "udp";
-        return "sockdiag " + name + (body.sdiag_family == AF_INET ? "4" : "6");
-    }
     const std::string key = header.nlmsg_type == RTM_GETLINK    ? "links"
                             : header.nlmsg_type == RTM_GETADDR  ? "addresses"
                             : header.nlmsg_type == RTM_GETSTATS ? "stats"
@@ -76,13 +67,34 @@ Asked Netlink::ask(std::string& request, Contents& answer, size_t most) {
     if (fd < 0 && !open(protocol)) return Asked::Failed;
     if (request.size() < sizeof(nlmsghdr)) return errno = EINVAL, Asked::Failed;
     if (protocol == NETLINK_GENERIC) return askGeneric(devices().sockets[fd], request, answer);
+    TMessages sockets;
+    if (protocol == NETLINK_SOCK_DIAG) sockets = socketsAnswer(devices(), request, "");
     const auto found = devices().answers.find(keyOf(protocol, request));
-    if (found == devices().answers.end()) return setBytes(answer, ""), Asked::Whole;
-    const auto& messages = found->second;
+    if (protocol != NETLINK_SOCK_DIAG && found == devices().answers.end()) return setBytes(answer, ""), Asked::Whole;
+    const auto& messages = protocol == NETLINK_SOCK_DIAG ? sockets : found->second;
     if (messages.error) return errno = messages.error, Asked::Failed;
     if (messages.bytes.size() > most) return errno = EMSGSIZE, Asked::Failed;
     setBytes(answer, messages.bytes);
     return messages.interrupted ? Asked::Interrupted : Asked::Whole;
+}
+
+static std::string begun; // the request whose answer comes next
+
+bool Netlink::begin(std::string& request) {
+    begun = request;
+    return true;
+}
+
+Netlink::Part Netlink::next(Contents& piece) {
+    const auto asked = ask(begun, piece);
+    return {asked == Asked::Failed, true, asked == Asked::Interrupted};
+}
+
+Asked Netlink::askMany(std::string& requests, Contents& answers) {
+    const auto messages = socketsAnswer(devices(), requests, "");
+    if (messages.error) return errno = messages.error, Asked::Failed;
+    setBytes(answers, messages.bytes);
+    return Asked::Whole;
 }
 
 bool Netlink::take(Contents& news) {
