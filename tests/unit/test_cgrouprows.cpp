@@ -467,7 +467,7 @@ TEST(CgroupView, WhatItCannotShow) {
     interval.cgroups.rows = {rowOf("/" + std::string(300, 'x') + "\x1B\n/end", 5)};
     const auto text = shown(interval, 80);
     EXPECT_EQ(text.find('\x1B'), text.npos);
-    EXPECT_NE(text.find("\n..xxx"), text.npos) << text;
+    EXPECT_NE(text.find("\n...xxx"), text.npos) << text;
     EXPECT_NE(text.find("\\x1B\\x0A/end "), text.npos) << text;
     interval.cgroups.rows[0].kind = "container", interval.cgroups.rows[0].name = "3f2a91c04e1b";
     interval.cgroups.rows[0].named = false;
