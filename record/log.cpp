@@ -2,8 +2,9 @@
 
 #include "record/crc.h"
 
-#include <charconv>
+#include <algorithm>
 #include <cstdio>
+#include <utility>
 
 // --- Writing
 
@@ -70,186 +71,186 @@ void LogWriter::interval(const Interval& interval, std::string& out) {
     end(interval.time, interval.elapsed_us, from, interval.number, out);
 }
 
-// --- Reading
+// --- Reading a head
 
-static constexpr size_t Chunk = size_t{1} << 16;
-static constexpr size_t MostInterval = size_t{1} << 28; // a larger one counts as damage and is skipped piece by piece
-
-// False at the end of the log.
-bool LogReader::fill() {
-    if (atEnd) return false;
-    if (begin > 0) {
-        buffer.erase(0, begin);
-        scanned -= begin, begin = 0;
-    }
-    const size_t size = buffer.size();
-    buffer.resize(size + Chunk);
-    const size_t n = read(buffer.data() + size, Chunk);
-    buffer.resize(size + n);
-    atEnd = n == 0;
-    total += n;
-    return n > 0;
+// The cells of a line, one after another.
+static std::string_view takeCell(std::string_view& line) {
+    const auto comma = line.find(',');
+    const auto cell = line.substr(0, comma);
+    line.remove_prefix(comma == line.npos ? line.size() : comma + 1);
+    return cell;
 }
 
-// The next line, without its newline. False: the log has no further whole line.
-bool LogReader::nextLine(std::string_view& line) {
-    size_t from = scanned, newline = 0;
-    while ((newline = buffer.find('\n', from)) == buffer.npos) {
-        const size_t known = buffer.size() - begin; // the part that has been searched already
-        if (!fill()) return false;
-        from = begin + known;
-    }
-    line = std::string_view(buffer).substr(scanned, newline - scanned);
-    scanned = newline + 1;
-    return true;
+static std::vector<std::string_view> cellsOf(std::string_view line) {
+    std::vector<std::string_view> cells;
+    do cells.push_back(takeCell(line));
+    while (!line.empty());
+    return cells;
 }
 
-void LogReader::split(std::string_view line) {
-    cells.clear();
-    for (size_t start = 0;;) {
-        const auto comma = line.find(',', start);
-        cells.push_back(line.substr(start, comma == line.npos ? comma : comma - start));
-        if (comma == line.npos) return;
-        start = comma + 1;
-    }
+static std::string_view takeLine(std::string_view& text) {
+    const auto newline = text.find('\n');
+    const auto line = text.substr(0, newline);
+    text.remove_prefix(newline == text.npos ? text.size() : newline + 1);
+    return line;
 }
 
-template <typename T> static bool readWhole(std::string_view cell, T& value, int base = 10) {
-    const auto [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), value, base);
-    return error == std::errc() && end == cell.data() + cell.size() && !cell.empty();
-}
-
-bool LogReader::parseEnding(std::string_view line, Ending& ending) {
-    split(line);
-    if (cells.size() < 7) return false;
-    const auto time = parseMoment(cells[1]);
-    const auto elapsed = parseSeconds(cells[2]);
-    const auto sum = cells[6];
-    if (!time || !elapsed || sum.size() != 8 || sum.find_first_not_of("0123456789abcdef") != sum.npos ||
-        !readWhole(cells[3], ending.number) || !readWhole(cells[4], ending.records) ||
-        !readWhole(cells[5], ending.bytes) || !readWhole(sum, ending.sum, 16))
-        return false;
-    ending.time = *time, ending.elapsed_us = *elapsed;
-    ending.upToSum = static_cast<size_t>(sum.data() - line.data());
-    return true;
-}
-
-void LogReader::setPlaces() {
-    places.clear();
-    static const Interval none;
-    const auto add = [&](const auto& kind) {
-        const auto known = headers.find(kind.tag);
-        std::vector<std::string_view> names;
-        if (known != headers.end()) names.assign(known->second.begin(), known->second.end());
-        places.push_back(placesOf(kind, names));
-    };
-    eachKind(none, [&](const auto& kind, const auto&) { add(kind); });
-    add(ViewKind);
-}
-
-// "#wyrt,2,..." and "#KIND,time,secs,...": cells[0] is the first word.
-void LogReader::takeHeadLine() {
-    const auto tag = cells[0].substr(1);
+// "#wyrt,2,..." and "#KIND,time,secs,..."
+void LogReader::takeHeadLine(std::string_view line, size_t& cells) {
+    constexpr size_t MostCells = 50000; // a forged head must not take memory without end
+    const auto words = cellsOf(line);
+    const auto tag = words[0].substr(1);
     if (tag == "wyrt") {
         logHead = {}, logView = {};
         headers.clear();
-        const auto cell = [&](size_t i) { return i < cells.size() ? cells[i] : std::string_view{}; };
-        size_t i = 2;
-        for (auto* text : {&logHead.version, &logHead.host, &logHead.boot, &logHead.run})
-            if (!readCell(cell(i++), *text)) badHead = true;
+        size_t i = 2; // after the format
+        for (auto* text : {&logHead.version, &logHead.host, &logHead.boot, &logHead.run}) {
+            if (!readCell(i < words.size() ? words[i] : "", *text)) badHead = true;
+            i++;
+        }
+    } else if ((cells += words.size()) <= MostCells) {
+        headers[std::string(tag)].assign(words.begin(), words.end());
     } else {
-        headers[std::string(tag)].assign(cells.begin(), cells.end());
+        badHead = true;
     }
 }
 
-// Reads the lines of one interval or head. False: a line does not fit its kind.
-bool LogReader::takeLines(std::string_view text, Interval& interval, bool isHead) {
-    bool good = true;
-    if (isHead) badHead = false;
-    for (size_t at = 0; at < text.size();) {
-        auto newline = text.find('\n', at);
-        if (newline == text.npos) newline = text.size();
-        const auto line = text.substr(at, newline - at);
-        at = newline + 1;
-        if (line.empty()) continue;
-        split(line);
-        if (line[0] == '#') {
-            if (isHead) takeHeadLine();
-            continue;
-        }
-        auto use = kindUses.find(cells[0]);
-        if (use == kindUses.end()) use = kindUses.emplace(std::string(cells[0]), KindUse{}).first;
-        use->second.records++, use->second.bytes += line.size() + 1;
-        if (isHead && cells[0] == ViewKind.tag) {
-            setPlaces();
-            if (readCells(cells, ViewKind, places.back(), logView) == RowRead::Damaged) good = false;
-            continue;
-        }
-        size_t kindIndex = 0;
-        eachKind(interval, [&](const auto& kind, auto& rows) {
-            const size_t mine = kindIndex++;
-            if (cells[0] != kind.tag || mine >= places.size()) return;
-            auto& row = rows.rows.emplace_back();
-            const auto result = readCells(cells, kind, places[mine], row);
-            const auto elapsed = cells.size() > 2 ? parseSeconds(cells[2]) : std::nullopt;
-            if (elapsed) rows.elapsed_us = *elapsed;
-            rows.sampled = true;
-            if (result == RowRead::Damaged || !elapsed) good = false;
-            if (result == RowRead::Rest) {
-                rows.rest = std::move(row);
-                rows.rows.pop_back();
-            }
-        });
+// Where each member of a kind is in the lines of this log. Mostly they are in the kind's own order.
+template <typename Kind> std::vector<size_t> LogReader::placesIn(const Kind& kind) const {
+    std::vector<size_t> places(kind.members.size(), NoCell);
+    const auto known = headers.find(kind.tag);
+    if (known == headers.end()) return places;
+    const auto& names = known->second;
+    for (size_t i = 0; i < places.size(); i++) {
+        const size_t usual = i + RowPlan::FirstCell;
+        if (usual < names.size() && names[usual] == kind.members[i].name) places[i] = usual;
+        else if (auto at = std::find(names.begin(), names.end(), kind.members[i].name); at != names.end())
+            places[i] = static_cast<size_t>(at - names.begin());
     }
-    if (isHead) setPlaces();
+    return places;
+}
+
+bool LogReader::takeView(std::string_view line) {
+    return readCells(cellsOf(line), ViewKind, placesIn(ViewKind), logView) != RowRead::Damaged;
+}
+
+void LogReader::takeHead() {
+    badHead = !frame.good;
+    size_t cells = 0;
+    for (auto text = frame.text; !text.empty();) {
+        const auto line = takeLine(text);
+        if (line.starts_with('#')) takeHeadLine(line, cells);
+        else if (line.starts_with(ViewKind.tag) && !takeView(line)) badHead = true;
+    }
+    plans.clear();
+    static const Interval none;
+    eachKind(none, [&](const auto& kind, const auto&) { plans.emplace_back(kind, placesIn(kind)); });
+}
+
+// --- Reading an interval
+
+// The rows of larger intervals, with what their texts can take, are no longer read: a forged log must not take memory
+// without end.
+static constexpr size_t MostRowBytes = size_t{36} << 20;
+
+namespace {
+// Lines on their way into rows of a kind.
+struct Lines {
+    std::string_view text; // what is left
+    bool good = true;      // all fitted their kind
+    int64_t elapsed_us = 0;
+    std::string_view secs; // as they were read last: those of a run are all alike
+};
+} // namespace
+
+static void takeSeconds(std::string_view secs, Lines& lines) {
+    if (secs == lines.secs && !secs.empty()) return;
+    const auto elapsed = parseSeconds(secs);
+    if (elapsed) lines.elapsed_us = *elapsed, lines.secs = secs;
+    else lines.good = false;
+}
+
+// Reads lines into rows of so many bytes from `row` on, up to the line of `rest` or the last. Returns how many rows it
+// filled; of these, `isRest` says that the last is that one.
+static size_t readRows(Lines& lines, const RowPlan& plan, std::byte* row, size_t bytes, const void* none,
+                       bool& isRest) {
+    isRest = false;
+    size_t count = 0;
+    for (; !lines.text.empty() && !isRest; count++, row += bytes) {
+        auto line = takeLine(lines.text);
+        takeCell(line), takeCell(line); // kind and time
+        takeSeconds(takeCell(line), lines);
+        const auto result = plan.read(line, row, none);
+        lines.good &= result != RowRead::Damaged;
+        isRest = result == RowRead::Rest;
+    }
+    return count;
+}
+
+// Reads the lines of one kind. False: one does not fit it, or they are too many.
+bool LogReader::takeRows(const LineRun& run, Interval& interval) {
+    Lines lines;
+    lines.text = run.lines;
+    size_t index = 0;
+    eachKind(interval, [&](const auto& kind, auto& rows) {
+        using Row = typename std::remove_reference_t<decltype(rows)>::Row;
+        const size_t mine = index++;
+        if (kind.tag != run.tag || mine >= plans.size()) return;
+        static const Row none{};
+        auto& used = filled[mine];
+        rowBytes += run.count * sizeof(Row) + run.lines.size();
+        if (rowBytes > MostRowBytes) return void(lines.good = false);
+        if (rows.rows.size() < used + run.count) {
+            rows.rows.reserve(used + run.count);
+            rows.rows.resize(used + run.count);
+        }
+        lines.elapsed_us = rows.elapsed_us;
+        while (!lines.text.empty()) {
+            bool isRest = false;
+            auto* first = reinterpret_cast<std::byte*>(rows.rows.data() + used);
+            used += readRows(lines, plans[mine], first, sizeof(Row), &none, isRest);
+            if (isRest) rows.rest = std::move(rows.rows[--used]);
+        }
+        rows.elapsed_us = lines.elapsed_us;
+        rows.sampled = true;
+    });
+    return lines.good;
+}
+
+// Reads the lines of an interval. False: a line does not fit its kind.
+bool LogReader::takeLines(Interval& interval) {
+    constexpr size_t MuchUnused = size_t{1} << 20;
+    bool good = true;
+    rowBytes = 0;
+    filled.assign(plans.size(), 0);
+    eachKind(interval, [](const auto&, auto& rows) { rows.sampled = false, rows.elapsed_us = 0, rows.rest.reset(); });
+    for (auto text = frame.text; !text.empty();) {
+        const auto run = takeLineRun(text);
+        if (!run.tag.starts_with('#') && !takeRows(run, interval)) good = false;
+    }
+    size_t index = 0;
+    eachKind(interval, [&](const auto&, auto& rows) {
+        using Row = typename std::remove_reference_t<decltype(rows)>::Row;
+        const size_t used = index < filled.size() ? filled[index] : 0;
+        index++;
+        rows.rows.resize(used);
+        if (used == 0 && rows.rows.capacity() * sizeof(Row) > MuchUnused) rows.rows = {};
+    });
     return good;
 }
 
-// The text from `from` to `to` in the buffer is one interval, or a head, or rubbish.
-LogReader::Found LogReader::finish(size_t from, size_t to, const Ending* ending, bool good, Interval& interval) {
-    clearRows(interval);
-    interval.time = ending ? ending->time : Moment{};
-    interval.elapsed_us = ending ? ending->elapsed_us : 0;
-    interval.number = ending ? ending->number : 0;
-    const auto text = std::string_view(buffer).substr(from, to - from);
-    textFrom = from, textSize = text.size();
-    // A damaged head may have lost its first line.
-    const bool isHead = text.starts_with("#wyrt,") || (!good && text.find("\n#") != text.npos);
-    const bool readable = (!isHead && !wantRows) || takeLines(text, interval, isHead);
-    begin = scanned;
-    if (isHead) {
-        badHead = badHead || !good || !readable;
-        return Found::Head;
-    }
-    interval.damaged = !good || !readable;
-    return Found::Interval;
-}
-
 LogReader::Found LogReader::next(Interval& interval) {
-    for (std::string_view line;;) {
-        if (!nextLine(line)) break;
-        const size_t start = scanned - line.size() - 1;
-        if (!line.starts_with("END,")) {
-            if (scanned - begin > MostInterval) return finish(begin, scanned, nullptr, false, interval);
-            continue;
-        }
-        Ending ending;
-        if (!parseEnding(line, ending)) return finish(begin, start, nullptr, false, interval);
-        const auto sumFrom = [&](size_t from) {
-            return crc32c(std::string_view(buffer).substr(from, start + ending.upToSum - from)) == ending.sum;
-        };
-        if (ending.bytes == start - begin && sumFrom(begin)) return finish(begin, start, &ending, true, interval);
-        if (ending.bytes < start - begin && sumFrom(start - ending.bytes)) {
-            // The END of the previous interval is missing: the text before this one is damaged, this one is whole. The
-            // next call finds it again.
-            const size_t own = start - ending.bytes;
-            scanned = own;
-            return finish(begin, own, nullptr, false, interval);
-        }
-        return finish(begin, start, &ending, false, interval);
+    for (;;) {
+        const auto found = frames.next(frame);
+        if (found == LogFrames::Found::End) return Found::End;
+        if (found == LogFrames::Found::Frame && frame.isHead) return takeHead(), Found::Head;
+        if (frame.dated && !bounds.has(frame.ending.time)) continue;
+        interval.time = frame.ending.time;
+        interval.elapsed_us = frame.ending.elapsed_us;
+        interval.number = frame.ending.number;
+        if (!wantRows) clearRows(interval);
+        const bool readable = !wantRows || takeLines(interval);
+        interval.damaged = !frame.good || !readable;
+        return found == LogFrames::Found::Torn ? Found::Torn : Found::Interval;
     }
-    if (begin == buffer.size()) return Found::End;
-    finish(begin, buffer.size(), nullptr, false, interval);
-    begin = scanned = buffer.size();
-    return Found::Torn;
 }

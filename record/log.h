@@ -7,12 +7,14 @@
 //     END,2026-11-21T14:05:10.000+01:00,2.000137,31,212,48211,9f3a01c4
 #pragma once
 
+#include "record/frames.h"
 #include "record/host.h"
 #include "record/interval.h"
+#include "record/rowplan.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
+#include <limits>
 #include <map>
 #include <string>
 #include <string_view>
@@ -39,17 +41,18 @@ public:
     void interval(const Interval& interval, std::string& out);
 };
 
-// The share of a log that each kind takes.
-struct KindUse {
-    uint64_t records = 0, bytes = 0;
+// A part of a log: the intervals that end in it.
+struct Bounds {
+    int64_t since_ms = std::numeric_limits<int64_t>::min(), until_ms = std::numeric_limits<int64_t>::max();
+    bool has(Moment time) const { return time.epoch_ms > since_ms && time.epoch_ms <= until_ms; }
 };
 
-// Reads a log from start to end, one interval at a time. It needs memory for one interval.
+// Reads a log from start to end, one interval at a time. It needs memory for one interval, and less than 64 MB for any
+// log.
 class LogReader {
 public:
-    // Gives at most `size` bytes to `to`; 0: there are no more.
-    using Read = std::function<size_t(char* to, size_t size)>;
-    explicit LogReader(Read source) : read(std::move(source)) {}
+    using Read = LogFrames::Read;
+    explicit LogReader(Read source) : frames(std::move(source)) {}
 
     enum class Found {
         Head,     // head() and view() have changed
@@ -57,53 +60,46 @@ public:
         Torn,     // the log ends in the middle of an interval
         End
     };
-    // Fills `interval` when it finds one. A damaged interval is filled as far as it can be read.
+    // Fills `interval` when it finds one. Its rows are used again, so pass the same one each time. A damaged interval
+    // is filled as far as it can be read.
     Found next(Interval& interval);
+
     // Without rows: intervals keep their time, number and checksum, and who wants their lines takes text(). That is
     // much faster. Heads are read as ever.
     void leaveOutRows() { wantRows = false; }
     // The lines of the interval or head that was found last, without its END. Valid until the next call of next().
-    std::string_view text() const { return std::string_view(buffer).substr(textFrom, textSize); }
+    std::string_view text() const { return frame.text; }
     // The lines of the head by their first word without '#', "DISK" and "DISK:role", as cells.
     const std::map<std::string, std::vector<std::string>, std::less<>>& headLines() const { return headers; }
+    // Intervals outside are passed over without taking them apart; damaged ones when their END says so.
+    void only(const Bounds& wanted) { bounds = wanted; }
+    // The source has been moved to this position of the log, where an interval or a head begins.
+    void goTo(uint64_t at) { frames.goTo(at); }
 
     const LogHead& head() const { return logHead; }
     const ViewRow& view() const { return logView; }
     // What the fields of its lines mean is then uncertain. True before there is a head.
     bool headDamaged() const { return badHead; }
-    // The sizes of everything read so far, including kinds that this program does not know.
-    const std::map<std::string, KindUse, std::less<>>& uses() const { return kindUses; }
-    uint64_t bytesRead() const { return total; }
+    uint64_t bytesRead() const { return frames.bytesRead(); }
 
 private:
-    struct Ending { // the fields of an END line
-        Moment time;
-        int64_t elapsed_us = 0;
-        uint64_t number = 0, records = 0, bytes = 0;
-        uint32_t sum = 0;
-        size_t upToSum = 0; // number of its bytes that the checksum covers
-    };
-
-    Read read;
-    std::string buffer;                // from the end of the last interval on
-    size_t begin = 0, scanned = 0;     // its position; the position of the line to examine next
-    size_t textFrom = 0, textSize = 0; // of what was found last
-    bool atEnd = false, wantRows = true;
-    uint64_t total = 0;
+    LogFrames frames;
+    Frame frame;
+    Bounds bounds;
+    bool wantRows = true;
     LogHead logHead;
     ViewRow logView;
     bool badHead = true;                                                  // until there is one
     std::map<std::string, std::vector<std::string>, std::less<>> headers; // by first word
-    std::vector<std::vector<size_t>> places;                              // by kind, in the order of eachKind
-    std::map<std::string, KindUse, std::less<>> kindUses;
-    std::vector<std::string_view> cells; // working space
+    std::vector<RowPlan> plans;                                           // by kind, in the order of eachKind
+    std::vector<size_t> filled;                                           // rows of this interval, by kind
+    size_t rowBytes = 0;                                                  // that they take, with their texts
 
-    bool fill();
-    bool nextLine(std::string_view& line);
-    bool parseEnding(std::string_view line, Ending& ending);
-    void split(std::string_view line);
-    bool takeLines(std::string_view text, Interval& interval, bool isHead);
-    void takeHeadLine();
-    void setPlaces();
-    Found finish(size_t from, size_t to, const Ending* ending, bool good, Interval& interval);
+    void takeHead();
+    void takeHeadLine(std::string_view line, size_t& cells);
+    bool takeView(std::string_view line);
+    template <typename Kind> std::vector<size_t> placesIn(const Kind& kind) const;
+    void makePlans();
+    bool takeLines(Interval& interval);
+    bool takeRows(const LineRun& run, Interval& interval);
 };

@@ -10,6 +10,11 @@
 #include <algorithm>
 
 namespace {
+// The share of a log that each kind takes.
+struct KindUse {
+    uint64_t records = 0, bytes = 0;
+};
+
 // What was counted of all logs together.
 struct Holdings {
     LogHead head;
@@ -30,10 +35,29 @@ static void addHead(const LogReader& reader, Holdings& all) {
     else all.head = head;
 }
 
+// A whole number in a line of a kind; none: it has no such field.
+static std::optional<uint64_t> figureIn(std::string_view line, std::string_view kind, std::string_view field,
+                                        const LogReader& reader) {
+    const auto names = reader.headLines().find(kind);
+    if (names == reader.headLines().end()) return {};
+    for (auto& name : names->second) {
+        const auto cell = line.substr(0, line.find_first_of(",\n"));
+        std::optional<uint64_t> value;
+        if (name == field) return readCell(cell, value) ? value : std::nullopt;
+        line.remove_prefix(std::min(line.size(), cell.size() + 1));
+    }
+    return {};
+}
+
+static bool isLate(std::string_view line, const LogReader& reader) {
+    constexpr uint64_t LateUs = 10000; // what nobody would notice
+    const auto figure = [&](std::string_view field) { return figureIn(line, SelfKind.tag, field, reader).value_or(0); };
+    return figure("late") > LateUs || figure("skipped") > 0;
+}
+
 static void addInterval(const Interval& interval, Holdings& all) {
     if (interval.damaged) return void(all.damaged++);
-    constexpr int64_t GapMs = 1000;    // what two clocks may differ by
-    constexpr uint64_t LateUs = 10000; // what nobody would notice
+    constexpr int64_t GapMs = 1000; // what two clocks may differ by
     all.intervals++;
     if (!all.first) all.first = interval.time, all.first_elapsed_us = interval.elapsed_us;
     if (all.last) {
@@ -41,8 +65,20 @@ static void addInterval(const Interval& interval, Holdings& all) {
         if (missing > GapMs) all.gaps++, all.gap_ms += static_cast<uint64_t>(missing);
     }
     all.last = interval.time;
-    const auto* self = interval.self.one();
-    if (self && (self->late_us > LateUs || self->skipped > 0)) all.late++;
+}
+
+// Counts the records of each kind, those of this program's own cost included, which say whether it was late.
+static void addLines(const LogReader& reader, Holdings& all) {
+    constexpr size_t MostKinds = 1000; // a forged log must not take memory without end
+    for (auto text = reader.text(); !text.empty();) {
+        const auto run = takeLineRun(text);
+        if (run.tag.starts_with('#')) continue;
+        auto use = all.uses.find(run.tag);
+        if (use == all.uses.end())
+            use = all.uses.emplace(all.uses.size() < MostKinds ? std::string(run.tag) : "others", KindUse{}).first;
+        use->second.records += run.count, use->second.bytes += run.lines.size();
+        if (run.tag == SelfKind.tag && isLate(run.lines, reader)) all.late++;
+    }
 }
 
 static std::string momentText(Moment moment) {
@@ -100,19 +136,15 @@ int info(const Asked& asked) {
     Output out;
     if (!out.open(asked)) return Failed;
     Holdings all;
-    const int status = eachFound(asked, [&](const LogReader& reader, LogReader::Found found, Interval& interval) {
+    const auto add = [&](const LogReader& reader, LogReader::Found found, Interval& interval) {
         if (found == LogReader::Found::Head) addHead(reader, all);
         if (found == LogReader::Found::Interval) addInterval(interval, all);
         if (found == LogReader::Found::Torn) all.torn++;
-        if (found == LogReader::Found::Torn || found == LogReader::Found::End) {
-            all.bytes += reader.bytesRead();
-            for (auto& [name, use] : reader.uses()) {
-                all.uses[name].records += use.records;
-                all.uses[name].bytes += use.bytes;
-            }
-        }
+        if (found != LogReader::Found::End) addLines(reader, all);
+        if (found == LogReader::Found::Torn || found == LogReader::Found::End) all.bytes += reader.bytesRead();
         return true;
-    });
+    };
+    const int status = eachFound(asked, add, Want::Lines);
     if (all.heads == 0) return status == Done ? failed("this is no log of wyrt") : status;
     Page page(0, false);
     showSpan(all, page);

@@ -3,14 +3,8 @@
 
 #include "wyrtlog/logs.h"
 
-#include <limits>
 #include <string>
 
-// The intervals that end in it are in the span.
-struct Bounds {
-    int64_t since_ms = std::numeric_limits<int64_t>::min(), until_ms = std::numeric_limits<int64_t>::max();
-    bool has(Moment time) const { return time.epoch_ms > since_ms && time.epoch_ms <= until_ms; }
-};
 // What --since and --until say. Returns why they cannot be used; empty: they can.
 std::string takeBounds(const Asked& asked, Bounds& bounds);
 
