@@ -11,6 +11,7 @@ _wyrt_command() {
     local lives='--save --color --scroll'
     local logs='--help --damaged --output'
     local shows='--color --no-pager'
+    local exports='--format --kind --fields --rates'
     local spans='--since --until'
     local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} words='' logs_too=0
 
@@ -22,9 +23,10 @@ _wyrt_command() {
             return 0
             ;;
         --color) words='auto always never' ;;
+        --format) words='csv tsv jsonl' ;;
         --by) words='command user unit' ;;
         --sort) words=$sorts ;;
-        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --since | --until) return 0 ;;
+        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --since | --until | --kind | --fields) return 0 ;;
         *)
             case $command in
                 live) words="$tasks $views $samples $lives" ;;
@@ -32,6 +34,7 @@ _wyrt_command() {
                 check) words=$tasks ;;
                 show) words="$logs $views $shows" ;;
                 why) words="$logs $shows $spans --limit" ;;
+                export) words="$logs $exports $spans" ;;
                 info) words=$logs ;;
             esac
             [[ $cur == -* ]] || words=operands
@@ -39,8 +42,8 @@ _wyrt_command() {
     esac
     if [[ $words == operands ]]; then
         words=$areas
-        [[ $command == info || $command == why ]] && words=''
-        [[ $command == show || $command == info || $command == why ]] && logs_too=1
+        [[ $command == info || $command == why || $command == export ]] && words=''
+        [[ $command == show || $command == info || $command == why || $command == export ]] && logs_too=1
     fi
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
     if ((logs_too)); then
@@ -51,7 +54,7 @@ _wyrt_command() {
 }
 
 _wyrt() {
-    local commands='live record check show why info'
+    local commands='live record check show why export info'
     local flags='h e v H a b B V Z k f F S m t r'
     local valued='c s i I C T R g G p P o n d'
     local words='io time mem none ps'

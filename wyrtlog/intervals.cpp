@@ -17,10 +17,10 @@ std::string takeBounds(const Asked& asked, Bounds& bounds) {
     return {};
 }
 
-int Intervals::each(const Asked& asked, const Bounds& bounds, const OnInterval& onInterval) {
+int Intervals::each(const Asked& asked, const Bounds& bounds, const OnInterval& onInterval, Want want) {
     const LogReader* last = nullptr; // logs that overlap take turns
     bool changed = true;
-    return eachFound(asked, [&](const LogReader& reader, LogReader::Found found, Interval& interval) {
+    const auto onFound = [&](const LogReader& reader, LogReader::Found found, Interval& interval) {
         if (found == LogReader::Found::Head) changed = true;
         if (found == LogReader::Found::Torn) left++;
         if (found != LogReader::Found::Interval) return true;
@@ -30,7 +30,8 @@ int Intervals::each(const Asked& asked, const Bounds& bounds, const OnInterval& 
         last = &reader, changed = false;
         count++;
         return onInterval(reader, isOther, interval);
-    });
+    };
+    return eachFound(asked, onFound, want);
 }
 
 void Intervals::reportLeftOut() const {

@@ -15,7 +15,9 @@ class Intervals {
     uint64_t count = 0, left = 0;
 
 public:
-    int each(const Asked& asked, const Bounds& bounds, const OnInterval& onInterval);
+    int each(const Asked& asked, const Bounds& bounds, const OnInterval& onInterval, Want want = Want::Rows);
+    // The one that f has is damaged after all.
+    void leaveOut() { count--, left++; }
     // How many there were.
     uint64_t given() const { return count; }
     // A line on standard error when some were left out because they are damaged or cut short.

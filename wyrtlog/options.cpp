@@ -36,20 +36,25 @@ struct Option {
 } // namespace
 
 static constexpr unsigned Shows = static_cast<unsigned>(LogTask::Show), Whys = static_cast<unsigned>(LogTask::Why),
-                          Every = ~0U;
+                          Exports = static_cast<unsigned>(LogTask::Export), Every = ~0U;
 
 // clang-format off
 static constexpr Command Commands[] = {
     {"show", LogTask::Show, "[AREA...] [LOG...]", "The tables of a log, as they were live. Without areas: those that were shown then."},
     {"why",  LogTask::Why,  "[LOG...]", "What was under pressure, who did it, and who suffered, of a log or a span of it."},
+    {"export", LogTask::Export, "[LOG...]", "What a log holds, for other programs."},
     {"info", LogTask::Info, "[LOG...]", "What a log holds: host, span, intervals, gaps, damage, and how much each kind takes."},
 };
 
 static constexpr Option Options[] = {
     {"--damaged",   "",     "what fails its checksum, too",                       Every,        nullptr,         &Asked::damaged},
     {"-o,--output", "FILE", "to FILE instead of standard output",                 Every,        &Asked::output,  nullptr},
-    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Whys,         &Asked::since,   nullptr},
-    {"--until",     "TIME", "up to then",                                         Whys,         &Asked::until,   nullptr},
+    {"--format",    "WORD", "csv, tsv or jsonl; without it the ending of FILE tells", Exports, &Asked::format, nullptr},
+    {"--kind",      "KIND", "only these kinds of records: DISK or DISK,CPU",      Exports,      &Asked::kinds,   nullptr},
+    {"--fields",    "LIST", "only these fields of one kind, in this order: time,name,reads", Exports, &Asked::fields, nullptr},
+    {"--rates",     "",     "amounts a second instead of amounts",                Exports,      nullptr,         &Asked::rates},
+    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Whys | Exports, &Asked::since,   nullptr},
+    {"--until",     "TIME", "up to then",                                         Whys | Exports, &Asked::until,   nullptr},
     {"--no-pager",  "",     "no pager on a terminal",                             Shows | Whys, nullptr,         &Asked::noPager},
 };
 // clang-format on

@@ -10,7 +10,7 @@
 #include <vector>
 
 // A bit each, so that an option can say which commands take it.
-enum class LogTask : unsigned { Show = 1, Why = 2, Info = 4 };
+enum class LogTask : unsigned { Show = 1, Why = 2, Info = 4, Export = 8 };
 
 struct Asked {
     LogTask task = LogTask::Show;
@@ -20,9 +20,11 @@ struct Asked {
     TableWords table;
     bool damaged = false; // show what fails its sum, too
     Color color = Color::Auto;
-    bool noPager = false;     // on a terminal, too
-    std::string output;       // empty: standard output
-    std::string since, until; // as they were typed; empty: the log's own ends
+    bool noPager = false;              // on a terminal, too
+    std::string output;                // empty: standard output
+    std::string format, kinds, fields; // of export, as they were typed
+    bool rates = false;                // of export: amounts a second
+    std::string since, until;          // as they were typed; empty: the log's own ends
 };
 
 // The folder that is read when no log is named.

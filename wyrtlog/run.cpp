@@ -4,6 +4,7 @@
 #include "base/held.h"
 #include "base/infile.h"
 #include "base/refusal.h"
+#include "wyrtlog/export.h"
 #include "wyrtlog/info.h"
 #include "wyrtlog/show.h"
 #include "wyrtlog/why.h"
@@ -23,6 +24,8 @@ int wyrtlogMain(int argc, char** argv) {
     switch (line.asked.task) {
     case LogTask::Why:
         return why(line.asked);
+    case LogTask::Export:
+        return exportLog(line.asked);
     case LogTask::Info:
         return info(line.asked);
     case LogTask::Show:

@@ -17,7 +17,7 @@ offers() {
 }
 
 offers '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
-offers '' 'live record check show why info -h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
+offers '' 'live record check show why export info -h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
 offers -b -Z '-Z'
 offers -p '' ''
 offers -p 24 '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
@@ -58,6 +58,8 @@ offers show --da '--damaged'
 offers show --o '--output'
 offers show --color n 'never'
 offers info n 'net.wyrt'
+offers export d 'day.wyrt'
+offers export --format j 'jsonl'
 offers info -- '--help --damaged --output'
 offers check -- '--help --root --output'
 offers -b live d ''

@@ -116,11 +116,12 @@ TEST(Completion, OptionsOfTheCommandsThatReadLogs) {
     why.emplace_back("--limit");
     std::sort(why.begin(), why.end());
     EXPECT_EQ(why, longOptions("why"));
+    EXPECT_EQ(listed({"logs", "exports", "spans"}), longOptions("export"));
     EXPECT_EQ(listed({"logs"}), longOptions("info"));
 }
 
 TEST(Completion, Commands) {
     const auto words = getList("commands");
-    EXPECT_EQ(words.size(), 6U);
+    EXPECT_EQ(words.size(), 7U);
     for (auto& word : words) EXPECT_EQ(nearlyCommand(word + "x"), word);
 }

@@ -1,0 +1,143 @@
+#!/usr/bin/env bash
+# What `wyrt export` writes is read by other programs: Python's csv, json and sqlite3, jq, sqlite3 and promtool, and
+# compared with the log as the reader of docs/log.md has it. The log has names that would break a format that does not
+# quote them.
+set -u
+# shellcheck source=tests/live/common.bash
+. "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
+export LC_ALL=C.UTF-8
+: "${WYRT:?}"
+tree=$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/../..
+
+sandbox=$(mktemp -d) || exit 1
+writers=()
+end() {
+    for one in "${writers[@]}"; do kill "$one" 2>/dev/null; done
+    wait 2>/dev/null
+    rm -rf "$sandbox"
+}
+trap end EXIT
+cd "$sandbox" || exit 1
+if ! command -v python3 >/dev/null; then
+    echo 'skip new-export: there is no python3'
+    exit 0
+fi
+
+# --- A log with processes and files of hostile names
+mkdir names
+number=0
+for name in 'a,b' 'say "hi"' 'back\slash' $'new\nline' $'tab\there' $'\x01\x7f' $'\xff\xfe' $'sn\xc3\xb6' '=1+1' '\x41' "it's"; do
+    number=$((number + 1))
+    (
+        exec -a "name $name" bash -c 'while :; do echo text; done' >"names/$name" 2>/dev/null &
+        echo $! >"pid.$number"
+    )
+    writers+=("$(cat "pid.$number")")
+done
+"$WYRT" record all -i 500ms -c 4 -o log || { bad 'a log to export' 'record failed'; exit 0; }
+for one in "${writers[@]}"; do kill "$one" 2>/dev/null; done
+
+# The reader of docs/log.md.
+awk '/^```python$/ { on = 1; next } /^```$/ { on = 0 } on' "$tree/docs/log.md" >wyrtlog.py
+cat >truth.py <<'END'
+import wyrtlog
+# The log's own records: (kind, {field: bytes}) with the texts as an export has them.
+def valid(raw):
+    out = ""
+    while raw:
+        try:
+            out += raw.decode()
+            raw = b""
+        except UnicodeDecodeError as e:
+            out += raw[:e.start].decode() + "".join("\\x%02X" % b for b in raw[e.start:e.start + 1])
+            raw = raw[e.start + 1:]
+    return out.replace("\0", "\\x00")
+def records(path="log"):
+    for number, good, rows in wyrtlog.intervals(open(path, "rb")):
+        if number == 0 or not good: continue
+        for kind, fields in rows:
+            yield kind.decode(), {name.decode(): valid(value) for name, value in fields.items()}
+END
+
+# --- CSV, TSV, JSON Lines
+compare() { # NAME PYTHON: prints what is wrong
+    verdict "$1" "$(python3 -c "$2" 2>&1)"
+}
+"$WYRT" export log --format csv >log.csv
+compare "Python's csv reads what csv writes" '
+import csv, truth
+rows, titles = [], {}
+for line in csv.reader(open("log.csv", newline="", encoding="utf-8"), strict=True):
+    if line[0] == "record": titles_next = line[1:]
+    else:
+        if line[0] not in titles: titles[line[0]] = titles_next
+        assert len(line) - 1 == len(titles[line[0]]), line
+        rows.append((line[0], dict(zip(titles[line[0]], line[1:]))))
+wanted = list(truth.records())
+assert len(rows) == len(wanted) > 100, (len(rows), len(wanted))
+for (kind, row), (own, fields) in zip(rows, wanted):
+    assert kind == own, (kind, own)
+    for name, value in fields.items(): assert row[name] == value, (kind, name, row[name], value)
+    assert set(row) - set(fields) == {"host"}, row
+'
+"$WYRT" export log --format csv -o folder/ 2>/dev/null && bad 'a folder that is not there' 'no error'
+mkdir folder
+"$WYRT" export log --format csv -o folder
+compare 'a CSV file for each kind' '
+import csv, truth, collections
+wanted = collections.Counter(kind for kind, fields in truth.records())
+for kind, count in wanted.items():
+    rows = list(csv.DictReader(open("folder/%s.csv" % kind, newline="", encoding="utf-8"), strict=True))
+    assert len(rows) == count, (kind, len(rows), count)
+    assert all(None not in row and None not in row.values() for row in rows), kind
+'
+"$WYRT" export log --format tsv --kind PROC >log.tsv
+compare 'tab-separated values split at tabs' '
+import re, truth
+lines = open("log.tsv", encoding="utf-8", newline="").read().split("\n")
+assert lines.pop() == ""
+names = lines[0].split("\t")
+letters = {"t": "\t", "n": "\n", "r": "\r", "\\": "\\"}
+rows = [dict(zip(names, (re.sub(r"\\(.)", lambda m: letters[m[1]], cell) for cell in line.split("\t")))) for line in lines[1:]]
+wanted = [fields for kind, fields in truth.records() if kind == "PROC"]
+assert len(rows) == len(wanted)
+for row, fields in zip(rows, wanted):
+    for name, value in fields.items(): assert row[name] == value, (name, row[name], value)
+'
+"$WYRT" export log --format jsonl >log.jsonl
+compare "Python's json reads what jsonl writes" '
+import json, truth
+rows = [json.loads(line) for line in open("log.jsonl", encoding="utf-8", newline="\n")]
+wanted = list(truth.records())
+assert len(rows) == len(wanted)
+for row, (kind, fields) in zip(rows, wanted):
+    assert row.pop("record") == kind
+    row.pop("host")
+    for name, value in fields.items():
+        if value == "": assert name not in row, (name, row)
+        elif isinstance(row[name], str): assert row[name] == value, (kind, name, row[name], value)
+        else: assert float(row[name]) == float(value), (kind, name, row[name], value)
+    assert set(row) == {name for name in fields if fields[name] != ""}, row
+'
+if command -v jq >/dev/null; then
+    verdict 'jq reads what jsonl writes' "$(
+        jq -c .record log.jsonl >records 2>&1 || head -1 records
+        [ "$(wc -l <records)" = "$(wc -l <log.jsonl)" ] || echo 'another number of records'
+    )"
+else
+    echo 'skip jq reads what jsonl writes: there is no jq'
+fi
+for name in 'a,b' 'say "hi"' $'new\nline' $'sn\xc3\xb6' '\xFF\xFE'; do
+    NAME=$name compare "the name $(printf %q "$name") comes through" '
+import json, os
+rows = (json.loads(line) for line in open("log.jsonl", encoding="utf-8", newline="\n"))
+wanted = os.environ["NAME"]
+if not any(row["record"] == "FILE" and row["path"].endswith("/names/" + wanted) for row in rows): print("no file has it")
+'
+done
+"$WYRT" export log --format csv --kind CPU --fields secs,user >amounts
+"$WYRT" export log --format csv --kind CPU --fields user --rates >rates
+verdict 'a rate is the amount divided by the seconds' "$(paste -d, amounts rates | awk -F, '
+    NR == 1 && $3 != "user_per_s" { print "the title is " $3 }
+    NR > 1 && $2 != "" { n++; want = $2 / $1; if ($3 < want * .999999 || $3 > want * 1.000001) print $0 }
+    END { if (n < 3) print n + 0 " rates" }')"

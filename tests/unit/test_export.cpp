@@ -1,0 +1,360 @@
+// wyrt export on logs in a made-up machine.
+#include "base/infile.h"
+#include "base/outfile.h"
+#include "record/crc.h"
+#include "record/log.h"
+#include "tests/unit/made.h"
+#include "wyrtlog/cells.h"
+#include "wyrtlog/rate.h"
+#include "wyrtlog/run.h"
+#include "wyrtlog/sheets.h"
+
+#include <random>
+
+static const LogHead Head{"1.2.0", "db7", "boot", "run"};
+static constexpr int64_t Start = 1795266310000; // 2026-11-21 14:05:10 +01:00
+
+static const char* const Hostile[] = {
+    "plain",        "a,b",      "say \"hi\"", "back\\slash", "\\x41", "new\nline", "tab\there", "\r\n",
+    "\x01\x1f\x7f", "\xff\xfe", "sn\xc3\xb6", "=1+1",        "'--",   "\xc2\x85",  "",          " blanks "};
+
+static Interval intervalAt(int64_t at_ms, uint64_t number) {
+    Interval interval;
+    interval.number = number;
+    interval.time = {at_ms, 60};
+    interval.elapsed_us = 2000000;
+    auto& cpu = interval.cpu.rows.emplace_back();
+    cpu.user_us = 1000000, cpu.idle_us = 3000000, cpu.load1 = 0.25;
+    interval.cpu.sampled = true, interval.cpu.elapsed_us = 2000000;
+    for (const char* name : Hostile) {
+        auto& disk = interval.disks.rows.emplace_back();
+        disk.name = std::string("d") + name, disk.device = "8:0", disk.holds = name, disk.reads = number * 10;
+    }
+    interval.disks.rest.emplace().reads = 7;
+    interval.disks.sampled = true, interval.disks.elapsed_us = 4000000;
+    return interval;
+}
+
+static std::string logOf(uint64_t intervals, const LogHead& head = Head) {
+    std::string log;
+    LogWriter writer;
+    ViewRow view;
+    view.areas = "cpu disk";
+    writer.head(head, view, {Start, 60}, log);
+    for (uint64_t n = 1; n <= intervals; n++)
+        writer.interval(intervalAt(Start + static_cast<int64_t>(n) * 2000, n), log);
+    return log;
+}
+
+static void save(const std::string& path, const std::string& log) {
+    OutFile file;
+    ASSERT_TRUE(file.open(path, OutFile::How::New));
+    ASSERT_TRUE(file.write(log));
+}
+
+// What the program prints on both streams, then its status.
+static std::string run(std::vector<std::string> words) {
+    words.insert(words.begin(), {"wyrtlog", "export"});
+    fflush(stdout);
+    return apart([&] {
+        std::vector<char*> argv;
+        for (auto& word : words) argv.push_back(word.data());
+        argv.push_back(nullptr);
+        const int status = wyrtlogMain(static_cast<int>(words.size()), argv.data());
+        flushOutput();
+        printf("status %d\n", status);
+        fflush(stdout);
+    });
+}
+
+// The same without a process of its own, so that the files stay.
+static int runHere(std::vector<std::string> words) {
+    words.insert(words.begin(), {"wyrtlog", "export"});
+    std::vector<char*> argv;
+    for (auto& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    return wyrtlogMain(static_cast<int>(words.size()), argv.data());
+}
+
+static std::string textOf(const std::string& path) {
+    InFile file;
+    if (!file.open(path)) return "none";
+    std::string text(size_t{1} << 20, '\0');
+    text.resize(file.read(text.data(), text.size()));
+    return text;
+}
+
+static size_t countOf(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + part.size())) count++;
+    return count;
+}
+
+// The sizes and the checksum of a log's last interval or head made right again, after a change.
+static std::string resealed(const std::string& log) {
+    const auto end = log.rfind("\nEND,") + 1;
+    const auto before = log.rfind("\nEND,", end - 2);
+    const auto begin = before == log.npos ? 0 : log.find('\n', before + 1) + 1;
+    std::vector<std::string> parts{""};
+    for (const char c : log.substr(end, log.find('\n', end) - end))
+        if (c == ',') parts.emplace_back();
+        else parts.back() += c;
+    parts.at(5) = std::to_string(end - begin);
+    std::string sealed = log.substr(0, end);
+    for (size_t i = 0; i < 6; i++) sealed += parts[i] + ",";
+    char sum[16];
+    snprintf(sum, sizeof sum, "%08x\n", crc32c(std::string_view(sealed).substr(begin)));
+    return sealed + sum;
+}
+
+static std::string changed(std::string text, const std::string& from, const std::string& to) {
+    const auto at = text.rfind(from);
+    if (at == text.npos) std::abort();
+    return text.replace(at, from.size(), to);
+}
+
+// --- Cells
+
+TEST(Cells, SplitAtCommas) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 2000; round++) {
+        std::string line;
+        for (size_t size = random() % 70; line.size() < size;) line += ",,a\xac-+\x80\x2d"[random() % 8];
+        std::vector<std::string> expected(1);
+        for (const char c : line)
+            if (c == ',') expected.emplace_back();
+            else expected.back() += c;
+        Cells cells;
+        cells.split(line);
+        ASSERT_EQ(cells.size(), expected.size()) << line;
+        for (size_t i = 0; i < expected.size(); i++) ASSERT_EQ(cells[i], expected[i]) << line;
+        EXPECT_EQ(cells[expected.size()], "");
+        EXPECT_EQ(cells[NoCell], "");
+    }
+}
+
+TEST(Cells, Numbers) {
+    const struct {
+        const char* cell;
+        bool plain;
+        const char* made; // of what is not plain; null: it is no number
+    } Cases[] = {{"0", true, "0"},
+                 {"12", true, "12"},
+                 {"-7", true, "-7"},
+                 {"1.5", true, "1.5"},
+                 {"2.5e-07", true, "2.5e-07"},
+                 {"1e+20", true, "1e+20"},
+                 {"18446744073709551615", true, "18446744073709551615"},
+                 {"007", false, "7"},
+                 {"1.", false, "1"},
+                 {".5", false, "0.5"},
+                 {"-", false, nullptr},
+                 {"", false, nullptr},
+                 {"nan", false, nullptr},
+                 {"inf", false, nullptr},
+                 {"1e999", true, nullptr},
+                 {"0x1", false, nullptr},
+                 {"1 ", false, nullptr},
+                 {"+1", false, nullptr},
+                 {"1e", false, nullptr},
+                 {"-0", true, "0"},
+                 {"1.5.5", false, nullptr}};
+    for (auto& c : Cases) {
+        EXPECT_EQ(isPlainNumber(c.cell), c.plain) << c.cell;
+        std::string made;
+        EXPECT_EQ(appendNumber(c.cell, made), c.made != nullptr) << c.cell;
+        EXPECT_EQ(made, c.made ? c.made : "") << c.cell;
+    }
+}
+
+TEST(Cells, Texts) {
+    const auto text = [](std::string_view cell) {
+        std::string out;
+        return appendText(cell, out) ? out : "damaged";
+    };
+    EXPECT_EQ(text("a b"), "a b");
+    EXPECT_EQ(text("a\\x2Cb\\x22"), "a,b\"");
+    EXPECT_EQ(text("\\xFF\\x00"), "\\xFF\\x00"); // not UTF-8; NUL
+    EXPECT_EQ(text("\\xC2\\x85"), "\xc2\x85");
+    EXPECT_EQ(text("\xff"), "\\xFF");
+    EXPECT_EQ(text("\\x4"), "damaged");
+    EXPECT_EQ(text("\\"), "damaged");
+    EXPECT_FALSE(isPlainText("a\x7f") || isPlainText("\\") || isPlainText("\"") || isPlainText("\xc3\xb6"));
+}
+
+// The keys of every record would be there twice.
+TEST(Sheets, NoKindHasAFieldLikeTheColumnsOfAll) {
+    static const Interval none;
+    eachKind(none, [](const auto& kind, const auto&) {
+        for (auto& member : kind.members)
+            for (const char* name : {"record", "host", "time", "secs"}) EXPECT_NE(member.name, name) << kind.tag;
+    });
+}
+
+// --- Usage
+
+TEST(Export, WrongUsage) {
+    Made machine("dir /folder\n");
+    save("/a.wyrt", logOf(1));
+    const struct {
+        std::vector<std::string> words;
+        const char* said;
+    } Cases[] = {
+        {{"/a.wyrt"}, "--format is missing; it takes csv, tsv, jsonl"},
+        {{"/a.wyrt", "--format", "jsn"}, "there is no format 'jsn'; the nearest is csv"},
+        {{"/a.wyrt", "--format", "csv", "--fields", "time"}, "--fields needs the one --kind that has them"},
+        {{"/a.wyrt", "--format", "csv", "--kind", "a,b", "--fields", "time"}, "--fields needs the one --kind"},
+        {{"/a.wyrt", "--format", "csv", "--kind", "dsk"}, "there is no kind 'DSK'; the nearest is DISK"},
+        {{"/a.wyrt", "--format", "csv", "--kind", "disk", "--fields", "raeds"},
+         "DISK has no field 'raeds'; the nearest is reads"},
+        {{"/a.wyrt", "--format", "csv", "--since", "noon"}, "'noon' is no time like"},
+        {{"/none", "--format", "csv"}, "'/none' is no log"},
+    };
+    for (auto& c : Cases) {
+        const auto said = run(c.words);
+        EXPECT_NE(said.find(c.said), std::string::npos) << said;
+        EXPECT_TRUE(said.ends_with("(see wyrt export --help)\nstatus 2\n")) << said;
+    }
+    EXPECT_TRUE(run({"--help"}).starts_with("wyrt export [LOG...] [OPTION...]\n"));
+}
+
+// --- Text
+
+TEST(Export, Csv) {
+    Made machine("");
+    save("/a.wyrt", logOf(2));
+    const auto said =
+        run({"/a.wyrt", "--format", "csv", "--kind", "disk", "--fields", "host,time,secs,name,reads,holds"});
+    EXPECT_TRUE(
+        said.starts_with("host,time,secs,name,reads,holds\n"
+                         "db7,2026-11-21T14:05:12.000+01:00,4.000000,dplain,10,plain\n"
+                         "db7,2026-11-21T14:05:12.000+01:00,4.000000,\"da,b\",10,\"a,b\"\n"
+                         "db7,2026-11-21T14:05:12.000+01:00,4.000000,\"dsay \"\"hi\"\"\",10,\"say \"\"hi\"\"\"\n"
+                         "db7,2026-11-21T14:05:12.000+01:00,4.000000,dback\\slash,10,back\\slash\n"))
+        << said;
+    EXPECT_EQ(countOf(said, "\ndb7,2026-11-21T14:05:14.000+01:00,4.000000,,7,\n"), 1U) << said; // the rest
+    EXPECT_TRUE(said.ends_with("status 0\n")) << said;
+    const auto rates =
+        run({"/a.wyrt", "--format", "csv", "--kind", "disk", "--fields", "name,reads,in_flight", "--rates"});
+    EXPECT_TRUE(rates.starts_with("name,reads_per_s,in_flight\ndplain,2.5,0\n")) << rates;
+    const auto tabs = run({"/a.wyrt", "--format", "tsv", "--kind", "disk", "--fields", "name,reads"});
+    EXPECT_TRUE(tabs.starts_with("name\treads\ndplain\t10\nda,b\t10\ndsay \"hi\"\t10\ndback\\\\slash\t10\n")) << tabs;
+    EXPECT_NE(tabs.find("\ndtab\\there\t10\n"), tabs.npos) << tabs;
+    EXPECT_NE(tabs.find("\nd\\r\\n\t10\n"), tabs.npos) << tabs;
+}
+
+// Several kinds in one file: the first column tells which.
+TEST(Export, CsvOfSeveralKinds) {
+    Made machine("");
+    save("/a.wyrt", logOf(2));
+    const auto said = run({"/a.wyrt", "--format", "csv", "--kind", "cpu,disk"});
+    EXPECT_TRUE(said.starts_with("record,host,time,secs,user,nice,system,idle,")) << said;
+    EXPECT_EQ(countOf(said, "record,host,"), 2U) << said;
+    EXPECT_EQ(countOf(said, "\nCPU,db7,2026-11-21T14:05:1"), 2U) << said;
+    EXPECT_EQ(countOf(said, "\nDISK,db7,2026-11-21T14:05:1"), 2 * (std::size(Hostile) + 1)) << said;
+}
+
+TEST(Export, CsvInAFolder) {
+    Made machine("dir /folder\n");
+    save("/a.wyrt", logOf(2));
+    EXPECT_EQ(runHere({"/a.wyrt", "--format", "csv", "-o", "/folder"}), 0);
+    EXPECT_EQ(runHere({"/a.wyrt", "--format", "jsonl", "-o", "/folder/"}), 0);
+    EXPECT_EQ(textOf("/folder/MEM.csv"), "none"); // nothing to write
+    EXPECT_TRUE(textOf("/folder/CPU.csv").starts_with("host,time,secs,user,"));
+    EXPECT_EQ(countOf(textOf("/folder/CPU.csv"), "\n"), 3U);
+    EXPECT_EQ(countOf(textOf("/folder/DISK.csv"), "\ndb7,2026"), 2 * (std::size(Hostile) + 1));
+    EXPECT_EQ(countOf(textOf("/folder/DISK.jsonl"), "{\"record\":\"DISK\""), 2 * (std::size(Hostile) + 1));
+}
+
+TEST(Export, JsonLines) {
+    Made machine("");
+    save("/a.wyrt", logOf(1));
+    const auto said = run({"/a.wyrt", "--format", "jsonl"});
+    EXPECT_TRUE(said.starts_with("{\"record\":\"CPU\",\"host\":\"db7\",\"time\":\"2026-11-21T14:05:12.000+01:00\","
+                                 "\"secs\":2.000000,\"user\":1000000,\"idle\":3000000,\"load1\":0.25}\n"))
+        << said;
+    for (const char* part :
+         {"\"name\":\"da,b\"", "\"name\":\"dsay \\\"hi\\\"\"", "\"name\":\"dback\\\\slash\"", "\"name\":\"d\\\\x41\"",
+          "\"name\":\"dnew\\u000aline\"", "\"name\":\"d\\u0001\\u001f\x7f\"", "\"name\":\"d\\\\xFF\\\\xFE\"",
+          "\"name\":\"dsn\xc3\xb6\""})
+        EXPECT_NE(said.find(part), said.npos) << part << said;
+    const auto rates = run({"/a.wyrt", "--format", "jsonl", "--kind", "cpu", "--rates"});
+    EXPECT_NE(rates.find("\"user_per_s\":500000,\"idle_per_s\":1500000,\"load1\":0.25}\n"), rates.npos) << rates;
+}
+
+// --- What is left out
+
+TEST(Export, ASpan) {
+    Made machine("");
+    save("/a.wyrt", logOf(4));
+    const auto said = run({"/a.wyrt", "--format", "csv", "--kind", "cpu", "--fields", "time", "--since",
+                           "2026-11-21T14:05:12.000+01:00", "--until", "2026-11-21T14:05:16.000+01:00"});
+    EXPECT_EQ(said, "time\n2026-11-21T14:05:14.000+01:00\n2026-11-21T14:05:16.000+01:00\nstatus 0\n");
+    const auto none = run({"/a.wyrt", "--format", "csv", "--until", "2000-01-01"});
+    EXPECT_EQ(none, "wyrt: there is no interval to export\nstatus 1\n");
+}
+
+TEST(Export, DamagedIntervalsAreLeftOutAsAWhole) {
+    Made machine("");
+    const std::vector<std::string> words{"/a.wyrt", "--format", "csv", "--kind", "disk", "--fields", "time,reads"};
+    const auto with = [&](const std::string& log, bool damaged = false) {
+        save("/a.wyrt", log);
+        auto all = words;
+        if (damaged) all.push_back("--damaged");
+        return run(all);
+    };
+    const std::string left =
+        "wyrt: 1 interval is damaged or cut short and left out (--damaged takes what can be read)\n";
+    const std::string first = "\n2026-11-21T14:05:12", second = "\n2026-11-21T14:05:14";
+    const size_t each = std::size(Hostile) + 1;
+    const auto byte = with(changed(logOf(2), "dplain,8:0", "dplane,8:0"));
+    EXPECT_EQ(countOf(byte, first), each) << byte;
+    EXPECT_EQ(countOf(byte, second), 0U) << byte;
+    EXPECT_NE(byte.find(left), byte.npos) << byte;
+    // The sum is right, and a cell is none of its field: nothing of the interval, its first lines included.
+    const auto none = with(resealed(changed(logOf(2), ",20,", ",2x0,")));
+    EXPECT_EQ(countOf(none, first), each) << none;
+    EXPECT_EQ(countOf(none, second), 0U) << none;
+    EXPECT_NE(none.find(left), none.npos) << none;
+    EXPECT_EQ(countOf(with(resealed(changed(logOf(2), ",20,", ",2x0,")), true), second),
+              each - 1); // the one record
+    const auto all = with(changed(logOf(2), ",20,", ",2x0,"), true);
+    EXPECT_EQ(countOf(all, second), each - 1) << all;
+    // A title whose first interval is damaged comes with the next one.
+    auto log = logOf(2);
+    log.replace(log.find("dplain,8:0"), 6, "dplane");
+    EXPECT_TRUE(with(log).starts_with("time,reads\n2026-11-21T14:05:14")) << with(log);
+}
+
+// Kinds and fields of a later program go through; older logs lack some.
+TEST(Export, OtherPrograms) {
+    Made machine("");
+    std::string log;
+    LogWriter writer;
+    writer.head(Head, {}, {Start, 60}, log);
+    log = changed(log, "#END,",
+                  "#NEW,time,secs,name,much,level\n#NEW:role,time,elapsed:s,id,amount:B,level\n"
+                  "#../X,time,secs,name\n#END,");
+    log = changed(log, "#CPU,time,secs,user,nice,", "#CPU,time,secs,nice,later,");
+    log = resealed(log);
+    std::string interval = "NEW,2026-11-21T14:05:12.000+01:00,2.000000,a\\x2Cb,10,0.5\n"
+                           "../X,2026-11-21T14:05:12.000+01:00,2.000000,a\n"
+                           "CPU,2026-11-21T14:05:12.000+01:00,2.000000,4,6\n";
+    log = resealed(log + interval + "END,2026-11-21T14:05:12.000+01:00,2.000000,1,3,0,00000000\n");
+    save("/a.wyrt", log);
+    EXPECT_EQ(run({"/a.wyrt", "--format", "jsonl", "--rates"}),
+              "{\"record\":\"NEW\",\"host\":\"db7\",\"time\":\"2026-11-21T14:05:12.000+01:00\",\"secs\":2.000000,"
+              "\"name\":\"a,b\",\"much_per_s\":5,\"level\":0.5}\n"
+              "{\"record\":\"CPU\",\"host\":\"db7\",\"time\":\"2026-11-21T14:05:12.000+01:00\",\"secs\":2.000000,"
+              "\"nice_per_s\":2,\"later_per_s\":3}\nstatus 0\n");
+    EXPECT_EQ(run({"/a.wyrt", "--format", "csv", "--kind", "new"}),
+              "host,time,secs,name,much,level\ndb7,2026-11-21T14:05:12.000+01:00,2.000000,\"a,b\",10,0.5\nstatus 0\n");
+}
+
+TEST(Export, AFullDisk) {
+    Made machine("fail write /out ENOSPC\nfail write /folder/CPU.csv ENOSPC\ndir /folder\n");
+    save("/a.wyrt", logOf(1));
+    EXPECT_EQ(run({"/a.wyrt", "--format", "csv", "-o", "/out"}), "wyrt: '/out': No space left on device\nstatus 1\n");
+    EXPECT_EQ(run({"/a.wyrt", "--format", "csv", "-o", "/folder"}),
+              "wyrt: '/folder/CPU.csv': No space left on device\nstatus 1\n");
+}
