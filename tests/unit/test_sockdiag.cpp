@@ -99,7 +99,7 @@ TEST(Sockdiag, WhatIsCutOrOfAnotherKindIsNotRead) {
     other[0] = AF_UNIX;
     EXPECT_FALSE(parseInetSocket(other));
     other = whole;
-    for (const char state : {0, 14, 100}) {
+    for (const char state : {'\0', '\x0e', 'd'}) {
         other[1] = state;
         EXPECT_FALSE(parseInetSocket(other));
     }
