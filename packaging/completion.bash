@@ -23,7 +23,7 @@ _wyrt_command() {
             return 0
             ;;
         --color) words='auto always never' ;;
-        --format) words='csv tsv jsonl' ;;
+        --format) words='csv tsv jsonl sqlite' ;;
         --by) words='command user unit' ;;
         --sort) words=$sorts ;;
         -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --since | --until | --kind | --fields) return 0 ;;

@@ -56,7 +56,18 @@ template <typename T> static std::optional<T> numberOf(std::string_view cell) {
     return value;
 }
 
-std::optional<int64_t> signedOf(std::string_view cell) { return numberOf<int64_t>(cell); }
+// Most are short and without a sign.
+std::optional<int64_t> signedOf(std::string_view cell) {
+    constexpr size_t Surely = 18; // digits that fit
+    if (cell.empty() || cell.size() > Surely) return numberOf<int64_t>(cell);
+    int64_t value = 0;
+    for (const char c : cell) {
+        const auto digit = static_cast<unsigned char>(c - '0');
+        if (digit > 9) return numberOf<int64_t>(cell);
+        value = value * 10 + digit;
+    }
+    return value;
+}
 std::optional<uint64_t> wholeOf(std::string_view cell) { return numberOf<uint64_t>(cell); }
 std::optional<double> realOf(std::string_view cell) {
     const auto value = numberOf<double>(cell);

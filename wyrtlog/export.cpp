@@ -6,36 +6,50 @@
 #include "wyrtlog/csv.h"
 #include "wyrtlog/intervals.h"
 #include "wyrtlog/jsonl.h"
+#include "wyrtlog/sqlite.h"
+
+#include <algorithm>
+#include <array>
 
 namespace {
-// What makes a format; `kinds` says whether several kinds of records can be in it.
+// What makes a format that goes to a stream, one file for each kind into a folder, or one file of its own.
 using Make = std::unique_ptr<Format> (*)(Output& out, const Choice& choice);
-using MakeFolder = std::unique_ptr<Format> (*)(std::string folder);
+using MakeFile = std::unique_ptr<Format> (*)(std::string path, const Choice& choice);
 struct FormatWord {
     std::string_view word;
-    std::string_view ending; // of a file's name
+    std::array<std::string_view, 3> endings; // of a file's name
     Make make;
-    MakeFolder makeFolder; // null: it is one file always
+    MakeFile inFolder, inFile; // null: it does not
 };
 } // namespace
 
+template <bool tabs> static std::unique_ptr<Format> makeCsv(Output& out, const Choice& choice) {
+    return std::make_unique<CsvFormat>(out, tabs, choice.kinds.size() != 1);
+}
+template <bool tabs> static std::unique_ptr<Format> makeCsvFolder(std::string path, const Choice&) {
+    return std::make_unique<CsvFormat>(std::move(path), tabs);
+}
+static std::unique_ptr<Format> makeJson(Output& out, const Choice&) { return std::make_unique<JsonFormat>(out); }
+static std::unique_ptr<Format> makeJsonFolder(std::string path, const Choice&) {
+    return std::make_unique<JsonFormat>(std::move(path));
+}
+static std::unique_ptr<Format> makeSqlite(std::string path, const Choice& choice) {
+    return std::make_unique<SqliteFormat>(std::move(path), choice);
+}
+
+// clang-format off
 static constexpr FormatWord Words[] = {
-    {"csv",   ".csv",
-     [](Output& out, const Choice& choice) -> std::unique_ptr<Format> {
-         return std::make_unique<CsvFormat>(out, false, choice.kinds.size() != 1);
-     },                                                                                   [](std::string folder) -> std::unique_ptr<Format> {
-         return std::make_unique<CsvFormat>(std::move(folder), false);
-     }                                                                                 },
-    {"tsv",   ".tsv",
-     [](Output& out, const Choice& choice) -> std::unique_ptr<Format> {
-         return std::make_unique<CsvFormat>(out, true, choice.kinds.size() != 1);
-     },                                                                                   [](std::string folder) -> std::unique_ptr<Format> {
-         return std::make_unique<CsvFormat>(std::move(folder), true);
-     }                                                                                 },
-    {"jsonl", ".jsonl",
-     [](Output& out, const Choice&) -> std::unique_ptr<Format> { return std::make_unique<JsonFormat>(out); },
-     [](std::string folder) -> std::unique_ptr<Format> { return std::make_unique<JsonFormat>(std::move(folder)); }},
+    {"csv",    {".csv", "", ""},                makeCsv<false>, makeCsvFolder<false>, nullptr   },
+    {"tsv",    {".tsv", "", ""},                makeCsv<true>,  makeCsvFolder<true>,  nullptr   },
+    {"jsonl",  {".jsonl", "", ""},              makeJson,       makeJsonFolder,       nullptr   },
+    {"sqlite", {".sqlite", ".db", ".sqlite3"},  nullptr,        nullptr,              makeSqlite},
 };
+// clang-format on
+
+static bool hasEnding(const FormatWord& word, const std::string& name) {
+    return std::any_of(word.endings.begin(), word.endings.end(),
+                       [&](auto ending) { return !ending.empty() && name.ends_with(ending); });
+}
 
 // --- What was asked for
 
@@ -66,7 +80,7 @@ static const FormatWord* formatOf(const Asked& asked, std::string& why) {
     std::vector<std::string_view> known;
     std::string list;
     for (auto& word : Words) {
-        if (asked.format.empty() ? asked.output.ends_with(word.ending) : asked.format == word.word) return &word;
+        if (asked.format.empty() ? hasEnding(word, asked.output) : asked.format == word.word) return &word;
         known.push_back(word.word);
         list += (list.empty() ? "" : ", ") + std::string(word.word);
     }
@@ -80,6 +94,16 @@ static const FormatWord* formatOf(const Asked& asked, std::string& why) {
 static std::string folderOf(const std::string& path) {
     if (path.ends_with('/')) return path;
     return !path.empty() && HeldDirectory().open(path.c_str()) ? path + "/" : "";
+}
+
+// Why the format cannot go where the output is; empty: it can.
+static std::string whyNotThere(const FormatWord& word, const Asked& asked, const std::string& folder) {
+    const std::string name(word.word);
+    if (!folder.empty() && !word.inFolder)
+        return name + " goes to one file, and " + inQuotes(asked.output) + " is a folder";
+    if (word.inFile && asked.output.empty()) return name + " needs a file: -o FILE";
+    if (word.inFile && asked.rates) return "the views of " + name + " have the rates";
+    return {};
 }
 
 // --- The way of the intervals
@@ -107,19 +131,20 @@ struct Exporter {
 } // namespace
 
 static int exportTo(Format& format, const Asked& asked, const Choice& choice, const Bounds& bounds) {
+    if (!format.failure().empty()) return failed(format.failure());
     Exporter exporter{asked, format, Sheets(choice), {}, {}};
     Intervals intervals;
     bool running = true;
     const auto onInterval = [&](const LogReader& reader, bool changed, Interval& interval) {
         if (changed && !exporter.head(reader)) return running = false;
-        if (!format.begin(interval)) return true;
+        if (!format.begin(interval)) return running = format.failure().empty();
         const bool good = exporter.lines(reader.text(), asked.damaged);
         if (!good) intervals.leaveOut();
         return running = format.end(good);
     };
     const int status = intervals.each(asked, bounds, onInterval, Want::Lines);
     if (!exporter.why.empty()) return refused(exporter.why, "wyrt export --help");
-    running = running && format.finish();
+    running = running && (intervals.given() == 0 || format.finish());
     intervals.reportLeftOut();
     if (!running) return format.failure().empty() ? status : failed(format.failure());
     if (intervals.given() == 0 && status == Done) return failed("there is no interval to export");
@@ -133,10 +158,10 @@ int exportLog(const Asked& asked) {
     if (wrong.empty()) wrong = takeBounds(asked, bounds);
     const auto* word = wrong.empty() ? formatOf(asked, wrong) : nullptr;
     const auto folder = folderOf(asked.output);
-    if (word && !folder.empty() && !word->makeFolder)
-        wrong = std::string(word->word) + " goes to one file, and " + inQuotes(asked.output) + " is a folder";
+    if (word && wrong.empty()) wrong = whyNotThere(*word, asked, folder);
     if (!wrong.empty()) return refused(wrong, "wyrt export --help");
-    if (!folder.empty()) return exportTo(*word->makeFolder(folder), asked, choice, bounds);
+    if (!folder.empty()) return exportTo(*word->inFolder(folder, choice), asked, choice, bounds);
+    if (word->inFile) return exportTo(*word->inFile(asked.output, choice), asked, choice, bounds);
     Output out;
     auto plain = asked;
     plain.noPager = true;

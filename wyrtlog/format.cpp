@@ -27,8 +27,9 @@ void Bytes::append(std::string_view text) { putUpTo(put(more(text.size()), text)
 
 bool Stamps::takeTime(std::string_view cell) {
     if (cell == time) return true;
-    if (!parseMoment(cell)) return false;
-    time = cell;
+    const auto read = parseMoment(cell);
+    if (!read) return false;
+    time = cell, when = *read;
     return true;
 }
 

@@ -68,6 +68,7 @@ inline char* put(char* to, std::string_view text, const char* end) {
 // Finds out quickly that the time and the seconds of a line are those of the line before.
 class Stamps {
     std::string time, seconds;
+    Moment when;
     int64_t elapsed = 0;
 
 public:
@@ -75,6 +76,7 @@ public:
     bool take(const Cells& cells) { return takeTime(cells[TimePlace]) && takeSeconds(cells[SecondsPlace]); }
     bool takeTime(std::string_view cell);
     bool takeSeconds(std::string_view cell);
+    Moment moment() const { return when; }
     int64_t elapsed_us() const { return elapsed; }
 };
 

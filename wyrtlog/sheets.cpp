@@ -67,13 +67,17 @@ static void makeRates(std::vector<SheetColumn>& columns) {
 
 // --- The head
 
-// Names of a later program's kinds and fields become names of files, columns and tables.
-static bool isName(std::string_view name) {
+// Names of a later program's kinds and fields become names of files, columns and tables: DISK, read_bytes.
+static bool isName(std::string_view name, char first, char last) {
     constexpr size_t Longest = 64;
-    const auto fits = [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-    };
+    const auto fits = [&](char c) { return (c >= first && c <= last) || (c >= '0' && c <= '9') || c == '_'; };
     return !name.empty() && name.size() <= Longest && std::all_of(name.begin(), name.end(), fits);
+}
+static bool isKindName(std::string_view name) { return isName(name, 'A', 'Z'); }
+static bool isFieldName(std::string_view name) {
+    for (const char* other : {"record", "host", "time", "secs", "interval"}) // columns that exports add themselves
+        if (name == other) return false;
+    return isName(name, 'a', 'z');
 }
 
 // Null: there are too many.
@@ -111,7 +115,7 @@ void Sheets::place(Sheet& sheet, const std::vector<std::string>& names, const st
                                         [&](auto& column) { return isNamed(column, names[i]); });
         if (known != sheet.all.end()) {
             if (known->place == NoCell) known->place = i;
-        } else if (isName(names[i]) && sheet.all.size() < Most) {
+        } else if (isFieldName(names[i]) && sheet.all.size() < Most) {
             std::vector<SheetColumn> more{columnOf(names[i], roles && i < roles->size() ? (*roles)[i] : "")};
             more[0].place = i;
             if (choice.rates) makeRates(more);
@@ -155,7 +159,7 @@ std::string Sheets::takeHead(const LogReader& reader) {
     if (auto why = whyNoKind(reader); !why.empty()) return why;
     byTag.clear();
     for (auto& [tag, names] : reader.headLines()) {
-        if (!isName(tag) || tag == "END" || tag == ViewKind.tag || !isChosen(choice, tag)) continue;
+        if (!isKindName(tag) || tag == "END" || tag == ViewKind.tag || !isChosen(choice, tag)) continue;
         auto* sheet = sheetOf(tag);
         if (!sheet) continue;
         const auto roles = reader.headLines().find(tag + ":role");

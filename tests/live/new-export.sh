@@ -61,7 +61,7 @@ END
 
 # --- CSV, TSV, JSON Lines
 compare() { # NAME PYTHON: prints what is wrong
-    verdict "$1" "$(python3 -c "$2" 2>&1)"
+    verdict "$1" "$(python3 -c "$2" 2>&1 | tail -1)"
 }
 "$WYRT" export log --format csv >log.csv
 compare "Python's csv reads what csv writes" '
@@ -141,3 +141,67 @@ verdict 'a rate is the amount divided by the seconds' "$(paste -d, amounts rates
     NR == 1 && $3 != "user_per_s" { print "the title is " $3 }
     NR > 1 && $2 != "" { n++; want = $2 / $1; if ($3 < want * .999999 || $3 > want * 1.000001) print $0 }
     END { if (n < 3) print n + 0 " rates" }')"
+
+# --- SQLite
+"$WYRT" export log -o log.db && "$WYRT" export log -o log.db
+compare "Python's sqlite3 reads what sqlite writes, once" '
+import collections, sqlite3, truth
+db = sqlite3.connect("log.db")
+assert db.execute("PRAGMA integrity_check").fetchall() == [("ok",)]
+records = list(truth.records())
+for kind, count in collections.Counter(kind for kind, fields in records).items():
+    table = "\"" + kind.lower() + "\""
+    assert db.execute("SELECT count(*) FROM " + table).fetchone() == (count,), kind
+    rows = db.execute("SELECT * FROM " + table + " ORDER BY rowid")
+    names = [column[0] for column in rows.description]
+    for row, fields in zip(rows, (fields for own, fields in records if own == kind)):
+        for name, value in zip(names, row):
+            if name in ("interval", "time"): continue
+            text = fields[name]
+            if value is None: assert text == "", (kind, name, text)
+            elif isinstance(value, str): assert value == text, (kind, name, value, text)
+            elif isinstance(value, int): assert value == int(text), (kind, name, value, text)
+            else: assert value == float(text), (kind, name, value, text)
+assert db.execute("SELECT count(*) FROM intervals").fetchone() == (4,)
+for (view,) in db.execute("SELECT name FROM sqlite_master WHERE type = \"view\"").fetchall():
+    db.execute("SELECT * FROM \"%s\"" % view).fetchall()
+'
+
+# --- There and back: sums in the database are what the kernel counted
+# The counters of the machine go on between our reading and the recorder's: each sum lies between what moved from the
+# start of the run's first sample to the start of its last, and the same with the ends.
+counters() { # NAME VALUE of what is compared, in the units of the log
+    awk '$1 == "ctxt" { print "switches", $2 } $1 == "processes" { print "forks", $2 }' /proc/stat
+    awk '$3 !~ /^(loop|ram|zram)/ { printf "reads:%s %.0f\nread_bytes:%s %.0f\nwrites:%s %.0f\nwrite_bytes:%s %.0f\n", $3, $4, $3, $6 * 512, $3, $8, $3, $10 * 512 }' /proc/diskstats
+}
+rm -f new log2.db
+counters >outer1
+"$WYRT" record cpu disk -i 1s -o new 2>/dev/null &
+recorder=$!
+writers+=("$recorder")
+until [ "$(grep -c ^END, new 2>/dev/null)" = 2 ]; do sleep 0.02; done # the head's, and the first interval's
+counters >inner1
+dd if=/dev/zero of=load bs=1M count=64 conv=fsync 2>/dev/null
+rm -f load
+counters >inner2
+before=$(grep -c ^END, new)
+until [ "$(grep -c ^END, new)" -gt $((before + 1)) ]; do sleep 0.05; done
+kill -INT "$recorder" && wait "$recorder"
+counters >outer2
+"$WYRT" export new -o new.db
+compare "sums in the database are what the kernel counted" '
+import sqlite3
+db = sqlite3.connect("new.db")
+read = lambda name: {k: int(v) for k, v in (line.split() for line in open(name))}
+outer1, inner1, inner2, outer2 = map(read, ("outer1", "inner1", "inner2", "outer2"))
+sums = dict(zip(("switches", "forks"), db.execute("SELECT sum(switches), sum(forks) FROM cpu").fetchone()))
+for row in db.execute("SELECT name, sum(reads), sum(read_bytes), sum(writes), sum(write_bytes) FROM disk GROUP BY name"):
+    for name, value in zip(("reads", "read_bytes", "writes", "write_bytes"), row[1:]): sums[name + ":" + row[0]] = value
+moved = 0
+for name, least in inner2.items():
+    low, high = least - inner1[name], outer2[name] - outer1[name]
+    got = sums.get(name) or 0
+    assert low <= got <= high, (name, low, got, high)
+    moved += low > 0
+assert moved >= 2, moved
+'
