@@ -38,6 +38,20 @@ std::optional<uint64_t> parseCount(std::string_view text) {
     return value;
 }
 
+std::optional<uint64_t> parseSize(std::string_view text) {
+    constexpr std::string_view Letters = "KMGT";
+    constexpr uint64_t Most = 1000000000000000000;
+    uint64_t unit = 1;
+    const auto letter = text.empty() ? Letters.npos : Letters.find(text.back());
+    if (letter != Letters.npos) {
+        unit <<= 10 * (letter + 1);
+        text.remove_suffix(1);
+    }
+    const auto count = parseCount(text);
+    if (!count || *count > Most / unit) return {};
+    return *count * unit;
+}
+
 std::optional<int64_t> parseDuration(std::string_view text) {
     const auto whole = takeDigits(text);
     std::string_view part;

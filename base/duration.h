@@ -11,5 +11,7 @@
 std::optional<int64_t> parseDuration(std::string_view text);
 // The same span in its largest whole unit: "500ms", "90s", "2m".
 std::string durationText(int64_t microseconds);
+// "2G", "500M", "64K", "1T" in steps of 1024, or bare bytes. None: it is something else, or beyond 10^18.
+std::optional<uint64_t> parseSize(std::string_view text);
 // Decimal digits only, up to 10^15.
 std::optional<uint64_t> parseCount(std::string_view text);

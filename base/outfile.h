@@ -13,6 +13,7 @@ public:
     enum class How {
         New,    // created or emptied
         Append, // created, or written at its end
+        Create, // created; fails with EEXIST when there is one
     };
     OutFile() = default;
     OutFile(OutFile&& other) noexcept : fd(std::exchange(other.fd, -1)) {}
@@ -31,5 +32,7 @@ public:
     bool sync();                  // waits until the bytes are on the disk (fdatasync)
     bool truncate(uint64_t size); // cuts it back, for an interval that was written in part
     bool size(uint64_t& bytes);
+    // Lets the group adm read it, where there is such a group and this program may: 0640 whatever the umask.
+    void shareWithAdm();
     bool close();
 };

@@ -15,5 +15,8 @@ int becomeProgram(const char* path, char* const argv[]);
 // Starts a process that ends at once, and waits for its end. Its pid; none: there was no room for a process.
 std::optional<int> endedChild();
 
+// Keeps this program's memory from being swapped out, as it is touched. False where that is not allowed.
+bool lockMemory();
+
 // Whether work may be done in threads of its own: not on a made-up machine, whose runs are the same each time.
 bool mayRunThreads();

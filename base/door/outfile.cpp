@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <grp.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,8 +11,8 @@
 bool OutFile::open(const std::string& path, How how) {
     close();
     constexpr mode_t Rights = 0640; // a log names users, commands and files
-    fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | (how == How::New ? O_TRUNC : O_APPEND),
-                Rights);
+    const int extra = how == How::New ? O_TRUNC : how == How::Create ? O_EXCL | O_APPEND : O_APPEND;
+    fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOCTTY | extra, Rights);
     return fd >= 0;
 }
 
@@ -46,6 +47,17 @@ bool OutFile::size(uint64_t& bytes) {
     if (fstat(fd, &status) != 0) return false;
     bytes = static_cast<uint64_t>(status.st_size);
     return true;
+}
+
+void OutFile::shareWithAdm() {
+    constexpr mode_t Rights = 0640;
+    constexpr auto Same = static_cast<uid_t>(-1);
+    group entry{};
+    group* found = nullptr;
+    char buffer[16384];
+    if (getgrnam_r("adm", &entry, buffer, sizeof buffer, &found) == 0 && found)
+        if (fchown(fd, Same, found->gr_gid) != 0) errno = 0; // it stays with the program's own group
+    fchmod(fd, Rights);
 }
 
 bool OutFile::close() {

@@ -5,6 +5,10 @@
 #include <cerrno>
 #include <climits>
 
+#include <linux/capability.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,6 +31,21 @@ std::optional<int> endedChild() {
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     return child;
+}
+
+// A limit would make later allocations fail, so nothing is locked where there is one.
+static bool mayLockAll() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_MEMLOCK, &limit) == 0 && limit.rlim_cur == RLIM_INFINITY) return true;
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3]{};
+    if (syscall(SYS_capget, &header, data) != 0) return false;
+    return (data[CAP_TO_INDEX(CAP_IPC_LOCK)].effective & CAP_TO_MASK(CAP_IPC_LOCK)) != 0;
+}
+
+bool lockMemory() {
+    constexpr int WhenTouched = 4; // MCL_ONFAULT, Linux 4.4
+    return mayLockAll() && mlockall(MCL_CURRENT | MCL_FUTURE | WhenTouched) == 0;
 }
 
 bool mayRunThreads() { return true; }

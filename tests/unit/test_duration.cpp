@@ -65,3 +65,15 @@ TEST(Count, DigitsOnly) {
     for (const char* text : {"", "-1", "+1", " 1", "1 ", "1k", "1000000000000000", "99999999999999999999999"})
         EXPECT_FALSE(parseCount(text)) << text;
 }
+
+TEST(Size, StepsOf1024) {
+    EXPECT_EQ(parseSize("0"), 0U);
+    EXPECT_EQ(parseSize("812"), 812U);
+    EXPECT_EQ(parseSize("64K"), 65536U);
+    EXPECT_EQ(parseSize("500M"), 500U << 20);
+    EXPECT_EQ(parseSize("2G"), uint64_t{2} << 30);
+    EXPECT_EQ(parseSize("1T"), uint64_t{1} << 40);
+    EXPECT_EQ(parseSize("900000T"), uint64_t{900000} << 40);
+    for (const char* text : {"", "G", "-1", "1.5G", "2g", "2GB", " 2G", "2 G", "1000000T", "1000000000000000M", "x"})
+        EXPECT_FALSE(parseSize(text)) << text;
+}

@@ -214,16 +214,68 @@ void World::wait(int64_t deadline, const std::function<bool()>& woken, const std
 
 // --- Files that are written
 
+const std::pair<const std::string, uint64_t>* World::diskOf(const std::string& path) const {
+    for (const auto& disk : disks)
+        if (path == disk.first || path.starts_with(disk.first + "/")) return &disk;
+    return nullptr;
+}
+
+static uint64_t blocksOf(size_t bytes) { return (bytes + DiskBlock - 1) / DiskBlock; }
+
+uint64_t World::usedOf(const std::string& disk) const {
+    uint64_t used = 0;
+    const std::string below = disk + "/";
+    for (auto node = nodes.lower_bound(below); node != nodes.end() && node->first.starts_with(below); ++node)
+        if (node->second.kind == TNode::File) used += blocksOf(node->second.text.size());
+    return used;
+}
+
+// On a full disk a part of the text is written, as by the kernel.
 int World::append(const std::string& path, std::string_view text) {
     if (const int error = failure("write", path)) return error;
     if (!nodes.count(path)) make(path, TNode::File, "");
-    nodes[path].text += text;
-    if (!saved.empty()) std::ofstream(saved + path.substr(path.rfind('/')), std::ios::binary) << nodes[path].text;
-    return 0;
+    auto& content = nodes[path].text;
+    size_t room = text.size();
+    if (const auto* disk = diskOf(path)) {
+        const uint64_t all = disk->second / DiskBlock, used = usedOf(disk->first), own = blocksOf(content.size());
+        const uint64_t most = (all > used ? all - used + own : own) * DiskBlock;
+        room = std::min<uint64_t>(room, most - content.size());
+    }
+    content += text.substr(0, room);
+    if (!saved.empty()) std::ofstream(saved + path.substr(path.rfind('/')), std::ios::binary) << content;
+    return room < text.size() ? ENOSPC : 0;
 }
 
 int World::truncate(const std::string& path, uint64_t size) {
     if (!nodes.count(path)) make(path, TNode::File, "");
     nodes[path].text.resize(size);
     return append(path, "");
+}
+
+int World::makeFolder(const std::string& path) {
+    if (const int error = failure("make", path)) return error;
+    if (!nodes.count(path)) make(path, TNode::Dir, "");
+    return nodes[path].kind == TNode::Dir ? 0 : EEXIST;
+}
+
+int World::makeLink(const std::string& path, const std::string& target) {
+    if (const int error = failure("make", path)) return error;
+    if (nodes.count(path)) return EEXIST;
+    make(path, TNode::Link, target);
+    return 0;
+}
+
+int World::rename(const std::string& from, const std::string& to) {
+    if (const int error = failure("rename", from)) return error;
+    const auto found = nodes.find(from);
+    if (found == nodes.end()) return ENOENT;
+    const TNode moved = found->second;
+    if (moved.kind == TNode::Dir) return EISDIR;
+    drop(from);
+    drop(to);
+    make(to, moved.kind, moved.text);
+    nodes[to].inode = moved.inode;
+    if (!saved.empty() && moved.kind == TNode::File)
+        std::ofstream(saved + to.substr(to.rfind('/')), std::ios::binary) << moved.text;
+    return 0;
 }

@@ -202,6 +202,7 @@ bool OutFile::open(const std::string& path, How how) {
     world().open(name);
     if (const int error = world().failure("open", name)) return errno = error, false;
     const auto* node = world().find(name);
+    if (node && how == How::Create) return errno = EEXIST, false;
     if (node && node->kind != TNode::File) return errno = EISDIR, false;
     if (!node || how == How::New)
         if (const int error = world().truncate(name, 0)) return errno = error, false;
@@ -234,6 +235,8 @@ bool OutFile::size(uint64_t& bytes) {
     bytes = found == devices().files.end() ? 0 : world().find(found->second)->text.size();
     return true;
 }
+
+void OutFile::shareWithAdm() {}
 
 bool OutFile::close() {
     fd = -1;

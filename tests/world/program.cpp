@@ -31,4 +31,6 @@ std::optional<int> endedChild() {
     return Child;
 }
 
+bool lockMemory() { return false; }
+
 bool mayRunThreads() { return false; }

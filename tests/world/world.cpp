@@ -76,6 +76,8 @@ int errnoByName(const std::string& name) {
         {"EOPNOTSUPP", EOPNOTSUPP},
         {"EPROTONOSUPPORT", EPROTONOSUPPORT},
         {"ETIMEDOUT", ETIMEDOUT},
+        {"EWOULDBLOCK", EWOULDBLOCK},
+        {"EEXIST", EEXIST},
     };
     const auto known = Known.find(name);
     if (known == Known.end()) throw std::runtime_error("unknown error " + name);
@@ -229,6 +231,10 @@ void World::apply(const std::vector<std::string>& directive) {
         std::string mode;
         facts.readOnly = words >> mode && mode == "ro";
         spaces[at] = facts;
+    } else if (name == "disk") {
+        const auto at = path();
+        if (!nodes.count(at)) make(at, TNode::Dir, "");
+        disks[at] = std::stoull(rest);
     } else if (name == "command" || name == "commandcopy") commands[directive[1]] = directive[2];
     else if (name == "nopipe") noPipes.insert(rest);
     else if (name == "endless") endlessCommands.insert(rest);
@@ -290,6 +296,10 @@ bool World::run(const std::string& command, std::string& text) {
 bool World::space(const std::string& path, TSpaceFacts& facts) const {
     const auto found = spaces.find(path);
     facts = found == spaces.end() ? TSpaceFacts{} : found->second;
+    if (const auto* disk = diskOf(path); disk && found == spaces.end()) {
+        const uint64_t all = disk->second / DiskBlock, used = std::min(all, usedOf(disk->first));
+        facts = {DiskBlock, all, all - used, all - used, 1000000, 1000000};
+    }
     return true;
 }
 

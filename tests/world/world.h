@@ -21,6 +21,9 @@ struct TNode {
     std::vector<std::string> entries; // of a directory, in the order in which they were made
 };
 
+// The unit in which a made-up disk has room.
+inline constexpr uint64_t DiskBlock = 4096;
+
 struct TSpaceFacts {
     uint64_t bsize = 0, blocks = 0, bfree = 0, bavail = 0, files = 0, ffree = 0;
     bool readOnly = false;
@@ -39,6 +42,7 @@ class World {
     std::map<std::pair<std::string, std::string>, int> fails; // by operation and path
     std::map<std::string, int64_t> slows, slowCommands;       // milliseconds
     std::map<std::string, TSpaceFacts> spaces;
+    std::map<std::string, uint64_t> disks; // size of a filesystem, by the folder where it is mounted
     std::map<std::string, std::string> commands;
     std::set<std::string> noPipes, endlessCommands;
     std::map<uint32_t, std::string> users;
@@ -55,6 +59,8 @@ class World {
     void apply(const std::vector<std::string>& directive);
     void make(const std::string& path, TNode::Kind kind, std::string text);
     void drop(const std::string& path);
+    const std::pair<const std::string, uint64_t>* diskOf(const std::string& path) const; // null: room without end
+    uint64_t usedOf(const std::string& disk) const;                                      // blocks
 
 public:
     std::string program = "wyrt", hostName = "host", zone = "UTC0", log;
@@ -87,6 +93,12 @@ public:
     int append(const std::string& path, std::string_view text);
     int truncate(const std::string& path, uint64_t size);
     int remove(const std::string& path); // errno
+    int makeFolder(const std::string& path);
+    int makeLink(const std::string& path, const std::string& target);
+    int rename(const std::string& from, const std::string& to);
+    // The programs that run beside this one, by handle; what runs one, and gives its status.
+    std::map<int, std::vector<std::string>> children;
+    std::function<int(const std::vector<std::string>& words)> child;
 
     static std::string normal(std::string_view path);
     static World* current; // the current one
