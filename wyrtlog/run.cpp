@@ -6,6 +6,7 @@
 #include "base/refusal.h"
 #include "wyrtlog/export.h"
 #include "wyrtlog/info.h"
+#include "wyrtlog/pack.h"
 #include "wyrtlog/show.h"
 #include "wyrtlog/why.h"
 
@@ -13,6 +14,7 @@ static bool isLog(const std::string& name) { return InFile().open(name) || HeldD
 
 int wyrtlogMain(int argc, char** argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
+    if (words.size() == 2 && words[0] == "pack") return pack(words[1]); // the recorder's
     if (words.empty() || !taskOf(words[0])) return refused("wyrtlog is the program that wyrt starts to read logs");
     auto line = parseCommandLine(words, isLog);
     const std::string help = "wyrt " + words[0] + " --help";
