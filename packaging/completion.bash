@@ -8,6 +8,7 @@ _wyrt_command() {
     local tasks='--help --root --output'
     local views='--rows --sort --user --pid --command --cgroup --tree --by --limit --partitions'
     local samples='--interval --count'
+    local records='--dir --max-use --keep-free --max-age --sync --config'
     local lives='--save --color --scroll'
     local logs='--help --damaged --output'
     local shows='--color --no-pager'
@@ -17,7 +18,7 @@ _wyrt_command() {
 
     COMPREPLY=()
     case ${COMP_WORDS[COMP_CWORD - 1]} in
-        -o | --output | --save | --root)
+        -o | --output | --save | --root | --dir | --config)
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
             compopt -o filenames 2>/dev/null
             return 0
@@ -26,11 +27,11 @@ _wyrt_command() {
         --format) words='csv tsv jsonl sqlite' ;;
         --by) words='command user unit' ;;
         --sort) words=$sorts ;;
-        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --since | --until | --kind | --fields) return 0 ;;
+        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --since | --until | --kind | --fields | --max-use | --keep-free | --max-age | --sync) return 0 ;;
         *)
             case $command in
                 live) words="$tasks $views $samples $lives" ;;
-                record) words="$tasks $views $samples" ;;
+                record) words="$tasks $views $samples $records" ;;
                 check) words=$tasks ;;
                 show) words="$logs $views $shows" ;;
                 why) words="$logs $shows $spans --limit" ;;

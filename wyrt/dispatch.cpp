@@ -4,12 +4,13 @@
 #include "base/output.h"
 #include "base/program.h"
 #include "base/refusal.h"
+#include "base/root.h"
 #include "wyrt/check.h"
+#include "wyrt/logprogram.h"
 #include "wyrt/loop.h"
 #include "wyrt/options.h"
 #include "wyrt/version.h"
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -25,14 +26,6 @@ struct Command {
 } // namespace
 
 // --- Commands of the other program
-
-// Where wyrtlog is: beside this program, where the package puts it, or wherever PATH finds it.
-static std::array<std::string, 3> logPrograms() {
-    std::string folder = ownPath();
-    folder.resize(folder.rfind('/') + 1); // npos + 1: empty
-    if (folder.empty()) return {"", "", "wyrtlog"};
-    return {folder + "wyrtlog", folder + "../libexec/wyrt/wyrtlog", "wyrtlog"};
-}
 
 static int runLogProgram(int argc, char** argv) {
     std::string name = "wyrtlog";
@@ -52,8 +45,7 @@ static int runLogProgram(int argc, char** argv) {
 
 // --- The commands of this one
 
-static int runTask(Task task, int argc, char** argv, int (*run)(const Settings&)) {
-    const auto parsed = parseOptions(task, argc, argv);
+static int runParsed(const Parsed& parsed, char** argv, int (*run)(const Settings&)) {
     if (parsed.kind == Parsed::Wrong) return refused(parsed.text, std::string("wyrt ") + argv[1] + " --help");
     if (parsed.kind == Parsed::Run) return run(parsed.settings);
     sayText(parsed.text);
@@ -61,9 +53,23 @@ static int runTask(Task task, int argc, char** argv, int (*run)(const Settings&)
     return Done;
 }
 
-static int live(int argc, char** argv) { return runTask(Task::Live, argc, argv, runLive); }
-static int record(int argc, char** argv) { return runTask(Task::Record, argc, argv, runRecord); }
-static int check(int argc, char** argv) { return runTask(Task::Check, argc, argv, runCheck); }
+static int live(int argc, char** argv) { return runParsed(parseOptions(Task::Live, argc, argv), argv, runLive); }
+static int check(int argc, char** argv) { return runParsed(parseOptions(Task::Check, argc, argv), argv, runCheck); }
+
+// A recorder of a folder has options in files, too.
+static int record(int argc, char** argv) {
+    const auto parsed = parseOptions(Task::Record, argc, argv);
+    const auto& settings = parsed.settings;
+    if (parsed.kind != Parsed::Run || (settings.dir.empty() && settings.config.empty()))
+        return runParsed(parsed, argv, runRecord);
+    const bool named = !settings.config.empty();
+    const auto folder = named ? settings.config : Root(settings.root).path("/etc/wyrt/recorder");
+    std::vector<ConfigLine> lines;
+    std::string path;
+    if (!readConfig(folder, lines, path) && (named || errno != ENOENT))
+        return failed(inQuotes(path) + " cannot be read: " + strerror(errno));
+    return runParsed(parseOptions(Task::Record, argc, argv, &lines), argv, runRecord);
+}
 
 // --- All commands
 

@@ -1,6 +1,7 @@
 #include "wyrt/logfile.h"
 
 #include <cerrno>
+#include <string_view>
 
 bool LogFile::open(const std::string& path, OutFile::How how) {
     errno = 0;
@@ -12,7 +13,8 @@ bool LogFile::open(const std::string& path, OutFile::How how) {
 }
 
 // What had room is not written twice: the position after it is where the next bytes go.
-Wrote LogFile::write(std::string_view text) {
+Wrote LogFile::write(const Piece& piece) {
+    const std::string_view text = piece.text;
     failure = 0;
     if (file.write(text.substr(begun))) {
         whole += text.size();
@@ -27,8 +29,12 @@ Wrote LogFile::write(std::string_view text) {
     return Wrote::Later;
 }
 
+void LogFile::cut() {
+    if (begun && regular && file.truncate(whole)) begun = 0;
+}
+
 void LogFile::end() {
-    if (begun && regular) file.truncate(whole);
+    cut();
     begun = 0;
     file.close();
 }

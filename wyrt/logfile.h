@@ -1,20 +1,13 @@
-// A log on its way to a file or to standard output, piece by piece: each piece is a head or a whole interval.
+// A log on its way to a file or to standard output.
 #pragma once
 
 #include "base/outfile.h"
+#include "wyrt/logtarget.h"
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
-enum class Wrote {
-    All,
-    Later,    // there is no room: the same piece again, when there may be some
-    NoReader, // nobody reads it any more
-    Lost,     // it cannot be written, and never will be
-};
-
-class LogFile {
+class LogFile : public LogTarget {
     OutFile file;
     uint64_t whole = 0;  // bytes up to the end of the last piece
     uint64_t begun = 0;  // bytes of the present piece that are in the file
@@ -24,10 +17,13 @@ class LogFile {
 public:
     // False: it cannot be made; error() tells why. "-": standard output.
     bool open(const std::string& path, OutFile::How how);
-    // After Later the same text must come again.
-    Wrote write(std::string_view text);
-    bool sync() { return file.sync(); }
-    // Cuts off a piece that was written in part, and closes.
-    void end();
-    int error() const { return failure; }
+    bool isOpen() const { return file.isOpen(); }
+    uint64_t size() const { return whole + begun; }
+    void shareWithAdm() { file.shareWithAdm(); }
+    Wrote write(const Piece& piece) override;
+    bool sync() override { return file.sync(); }
+    // Cuts off a piece that was written in part. The whole of it must come again.
+    void cut();
+    void end() override;
+    int error() const override { return failure; }
 };

@@ -11,7 +11,10 @@
 #include "record/budget.h"
 #include "view/areas.h"
 #include "why/findings.h"
+#include "wyrt/folder.h"
 #include "wyrt/grid.h"
+#include "wyrt/heads.h"
+#include "wyrt/logfile.h"
 #include "wyrt/screen.h"
 #include "wyrt/source.h"
 #include "wyrt/tail.h"
@@ -42,8 +45,9 @@ class Run {
     Limits limits;
     HeldFile statm{"/proc/self/statm"};
     Contents statmText;
-    bool headWritten = false, shown = false;
-    int64_t logged_ms = 0;               // the last time in the log
+    bool shown = false;
+    Heads heads;
+    bool begins = false;                 // this interval follows a new head
     int64_t sampled_us = 0;              // monotonic, the last sample
     uint64_t own_ns = 0;                 // CPU time of this program at the last sample
     uint64_t skipped = 0, unwritten = 0; // since the last interval
@@ -51,7 +55,11 @@ class Run {
     uint64_t denied = 0;                 // what rights have forbidden up to the last sample
 
     enum class Step { Go, Last, Stop }; // Last: a last, shorter interval
-    bool openLog(const std::string& path, OutFile::How how);
+    bool openFile(const std::string& path, OutFile::How how);
+    int openFolder();
+    int openLog();
+    void writeTo(std::unique_ptr<LogTarget> target, int64_t sync_us);
+    int64_t firstPause() const;
     Step pause(int64_t deadline);
     void sample(uint64_t late_us);
     void fillSelf(uint64_t late_us, uint64_t before_ns);
@@ -63,7 +71,8 @@ class Run {
     int finish();
 
 public:
-    Run(const Settings& asked, bool live) : settings(asked), tables(live), root(asked.root) {}
+    Run(const Settings& asked, bool live)
+        : settings(asked), tables(live), root(asked.root), heads(!asked.dir.empty(), asked.keep.max_use.value_or(0)) {}
     int run();
 };
 } // namespace
@@ -94,11 +103,41 @@ static LogHead headOf(const Root& root) {
     return {programVersion(), host, firstLine(root.path("/proc/sys/kernel/random/boot_id")), run};
 }
 
-bool Run::openLog(const std::string& path, OutFile::How how) {
-    LogFile file;
-    if (!file.open(path, how)) return errno = file.error(), false;
-    writer = mayRunThreads() ? threadWriter(std::move(file)) : directWriter(std::move(file));
+void Run::writeTo(std::unique_ptr<LogTarget> target, int64_t sync_us) {
+    writer = mayRunThreads() ? threadWriter(std::move(target), sync_us) : directWriter(std::move(target));
+}
+
+bool Run::openFile(const std::string& path, OutFile::How how) {
+    constexpr int64_t Sync = 10000000; // microseconds
+    auto file = std::make_unique<LogFile>();
+    if (!file->open(path, how)) return errno = file->error(), false;
+    writeTo(std::move(file), Sync);
     return true;
+}
+
+int Run::openFolder() {
+    auto folder = std::make_unique<LogFolder>(settings.dir, head.host, settings.keep);
+    if (!folder->open()) {
+        if (errno == EWOULDBLOCK) return failed(inQuotes(settings.dir) + " has a recorder already");
+        return failed(inQuotes(settings.dir) + " cannot be recorded to: " + strerror(errno));
+    }
+    lockMemory();
+    const auto interval_us = static_cast<int64_t>(settings.view.interval_us);
+    writeTo(std::move(folder), std::max<int64_t>(0, settings.sync_us - interval_us));
+    return Done;
+}
+
+int Run::openLog() {
+    if (!settings.dir.empty()) return openFolder();
+    const auto& path = tables ? settings.save : settings.output.empty() ? std::string("-") : settings.output;
+    if (!tables && path != "-") {
+        const auto tail = mendTail(path);
+        if (tail == Tail::NoLog) return failed(inQuotes(path) + " is no log of wyrt, and is left as it is");
+        if (tail == Tail::Error) return failed(inQuotes(path) + " cannot be continued: " + strerror(errno));
+    }
+    if (!path.empty() && !openFile(path, tables ? OutFile::How::New : OutFile::How::Append))
+        return failed(inQuotes(path) + " cannot be written: " + strerror(errno));
+    return Done;
 }
 
 // --- One interval
@@ -162,7 +201,8 @@ void Run::sample(uint64_t late_us) {
     const int64_t now = getMonotonic();
     clearRows(interval);
     interval.time = momentNow();
-    interval.complete = made == 0 || (writer && interval.time.epoch_ms < logged_ms); // the first below a head
+    begins = heads.isDue(interval.time.epoch_ms);
+    interval.complete = made == 0 || (writer && begins); // the first below a head
     interval.elapsed_us = sampled_us ? now - sampled_us : 0;
     sampled_us = now;
     for (auto& source : sources) source->sample();
@@ -175,12 +215,12 @@ void Run::sample(uint64_t late_us) {
 
 bool Run::write() {
     if (!writer) return true;
+    const int64_t time_ms = interval.time.epoch_ms;
     std::string text;
-    if (!headWritten || interval.time.epoch_ms < logged_ms) log.head(head, settings.view, interval.time, text);
-    headWritten = true;
-    logged_ms = interval.time.epoch_ms;
+    if (begins) log.head(head, settings.view, interval.time, text);
     log.interval(interval, text);
-    writer->put(std::move(text));
+    heads.put(time_ms, text.size(), begins);
+    writer->put(Piece(std::move(text), time_ms, begins));
     return !writer->isOver();
 }
 
@@ -195,7 +235,12 @@ bool Run::show() {
 // False: the run is over.
 bool Run::makeInterval(uint64_t late_us) {
     // What cannot be written is not shown either: the log and the screen have the same intervals.
-    if (writer && !writer->ready()) return unwritten++, !writer->isOver();
+    if (writer && !writer->ready()) {
+        if (!unwritten++ && !settings.dir.empty() && writer->error())
+            failed("the log cannot be written for now: " + std::string(strerror(writer->error())) +
+                   "; the next interval is longer");
+        return !writer->isOver();
+    }
     sample(late_us);
     interval.number = ++made;
     skipped = unwritten = 0;
@@ -205,14 +250,21 @@ bool Run::makeInterval(uint64_t late_us) {
 
 // --- The whole run
 
-void Run::loop() {
-    constexpr int64_t ShortestLast = 1000;    // microseconds
+// In a folder, samples are due at whole multiples of the interval by the clock, so that files begin on the hour.
+int64_t Run::firstPause() const {
     constexpr int64_t FirstOnScreen = 450000; // the first table is there within half a second of the start
     const auto interval_us = static_cast<int64_t>(settings.view.interval_us);
-    const bool early = tables && screen.isRedrawn() && settings.save.empty();
+    if (tables && screen.isRedrawn() && settings.save.empty()) return std::min(FirstOnScreen, interval_us);
+    if (settings.dir.empty()) return interval_us;
+    const int64_t past = std::max<int64_t>(0, interval.time.epoch_ms) * 1000 % interval_us;
+    return past > interval_us / 2 ? 2 * interval_us - past : interval_us - past;
+}
+
+void Run::loop() {
+    constexpr int64_t ShortestLast = 1000; // microseconds
+    const auto interval_us = static_cast<int64_t>(settings.view.interval_us);
     sample(0); // from here on something can be compared
-    const int64_t first = early ? std::min(FirstOnScreen, interval_us) : interval_us;
-    Grid grid(sampled_us + first - interval_us, interval_us);
+    Grid grid(sampled_us + firstPause() - interval_us, interval_us);
     while (!settings.count || made < *settings.count) {
         const auto next = pause(grid.due());
         if (next == Step::Stop) return;
@@ -238,14 +290,7 @@ int Run::finish() {
 int Run::run() {
     head = headOf(root);
     limits.set(settings.view.limits); // what it refuses was refused with the command line
-    const auto& path = tables ? settings.save : settings.output.empty() ? std::string("-") : settings.output;
-    if (!tables && path != "-") {
-        const auto tail = mendTail(path);
-        if (tail == Tail::NoLog) return failed(inQuotes(path) + " is no log of wyrt, and is left as it is");
-        if (tail == Tail::Error) return failed(inQuotes(path) + " cannot be continued: " + strerror(errno));
-    }
-    if (!path.empty() && !openLog(path, tables ? OutFile::How::New : OutFile::How::Append))
-        return failed(inQuotes(path) + " cannot be written: " + strerror(errno));
+    if (const int status = openLog(); status != Done) return status;
     if (tables && !screen.open(settings))
         return failed(inQuotes(settings.output) + " cannot be written: " + strerror(errno));
     sources = makeSources(settings.view.areas, root, helper, settings.view);

@@ -2,6 +2,7 @@
 
 #include "base/duration.h"
 #include "base/nearest.h"
+#include "base/numbers.h"
 #include "base/refusal.h"
 #include "view/areas.h"
 #include "view/commandline.h"
@@ -19,7 +20,7 @@ namespace {
 // The command line with its words still as they were typed.
 struct Typed {
     std::vector<std::string> operands;
-    std::string interval, count, color;
+    std::string interval, count, color, max_use, keep_free, max_age, sync;
     TableWords table;
     bool help = false;
 };
@@ -43,6 +44,17 @@ static void addOptions(CLI::App& app, Task task, Typed& typed, Settings& setting
         app.add_option("-c,--count", typed.count, "ends after N intervals")->type_name("N");
         addTableOptions(app, typed.table);
     }
+    if (task == Task::Record) {
+        app.add_option("--dir", settings.dir, "keeps logs in DIR; every 10s unless -i says otherwise")
+            ->type_name("DIR");
+        app.add_option("--max-use", typed.max_use, "the logs in DIR take no more (default 2G)")->type_name("SIZE");
+        app.add_option("--keep-free", typed.keep_free, "as much stays free on its filesystem (default 1G)")
+            ->type_name("SIZE");
+        app.add_option("--max-age", typed.max_age, "older logs are removed (default 14d)")->type_name("TIME");
+        app.add_option("--sync", typed.sync, "a power cut loses no more than that (default 60s)")->type_name("TIME");
+        app.add_option("--config", settings.config, "options from DIR/*.conf (default /etc/wyrt/recorder)")
+            ->type_name("DIR");
+    }
     if (task == Task::Live) {
         app.add_option("--save", settings.save, "keeps a log of what is shown, too")->type_name("FILE");
         app.add_option("--color", typed.color, "auto, always or never; NO_COLOR is honoured")->type_name("WHEN");
@@ -59,7 +71,8 @@ static const char* introductionOf(Task task) {
                "Tables of what happens on this host. On a terminal they are redrawn in place: q quits, space holds.\n";
     case Task::Record:
         return "wyrt record [AREA...] [INTERVAL [COUNT]] [OPTION...]\n"
-               "A log of what happens on this host, to standard output or a file; wyrt show makes tables of it.\n";
+               "A log of what happens on this host, to standard output, a file or a folder; wyrt show makes tables of "
+               "it.\n";
     case Task::Check:
         break;
     }
@@ -98,6 +111,18 @@ static uint64_t countOf(const std::string& text, const char* what) {
     return *count;
 }
 
+static uint64_t sizeOf(const std::string& text, const char* option) {
+    const auto size = parseSize(text);
+    if (!size) throw Refusal{std::string(option) + " takes a size like 2G or 500M, not " + inQuotes(text)};
+    return *size;
+}
+
+static int64_t spanOf(const std::string& text, const char* option) {
+    const auto span = parseDuration(text);
+    if (!span) throw Refusal{std::string(option) + " takes a time like 14d or 60s, not " + inQuotes(text)};
+    return *span;
+}
+
 // The words in the list's order, each once.
 static std::string areasOf(Task task, const std::vector<std::string>& words) {
     for (const auto& word : words)
@@ -129,7 +154,18 @@ static void takeOperands(Task task, Typed& typed, Settings& settings) {
                           " is given twice: " + inQuotes(place) + " and " + inQuotes(operand)};
         place = operand;
     }
-    settings.view.areas = areasOf(task, words);
+    if (!words.empty() || settings.view.areas.empty()) settings.view.areas = areasOf(task, words);
+}
+
+static void takeFolderOptions(const Typed& typed, Settings& settings) {
+    constexpr uint64_t Smallest = 1 << 20; // bytes: less may not even hold one interval
+    auto& keep = settings.keep;
+    if (!typed.max_use.empty()) keep.max_use = sizeOf(typed.max_use, "--max-use");
+    if (keep.max_use && *keep.max_use < Smallest)
+        throw Refusal{"--max-use is at least 1M, not " + inQuotes(typed.max_use)};
+    if (!typed.keep_free.empty()) keep.keep_free = sizeOf(typed.keep_free, "--keep-free");
+    if (!typed.max_age.empty()) keep.max_age_ms = spanOf(typed.max_age, "--max-age") / 1000;
+    if (!typed.sync.empty()) settings.sync_us = spanOf(typed.sync, "--sync");
 }
 
 static void interpret(Task task, const CLI::App& app, Typed& typed, Settings& settings) {
@@ -139,6 +175,7 @@ static void interpret(Task task, const CLI::App& app, Typed& typed, Settings& se
     if (!typed.count.empty()) settings.count = countOf(typed.count, "count");
     if (!parseColor(typed.color, settings.color))
         throw Refusal{"--color takes auto, always or never, not " + inQuotes(typed.color)};
+    takeFolderOptions(typed, settings);
     if (auto why = takeTableWords(typed.table, settings.view); !why.empty()) throw Refusal{std::move(why)};
     const auto& sort = settings.view.sort;
     if (sort.empty()) return;
@@ -147,19 +184,77 @@ static void interpret(Task task, const CLI::App& app, Typed& typed, Settings& se
 
 // --- All together
 
-Parsed parseOptions(Task task, int argc, const char* const* argv) {
-    Parsed parsed;
+// The words that a line of a file stands for.
+static std::vector<std::string> wordsOf(const CLI::App& app, const ConfigLine& line) {
+    if (line.option == "areas") {
+        std::vector<std::string> words{"--"};
+        for (std::string_view rest = line.value; !rest.empty();)
+            if (const auto word = takeWord(rest); !word.empty()) words.emplace_back(word);
+        return words;
+    }
+    std::vector<std::string> names{"areas"};
+    for (const auto* option : app.get_options())
+        for (const auto& name : option->get_lnames())
+            if (name != "help" && name != "config" && name != "root" && name != "output") names.push_back(name);
+    if (std::find(names.begin(), names.end(), line.option) == names.end()) {
+        const std::vector<std::string_view> known(names.begin(), names.end());
+        throw Refusal{"there is no option " + inQuotes(line.option) + "; the nearest is " +
+                      std::string(nearest(line.option, known))};
+    }
+    const bool isFlag = app.get_option("--" + line.option)->get_items_expected_max() == 0;
+    if (!isFlag && line.value.empty()) throw Refusal{line.option + " has no value"};
+    return {"--" + line.option + (isFlag && line.value.empty() ? "" : "=" + line.value)};
+}
+
+static void parseLine(Task task, const ConfigLine& line, Settings& settings) {
+    CLI::App app;
+    Typed typed;
+    addOptions(app, task, typed, settings);
     try {
+        if (auto why = parseWords(app, wordsOf(app, line)); !why.empty()) throw Refusal{std::move(why)};
+        interpret(task, app, typed, settings);
+    } catch (const Refusal& refusal) {
+        throw Refusal{oneLine(line.place) + ": " + refusal.why};
+    }
+}
+
+// What only a folder of logs has, and what it has where nothing else is said.
+static void settleFolder(Settings& settings) {
+    constexpr uint64_t MaxUse = uint64_t{2} << 30;
+    constexpr int64_t MaxAge = 14LL * 86400 * 1000;
+    auto& keep = settings.keep;
+    if (settings.dir.empty()) {
+        if (!settings.config.empty()) throw Refusal{"neither --dir nor a file of --config names a folder for the logs"};
+        if (keep.max_use || keep.keep_free || keep.max_age_ms)
+            throw Refusal{"--max-use, --keep-free and --max-age are for the logs of a folder: --dir names it"};
+        return;
+    }
+    if (!settings.output.empty())
+        throw Refusal{"the log goes to a file (--output) or to a folder (--dir), not to both"};
+    if (!keep.max_use) keep.max_use = MaxUse;
+    if (!keep.max_age_ms) keep.max_age_ms = MaxAge;
+}
+
+Parsed parseOptions(Task task, int argc, const char* const* argv, const std::vector<ConfigLine>* config) {
+    constexpr uint64_t KeptInterval = 10000000; // microseconds
+    Parsed parsed;
+    auto& settings = parsed.settings;
+    try {
+        const uint64_t usual = settings.view.interval_us;
+        settings.view.interval_us = 0; // not given yet
+        for (const auto& line : config ? *config : std::vector<ConfigLine>{}) parseLine(task, line, settings);
         CLI::App app;
         Typed typed;
-        addOptions(app, task, typed, parsed.settings);
+        addOptions(app, task, typed, settings);
         if (auto why = parseWords(app, {argv + std::min(argc, 2), argv + argc}); !why.empty())
             throw Refusal{std::move(why)};
         if (typed.help) {
             parsed.kind = Parsed::Help;
             parsed.text = helpText(task, app);
         } else {
-            interpret(task, app, typed, parsed.settings);
+            interpret(task, app, typed, settings);
+            if (!settings.view.interval_us) settings.view.interval_us = settings.dir.empty() ? usual : KeptInterval;
+            if (settings.config.empty() || config) settleFolder(settings);
         }
     } catch (const Refusal& refusal) {
         parsed.kind = Parsed::Wrong;

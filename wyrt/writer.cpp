@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <optional>
 #include <thread>
 
 using namespace std::chrono_literals;
@@ -13,30 +14,30 @@ using namespace std::chrono_literals;
 
 namespace {
 class DirectWriter : public Writer {
-    LogFile file;
-    std::string pending; // a piece that found no room
+    std::unique_ptr<LogTarget> target;
+    std::optional<Piece> pending; // found no room
     Wrote last = Wrote::All;
 
     void flush() {
-        last = file.write(pending);
-        if (last == Wrote::All) pending.clear();
+        last = target->write(*pending);
+        if (last == Wrote::All) pending.reset();
     }
 
 public:
-    explicit DirectWriter(LogFile to) : file(std::move(to)) {}
+    explicit DirectWriter(std::unique_ptr<LogTarget> to) : target(std::move(to)) {}
     bool ready() override {
-        if (!pending.empty() && !isOver()) flush();
-        return pending.empty();
+        if (pending && !isOver()) flush();
+        return !pending;
     }
-    void put(std::string text) override {
-        pending = std::move(text);
+    void put(Piece piece) override {
+        pending = std::move(piece);
         flush();
     }
     bool isOver() override { return last == Wrote::NoReader || last == Wrote::Lost; }
-    int error() override { return file.error(); }
+    int error() override { return target->error(); }
     bool finish() override {
         const bool good = ready();
-        file.end();
+        target->end();
         return good;
     }
 };
@@ -46,8 +47,8 @@ public:
 // What both threads know. The thread keeps it, too, so that one that hangs in a write need not be waited for.
 struct Shared {
     static constexpr size_t Room = 8; // pieces
-    Queue<std::string> queue{Room};
-    LogFile file;                      // the thread's alone
+    Queue<Piece> queue{Room};
+    std::unique_ptr<LogTarget> target; // the thread's alone
     std::atomic<bool> failing = false; // the piece at hand finds no room
     std::atomic<bool> over = false;    // no piece will ever be written again
     std::atomic<int> error = 0;
@@ -59,10 +60,10 @@ class ThreadWriter : public Writer {
     std::thread thread;
 
 public:
-    explicit ThreadWriter(LogFile to);
+    ThreadWriter(std::unique_ptr<LogTarget> to, int64_t sync_us);
     ~ThreadWriter() override { finish(); }
     bool ready() override { return !shared->failing && !shared->over && shared->queue.hasRoom(); }
-    void put(std::string text) override { shared->queue.put(std::move(text)); }
+    void put(Piece piece) override { shared->queue.put(std::move(piece)); }
     bool isOver() override { return shared->over; }
     int error() override { return shared->error; }
     bool finish() override;
@@ -70,10 +71,10 @@ public:
 } // namespace
 
 // Tries until there is room; when the program ends, once more.
-static bool writePiece(Shared& shared, std::string_view text) {
+static bool writePiece(Shared& shared, const Piece& piece) {
     for (bool last = false;;) {
-        const auto wrote = shared.file.write(text);
-        shared.error = shared.file.error();
+        const auto wrote = shared.target->write(piece);
+        shared.error = shared.target->error();
         shared.failing = wrote != Wrote::All;
         if (wrote == Wrote::All) return true;
         if (wrote != Wrote::Later) shared.over = true;
@@ -82,24 +83,26 @@ static bool writePiece(Shared& shared, std::string_view text) {
     }
 }
 
-static void writeAll(const std::shared_ptr<Shared>& shared) {
-    constexpr auto Between = 5s; // so much is lost at the most when the machine goes down
-    auto synced = std::chrono::steady_clock::now() - Between;
+// The disk gets the other half of the time: a busy one may take long for it.
+static void writeAll(const std::shared_ptr<Shared>& shared, int64_t sync_us) {
+    const std::chrono::microseconds between(sync_us / 2);
+    auto synced = std::chrono::steady_clock::now() - between;
     bool good = true;
-    while (auto text = shared->queue.take()) {
-        good = good && writePiece(*shared, *text);
-        if (!good || std::chrono::steady_clock::now() - synced < Between) continue;
-        shared->file.sync();
-        synced = std::chrono::steady_clock::now();
+    while (auto piece = shared->queue.take()) {
+        good = good && writePiece(*shared, *piece);
+        const auto now = std::chrono::steady_clock::now();
+        if (!good || now - synced < between) continue;
+        shared->target->sync();
+        synced = now;
     }
-    if (good) shared->file.sync();
-    shared->file.end();
+    if (good) shared->target->sync();
+    shared->target->end();
     shared->ended.put(bool(good));
 }
 
-ThreadWriter::ThreadWriter(LogFile to) : shared(std::make_shared<Shared>()) {
-    shared->file = std::move(to);
-    thread = std::thread([kept = shared] { writeAll(kept); });
+ThreadWriter::ThreadWriter(std::unique_ptr<LogTarget> to, int64_t sync_us) : shared(std::make_shared<Shared>()) {
+    shared->target = std::move(to);
+    thread = std::thread([kept = shared, sync_us] { writeAll(kept, sync_us); });
 }
 
 bool ThreadWriter::finish() {
@@ -113,5 +116,10 @@ bool ThreadWriter::finish() {
     return good.value_or(false);
 }
 
-std::unique_ptr<Writer> directWriter(LogFile file) { return std::make_unique<DirectWriter>(std::move(file)); }
-std::unique_ptr<Writer> threadWriter(LogFile file) { return std::make_unique<ThreadWriter>(std::move(file)); }
+std::unique_ptr<Writer> directWriter(std::unique_ptr<LogTarget> target) {
+    return std::make_unique<DirectWriter>(std::move(target));
+}
+
+std::unique_ptr<Writer> threadWriter(std::unique_ptr<LogTarget> target, int64_t sync_us) {
+    return std::make_unique<ThreadWriter>(std::move(target), sync_us);
+}

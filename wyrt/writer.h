@@ -1,10 +1,10 @@
 // Who writes the log: a thread of its own, so that a slow disk does not hold up the samples, or the caller itself.
 #pragma once
 
-#include "wyrt/logfile.h"
+#include "wyrt/logtarget.h"
 
+#include <cstdint>
 #include <memory>
-#include <string>
 
 class Writer {
 public:
@@ -17,7 +17,7 @@ public:
     // no interval is made: the next one is longer, and nothing is lost.
     virtual bool ready() = 0;
     // A piece, when ready. It is written as a whole, sooner or later.
-    virtual void put(std::string text) = 0;
+    virtual void put(Piece piece) = 0;
     // Nobody reads the log any more, or it cannot be written ever again (error() tells why).
     virtual bool isOver() = 0;
     virtual int error() = 0;
@@ -26,6 +26,7 @@ public:
 };
 
 // Writes at once, in the thread that puts.
-std::unique_ptr<Writer> directWriter(LogFile file);
-// Writes in a thread, which alone waits for the disk.
-std::unique_ptr<Writer> threadWriter(LogFile file);
+std::unique_ptr<Writer> directWriter(std::unique_ptr<LogTarget> target);
+// Writes in a thread, which alone waits for the disk. At the most `sync_us` (microseconds) pass until what was written
+// is on the disk, as long as the disk takes no more than half of that.
+std::unique_ptr<Writer> threadWriter(std::unique_ptr<LogTarget> target, int64_t sync_us = 10000000);

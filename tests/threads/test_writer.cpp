@@ -1,3 +1,4 @@
+#include "wyrt/logfile.h"
 #include "wyrt/writer.h"
 
 #include <cerrno>
@@ -36,8 +37,8 @@ protected:
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
     }
     static std::unique_ptr<Writer> writer(const std::string& to, OutFile::How how = OutFile::How::New) {
-        LogFile file;
-        EXPECT_TRUE(file.open(to, how));
+        auto file = std::make_unique<LogFile>();
+        EXPECT_TRUE(file->open(to, how));
         return GetParam() ? threadWriter(std::move(file)) : directWriter(std::move(file));
     }
     std::string text() const {
@@ -59,23 +60,23 @@ TEST_P(WriterTest, WritesWholePiecesInTheirOrder) {
         const std::string piece = "interval " + std::to_string(i) + "\n";
         await([&] { return to->ready(); });
         ASSERT_TRUE(to->ready());
-        to->put(std::string(piece));
+        to->put(Piece(std::string(piece)));
         expected += piece;
     }
     EXPECT_TRUE(to->finish());
     EXPECT_EQ(text(), expected);
     auto again = writer(path(), OutFile::How::Append);
-    again->put("more\n");
+    again->put(Piece("more\n"));
     EXPECT_TRUE(again->finish());
     EXPECT_EQ(text(), expected + "more\n");
 }
 
 TEST_P(WriterTest, WhatFindsNoRoomIsWrittenLater) {
     auto to = writer(path());
-    to->put(std::string(10, 'a'));
+    to->put(Piece(std::string(10, 'a')));
     await([&] { return text().size() == 10; });
     setLimit(15);
-    to->put(std::string(10, 'b')); // half of it fits
+    to->put(Piece(std::string(10, 'b'))); // half of it fits
     await([&] { return !to->ready() && text().size() == 15; });
     EXPECT_FALSE(to->ready());
     EXPECT_EQ(to->error(), EFBIG);
@@ -83,17 +84,17 @@ TEST_P(WriterTest, WhatFindsNoRoomIsWrittenLater) {
     setLimit(RLIM_INFINITY);
     await([&] { return to->ready(); });
     ASSERT_TRUE(to->ready());
-    to->put(std::string(10, 'c'));
+    to->put(Piece(std::string(10, 'c')));
     EXPECT_TRUE(to->finish());
     EXPECT_EQ(text(), "aaaaaaaaaabbbbbbbbbbcccccccccc");
 }
 
 TEST_P(WriterTest, AtTheEndNoPieceStandsInPart) {
     auto to = writer(path());
-    to->put(std::string(10, 'a'));
+    to->put(Piece(std::string(10, 'a')));
     await([&] { return text().size() == 10; });
     setLimit(15);
-    to->put(std::string(10, 'b'));
+    to->put(Piece(std::string(10, 'b')));
     await([&] { return !to->ready(); });
     EXPECT_FALSE(to->finish());
     EXPECT_EQ(to->error(), EFBIG);
@@ -106,7 +107,7 @@ TEST_P(WriterTest, ItIsOverWhenNobodyReads) {
     const int reader = open(path().c_str(), O_RDONLY | O_NONBLOCK);
     auto to = writer(path());
     close(reader);
-    to->put("nobody reads this\n");
+    to->put(Piece("nobody reads this\n"));
     await([&] { return to->isOver(); });
     EXPECT_TRUE(to->isOver());
     EXPECT_FALSE(to->ready());
@@ -124,11 +125,11 @@ TEST(ThreadWriter, IsNotReadyWhileItsReaderSleeps) {
     const auto path = folder + "/pipe";
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK);
-    LogFile file;
-    ASSERT_TRUE(file.open(path, OutFile::How::New));
+    auto file = std::make_unique<LogFile>();
+    ASSERT_TRUE(file->open(path, OutFile::How::New));
     auto to = threadWriter(std::move(file));
     size_t put = 0;
-    while (to->ready() && put < 100) to->put(std::string(100000, 'x')), put++; // more than a pipe holds
+    while (to->ready() && put < 100) to->put(Piece(std::string(100000, 'x'))), put++; // more than a pipe holds
     EXPECT_FALSE(to->ready());
     EXPECT_LE(put, 10U);
     size_t got = 0;

@@ -106,7 +106,7 @@ static std::vector<std::string> listed(std::initializer_list<const char*> lists)
 
 TEST(Completion, OptionsOfCommands) {
     EXPECT_EQ(listed({"tasks", "views", "samples", "lives"}), longOptions(Task::Live));
-    EXPECT_EQ(listed({"tasks", "views", "samples"}), longOptions(Task::Record));
+    EXPECT_EQ(listed({"tasks", "views", "samples", "records"}), longOptions(Task::Record));
     EXPECT_EQ(listed({"tasks"}), longOptions(Task::Check));
 }
 
