@@ -30,7 +30,7 @@ static std::string lines(size_t bytes) {
 }
 
 TEST(Pack, TheLogComesBack) {
-    for (const size_t bytes : {1U, 5000U, 65536U, 200000U, 9U << 20}) {
+    for (const size_t bytes : {5000U, 65536U, 200000U, 9U << 20}) {
         const Made machine("dir /logs\n");
         const auto text = lines(bytes);
         save("/logs/a.wyrt", text);
