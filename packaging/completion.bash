@@ -36,6 +36,7 @@ _wyrt_command() {
                 show) words="$logs $views $shows" ;;
                 why) words="$logs $shows $spans --limit" ;;
                 export) words="$logs $exports $spans" ;;
+                chart) words="$logs $spans --limit" ;;
                 info) words=$logs ;;
             esac
             [[ $cur == -* ]] || words=operands
@@ -43,8 +44,8 @@ _wyrt_command() {
     esac
     if [[ $words == operands ]]; then
         words=$areas
-        [[ $command == info || $command == why || $command == export ]] && words=''
-        [[ $command == show || $command == info || $command == why || $command == export ]] && logs_too=1
+        [[ $command == info || $command == why || $command == export || $command == chart ]] && words=''
+        [[ $command == show || $command == info || $command == why || $command == export || $command == chart ]] && logs_too=1
     fi
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
     if ((logs_too)); then
@@ -55,7 +56,7 @@ _wyrt_command() {
 }
 
 _wyrt() {
-    local commands='live record check show why export info'
+    local commands='live record check show why export chart info'
     local flags='h e v H a b B V Z k f F S m t r'
     local valued='c s i I C T R g G p P o n d'
     local words='io time mem none ps'

@@ -35,6 +35,7 @@ libraries_of() {
         header=$(header_of "$need")
         if grep -rqsF --include='*.h' --include='*.cpp' "#include <$header>" "${product[@]/#/$1/}"; then echo "$need"; fi
     done
+    if [ -e "$1/wyrtlog/chart/page.js" ]; then echo dygraphs; fi
 }
 
 # The header by which a library is known.
@@ -73,6 +74,7 @@ has_need() {
         cmake) has_cmake ;;
         generator) has ninja || has make || has gmake ;;
         gtest | cli11 | libmnl | zstd | zlib | sqlite3) has_header "$(header_of "$1")" ;;
+        dygraphs) [ -e /usr/share/javascript/dygraphs/dygraph.min.js ] ;;
         clang-sanitizers) has_clang_sanitizers ;;
         clang-format) clang_format >/dev/null ;;
         *) has "$1" ;;
@@ -92,6 +94,7 @@ package_of() {
         zstd) echo libzstd-dev ;;
         zlib) echo zlib1g-dev ;;
         sqlite3) echo libsqlite3-dev ;;
+        dygraphs) echo libjs-dygraphs ;;
         clang-sanitizers) echo libclang-rt-dev ;;
         clang-format) echo clang-format-19 ;;
         *) echo "$1" ;;

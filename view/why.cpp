@@ -61,7 +61,7 @@ static std::string nearText(const NearRow& row) {
     return text + figureText(row.rule, row.value, row.unit) + limitOf(row.rule, row.limit, "");
 }
 
-static std::string nearestText(const Interval& interval) {
+std::string nearestText(const Interval& interval) {
     std::string text;
     for (auto& row : interval.nearest.rows) text.append(text.empty() ? "" : ", ").append(nearText(row));
     return text;
@@ -97,33 +97,39 @@ static std::vector<const WhoRow*> culpritsOf(const Interval& interval, const Why
     return rows;
 }
 
+FindingText textOf(const Interval& interval, const WhyRow& why) {
+    FindingText text;
+    text.heading = headingOf(interval, why);
+    text.figures = safeText(why.figure) + " " + figureText(why.rule, why.value, why.unit) +
+                   limitOf(why.rule, why.limit, "limit ") + (why.text.empty() ? "" : ", " + safeText(why.text));
+    for (auto* who : culpritsOf(interval, why))
+        text.culprits.push_back({shareText(*who), culpritText(*who), safeText(who->evidence)});
+    text.after = sufferText(interval, why);
+    if (!text.after.empty()) text.after = "suffer: " + text.after;
+    for (const auto& more : {safeText(why.note), endText(why)})
+        if (!more.empty()) text.after.append(text.after.empty() ? "" : "   ").append(more);
+    return text;
+}
+
 static void showFinding(const Interval& interval, const WhyRow& why, Page& page) {
     constexpr size_t Margin = 5, Widest = 48; // of the share; of a culprit, so that evidence lines up
+    const auto text = textOf(interval, why);
     const std::string rank = std::to_string(why.rank);
     size_t used = 0;
-    page.piece(rank + std::string(3 - std::min<size_t>(2, rank.size()), ' ') + headingOf(interval, why), used,
-               Tone::Bad);
-    page.piece("   " + safeText(why.figure) + " " + figureText(why.rule, why.value, why.unit) +
-                   limitOf(why.rule, why.limit, "limit ") + (why.text.empty() ? "" : ", " + safeText(why.text)),
-               used);
+    page.piece(rank + std::string(3 - std::min<size_t>(2, rank.size()), ' ') + text.heading, used, Tone::Bad);
+    page.piece("   " + text.figures, used);
     page.newline();
-    const auto culprits = culpritsOf(interval, why);
     size_t width = 0;
-    for (auto* who : culprits)
-        if (!who->evidence.empty()) width = std::max(width, std::min(textWidth(culpritText(*who)), Widest));
-    for (auto* who : culprits) {
-        const auto share = shareText(*who), text = culpritText(*who);
-        std::string line(Margin + 3 - std::min(Margin + 2, share.size()), ' ');
-        line.append(share).append(" ").append(text);
-        if (!who->evidence.empty())
-            line.append(width - std::min(width, textWidth(text)) + 3, ' ').append(safeText(who->evidence));
+    for (auto& culprit : text.culprits)
+        if (!culprit.evidence.empty()) width = std::max(width, std::min(textWidth(culprit.who), Widest));
+    for (auto& culprit : text.culprits) {
+        std::string line(Margin + 3 - std::min(Margin + 2, culprit.share.size()), ' ');
+        line.append(culprit.share).append(" ").append(culprit.who);
+        if (!culprit.evidence.empty())
+            line.append(width - std::min(width, textWidth(culprit.who)) + 3, ' ').append(culprit.evidence);
         page.line(line);
     }
-    std::string after = sufferText(interval, why);
-    if (!after.empty()) after = "suffer: " + after;
-    for (const auto& more : {safeText(why.note), endText(why)})
-        if (!more.empty()) after.append(after.empty() ? "" : "   ").append(more);
-    if (!after.empty()) page.line("   " + after);
+    if (!text.after.empty()) page.line("   " + text.after);
     if (!why.worst.empty())
         page.line("   in " + countText(static_cast<double>(why.intervals)) + " intervals, " +
                   spanText(static_cast<double>(why.lasted_us) / 1e6) + ", from " + safeText(why.since) + " to " +

@@ -3,6 +3,24 @@
 
 #include "view/areas.h"
 
+#include <string>
+#include <vector>
+
 void showWhy(const Interval& interval, const View& view, Page& page);
 // The same in one line, for the top of the usual tables; nothing when the interval has not been judged.
 void showWhyLine(const Interval& interval, Page& page);
+
+// The texts of a finding, for those who show it in another way.
+struct FindingText {
+    struct Culprit {
+        std::string share; // "92% ~"
+        std::string who, evidence;
+    };
+    std::string heading; // "DISK sdb"
+    std::string figures; // "writes wait 41.2 ms (limit 20), queue 17.0"
+    std::vector<Culprit> culprits;
+    std::string after; // who suffers, and until when; may be empty
+};
+FindingText textOf(const Interval& interval, const WhyRow& why);
+// What is not under pressure, and comes nearest to it: "cpu run queue 2 (16), ..."; may be empty.
+std::string nearestText(const Interval& interval);

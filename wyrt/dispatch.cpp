@@ -80,6 +80,7 @@ static constexpr Command Commands[] = {
     {"show",   runLogProgram, "the tables of a log",                                   "wyrt show day.wyrt"             },
     {"why",    runLogProgram, "what was under pressure in a log, and who did it",      "wyrt why day.wyrt --since 14:05"},
     {"export", runLogProgram, "a log for other programs: csv, jsonl, sqlite ...",      "wyrt export day.wyrt -o day.db" },
+    {"chart",  runLogProgram, "a page to look at, of a log",                           "wyrt chart day.wyrt -o day.html"},
     {"info",   runLogProgram, "what a log holds",                                      "wyrt info day.wyrt"             },
 };
 

@@ -36,13 +36,15 @@ struct Option {
 } // namespace
 
 static constexpr unsigned Shows = static_cast<unsigned>(LogTask::Show), Whys = static_cast<unsigned>(LogTask::Why),
-                          Exports = static_cast<unsigned>(LogTask::Export), Every = ~0U;
+                          Exports = static_cast<unsigned>(LogTask::Export),
+                          Charts = static_cast<unsigned>(LogTask::Chart), Every = ~0U;
 
 // clang-format off
 static constexpr Command Commands[] = {
     {"show", LogTask::Show, "[AREA...] [LOG...]", "The tables of a log, as they were live. Without areas: those that were shown then."},
     {"why",  LogTask::Why,  "[LOG...]", "What was under pressure, who did it, and who suffered, of a log or a span of it."},
     {"export", LogTask::Export, "[LOG...]", "What a log holds, for other programs."},
+    {"chart", LogTask::Chart, "[LOG...] -o FILE.html", "A page to look at: what happened, charts on one time axis, and the tables of the worst intervals."},
     {"info", LogTask::Info, "[LOG...]", "What a log holds: host, span, intervals, gaps, damage, and how much each kind takes."},
 };
 
@@ -53,8 +55,8 @@ static constexpr Option Options[] = {
     {"--kind",      "KIND", "only these kinds of records: DISK or DISK,CPU",      Exports,      &Asked::kinds,   nullptr},
     {"--fields",    "LIST", "only these fields of one kind, in this order: time,name,reads", Exports, &Asked::fields, nullptr},
     {"--rates",     "",     "amounts a second instead of amounts",                Exports,      nullptr,         &Asked::rates},
-    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Whys | Exports, &Asked::since,   nullptr},
-    {"--until",     "TIME", "up to then",                                         Whys | Exports, &Asked::until,   nullptr},
+    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Whys | Exports | Charts, &Asked::since,   nullptr},
+    {"--until",     "TIME", "up to then",                                         Whys | Exports | Charts, &Asked::until,   nullptr},
     {"--no-pager",  "",     "no pager on a terminal",                             Shows | Whys, nullptr,         &Asked::noPager},
 };
 // clang-format on
@@ -79,7 +81,7 @@ static void addOptions(CLI::App& app, Asked& asked, Typed& typed) {
         else app.add_flag(option.names, asked.*option.flag, option.help);
     }
     if (asked.task == LogTask::Show) addTableOptions(app, asked.table);
-    if (asked.task == LogTask::Why) addTableOptions(app, asked.table, isLimits);
+    if (has(Whys | Charts, asked.task)) addTableOptions(app, asked.table, isLimits);
     if (has(Shows | Whys, asked.task))
         app.add_option("--color", typed.color, "auto, always or never; NO_COLOR is honoured")->type_name("WHEN");
 }

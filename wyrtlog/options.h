@@ -10,7 +10,7 @@
 #include <vector>
 
 // A bit each, so that an option can say which commands take it.
-enum class LogTask : unsigned { Show = 1, Why = 2, Info = 4, Export = 8 };
+enum class LogTask : unsigned { Show = 1, Why = 2, Info = 4, Export = 8, Chart = 16 };
 
 struct Asked {
     LogTask task = LogTask::Show;

@@ -4,6 +4,7 @@
 #include "base/held.h"
 #include "base/infile.h"
 #include "base/refusal.h"
+#include "wyrtlog/chart.h"
 #include "wyrtlog/export.h"
 #include "wyrtlog/info.h"
 #include "wyrtlog/pack.h"
@@ -30,6 +31,8 @@ int wyrtlogMain(int argc, char** argv) {
         return exportLog(line.asked);
     case LogTask::Info:
         return info(line.asked);
+    case LogTask::Chart:
+        return chart(line.asked);
     case LogTask::Show:
         break;
     }

@@ -17,7 +17,7 @@ offers() {
 }
 
 offers '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
-offers '' 'live record check show why export info -h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
+offers '' 'live record check show why export chart info -h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
 offers -b -Z '-Z'
 offers -p '' ''
 offers -p 24 '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'

@@ -118,10 +118,14 @@ TEST(Completion, OptionsOfTheCommandsThatReadLogs) {
     EXPECT_EQ(why, longOptions("why"));
     EXPECT_EQ(listed({"logs", "exports", "spans"}), longOptions("export"));
     EXPECT_EQ(listed({"logs"}), longOptions("info"));
+    auto chart = listed({"logs", "spans"});
+    chart.emplace_back("--limit");
+    std::sort(chart.begin(), chart.end());
+    EXPECT_EQ(chart, longOptions("chart"));
 }
 
 TEST(Completion, Commands) {
     const auto words = getList("commands");
-    EXPECT_EQ(words.size(), 7U);
+    EXPECT_EQ(words.size(), 8U);
     for (auto& word : words) EXPECT_EQ(nearlyCommand(word + "x"), word);
 }

@@ -162,6 +162,14 @@ TEST(Documents, TheManualHasEveryOptionOfExport) {
     EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
 }
 
+TEST(Documents, TheManualHasEveryOptionOfChart) {
+    std::set<std::string> expected;
+    addEntries(parseCommandLine({"chart", "--help"}, [](const std::string&) { return true; }).help, expected);
+    EXPECT_GT(expected.size(), 4U);
+    const auto entries = entriesOf(sectionOf("docs/wyrt-chart.1", "OPTIONS"));
+    EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
+}
+
 TEST(Documents, TheManualHasEveryKindOfTheLog) {
     std::multiset<std::string> expected;
     const Interval none;

@@ -1,0 +1,296 @@
+// wyrt chart: the page of made-up logs. What a browser makes of it is seen by tests/live/new-chart.sh.
+#include "tests/unit/logcommand.h"
+#include "tests/unit/whymachine.h"
+#include "wyrtlog/chart/charts.h"
+
+#include <cmath>
+
+static constexpr int64_t Start = 1795266310000; // 2026-11-21 14:05:10 +01:00
+
+struct Log {
+    std::string text;
+    LogWriter writer;
+    uint64_t number = 0;
+
+    void head(const std::string& host = "db7", const std::string& boot = "boot", const std::string& run = "run") {
+        ViewRow view;
+        view.areas = "why cpu disk";
+        writer.head({"1.2.0", host, boot, run}, view, {Start, 60}, text);
+    }
+    // A disk is slow in it.
+    void interval(int64_t time_ms, bool slow, const std::string& name = "rsync") {
+        WhyMachine machine;
+        machine.pressure("io", slow ? 71.5 : 3, 20);
+        machine.disk("sdb", "8:16", 200, slow ? 41.2 : 6, slow ? 17 : 0.5);
+        machine.process(4411, name).write_bytes = 366 * MiB;
+        WhyMachine::put(machine.interval.processesTotal, ProcsRow{});
+        machine.interval.number = ++number;
+        machine.interval.time = {time_ms, 60};
+        judge(machine.interval, machine.limits);
+        writer.interval(machine.interval, text);
+    }
+};
+
+static std::string pageOf(const Log& log, std::vector<std::string> more = {}) {
+    save("/x.wyrt", log.text);
+    std::vector<std::string> words{"chart", "/x.wyrt"};
+    words.insert(words.end(), more.begin(), more.end());
+    return run(words);
+}
+
+static bool has(const std::string& text, std::string_view part) { return text.find(part) != text.npos; }
+
+TEST(Chart, WordsDataAndTables) {
+    Made machine("clock 1795266400.000\n");
+    Log log;
+    log.head();
+    for (int i = 1; i <= 10; i++) log.interval(Start + i * 2000, i == 5 || i == 6 || i == 9);
+    const auto page = pageOf(log);
+    for (auto part : {
+             "<!DOCTYPE html>",
+             "<h1><bdi>db7</bdi></h1>",
+             "2026-11-21 14:05:10 to 2026-11-21 14:05:30 +01:00",
+             "<dt>intervals</dt><dd>10 of 2 s</dd>",
+             "data-finding=\"1\">DISK sdb: writes wait 41.2 ms (limit 20)",
+             "lasted 6s in 3 intervals, 2 times, from 14:05:18 to 14:05:28; worst at <a href=\"#worst-1\">14:05:20</a>",
+             "<span class=\"share\">92% ~</span> <bdi>rsync[4411]</bdi>",
+             "<details id=\"worst-1\"><summary>14:05:20: worst of DISK sdb</summary>",
+             "<pre tabindex=\"0\">db7  2026-11-21 14:05:20 +01:00  #5",
+             "\"findings\":[{\"name\":\"DISK "
+             "sdb\",\"stretches\":[[1795266318000,1795266322000],[1795266326000,1795266328000]]}]",
+             "\"title\":\"CPU time\"",
+             "\"title\":\"sdb throughput\"",
+             "{\"name\":\"rsync[4411]\",\"data\":\"",
+             "Permission is hereby granted", // of the library
+             "Content-Security-Policy\" content=\"default-src 'none';",
+         })
+        EXPECT_TRUE(has(page, part)) << part;
+    EXPECT_TRUE(has(page, "\n</html>\n") && page.ends_with("status 0\n"));
+    for (auto part : {"title", "css", "summary", "findings", "tables", "data", "library", "licence", "script"})
+        EXPECT_FALSE(has(page, "{{" + std::string(part) + "}}")) << part;
+}
+
+TEST(Chart, NamesAreText) {
+    Made machine("");
+    const std::string hostile = "</script><script>alert(1)</script>{{data}}<!--\"'&\x1B[2J\xFF";
+    Log log;
+    log.head("<h1>&\"'");
+    for (int i = 1; i <= 3; i++) log.interval(Start + i * 2000, true, hostile);
+    const auto page = pageOf(log);
+    EXPECT_FALSE(has(page, "<script>alert"));
+    EXPECT_FALSE(has(page, "<!--\""));
+    EXPECT_FALSE(has(page, "\x1B"));
+    EXPECT_TRUE(has(page, "<bdi>&lt;h1&gt;&amp;&quot;&#39;</bdi>"));
+    EXPECT_TRUE(
+        has(page, "&lt;/script&gt;&lt;script&gt;alert(1)&lt;/script&gt;{{data}}&lt;!--&quot;&#39;&amp;\\x1B[2J\\xFF"));
+    EXPECT_TRUE(has(page, "\\u003c/script\\u003e\\u003cscript\\u003ealert(1)"));
+    size_t scripts = 0;
+    for (size_t at = 0; (at = page.find("</script", at)) != page.npos; at++) scripts++;
+    EXPECT_EQ(scripts, 3U); // data, library, script of the page
+}
+
+TEST(Chart, GapsRestartsAndClocks) {
+    Made machine("");
+    Log log;
+    log.head();
+    log.interval(Start + 2000, false);
+    log.interval(Start + 4000, false);
+    log.interval(Start + 60000, false); // began at 58000
+    log.head("db7", "boot", "run 2");
+    log.interval(Start + 62000, false);
+    log.head("db7", "boot 2", "run 3");
+    log.interval(Start + 90000, false);
+    log.head("db7", "boot 2", "run 3");
+    log.interval(Start + 70000, false); // the clock was set back
+    log.interval(Start + 72000, false);
+    const auto page = pageOf(log);
+    const auto at = [](int64_t ms) { return std::to_string(Start + ms); };
+    EXPECT_TRUE(has(page, "\"gaps\":[[" + at(4000) + "," + at(58000) + "],[" + at(62000) + "," + at(88000) + "]]"));
+    EXPECT_TRUE(has(page, "\"marks\":[{\"time\":" + at(60000) + ",\"text\":\"wyrt was started\"},{\"time\":" +
+                              at(88000) + ",\"text\":\"the machine was started\"},{\"time\":" + at(90000) +
+                              ",\"text\":\"the clock was set back\"}]"));
+    EXPECT_TRUE(has(page, "Nothing was under pressure; nearest: "));
+    EXPECT_TRUE(has(page, "<dt>not recorded</dt><dd>80s in 2 gaps</dd>") || has(page, "<dd>1m in 2 gaps</dd>"));
+}
+
+TEST(Chart, SpansLimitsAndWhatIsRefused) {
+    Made machine("clock 1795266400.000\n"
+                 "tz CET-1\n");
+    Log log;
+    log.head();
+    for (int i = 1; i <= 10; i++) log.interval(Start + i * 2000, i == 5);
+    EXPECT_TRUE(has(pageOf(log, {"--since", "14:05:22"}), "<dd>4 of 2 s</dd>"));
+    EXPECT_TRUE(has(pageOf(log, {"--until", "14:05:18"}), "Nothing was under pressure"));
+    EXPECT_TRUE(
+        has(pageOf(log, {"--limit", "disk.wait=50ms", "--limit", "disk.stall=90"}), "Nothing was under pressure"));
+    EXPECT_TRUE(has(pageOf(log, {"--since", "never"}), "wyrt: 'never' is no time like 14:05"));
+    const auto none = pageOf(log, {"--until", "14:05:11"});
+    EXPECT_TRUE(has(none, "The log has no interval in this span."));
+    EXPECT_TRUE(has(none, "there is no interval in this span, and nothing in the page"));
+    EXPECT_TRUE(none.ends_with("status 1\n"));
+    Log other;
+    other.head("db8");
+    other.interval(Start + 30000, false);
+    save("/y.wyrt", other.text);
+    const auto several = pageOf(log, {"/y.wyrt"});
+    EXPECT_TRUE(has(several, "wyrt: the logs are of several hosts: 'db7' and 'db8'; a page shows one\n")) << several;
+    EXPECT_TRUE(several.ends_with("status 1\n"));
+    EXPECT_FALSE(has(several, "<html"));
+}
+
+TEST(Chart, NotOnATerminal) {
+    Made machine("terminal\n");
+    EXPECT_TRUE(has(run({"chart", "/x.wyrt"}), "is no log"));
+    Log log;
+    log.head();
+    const auto said = pageOf(log);
+    EXPECT_TRUE(has(said, "wyrt: a page goes to a file: -o report.html (see wyrt chart --help)\n")) << said;
+    EXPECT_TRUE(said.ends_with("status 2\n"));
+}
+
+// --- What the charts have
+
+static const Picture* find(const std::vector<Picture>& all, std::string_view title) {
+    for (auto& picture : all)
+        if (picture.title == title) return &picture;
+    return nullptr;
+}
+
+static std::vector<float> seriesOf(const std::vector<Picture>& all, std::string_view title, std::string_view name) {
+    if (const auto* picture = find(all, title))
+        for (auto& series : picture->series)
+            if (series.name == name) return series.values;
+    return {};
+}
+
+TEST(ChartPictures, TheOthersMakeTheWhole) {
+    Charts charts;
+    for (int i = 1; i <= 3; i++) {
+        WhyMachine machine; // used 3 of 32 seconds
+        for (uint64_t pid = 1; pid <= 20; pid++) {
+            auto& row = machine.process(100 + pid, "p" + std::to_string(pid));
+            row.cpu_us = pid * 10000, row.children_us = pid == 20 ? 100000 : 0;
+            row.wait_us = 1000, row.read_bytes = pid * MiB, row.write_bytes = MiB;
+            row.anonymous = pid * MiB;
+        }
+        machine.memory().anonymous = 400 * MiB;
+        machine.interval.processesTotal.rows = {ProcsRow{}};
+        machine.interval.processesTotal.elapsed_us = 2 * Second;
+        charts.add(machine.interval, i * 2000);
+    }
+    const auto all = charts.pictures(1000000);
+    const auto wholeOf = [&](const char* title) {
+        float sum = 0;
+        const auto* picture = find(all, title);
+        EXPECT_NE(picture, nullptr) << title;
+        if (!picture) return sum;
+        EXPECT_EQ(picture->times, (std::vector<int64_t>{2000, 4000, 6000}));
+        EXPECT_EQ(picture->series.size(), Top::Shown + 1);
+        EXPECT_EQ(picture->series.back().name, "others");
+        for (auto& series : picture->series) sum += series.values[1];
+        return sum;
+    };
+    EXPECT_NEAR(wholeOf("CPU time by process"), 150, 0.1); // percent of one CPU
+    EXPECT_NEAR(wholeOf("Waits for a CPU by process"), 1, 0.01);
+    EXPECT_NEAR(wholeOf("Storage I/O by process"), 115.0 * MiB, MiB / 1000.0);
+    EXPECT_NEAR(wholeOf("Anonymous memory by process"), 400.0 * MiB, MiB / 1000.0);
+    EXPECT_NEAR(seriesOf(all, "CPU time by process", "p20[120]").at(0), 15, 0.01); // with its children
+    EXPECT_NEAR(seriesOf(all, "CPU time", "user").at(0), 6.25, 0.01);
+    EXPECT_NEAR(seriesOf(all, "Memory", "anonymous").at(0), 400.0 * MiB, 1);
+    EXPECT_EQ(charts.times(), (std::vector<int64_t>{2000, 4000, 6000}));
+}
+
+TEST(ChartPictures, AProcessWithoutARowKeepsItsMemory) {
+    Charts charts;
+    for (int i = 1; i <= 4; i++) {
+        WhyMachine machine;
+        machine.memory().anonymous = 100 * MiB;
+        if (i == 1) machine.process(7, "idle").anonymous = 60 * MiB;
+        if (i == 3) {
+            ExitRow row;
+            row.pid = 7, row.start = machine.process(7, "idle").start;
+            machine.interval.processes.rows.clear();
+            WhyMachine::put(machine.interval.exits, row);
+        }
+        charts.add(machine.interval, i * 2000);
+    }
+    const auto all = charts.pictures(1000000);
+    const auto idle = seriesOf(all, "Anonymous memory by process", "idle[7]");
+    ASSERT_EQ(idle.size(), 4U);
+    for (size_t i = 0; i < 4; i++) EXPECT_NEAR(idle[i], i < 2 ? 60.0 * MiB : 0, 1) << i;
+    EXPECT_NEAR(seriesOf(all, "Anonymous memory by process", "others").at(3), 100.0 * MiB, 1);
+}
+
+TEST(ChartPictures, GroupsBelowOthersCountOnce) {
+    Charts charts;
+    WhyMachine machine;
+    for (auto [path, us] : {std::pair("/", 900000U), std::pair("/system.slice", 600000U),
+                            std::pair("/system.slice/a.service", 400000U), std::pair("/user.slice", 200000U)}) {
+        CgroupRow row;
+        row.path = path, row.name = path, row.cpu_us = us, row.memory = us;
+        WhyMachine::put(machine.interval.cgroups, row);
+    }
+    charts.add(machine.interval, 2000);
+    const auto all = charts.pictures(1000000);
+    const auto* cpu = find(all, "CPU time by group");
+    ASSERT_NE(cpu, nullptr);
+    ASSERT_EQ(cpu->series.size(), 3U);
+    EXPECT_EQ(cpu->series[0].name, "/system.slice/a.service");
+    EXPECT_NEAR(cpu->series[0].values[0], 20, 0.01);
+    EXPECT_EQ(cpu->series[1].name, "/user.slice");
+    EXPECT_NEAR(cpu->series[2].values[0], 120, 0.01); // the others: 150 in all
+}
+
+TEST(ChartPictures, DevicesThatMoved) {
+    Charts charts;
+    for (int i = 1; i <= 3; i++) {
+        WhyMachine machine;
+        const auto disk = [&](const char* name, const char* kind, bool stacked, uint64_t bytes) {
+            DiskRow row;
+            row.name = name, row.kind = kind, row.stacked = stacked, row.holds = "p1 /";
+            row.reads = bytes ? 10 : 0, row.read_bytes = bytes, row.read_us = bytes ? 40000 : 0;
+            row.busy_us = row.queue_us = bytes ? Second : 0;
+            WhyMachine::put(machine.interval.disks, row);
+        };
+        disk("sda", "disk", false, i == 2 ? 4 * MiB : 0), disk("sdb", "disk", false, 0);
+        disk("sda1", "partition", false, 1000), disk("dm-0", "dm", true, 1000);
+        LinkRow link;
+        link.name = "eth0", link.addresses = "10.2.0.7", link.rx_bytes = 2000, link.tx_bytes = 0,
+        link.rx_dropped = i - 1;
+        WhyMachine::put(machine.interval.links, link);
+        FsRow filesystem;
+        filesystem.point = "/srv", filesystem.size = 100, filesystem.used = 40, filesystem.available = 60;
+        if (i == 1) WhyMachine::put(machine.interval.filesystems, filesystem);
+        WhyMachine::put(machine.interval.protocols, ProtocolRow{"Tcp", "RetransSegs", uint64_t{4}, {}});
+        WhyMachine::put(machine.interval.protocols, ProtocolRow{"Tcp", "CurrEstab", {}, 12});
+        charts.add(machine.interval, i * 2000);
+    }
+    const auto all = charts.pictures(1000000);
+    EXPECT_EQ(seriesOf(all, "sda throughput", "read"), (std::vector<float>{0, 2 * MiB, 0}));
+    EXPECT_EQ(seriesOf(all, "sda wait", "read").at(1), 4);
+    EXPECT_TRUE(std::isnan(seriesOf(all, "sda wait", "read").at(0)));
+    EXPECT_EQ(seriesOf(all, "sda busy", "busy"), (std::vector<float>{0, 50, 0}));
+    EXPECT_EQ(find(all, "sda throughput")->note, "holds p1 /");
+    for (auto title : {"sdb throughput", "sda1 throughput", "dm-0 throughput"}) EXPECT_EQ(find(all, title), nullptr);
+    EXPECT_EQ(seriesOf(all, "eth0 traffic", "received"), (std::vector<float>{1000, 1000, 1000}));
+    EXPECT_EQ(seriesOf(all, "eth0 errors and drops", "received and dropped"), (std::vector<float>{0, 0.5, 1}));
+    EXPECT_EQ(seriesOf(all, "Filesystems", "/srv"), (std::vector<float>{40, 40, 40}));
+    EXPECT_EQ(seriesOf(all, "TCP trouble", "sent again"), (std::vector<float>{2, 2, 2}));
+    EXPECT_EQ(seriesOf(all, "TCP connections", "established"), (std::vector<float>{12, 12, 12}));
+    for (size_t i = 1; i < all.size(); i++) EXPECT_LE(all[i - 1].section, all[i].section);
+}
+
+TEST(ChartPictures, NoMoreValuesThanAskedFor) {
+    Charts charts;
+    for (int i = 1; i <= 4000; i++) charts.add(WhyMachine().interval, i * 2000);
+    const auto count = [](const std::vector<Picture>& all) {
+        size_t values = 0;
+        for (auto& picture : all)
+            for (auto& series : picture.series) values += series.values.size();
+        return values;
+    };
+    const auto before = count(charts.pictures(1000000));
+    EXPECT_GT(before, 20000U);
+    EXPECT_LE(count(charts.pictures(20000)), 20000U);
+    EXPECT_EQ(charts.times().back(), 8000000);
+}

@@ -1,0 +1,224 @@
+#include "wyrtlog/chart/devices.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+#include <string_view>
+
+// So many of a kind have charts. Each takes memory for the whole span.
+static constexpr size_t MostDevices = 64;
+
+template <typename T> static double value(const std::optional<T>& figure) {
+    return static_cast<double>(figure.value_or(0));
+}
+
+// --- Lines
+
+namespace {
+// One line of each device.
+struct Drawn {
+    const char* title;
+    const char* note;
+    const char* unit;
+    const char* name;
+};
+enum Disk : size_t { Read, Written, Discarded, Reads, Writes, Flushes, ReadWait, WriteWait, FlushWait, Queue, Busy };
+enum Link : size_t { Received, Sent, ReceiveErrors, SendErrors, ReceiveDrops, SendDrops };
+} // namespace
+
+static constexpr Drawn DiskLines[] = {
+    {"throughput", "",                     "B/s", "read"     },
+    {"throughput", "",                     "B/s", "written"  },
+    {"throughput", "",                     "B/s", "discarded"},
+    {"operations", "",                     "/s",  "reads"    },
+    {"operations", "",                     "/s",  "writes"   },
+    {"operations", "",                     "/s",  "flushes"  },
+    {"wait",       "of an operation",      "ms",  "read"     },
+    {"wait",       "",                     "ms",  "write"    },
+    {"wait",       "",                     "ms",  "flush"    },
+    {"queue",      "operations under way", "",    "queue"    },
+    {"busy",       "share of the time",    "%",   "busy"     },
+};
+static constexpr Drawn LinkLines[] = {
+    {"traffic",          "", "B/s", "received"            },
+    {"traffic",          "", "B/s", "sent"                },
+    {"errors and drops", "", "/s",  "received with errors"},
+    {"errors and drops", "", "/s",  "not sent: errors"    },
+    {"errors and drops", "", "/s",  "received and dropped"},
+    {"errors and drops", "", "/s",  "not sent: dropped"   },
+};
+
+namespace {
+struct Counter {
+    Drawn drawn;
+    std::string_view protocol, name;
+    bool isLevel;
+};
+} // namespace
+static constexpr Counter Counters[] = {
+    {{"TCP connections", "established", "", "established"},                                                           "Tcp",    "CurrEstab",    true },
+    {{"TCP connections opened", "", "/s", "by this host"},                                                            "Tcp",    "ActiveOpens",  false},
+    {{"TCP connections opened", "", "/s", "by others"},                                                               "Tcp",    "PassiveOpens", false},
+    {{"TCP segments", "", "/s", "received"},                                                                          "Tcp",    "InSegs",       false},
+    {{"TCP segments", "", "/s", "sent"},                                                                              "Tcp",    "OutSegs",      false},
+    {{"TCP trouble", "segments sent again, timeouts, and connections that were refused or lost", "/s", "sent again"},
+     "Tcp",                                                                                                                     "RetransSegs",
+     false                                                                                                                                           },
+    {{"TCP trouble", "", "/s", "timeouts"},                                                                           "TcpExt", "TCPTimeouts",  false},
+    {{"TCP trouble", "", "/s", "failed to open"},                                                                     "Tcp",    "AttemptFails", false},
+    {{"TCP trouble", "", "/s", "reset"},                                                                              "Tcp",    "EstabResets",  false},
+    {{"TCP trouble", "", "/s", "listener full"},                                                                      "TcpExt", "ListenDrops",  false},
+};
+
+DeviceCharts::Device* DeviceCharts::find(Devices& devices, const std::string& key) {
+    const auto found = devices.find(key);
+    if (found != devices.end()) return &found->second;
+    return devices.size() < MostDevices ? &devices[key] : nullptr;
+}
+
+void DeviceCharts::set(Numbers& numbers, size_t shown, double figure, Absent absent, Lines& lines) {
+    if (numbers.size() <= shown) numbers.resize(shown + 1);
+    if (!numbers[shown]) {
+        if (figure == 0 && absent == Absent::Zero) return;
+        numbers[shown] = lines.add(absent);
+    }
+    lines.set(*numbers[shown], figure);
+}
+
+// --- One interval
+
+void DeviceCharts::addDisks(const Interval& interval, Lines& lines) {
+    const double seconds = interval.disks.seconds();
+    if (seconds <= 0) return;
+    for (auto& row : interval.disks.rows) {
+        // What stands on a disk moves the same bytes.
+        if (row.stacked || row.kind == "partition" || row.kind == "path") continue;
+        const double bytes = value(row.read_bytes) + value(row.write_bytes) + value(row.discard_bytes);
+        const bool active = bytes + value(row.reads) + value(row.writes) + value(row.flushes) > 0;
+        auto* disk = active ? find(disks, row.name) : disks.contains(row.name) ? &disks[row.name] : nullptr;
+        if (!disk) {
+            if (active) leftOut++;
+            continue;
+        }
+        disk->name = row.name;
+        if (!row.holds.empty()) disk->holds = row.holds;
+        disk->sum += bytes;
+        const auto rate = [&](Disk shown, const std::optional<uint64_t>& amount) {
+            if (amount) set(disk->numbers, shown, value(amount) / seconds, Absent::Zero, lines);
+        };
+        rate(Read, row.read_bytes), rate(Written, row.write_bytes), rate(Discarded, row.discard_bytes);
+        rate(Reads, row.reads), rate(Writes, row.writes), rate(Flushes, row.flushes);
+        const auto wait = [&](Disk shown, const std::optional<uint64_t>& us, const std::optional<uint64_t>& count) {
+            if (us && value(count) > 0)
+                set(disk->numbers, shown, value(us) / 1000 / value(count), Absent::Unknown, lines);
+        };
+        wait(ReadWait, row.read_us, row.reads), wait(WriteWait, row.write_us, row.writes);
+        wait(FlushWait, row.flush_us, row.flushes);
+        const auto share = [&](Disk shown, const std::optional<uint64_t>& us, double factor) {
+            if (us) set(disk->numbers, shown, value(us) / 1e6 / seconds * factor, Absent::Zero, lines);
+        };
+        share(Queue, row.queue_us, 1), share(Busy, row.busy_us, 100);
+    }
+}
+
+void DeviceCharts::addFilesystems(const Interval& interval, Lines& lines) {
+    for (auto& row : interval.filesystems.rows) {
+        const auto use = useOf(row);
+        if (!use || row.read_only) continue;
+        auto* filesystem = find(filesystems, row.point);
+        if (!filesystem) continue;
+        filesystem->name = row.point;
+        filesystem->sum = std::max(filesystem->sum, *use);
+        set(filesystem->numbers, 0, *use, Absent::Last, lines);
+    }
+}
+
+void DeviceCharts::addLinks(const Interval& interval, Lines& lines) {
+    const double seconds = interval.links.seconds();
+    if (seconds <= 0) return;
+    for (auto& row : interval.links.rows) {
+        auto* link = isActive(row) ? find(links, row.name) : links.contains(row.name) ? &links[row.name] : nullptr;
+        if (!link) continue;
+        link->name = row.name;
+        if (!row.addresses.empty()) link->holds = row.addresses;
+        link->sum += value(row.rx_bytes) + value(row.tx_bytes);
+        const auto rate = [&](Link shown, const std::optional<uint64_t>& amount) {
+            if (amount) set(link->numbers, shown, value(amount) / seconds, Absent::Zero, lines);
+        };
+        rate(Received, row.rx_bytes), rate(Sent, row.tx_bytes);
+        rate(ReceiveErrors, row.rx_errors), rate(SendErrors, row.tx_errors);
+        rate(ReceiveDrops, row.rx_dropped), rate(SendDrops, row.tx_dropped);
+    }
+}
+
+void DeviceCharts::addProtocols(const Interval& interval, Lines& lines) {
+    const double seconds = interval.protocols.seconds();
+    for (auto& row : interval.protocols.rows)
+        for (size_t i = 0; i < std::size(Counters); i++) {
+            auto& counter = Counters[i];
+            if (row.name != counter.name || row.protocol != counter.protocol) continue;
+            if (counter.isLevel && row.value) set(protocols, i, value(row.value), Absent::Last, lines);
+            else if (row.amount && seconds > 0) set(protocols, i, value(row.amount) / seconds, Absent::Zero, lines);
+        }
+}
+
+void DeviceCharts::add(const Interval& interval, Lines& lines) {
+    addDisks(interval, lines);
+    addFilesystems(interval, lines);
+    addLinks(interval, lines);
+    addProtocols(interval, lines);
+}
+
+// --- All of them
+
+// The devices that moved most come first.
+template <typename Devices> static auto inOrder(const Devices& devices) {
+    std::vector<const typename Devices::mapped_type*> order;
+    for (auto& [key, device] : devices) order.push_back(&device);
+    std::stable_sort(order.begin(), order.end(), [](auto* a, auto* b) { return a->sum > b->sum; });
+    return order;
+}
+
+// Lines that follow each other with the same title are one chart.
+template <size_t N, typename Device>
+static void giveDevice(Section section, const Drawn (&drawn)[N], const Device& device, const Lines& lines,
+                       std::vector<Picture>& all) {
+    Picture picture;
+    const char* last = "";
+    for (size_t i = 0; i < N; i++) {
+        if (std::string_view(last) != drawn[i].title) {
+            addPicture(std::move(picture), all);
+            last = drawn[i].title;
+            picture = {section, device.name + " " + last, drawn[i].note, drawn[i].unit, false, 0, {}, {}};
+            if (i == 0 && !device.holds.empty())
+                picture.note = (section == Section::Disks ? "holds " : "") + device.holds;
+        }
+        if (i < device.numbers.size() && device.numbers[i]) addLine(lines, *device.numbers[i], drawn[i].name, picture);
+    }
+    addPicture(std::move(picture), all);
+}
+
+void DeviceCharts::give(const Lines& lines, std::vector<Picture>& all) const {
+    for (auto* disk : inOrder(disks)) giveDevice(Section::Disks, DiskLines, *disk, lines, all);
+
+    constexpr size_t MostFilesystems = 8; // as many colours as can be told apart
+    Picture use{Section::Filesystems, "Filesystems", "share in use, of the fullest", "%", false, 100, {}, {}};
+    for (auto* filesystem : inOrder(filesystems))
+        if (use.series.size() < MostFilesystems && !filesystem->numbers.empty() && filesystem->numbers[0])
+            addLine(lines, *filesystem->numbers[0], filesystem->name, use);
+    addPicture(std::move(use), all);
+
+    for (auto* link : inOrder(links)) giveDevice(Section::Network, LinkLines, *link, lines, all);
+
+    Picture tcp;
+    for (size_t i = 0; i < std::size(Counters); i++) {
+        auto& drawn = Counters[i].drawn;
+        if (tcp.title != drawn.title) {
+            addPicture(std::move(tcp), all);
+            tcp = {Section::Network, drawn.title, drawn.note, drawn.unit, false, 0, {}, {}};
+        }
+        if (i < protocols.size() && protocols[i]) addLine(lines, *protocols[i], drawn.name, tcp);
+    }
+    addPicture(std::move(tcp), all);
+}
