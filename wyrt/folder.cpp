@@ -188,6 +188,8 @@ Wrote LogFolder::write(const Piece& piece) {
 }
 
 void LogFolder::end() {
-    packer.stop();
     file.end();
+    if (!packer.isBusy()) return;
+    packer.stop();
+    list(); // removes what it has made so far
 }

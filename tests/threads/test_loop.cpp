@@ -31,8 +31,9 @@ protected:
         uint64_t intervals = 0, filesystems = 0;
         LogReader::Found end = LogReader::Found::Torn;
     };
-    Holds holds() const {
-        std::ifstream file(settings.output, std::ios::binary);
+    Holds holds() const { return holds(settings.output); }
+    static Holds holds(const std::string& log) {
+        std::ifstream file(log, std::ios::binary);
         LogReader reader([&](char* to, size_t size) {
             file.read(to, static_cast<std::streamsize>(size));
             return static_cast<size_t>(file.gcount());
@@ -72,4 +73,24 @@ TEST_F(LoopTest, ASignalEndsItWithAWholeInterval) {
     const auto log = holds();
     EXPECT_GT(log.intervals, 0U);
     EXPECT_EQ(log.end, LogReader::Found::End);
+}
+
+TEST_F(LoopTest, AFolderHasThemToo) {
+    settings.output.clear();
+    settings.dir = folder + "/logs";
+    settings.count = 25;
+    settings.keep.max_use = 64 << 20;
+    settings.keep.keep_free = 0;
+    EXPECT_EQ(runRecord(settings), 0);
+    const auto log = holds(settings.dir + "/current.wyrt");
+    EXPECT_GT(log.intervals, 0U); // all of them, unless an hour began
+    EXPECT_EQ(log.end, LogReader::Found::End);
+    EXPECT_EQ(runRecord(settings), 0);
+    uint64_t logs = 0, unfinished = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(settings.dir)) {
+        logs += !entry.is_symlink();
+        unfinished += entry.path().string().ends_with("-new");
+    }
+    EXPECT_GE(logs, 2U);
+    EXPECT_EQ(unfinished, 0U);
 }
