@@ -59,6 +59,31 @@ most=$((ticks_after - ticks_before + 2))
 ((used <= most && used * 10 >= most * 6)) || why="$used ticks, the kernel $((ticks_after - ticks_before))"
 verdict 'new-proc: CPU time of a process' "$why"
 
+# pidstat looks at the same process over other seconds of the same load: 2 points and a tenth of the share are allowed.
+if command -v pidstat >/dev/null; then
+    (while :; do :; done) &
+    loop=$!
+    started+=("$loop")
+    pidstat -u -p "$loop" 1 3 >pidstat 2>/dev/null &
+    other=$!
+    "$wyrt" record proc -i 1s -c 3 -o beside 2>errors
+    wait "$other"
+    kill "$loop"
+    why=$(cells beside PROC pid cpu wait secs | awk -v pid="$loop" '
+        FNR == NR { if ($1 == pid) { cpu += $2; wait += $3; us += $4 * 1e6 } next }
+        $2 == "UID" { for (i = 1; i <= NF; i++) at[$i] = i }
+        $1 == "Average:" && $at["PID"] == pid { theirs = $at["%CPU"]; waited = $at["%wait"]; found = 1 }
+        END {
+            if (!found || !us) { print "no line of it"; exit }
+            a = cpu * 100 / us; b = wait * 100 / us
+            if (a - theirs > 2 + theirs / 10 || theirs - a > 2 + theirs / 10) printf "cpu %.1f %%, pidstat %.1f\n", a, theirs
+            else if (waited != "" && (b - waited > 2 + waited / 5 || waited - b > 2 + waited / 5)) printf "wait %.1f %%, pidstat %.1f\n", b, waited
+        }' - pidstat)
+    verdict 'new-proc: CPU and wait of a process as pidstat has them' "$why"
+else
+    echo 'skip new-proc: CPU and wait of a process as pidstat has them: there is no pidstat'
+fi
+
 # --- Accounting
 
 # accounted NAME LOG: at least 98 % in every interval with a second of CPU time.
@@ -95,6 +120,30 @@ fi
 kill -KILL "${started[@]}" 2>/dev/null
 wait "${started[@]}" 2>/dev/null
 started=()
+
+# All that runs in a group of its own: its processes, and what their children used that are gone, are its usage.
+groups=/sys/fs/cgroup
+[ -d $groups/cpuacct ] && groups+=/cpuacct
+group=$groups/wyrt-live-$$
+if mkdir "$group" 2>/dev/null; then
+    bash -c 'echo $$ >"$1/cgroup.procs" && exec "$2" 500 100' - "$group" "$churner" &
+    loader=$!
+    sleep 1
+    "$wyrt" record proc cgroup -i 2s -c 3 -o grouped 2>errors
+    kill -KILL "$loader"
+    wait "$loader" 2>/dev/null
+    for ((i = 0; i < 50; i++)); do rmdir "$group" 2>/dev/null && break; sleep 0.1; done
+    why=$({ cells grouped PROC name cpu children; cells grouped CGROUP path cpu; } | awk -v path="/${group##*/}" '
+        NF == 3 && $1 == "live-churner" { sum += $2 + $3 }
+        NF == 2 && $1 == path { usage += $2 }
+        END {
+            if (usage < 200000) printf "the group used only %d us\n", usage
+            else if (sum < usage * 0.99 || sum > usage * 1.01) printf "%d of %d us\n", sum, usage
+        }')
+    verdict 'new-proc: processes and their children are the usage of their group within 1 %' "$why"
+else
+    echo 'skip new-proc: processes and their children are the usage of their group: no group can be made'
+fi
 
 # --- With less
 
