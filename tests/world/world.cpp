@@ -156,8 +156,7 @@ void World::make(const std::string& path, TNode::Kind kind, std::string text) {
         const std::string parent = slash == 0 ? "/" : path.substr(0, slash);
         if (!nodes.count(parent)) make(parent, TNode::Dir, "");
         auto& entries = nodes[parent].entries;
-        const std::string name = path.substr(slash + 1);
-        if (std::find(entries.begin(), entries.end(), name) == entries.end()) entries.push_back(name);
+        if (!nodes.count(path)) entries.push_back(path.substr(slash + 1));
     }
     auto& node = nodes[path];
     node.kind = kind;
