@@ -97,8 +97,8 @@ static void judgeOne(Scene& scene, const FsRow& fs, size_t at) {
         add(Rule::FsUsed, *used, *used >= 99 ? 80 : *used - 70, "used");
     if (inodes && scene.measure(Rule::FsInodes, "FS", fs.point, *inodes))
         add(Rule::FsInodes, *inodes, *inodes >= 99 ? 80 : *inodes - 70, "inodes used");
-    if (fs.full_in_s && used && *used >= HalfFull) {
-        const double seconds = number(fs.full_in_s);
+    const double seconds = number(fs.full_in_s);
+    if (fs.full_in_s && used && (*used >= HalfFull || seconds <= Soon)) {
         if (scene.measure(Rule::FsFullIn, "FS", fs.point, seconds))
             add(Rule::FsFullIn, seconds, seconds <= Soon ? 75 : 35, "full in");
     }

@@ -73,7 +73,7 @@ static constexpr RuleText Texts[] = {
      "where it counts them"},
     {Rule::FsFullIn,        "fs.full_in",      Measure::Span,         14400,     true, "full in",
      "time until a filesystem is full, as it grows",
-     "of filesystems that are half full"},
+     "of filesystems that are half full, or will be full within 10 minutes"},
     {Rule::FsStuck,         "fs.stuck",        Measure::Span,         1,         false, "stuck",
      "time since when a filesystem does not answer",
      ""},

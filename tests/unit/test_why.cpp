@@ -422,6 +422,8 @@ TEST(WhyFs, FullInodesAndTime) {
         EXPECT_EQ(machine.find().why.size(), seconds > 14400 ? 0U : 1U);
         row.used = 400 * GiB, row.available = 600 * GiB;
         EXPECT_EQ(machine.find().why.size(), 0U) << "not half full";
+        row.full_in_s = 599;
+        EXPECT_EQ(machine.find().why.size(), 1U) << "not half full, but soon";
     }
 }
 
