@@ -24,7 +24,7 @@ _wyrt_command() {
             return 0
             ;;
         --color) words='auto always never' ;;
-        --format) words='csv tsv jsonl sqlite' ;;
+        --format) words='csv tsv jsonl sqlite openmetrics influx' ;;
         --by) words='command user unit' ;;
         --sort) words=$sorts ;;
         -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --since | --until | --kind | --fields | --max-use | --keep-free | --max-age | --sync) return 0 ;;

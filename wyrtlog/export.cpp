@@ -1,11 +1,14 @@
 #include "wyrtlog/export.h"
 
+#include "base/door.h"
 #include "base/held.h"
 #include "base/nearest.h"
 #include "base/refusal.h"
 #include "wyrtlog/csv.h"
+#include "wyrtlog/influx.h"
 #include "wyrtlog/intervals.h"
 #include "wyrtlog/jsonl.h"
+#include "wyrtlog/openmetrics.h"
 #include "wyrtlog/sqlite.h"
 
 #include <algorithm>
@@ -37,12 +40,19 @@ static std::unique_ptr<Format> makeSqlite(std::string path, const Choice& choice
     return std::make_unique<SqliteFormat>(std::move(path), choice);
 }
 
+static std::unique_ptr<Format> makeOpenMetrics(Output& out, const Choice&) {
+    return std::make_unique<OpenMetricsFormat>(out);
+}
+static std::unique_ptr<Format> makeInflux(Output& out, const Choice&) { return std::make_unique<InfluxFormat>(out); }
+
 // clang-format off
 static constexpr FormatWord Words[] = {
     {"csv",    {".csv", "", ""},                makeCsv<false>, makeCsvFolder<false>, nullptr   },
     {"tsv",    {".tsv", "", ""},                makeCsv<true>,  makeCsvFolder<true>,  nullptr   },
     {"jsonl",  {".jsonl", "", ""},              makeJson,       makeJsonFolder,       nullptr   },
     {"sqlite", {".sqlite", ".db", ".sqlite3"},  nullptr,        nullptr,              makeSqlite},
+    {"openmetrics", {".om", ".openmetrics", ""}, makeOpenMetrics, nullptr,        nullptr   },
+    {"influx", {".lp", ".influx", ""},          makeInflux,     nullptr,              nullptr   },
 };
 // clang-format on
 
@@ -103,6 +113,9 @@ static std::string whyNotThere(const FormatWord& word, const Asked& asked, const
         return name + " goes to one file, and " + inQuotes(asked.output) + " is a folder";
     if (word.inFile && asked.output.empty()) return name + " needs a file: -o FILE";
     if (word.inFile && asked.rates) return "the views of " + name + " have the rates";
+    const bool series = word.make == makeOpenMetrics || word.make == makeInflux;
+    if (series && asked.rates) return name + " has counters, of which the store makes rates";
+    if (series && !asked.fields.empty()) return name + " has all fields of a kind";
     return {};
 }
 
@@ -146,6 +159,7 @@ static int exportTo(Format& format, const Asked& asked, const Choice& choice, co
     if (!exporter.why.empty()) return refused(exporter.why, "wyrt export --help");
     running = running && (intervals.given() == 0 || format.finish());
     intervals.reportLeftOut();
+    if (const auto note = format.note(); !note.empty()) putErr("wyrt: " + note + "\n");
     if (!running) return format.failure().empty() ? status : failed(format.failure());
     if (intervals.given() == 0 && status == Done) return failed("there is no interval to export");
     return status;

@@ -32,6 +32,8 @@ public:
     virtual bool finish() = 0;
     // Why it could not go on; empty: the reader of the output went away.
     virtual std::string failure() const = 0;
+    // What else is to be said when it is over; empty: nothing.
+    virtual std::string note() const { return {}; }
 };
 
 // --- What the formats of text share

@@ -51,7 +51,7 @@ static constexpr Command Commands[] = {
 static constexpr Option Options[] = {
     {"--damaged",   "",     "what fails its checksum, too",                       Every,        nullptr,         &Asked::damaged},
     {"-o,--output", "FILE", "to FILE instead of standard output",                 Every,        &Asked::output,  nullptr},
-    {"--format",    "WORD", "csv, tsv, jsonl or sqlite; without it the ending of FILE tells", Exports, &Asked::format, nullptr},
+    {"--format",    "WORD", "csv, tsv, jsonl, sqlite, openmetrics or influx; without it the ending of FILE tells", Exports, &Asked::format, nullptr},
     {"--kind",      "KIND", "only these kinds of records: DISK or DISK,CPU",      Exports,      &Asked::kinds,   nullptr},
     {"--fields",    "LIST", "only these fields of one kind, in this order: time,name,reads", Exports, &Asked::fields, nullptr},
     {"--rates",     "",     "amounts a second instead of amounts",                Exports,      nullptr,         &Asked::rates},

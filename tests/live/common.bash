@@ -22,3 +22,19 @@ in_namespaces() {
     echo "skip $1: no namespaces can be made"
     exit 0
 }
+
+# server NAME PACKAGE: sets `found` to the path of a program of another package: as it is installed, or taken from
+# Debian's package and unpacked beside the program that is tested, so that nothing is installed or started. Empty: there
+# is none.
+# shellcheck disable=SC2034 # for those that source this file
+server() {
+    local folder
+    found=$(command -v "$1") && return
+    folder=$(dirname -- "$WYRT")/servers
+    found=$folder/$2/usr/bin/$1
+    [ -x "$found" ] && return
+    found=
+    mkdir -p "$folder" && command -v dpkg-deb apt-get >/dev/null || return
+    (cd "$folder" && apt-get -q download "$2" && dpkg-deb -x "$2"_*.deb "$2" && rm -f "$2"_*.deb) >/dev/null 2>&1
+    if [ -x "$folder/$2/usr/bin/$1" ]; then found=$folder/$2/usr/bin/$1; fi
+}

@@ -167,6 +167,49 @@ for (view,) in db.execute("SELECT name FROM sqlite_master WHERE type = \"view\""
     db.execute("SELECT * FROM \"%s\"" % view).fetchall()
 '
 
+# --- Time series
+server promtool prometheus
+"$WYRT" export log --format openmetrics >log.om
+"$WYRT" export log --format influx >log.lp
+if [ -z "$found" ]; then
+    echo 'skip promtool reads what openmetrics writes: there is no promtool'
+else
+    verdict 'promtool reads what openmetrics writes' "$(
+        if "$found" tsdb create-blocks-from openmetrics log.om blocks >said 2>&1; then
+            mkdir blocks/wal # without it nothing is dumped
+            "$found" tsdb dump blocks >points 2>said || tail -1 said
+        else
+            tail -1 said
+        fi
+    )"
+    compare 'the last value of a counter is the sum of its amounts' '
+import collections, re, truth
+points, sums = collections.defaultdict(dict), collections.Counter()
+for line in open("points", encoding="utf-8"):
+    series, value, at = line.rstrip("\n").rsplit(" ", 2)
+    labels = dict(re.findall(r"(\w+)=\"((?:[^\"\\]|\\.)*)\"", series))
+    points[labels["__name__"], labels.get("disk") or labels.get("interface") or ""][int(at)] = float(value)
+for kind, fields in truth.records():
+    for field, name, unit in (("reads", "reads", 1), ("write_bytes", "write_bytes", 1), ("busy_us", "busy_seconds", 1e6)):
+        if kind == "DISK": sums["wyrt_disk_%s_total" % name, fields["name"]] += int(fields[field] or 0) / unit
+    if kind == "CPU": sums["wyrt_cpu_switches_total", ""] += int(fields["switches"]); sums["wyrt_cpu_user_seconds_total", ""] += int(fields["user"]) / 1e6
+assert len(sums) >= 5, sums
+for series, total in sums.items():
+    values = [value for at, value in sorted(points[series].items())]
+    assert values == sorted(values) and values[0] == 0 and abs(values[-1] - total) < 1e-5, (series, values, total)
+'
+fi
+compare 'a reader of the line protocol finds every point once' '
+import collections, re
+line = re.compile(r"(\w+)((?:,\w+=(?:\\[ ,=]|[^ ,=\\]|\\(?=x[0-9A-F]{2}))+)*) (\w+=[-+.e0-9]+i?(?:,\w+=[-+.e0-9]+i?)*) (\d+)\n")
+points = collections.Counter()
+for text in open("log.lp", encoding="utf-8", newline="\n"):
+    found = line.fullmatch(text)
+    assert found, text
+    for field in found[3].split(","): points[found[1], found[2], field.split("=")[0], found[4]] += 1
+assert len(points) > 500 and set(points.values()) == {1}, points.most_common(1)
+'
+
 # --- There and back: sums in the database are what the kernel counted
 # The counters of the machine go on between our reading and the recorder's: each sum lies between what moved from the
 # start of the run's first sample to the start of its last, and the same with the ends.

@@ -5,6 +5,7 @@
 #include "record/log.h"
 #include "tests/unit/made.h"
 #include "wyrtlog/cells.h"
+#include "wyrtlog/metrics.h"
 #include "wyrtlog/rate.h"
 #include "wyrtlog/run.h"
 #include "wyrtlog/sheets.h"
@@ -203,7 +204,7 @@ TEST(Export, WrongUsage) {
         std::vector<std::string> words;
         const char* said;
     } Cases[] = {
-        {{"/a.wyrt"}, "--format is missing; it takes csv, tsv, jsonl, sqlite"},
+        {{"/a.wyrt"}, "--format is missing; it takes csv, tsv, jsonl, sqlite, openmetrics, influx"},
         {{"/a.wyrt", "--format", "jsn"}, "there is no format 'jsn'; the nearest is csv"},
         {{"/a.wyrt", "--format", "csv", "--fields", "time"}, "--fields needs the one --kind that has them"},
         {{"/a.wyrt", "--format", "csv", "--kind", "a,b", "--fields", "time"}, "--fields needs the one --kind"},
@@ -214,6 +215,8 @@ TEST(Export, WrongUsage) {
         {{"/none", "--format", "csv"}, "'/none' is no log"},
         {{"/a.wyrt", "--format", "sqlite"}, "sqlite needs a file: -o FILE"},
         {{"/a.wyrt", "-o", "/x.db", "--rates"}, "the views of sqlite have the rates"},
+        {{"/a.wyrt", "--format", "influx", "--rates"}, "influx has counters, of which the store makes rates"},
+        {{"/a.wyrt", "-o", "/a.om", "--kind", "cpu", "--fields", "user"}, "openmetrics has all fields of a kind"},
         {{"/a.wyrt", "--format", "sqlite", "-o", "/folder"}, "sqlite goes to one file, and '/folder' is a folder"},
     };
     for (auto& c : Cases) {
@@ -484,4 +487,220 @@ TEST(ExportSqlite, WhatCannotBeWritten) {
               "wyrt: there is no interval to export\nstatus 1\n");
     EXPECT_FALSE(std::filesystem::exists(folder.path() + "/empty.db"));
     EXPECT_FALSE(std::filesystem::exists(folder.path() + "/empty.db.part"));
+}
+
+// --- Time series
+
+// All metrics of the program's own kinds.
+static std::vector<Metric> allMetrics() {
+    LogWriter writer;
+    std::string log;
+    writer.head(Head, {}, {Start, 60}, log);
+    LogReader reader([&](char* to, size_t size) {
+        const auto part = log.substr(0, size);
+        memcpy(to, part.data(), part.size());
+        log.erase(0, part.size());
+        return part.size();
+    });
+    Interval none;
+    EXPECT_EQ(reader.next(none), LogReader::Found::Head);
+    Sheets sheets;
+    EXPECT_EQ(sheets.takeHead(reader), "");
+    std::vector<Metric> metrics;
+    for (auto& kind : metricKinds()) {
+        const auto* sheet = sheets.find(kind.tag);
+        if (!sheet) {
+            ADD_FAILURE() << kind.tag;
+            continue;
+        }
+        const auto has = [&](std::string_view name) {
+            return name.empty() || std::any_of(sheet->columns.begin(), sheet->columns.end(),
+                                               [&](auto& column) { return column.name == name; });
+        };
+        for (auto& [field, label] : kind.labels) EXPECT_TRUE(has(field)) << kind.tag << field;
+        for (auto& field : kind.details) EXPECT_TRUE(has(field)) << kind.tag << field;
+        for (auto& column : sheet->columns)
+            if (auto metric = metricOf(kind, column)) metrics.push_back(*metric);
+    }
+    return metrics;
+}
+
+TEST(Metrics, NamesAreValidAndNoTwoAreEqual) {
+    std::vector<std::string> names;
+    for (auto& kind : metricKinds()) names.push_back("wyrt_" + std::string(kind.prefix)); // of info metrics
+    for (auto& metric : allMetrics()) {
+        names.push_back(metric.name);
+        EXPECT_EQ(metric.name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_"), std::string::npos)
+            << metric.name;
+        EXPECT_TRUE(metric.unit.empty() || metric.name.ends_with("_" + metric.unit)) << metric.name;
+        for (const char* end : {"_total", "_info", "_created", "_bucket"})
+            EXPECT_FALSE(metric.name.ends_with(end)) << metric.name;
+        EXPECT_EQ(metric.name.find("_us_"), std::string::npos) << metric.name;
+    }
+    EXPECT_GT(names.size(), 250U);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(std::adjacent_find(names.begin(), names.end()), names.end())
+        << *std::adjacent_find(names.begin(), names.end());
+}
+
+TEST(Metrics, Values) {
+    const auto counter = [](uint64_t value, bool micro) {
+        std::string text;
+        appendCounter(value, micro, text);
+        return text;
+    };
+    EXPECT_EQ(counter(1500000, true), "1.5");
+    EXPECT_EQ(counter(1000000, true), "1");
+    EXPECT_EQ(counter(7, true), "0.000007");
+    EXPECT_EQ(counter(UINT64_MAX, true), "18446744073709.551615");
+    EXPECT_EQ(counter(UINT64_MAX, false), "18446744073709551615");
+    const auto level = [](double value) {
+        std::string text;
+        appendLevel(value, text);
+        return text;
+    };
+    EXPECT_EQ(level(25276510208), "25276510208");
+    EXPECT_EQ(level(-0.25), "-0.25");
+    EXPECT_EQ(level(1e300), "1e+300");
+    EXPECT_EQ(cutLabel(std::string(199, 'a') + "\xc3\xb6"), std::string(199, 'a'));
+}
+
+// A log of disks: for each interval the reads of each disk.
+static std::string diskLog(const std::vector<std::vector<std::pair<std::string, uint64_t>>>& intervals,
+                           int64_t each_ms = 10000) {
+    std::string log;
+    LogWriter writer;
+    writer.head(Head, {}, {Start, 60}, log);
+    uint64_t number = 0;
+    for (auto& disks : intervals) {
+        Interval interval;
+        interval.number = ++number;
+        interval.time = {Start + static_cast<int64_t>(number) * each_ms, 60};
+        interval.elapsed_us = each_ms * 1000;
+        for (auto& [name, reads] : disks) {
+            auto& disk = interval.disks.rows.emplace_back();
+            disk.name = name, disk.device = name + ":0", disk.reads = reads, disk.busy_us = 1500000, disk.in_flight = 2;
+            if (name.empty()) interval.disks.rest = disk, interval.disks.rows.pop_back();
+        }
+        if (number == 1) {
+            auto& volume = interval.volumes.rows.emplace_back();
+            volume.dev = "dm-0:0", volume.label = "vg/root";
+            interval.volumes.sampled = true;
+        }
+        interval.disks.sampled = true, interval.disks.elapsed_us = each_ms * 1000;
+        writer.interval(interval, log);
+    }
+    return log;
+}
+
+static std::string linesWith(const std::string& text, const std::string& part) {
+    std::istringstream lines(text);
+    std::string all;
+    for (std::string line; std::getline(lines, line);)
+        if (line.find(part) != line.npos) all += line + "\n";
+    return all;
+}
+
+TEST(ExportSeries, CountersGrowOverTheSpan) {
+    Made machine("");
+    save("/a.wyrt", diskLog({{{"sda", 5}, {"dm-0", 1}}, {{"sda", 7}}, {}, {{"sda", 1}, {"sdb", 3}, {"", 9}}}));
+    const auto metrics = run({"/a.wyrt", "--format", "openmetrics"});
+    EXPECT_EQ(linesWith(metrics, "wyrt_disk_reads"),
+              "# TYPE wyrt_disk_reads counter\n"
+              "# HELP wyrt_disk_reads of the records DISK\n"
+              "wyrt_disk_reads_total{host=\"db7\",disk=\"dm-0\",volume=\"vg/root\"} 0 1795266310.000\n"
+              "wyrt_disk_reads_total{host=\"db7\",disk=\"dm-0\",volume=\"vg/root\"} 1 1795266320.000\n"
+              "wyrt_disk_reads_total{host=\"db7\",disk=\"others\"} 0 1795266340.000\n"
+              "wyrt_disk_reads_total{host=\"db7\",disk=\"others\"} 9 1795266350.000\n"
+              "wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 0 1795266310.000\n"
+              "wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 5 1795266320.000\n"
+              "wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 12 1795266330.000\n"
+              "wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 12 1795266340.000\n" // it stood still
+              "wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 13 1795266350.000\n"
+              "wyrt_disk_reads_total{host=\"db7\",disk=\"sdb\"} 0 1795266340.000\n"
+              "wyrt_disk_reads_total{host=\"db7\",disk=\"sdb\"} 3 1795266350.000\n");
+    EXPECT_NE(metrics.find("# TYPE wyrt_disk_busy_seconds counter\n# UNIT wyrt_disk_busy_seconds seconds\n"),
+              metrics.npos);
+    EXPECT_NE(metrics.find("wyrt_disk_busy_seconds_total{host=\"db7\",disk=\"sda\"} 4.5 1795266350.000\n"),
+              metrics.npos);
+    EXPECT_EQ(linesWith(metrics, "wyrt_disk_info"),
+              "wyrt_disk_info{host=\"db7\",disk=\"dm-0\",dev=\"dm-0:0\"} 1 1795266320.000\n"
+              "wyrt_disk_info{host=\"db7\",disk=\"sda\",dev=\"sda:0\"} 1 1795266320.000\n"
+              "wyrt_disk_info{host=\"db7\",disk=\"sdb\",dev=\"sdb:0\"} 1 1795266350.000\n");
+    EXPECT_TRUE(metrics.ends_with("\n# EOF\nstatus 0\n"));
+    const auto lines = run({"/a.wyrt", "--format", "influx"});
+    EXPECT_EQ(linesWith(lines, "disk=sdb "),
+              "wyrt_disk,host=db7,disk=sdb reads_total=0i,busy_seconds_total=0 1795266340000000000\n"
+              "wyrt_disk,host=db7,disk=sdb diskseq=0,stacked=0,reads_total=3i,busy_seconds_total=1.5,in_flight=2 "
+              "1795266350000000000\n");
+}
+
+// Long logs go through the temporary file; what stands still is repeated each minute.
+TEST(ExportSeries, LongOnes) {
+    Made machine("");
+    std::vector<std::vector<std::pair<std::string, uint64_t>>> intervals(100, {{"sda", 2}});
+    intervals[0].emplace_back("sdb", 1);
+    save("/a.wyrt", diskLog(intervals));
+    const auto metrics = run({"/a.wyrt", "--format", "openmetrics"});
+    const auto sda = linesWith(metrics, "wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"}");
+    EXPECT_EQ(countOf(sda, "\n"), 101U);
+    for (size_t i = 0; i <= 100; i++)
+        EXPECT_NE(sda.find("} " + std::to_string(2 * i) + " " + std::to_string(1795266310 + 10 * i) + ".000\n"),
+                  sda.npos)
+            << i;
+    const auto sdb = linesWith(metrics, "wyrt_disk_reads_total{host=\"db7\",disk=\"sdb\"}");
+    EXPECT_EQ(countOf(sdb, "} 1 "), 17U) << sdb; // 20 s, then each minute
+}
+
+TEST(ExportSeries, LabelsAreQuotedAndBounded) {
+    Made machine("");
+    std::vector<std::pair<std::string, uint64_t>> disks;
+    for (const char* name : Hostile)
+        if (*name) disks.emplace_back(name, 1);
+    disks.emplace_back(std::string(500, 'x'), 1);
+    save("/a.wyrt", diskLog({disks}));
+    const auto metrics = linesWith(run({"/a.wyrt", "--format", "openmetrics"}), "wyrt_disk_reads_total{");
+    for (const char* label :
+         {"a,b", "say \\\"hi\\\"", "back\\\\slash", "new\\nline", "tab\\\\x09here", "\\\\xFF\\\\xFE", "sn\xc3\xb6"})
+        EXPECT_NE(metrics.find("disk=\"" + std::string(label) + "\"} 1 "), metrics.npos) << label << metrics;
+    EXPECT_NE(metrics.find("disk=\"" + std::string(LongestLabel, 'x') + "\"}"), metrics.npos);
+    const auto lines = linesWith(run({"/a.wyrt", "--format", "influx"}), "in_flight");
+    for (const char* tag : {"a\\,b", "say\\ \"hi\"", "back\\x5Cslash", "new\\x0Aline", "\\=1+1", "sn\xc3\xb6"})
+        EXPECT_NE(lines.find(",disk=" + std::string(tag) + " "), lines.npos) << tag << lines;
+    // More things than there are series.
+    disks.clear();
+    for (int i = 0; i < 1200; i++) disks.emplace_back("d" + std::to_string(i), 1);
+    save("/a.wyrt", diskLog({disks, disks}));
+    const auto many = run({"/a.wyrt", "--format", "influx"});
+    EXPECT_NE(many.find("wyrt: 400 records are left out: there are too many things"), many.npos);
+}
+
+TEST(ExportSeries, ProcessesAreAddedUpByCommand) {
+    Made machine("");
+    std::string log;
+    LogWriter writer;
+    writer.head(Head, {}, {Start, 60}, log);
+    Interval interval;
+    interval.number = 1, interval.time = {Start + 2000, 60}, interval.elapsed_us = 2000000;
+    interval.processes.sampled = true, interval.processes.elapsed_us = 2000000;
+    for (uint64_t i = 0; i < 600; i++) {
+        auto& row = interval.processes.rows.emplace_back();
+        row.pid = 100 + i, row.name = "c" + std::to_string(i / 2), row.cpu_us = 1000000;
+    }
+    interval.processes.rest.emplace().cpu_us = 5000000;
+    writer.interval(interval, log);
+    save("/a.wyrt", log);
+    const auto said = linesWith(run({"/a.wyrt", "--format", "influx"}), "1795266312000000000");
+    EXPECT_NE(said.find("wyrt_process,host=db7,command=c0 cpu_seconds_total=2 "), said.npos) << said;
+    EXPECT_EQ(countOf(said, "wyrt_process,"), 201U) << said;
+    EXPECT_NE(said.find("wyrt_process,host=db7,command=others cpu_seconds_total=205 "), said.npos) << said;
+}
+
+TEST(ExportSeries, ADamagedIntervalAddsNothing) {
+    Made machine("");
+    save("/a.wyrt", resealed(changed(diskLog({{{"sda", 5}}, {{"sda", 77}}}), ",77,", ",7x7,")));
+    const auto said = run({"/a.wyrt", "--format", "influx"});
+    EXPECT_EQ(countOf(said, "reads_total=5i"), 1U) << said;
+    EXPECT_EQ(countOf(said, "1795266330"), 0U) << said;
+    EXPECT_NE(said.find("1 interval is damaged"), said.npos) << said;
 }

@@ -1,0 +1,18 @@
+// InfluxDB's line protocol: wyrt_disk,host=db7,disk=sda read_bytes_total=409600i,in_flight=0 1795266312000000000
+#pragma once
+
+#include "wyrtlog/series.h"
+
+class InfluxFormat : public SeriesFormat {
+    Output& out;
+    std::string text;
+
+protected:
+    void addLabel(std::string& labels, std::string_view name, std::string_view value) const override;
+    bool point(const Group& group, Thing& thing, int64_t at_ms, const std::vector<char>& which) override;
+
+public:
+    explicit InfluxFormat(Output& file) : out(file) {}
+    bool finish() override;
+    std::string failure() const override { return {}; }
+};
