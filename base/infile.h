@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -24,6 +25,12 @@ public:
     size_t read(char* to, size_t size);
     // Leaves out the next bytes. False where that cannot be done, as in a pipe.
     bool skip(uint64_t bytes);
+    // The size of a plain file, which can be read anywhere; none: it is a pipe or a device.
+    std::optional<uint64_t> size();
+    // At most `size` bytes from this position on; 0 at the end, and where they cannot be read.
+    size_t readAt(uint64_t at, char* to, size_t size);
+    // The next read begins there.
+    bool goTo(uint64_t at);
     // errno of the read that failed; 0: none has.
     int failure() const { return error; }
     void close();

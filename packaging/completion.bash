@@ -11,7 +11,9 @@ _wyrt_command() {
     local records='--dir --max-use --keep-free --max-age --sync --config'
     local lives='--save --color --scroll'
     local logs='--help --damaged --output'
-    local shows='--color --no-pager'
+    local shows='--at --every --follow'
+    local pages='--color --no-pager'
+    local infos='--check'
     local exports='--format --kind --fields --rates'
     local spans='--since --until'
     local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} words='' logs_too=0
@@ -27,17 +29,17 @@ _wyrt_command() {
         --format) words='csv tsv jsonl sqlite openmetrics influx' ;;
         --by) words='command user unit' ;;
         --sort) words=$sorts ;;
-        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --since | --until | --kind | --fields | --max-use | --keep-free | --max-age | --sync) return 0 ;;
+        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --at | --every | --since | --until | --kind | --fields | --max-use | --keep-free | --max-age | --sync) return 0 ;;
         *)
             case $command in
                 live) words="$tasks $views $samples $lives" ;;
                 record) words="$tasks $views $samples $records" ;;
                 check) words=$tasks ;;
-                show) words="$logs $views $shows" ;;
-                why) words="$logs $shows $spans --limit" ;;
+                show) words="$logs $views $shows $pages $spans" ;;
+                why) words="$logs $pages $spans --limit" ;;
                 export) words="$logs $exports $spans" ;;
                 chart) words="$logs $spans --limit" ;;
-                info) words=$logs ;;
+                info) words="$logs $infos" ;;
             esac
             [[ $cur == -* ]] || words=operands
             ;;

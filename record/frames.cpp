@@ -42,21 +42,21 @@ bool parseEnding(std::string_view line, Ending& ending) {
 
 // False at the end of the log.
 bool LogFrames::fill() {
-    constexpr size_t Piece = size_t{1} << 18; // what the CPU's second cache holds
     if (atEnd) return false;
-    if (room - filled < Piece && begin > 0) {
+    if (room - filled < piece && begin > 0) {
         memmove(buffer.get(), buffer.get() + begin, filled - begin);
         filled -= begin, scanned -= begin, begin = 0;
     }
-    if (room - filled < Piece) {
-        const size_t larger = std::max(2 * Piece, std::min(2 * room, MostBytes + 2 * Piece));
+    if (room - filled < piece) {
+        const size_t larger = std::max(filled + piece, std::min(2 * room, MostBytes + 2 * LastPiece));
         auto moved = std::make_unique_for_overwrite<char[]>(larger);
         if (filled > 0) memcpy(moved.get(), buffer.get(), filled);
         buffer = std::move(moved), room = larger;
     }
-    const size_t n = read(buffer.get() + filled, Piece);
+    const size_t n = read(buffer.get() + filled, piece);
     filled += n;
     atEnd = n == 0;
+    piece = std::min(2 * piece, LastPiece);
     return n > 0;
 }
 
@@ -129,6 +129,7 @@ LogFrames::Found LogFrames::next(Frame& frame) {
 
 void LogFrames::goTo(uint64_t at) {
     begin = scanned = filled = 0;
+    piece = FirstPiece;
     position = at;
     atEnd = oversized = false;
 }

@@ -47,6 +47,9 @@ public:
 
     Found next(Frame& frame);
     uint64_t bytesRead() const { return position + (filled - begin); }
+    // Where the next frame begins.
+    uint64_t nextAt() const { return position; }
+    void trustLengths() { check = Check::Lengths; }
     // The source has been moved to this position of the log, where a frame begins.
     void goTo(uint64_t at);
     // Larger frames and lines are damaged: they are passed over, and take no more memory than this.
@@ -56,6 +59,8 @@ private:
     Read read;
     Check check;
     std::unique_ptr<char[]> buffer;
+    static constexpr size_t FirstPiece = size_t{1} << 14, LastPiece = size_t{1} << 18; // as the CPU's caches hold
+    size_t piece = FirstPiece; // to be read next: the start of a log may be all that is wanted
     size_t room = 0, filled = 0;
     size_t begin = 0, scanned = 0; // where the frame begins; where the line begins that is looked at next
     uint64_t position = 0;         // of `begin` in the log

@@ -1,5 +1,7 @@
 #include "record/kind.h"
 
+#include <limits>
+
 void appendCell(std::string& line, const ConstSlot& slot) {
     std::visit([&](const auto* value) { appendCell(line, *value); }, slot);
 }
@@ -10,10 +12,16 @@ bool readCell(std::string_view cell, const Slot& slot) {
 
 template <typename T> static void add(const T& value, T& sum) {
     if constexpr (std::is_same_v<T, bool>) sum |= value;
-    else if constexpr (Number<T>) sum += value;
+    else if constexpr (std::is_integral_v<T> && Number<T>) {
+        // A forged log can have amounts beyond any sum.
+        if (__builtin_add_overflow(sum, value, &sum))
+            sum = value < 0 ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
+    } else if constexpr (Number<T>) sum += value;
 }
 template <typename T> static void add(const std::optional<T>& value, std::optional<T>& sum) {
-    if (value) sum = sum.value_or(0) + *value;
+    if (!value) return;
+    if (!sum) sum.emplace(0);
+    add(*value, *sum);
 }
 
 void addSlot(const ConstSlot& slot, const Slot& sum) {

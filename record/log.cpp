@@ -244,6 +244,7 @@ LogReader::Found LogReader::next(Interval& interval) {
         const auto found = frames.next(frame);
         if (found == LogFrames::Found::End) return Found::End;
         if (found == LogFrames::Found::Frame && frame.isHead) return takeHead(), Found::Head;
+        if (endsAfter && frame.good && frame.ending.time.epoch_ms > bounds.until_ms) return Found::End;
         if (frame.dated && !bounds.has(frame.ending.time)) continue;
         interval.time = frame.ending.time;
         interval.elapsed_us = frame.ending.elapsed_us;

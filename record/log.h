@@ -71,8 +71,11 @@ public:
     std::string_view text() const { return frame.text; }
     // The lines of the head by their first word without '#', "DISK" and "DISK:role", as cells.
     const std::map<std::string, std::vector<std::string>, std::less<>>& headLines() const { return headers; }
-    // Intervals outside are passed over without taking them apart; damaged ones when their END says so.
-    void only(const Bounds& wanted) { bounds = wanted; }
+    // Intervals outside are passed over without taking them apart; damaged ones when their END says so. `ordered`: the
+    // times of this log never fall, so it ends with the first one after the bounds.
+    void only(const Bounds& wanted, bool ordered = false) { bounds = wanted, endsAfter = ordered; }
+    // Lengths are checked, and not the sums.
+    void trustLengths() { frames.trustLengths(); }
     // The source has been moved to this position of the log, where an interval or a head begins.
     void goTo(uint64_t at) { frames.goTo(at); }
 
@@ -81,12 +84,14 @@ public:
     // What the fields of its lines mean is then uncertain. True before there is a head.
     bool headDamaged() const { return badHead; }
     uint64_t bytesRead() const { return frames.bytesRead(); }
+    // Where what comes next begins in the log.
+    uint64_t position() const { return frames.nextAt(); }
 
 private:
     LogFrames frames;
     Frame frame;
     Bounds bounds;
-    bool wantRows = true;
+    bool wantRows = true, endsAfter = false;
     LogHead logHead;
     ViewRow logView;
     bool badHead = true;                                                  // until there is one

@@ -3,7 +3,7 @@
 #include "base/clock.h"
 #include "base/door.h"
 #include "base/filestatus.h"
-#include "wyrt/lognames.h"
+#include "record/lognames.h"
 #include "wyrt/tail.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// A log in a folder of files: wyrt/lognames.h has their names. A new file begins with each piece that has a head;
+// A log in a folder of files: record/lognames.h has their names. A new file begins with each piece that has a head;
 // closed files are compressed, and the oldest removed.
 #pragma once
 

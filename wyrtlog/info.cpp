@@ -87,7 +87,7 @@ static std::string momentText(Moment moment) {
     return text;
 }
 
-static void showSpan(const Holdings& all, Page& page) {
+static void showSpan(const Asked& asked, const Holdings& all, Page& page) {
     const auto line = [&](std::string_view name, const std::string& value) {
         page.line(std::string(name) + std::string(12 - name.size(), ' ') + value);
     };
@@ -105,8 +105,9 @@ static void showSpan(const Holdings& all, Page& page) {
     line("gaps",
          number(all.gaps) + (all.gaps ? ", " + spanText(static_cast<double>(all.gap_ms) / 1000) + " in all" : ""));
     line("restarts", number(all.restarts));
+    const char* doubt = asked.check ? "" : " by their lengths; --check verifies the checksums";
     line("damaged", number(all.damaged + all.damagedHeads) + (all.torn ? ", and the end is cut short" : "") +
-                        (all.damagedHeads ? ", " + number(all.damagedHeads) + " of them heads" : ""));
+                        (all.damagedHeads ? ", " + number(all.damagedHeads) + " of them heads" : "") + doubt);
     line("late", number(all.late));
     line("bytes", number(all.bytes));
 }
@@ -144,10 +145,10 @@ int info(const Asked& asked) {
         if (found == LogReader::Found::Torn || found == LogReader::Found::End) all.bytes += reader.bytesRead();
         return true;
     };
-    const int status = eachFound(asked, add, Want::Lines);
+    const int status = eachFound(asked, add, {Want::Lines, {}, false, asked.check ? Check::Sums : Check::Lengths});
     if (all.heads == 0) return status == Done ? failed("this is no log of wyrt") : status;
     Page page(0, false);
-    showSpan(all, page);
+    showSpan(asked, all, page);
     showKinds(all, page);
     out.write(page.text());
     return out.finish(status);

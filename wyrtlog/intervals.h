@@ -5,7 +5,7 @@
 
 #include <string>
 
-// What --since and --until say. Returns why they cannot be used; empty: they can.
+// What --since and --until say, or --at: from there on. Returns why they cannot be used; empty: they can.
 std::string takeBounds(const Asked& asked, Bounds& bounds);
 
 // Calls f(reader, changed, interval) for every interval of the span; `changed`: head and view of the reader are not

@@ -12,9 +12,14 @@
 // on. Each log's Head precedes its intervals; where logs overlap in time, their intervals take turns. Returns an exit
 // status: a log that cannot be read is a line on standard error, and the others are read.
 using OnFound = std::function<bool(const LogReader& reader, LogReader::Found found, Interval& interval)>;
-enum class Want { Rows, Lines }; // Lines: LogReader::text() instead of rows
-int eachFound(const Asked& asked, const OnFound& onFound, Want want = Want::Rows);
+enum class Want { Rows, Lines };    // Lines: LogReader::text() instead of rows
+enum class Check { Sums, Lengths }; // Lengths: checksums are not looked at
 
-// The files that the operands name, in their order: of a folder the logs in it (*.wyrt, *.wyrt.zst, *.wyrt.gz ...). No
-// operands are LogFolder. Reports a folder that cannot be read, and sets `status`.
-std::vector<std::string> logFiles(const std::vector<std::string>& operands, int& status);
+// What is read of the logs.
+struct Wanted {
+    Want want = Want::Rows;
+    Bounds bounds{};     // only intervals that end in it
+    bool follow = false; // of the newest log, what comes later, too, until SIGINT or SIGTERM
+    Check check = Check::Sums;
+};
+int eachFound(const Asked& asked, const OnFound& onFound, const Wanted& wanted = {});

@@ -35,8 +35,8 @@ struct Option {
 };
 } // namespace
 
-static constexpr unsigned Shows = static_cast<unsigned>(LogTask::Show), Whys = static_cast<unsigned>(LogTask::Why),
-                          Exports = static_cast<unsigned>(LogTask::Export),
+static constexpr unsigned Shows = static_cast<unsigned>(LogTask::Show), Infos = static_cast<unsigned>(LogTask::Info),
+                          Whys = static_cast<unsigned>(LogTask::Why), Exports = static_cast<unsigned>(LogTask::Export),
                           Charts = static_cast<unsigned>(LogTask::Chart), Every = ~0U;
 
 // clang-format off
@@ -55,8 +55,12 @@ static constexpr Option Options[] = {
     {"--kind",      "KIND", "only these kinds of records: DISK or DISK,CPU",      Exports,      &Asked::kinds,   nullptr},
     {"--fields",    "LIST", "only these fields of one kind, in this order: time,name,reads", Exports, &Asked::fields, nullptr},
     {"--rates",     "",     "amounts a second instead of amounts",                Exports,      nullptr,         &Asked::rates},
-    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Whys | Exports | Charts, &Asked::since,   nullptr},
-    {"--until",     "TIME", "up to then",                                         Whys | Exports | Charts, &Asked::until,   nullptr},
+    {"--at",        "TIME", "the interval of that moment: 14:05, -10m, yesterday 14:05", Shows, &Asked::at,   nullptr},
+    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Shows | Whys | Exports | Charts, &Asked::since, nullptr},
+    {"--until",     "TIME", "up to then",                                         Shows | Whys | Exports | Charts, &Asked::until, nullptr},
+    {"--every",     "TIME", "intervals added up: 1m, 1h, 1d",                     Shows,        &Asked::every,   nullptr},
+    {"-f,--follow", "",     "waits for what comes later; Ctrl-C ends it",         Shows,        nullptr,         &Asked::follow},
+    {"--check",     "",     "verifies every checksum",                            Infos,        nullptr,         &Asked::check},
     {"--no-pager",  "",     "no pager on a terminal",                             Shows | Whys, nullptr,         &Asked::noPager},
 };
 // clang-format on

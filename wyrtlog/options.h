@@ -18,6 +18,8 @@ struct Asked {
     std::string areas;             // words with a blank between them; empty: those of the log
     std::vector<std::string> logs; // "-" is standard input
     TableWords table;
+    bool check = false;   // verify every sum
+    bool follow = false;  // wait for what comes later
     bool damaged = false; // show what fails its sum, too
     Color color = Color::Auto;
     bool noPager = false;              // on a terminal, too
@@ -25,6 +27,7 @@ struct Asked {
     std::string format, kinds, fields; // of export, as they were typed
     bool rates = false;                // of export: amounts a second
     std::string since, until;          // as they were typed; empty: the log's own ends
+    std::string at, every;             // of show, as they were typed; empty: not given
 };
 
 // The folder that is read when no log is named.

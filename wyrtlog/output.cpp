@@ -17,7 +17,7 @@ bool Output::open(const Asked& asked) {
         return false;
     }
     terminal = asked.output.empty() && isTerminal();
-    pages = terminal && !asked.noPager;
+    pages = terminal && !asked.noPager && !asked.follow;
     color = asked.color;
     return true;
 }

@@ -18,6 +18,10 @@ public:
 
     // At most `size` bytes; 0 at the end, and after a failure. Several compressed files in a row are one.
     size_t read(char* to, size_t size);
+    // Whether what was read so far was as it is in the file.
+    bool isPlain() const { return known && !method; }
+    // The source of a plain file has been moved.
+    void forget() { packed.clear(), at = 0; }
     // Why it ended early, as a line for people: "it is compressed and cut short". Empty: it did not.
     const std::string& failure() const { return why; }
 

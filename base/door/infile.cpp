@@ -41,6 +41,21 @@ size_t InFile::read(char* to, size_t size) {
 
 bool InFile::skip(uint64_t bytes) { return lseek(fd, static_cast<off_t>(bytes), SEEK_CUR) >= 0; }
 
+std::optional<uint64_t> InFile::size() {
+    struct stat status{};
+    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) return {};
+    return static_cast<uint64_t>(status.st_size);
+}
+
+size_t InFile::readAt(uint64_t at, char* to, size_t size) {
+    for (;;) {
+        const ssize_t n = pread(fd, to, size, static_cast<off_t>(at));
+        if (n >= 0 || errno != EINTR) return n > 0 ? static_cast<size_t>(n) : 0;
+    }
+}
+
+bool InFile::goTo(uint64_t at) { return lseek(fd, static_cast<off_t>(at), SEEK_SET) >= 0; }
+
 void InFile::close() {
     if (fd >= 0) ::close(fd);
     fd = -1;

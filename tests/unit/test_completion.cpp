@@ -111,13 +111,13 @@ TEST(Completion, OptionsOfCommands) {
 }
 
 TEST(Completion, OptionsOfTheCommandsThatReadLogs) {
-    EXPECT_EQ(listed({"logs", "views", "shows"}), longOptions("show"));
-    auto why = listed({"logs", "shows", "spans"});
+    EXPECT_EQ(listed({"logs", "views", "shows", "pages", "spans"}), longOptions("show"));
+    auto why = listed({"logs", "pages", "spans"});
     why.emplace_back("--limit");
     std::sort(why.begin(), why.end());
     EXPECT_EQ(why, longOptions("why"));
     EXPECT_EQ(listed({"logs", "exports", "spans"}), longOptions("export"));
-    EXPECT_EQ(listed({"logs"}), longOptions("info"));
+    EXPECT_EQ(listed({"logs", "infos"}), longOptions("info"));
     auto chart = listed({"logs", "spans"});
     chart.emplace_back("--limit");
     std::sort(chart.begin(), chart.end());

@@ -7,7 +7,7 @@
 #include "tests/unit/made.h"
 #include "wyrt/dispatch.h"
 #include "wyrt/heads.h"
-#include "wyrt/lognames.h"
+#include "record/lognames.h"
 #include "wyrtlog/run.h"
 #include "wyrtlog/unpack.h"
 

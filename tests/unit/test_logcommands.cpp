@@ -150,7 +150,7 @@ TEST(LogCommands, DamageIsLeftOutUnlessItIsAskedFor) {
     const auto both = run({"show", "/bad.wyrt", "/torn.wyrt"});
     EXPECT_EQ(countOf(both, "\nCPU "), 2U) << both;
     EXPECT_NE(both.find("wyrt: 2 intervals are damaged"), std::string::npos) << both;
-    const auto info = run({"info", "/bad.wyrt", "/torn.wyrt"});
+    const auto info = run({"info", "--check", "/bad.wyrt", "/torn.wyrt"});
     EXPECT_NE(info.find("\ndamaged     1, and the end is cut short\n"), std::string::npos) << info;
     // What the figures mean is uncertain when the head is damaged.
     save("/head.wyrt", changed(good, "#CPU:role", "#CPU:roll"));
@@ -185,7 +185,7 @@ TEST(LogCommands, InfoTellsWhatALogHolds) {
     restarted.run = "run2";
     save("/a.wyrt", logOf({2, 4, 14}));
     save("/b.wyrt", logOf({16}, restarted));
-    const auto said = run({"info", "/a.wyrt", "/b.wyrt"});
+    const auto said = run({"info", "--check", "/a.wyrt", "/b.wyrt"});
     for (const char* line :
          {"host        db7\n", "\nprogram     wyrt 1.2.0\n", "\nfrom        2026-11-21T14:05:10.000+01:00\n",
           "\nto          2026-11-21T14:05:26.000+01:00\n", "\nintervals   4\n", "\ngaps        1, 8",

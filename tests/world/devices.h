@@ -85,8 +85,13 @@ struct TDevices {
     std::map<int, TSocket> sockets;
     std::map<int, THeld> held;
     std::map<int, std::deque<TQuestion>> helpers;
-    std::map<int, std::string> files;  // that are written
-    std::map<int, std::string> unread; // what is left of those that are read
+    std::map<int, std::string> files; // that are written
+    struct Unread {                   // a file that is read
+        std::string name, text;
+        uint64_t at = 0;    // of the next read
+        bool plain = false; // not standard input
+    };
+    std::map<int, Unread> unread;
 
     // When the first question of a helper will be answered, monotonic; -1: never, or there is none.
     int64_t readyAt(int handle, int64_t now);

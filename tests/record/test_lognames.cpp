@@ -1,5 +1,5 @@
 // Names of a recorder's files.
-#include "wyrt/lognames.h"
+#include "record/lognames.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "wyrt/lognames.h"
+#include "record/lognames.h"
 
 #include "record/moment.h"
 

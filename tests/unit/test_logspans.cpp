@@ -1,0 +1,194 @@
+// Spans, sums and moments of logs, and the files of a recorder's folder that they need.
+#include "tests/unit/logcommand.h"
+
+static constexpr int64_t Start = 1795266310000; // 2026-11-21 13:05:10 UTC
+
+static void addInterval(int64_t at_ms, uint64_t number, std::string& log) {
+    Interval interval;
+    interval.number = number;
+    interval.time = {at_ms, 60};
+    interval.elapsed_us = 2000000;
+    auto& cpu = interval.cpu.rows.emplace_back();
+    cpu.user_us = 100000 * number, cpu.idle_us = 4000000 - *cpu.user_us, cpu.load1 = static_cast<double>(number);
+    interval.cpu.sampled = true, interval.cpu.elapsed_us = 2000000;
+    LogWriter().interval(interval, log);
+}
+
+static void addHead(std::string& log, const char* run = "run") {
+    ViewRow view;
+    view.areas = "cpu";
+    LogWriter().head({"1.2.0", "db7", "boot", run}, view, {Start, 60}, log);
+}
+
+// Intervals of two seconds, numbered on, that end from `from` to `to`, in seconds after the start.
+static std::string logOf(int64_t from, int64_t to, const char* run = "run", uint64_t number = 1) {
+    std::string log;
+    addHead(log, run);
+    for (int64_t at = from; at <= to; at += 2) addInterval(Start + at * 1000, number++, log);
+    return log;
+}
+
+// The times of the intervals that are shown, in local time.
+static std::string timesOf(const std::string& text) {
+    std::string times;
+    const std::string before = "db7  2026-11-21 ";
+    for (size_t at = text.find(before); at != text.npos; at = text.find(before, at + 1))
+        times += text.substr(at + before.size(), 8) + " ";
+    return times;
+}
+
+TEST(LogSpans, SinceAndUntil) {
+    Made machine("");
+    save("/a.wyrt", logOf(0, 20));
+    const auto shown = [](std::vector<std::string> words) {
+        words.insert(words.begin(), {"show", "/a.wyrt"});
+        return run(words);
+    };
+    EXPECT_EQ(timesOf(shown({"--since", "@1795266314", "--until", "@1795266320"})), "14:05:16 14:05:18 14:05:20 ");
+    EXPECT_EQ(timesOf(shown({"--since", "2026-11-21T14:05:27.500+01:00"})), "14:05:28 14:05:30 ");
+    EXPECT_EQ(timesOf(shown({"--until", "@1795266310"})), "14:05:10 ");
+    const auto none = shown({"--since", "@1795266330"});
+    EXPECT_EQ(none, "wyrt: there is no interval to show\nstatus 1\n");
+    const auto wrong = shown({"--since", "soon"});
+    EXPECT_TRUE(wrong.starts_with("wyrt: 'soon' is no time like 14:05") && wrong.ends_with("status 2\n")) << wrong;
+}
+
+TEST(LogSpans, TheIntervalOfAMoment) {
+    Made machine("");
+    std::string log = logOf(0, 10);
+    addInterval(Start + 100000, 7, log);
+    save("/a.wyrt", log);
+    const auto at = [](const std::string& time) { return run({"show", "/a.wyrt", "--at", time}); };
+    EXPECT_EQ(timesOf(at("@1795266314")), "14:05:14 ");   // its end
+    EXPECT_EQ(timesOf(at("@1795266314.5")), "14:05:16 "); // within
+    EXPECT_EQ(timesOf(at("@1795266308")), "14:05:10 ");   // the first one's beginning
+    EXPECT_EQ(timesOf(at("@1795266409")), "14:06:50 ");
+    EXPECT_EQ(at("@1795266350"), "wyrt: there is no interval of that time; the next one begins at "
+                                 "2026-11-21T14:06:48.000+01:00\nstatus 1\n");
+    EXPECT_EQ(at("@1795269999"), "wyrt: there is no interval to show\nstatus 1\n");
+    for (const char* other : {"--since", "--until"}) {
+        const auto said = run({"show", "/a.wyrt", "--at", "now", other, "-1m"});
+        EXPECT_EQ(said, "wyrt: --at goes with none of --since, --until, --every and --follow (see wyrt show --help)\n"
+                        "status 2\n");
+    }
+}
+
+TEST(LogSpans, IntervalsAreAddedUp) {
+    Made machine("");
+    save("/a.wyrt", logOf(0, 70)); // 14:05:10 to 14:06:20
+    const auto said = run({"show", "/a.wyrt", "--every", "1m"});
+    EXPECT_EQ(timesOf(said), "14:06:00 14:06:20 ");
+    EXPECT_NE(said.find("#26  52.000 s"), std::string::npos) << said; // 13:05:10 is #1, 13:06:00 is #26
+    EXPECT_NE(said.find("#36  20.000 s"), std::string::npos) << said;
+    // The sum of 0.1 s to 2.6 s: 35.1 of 104 seconds of two CPUs.
+    EXPECT_NE(said.find("          33.8 "), std::string::npos) << said;
+    EXPECT_NE(said.find(" 26.0 "), std::string::npos) << said; // the last load
+    const auto one = run({"show", "/a.wyrt", "--every", "1d", "--until", "@1795266314"});
+    EXPECT_NE(one.find("#3  6.000 s"), std::string::npos) << one;
+    // What was written by another run is another sum.
+    auto restarted = logOf(0, 4);
+    restarted += logOf(6, 8, "run2");
+    save("/b.wyrt", restarted);
+    const auto two = run({"show", "/b.wyrt", "--every", "1h"});
+    EXPECT_EQ(timesOf(two), "14:05:14 14:05:18 ");
+    for (const char* wrong : {"0", "10ms", "soon"}) {
+        const auto refused = run({"show", "/a.wyrt", "--every", wrong});
+        EXPECT_EQ(refused, "wyrt: --every takes a time of at least a second, like 1m, not '" + std::string(wrong) +
+                               "' (see wyrt show --help)\nstatus 2\n");
+    }
+}
+
+// Damage outside of the span is none of its business; damage in it is counted, and in no sum.
+TEST(LogSpans, Damage) {
+    Made machine("");
+    for (const size_t number : {size_t{2}, size_t{5}}) {
+        auto log = logOf(0, 20);
+        size_t at = 0;
+        for (size_t i = 0; i < number; i++) at = log.find("\nCPU,", at + 1);
+        log[at + 40] ^= 1;
+        save("/a.wyrt", log);
+        const auto said = run({"show", "/a.wyrt", "--since", "@1795266315", "--until", "@1795266322"});
+        EXPECT_EQ(timesOf(said), number == 2 ? "14:05:16 14:05:18 14:05:20 14:05:22 " : "14:05:16 14:05:20 14:05:22 ");
+        EXPECT_EQ(said.find("1 interval is damaged") != said.npos, number == 5) << said;
+        const auto sum = run({"show", "/a.wyrt", "--every", "1h"});
+        EXPECT_NE(sum.find("#11  20.000 s"), std::string::npos) << sum; // 10 of 11
+    }
+}
+
+// --- A recorder's folder
+
+// Files of an hour each; only those that a span needs are opened.
+TEST(LogSpans, OnlyTheHoursOfTheSpanAreOpened) {
+    Made machine("text /logs/db7-20261121T100000Z.wyrt \"\"\ntext /logs/db7-20261121T160000Z.wyrt.zst \"\"\n"
+                 "fail open /logs/db7-20261121T100000Z.wyrt EACCES\n"
+                 "fail open /logs/db7-20261121T160000Z.wyrt.zst EACCES\n");
+    save("/logs/db7-20261121T130512Z.wyrt", logOf(2, 60));
+    save("/logs/db7-20261121T130612Z_2.wyrt", logOf(62, 100, "run", 31));
+    save("/logs/other.wyrt", logOf(500, 502, "other"));
+    const auto shown = [](std::vector<std::string> words) {
+        words.insert(words.begin(), {"show", "/logs"});
+        return run(words);
+    };
+    EXPECT_EQ(timesOf(shown({"--at", "@1795266371"})), "14:06:12 ");
+    EXPECT_EQ(timesOf(shown({"--since", "@1795266369", "--until", "@1795266374"})), "14:06:10 14:06:12 14:06:14 ");
+    EXPECT_EQ(timesOf(shown({"--since", "@1795266811"})).substr(0, 9),
+              "14:13:32 "); // of the other; the last is refused
+    const auto all = shown({});
+    EXPECT_NE(all.find("T100000Z.wyrt': Permission denied"), std::string::npos);
+    EXPECT_TRUE(all.ends_with("status 1\n"));
+    const auto span = shown({"--since", "@1795266369", "--until", "@1795266374"});
+    EXPECT_TRUE(span.ends_with("status 0\n")) << span;
+}
+
+// While a log is compressed, it is there twice, and one of them is not finished.
+TEST(LogSpans, TwiceInAFolder) {
+    Made machine("");
+    save("/logs/db7-20261121T130512Z.wyrt", logOf(2, 4));
+    save("/logs/db7-20261121T130512Z.wyrt.zst", "\x28\xB5\x2F\xFD cut short");
+    const auto said = run({"show", "/logs"});
+    EXPECT_EQ(timesOf(said), "14:05:12 14:05:14 ");
+    EXPECT_TRUE(said.ends_with("status 0\n")) << said;
+}
+
+// A clock that was set back in a file that is no recorder's.
+TEST(LogSpans, ClocksThatWereSetBack) {
+    Made machine("");
+    save("/a.wyrt", logOf(0, 20) + logOf(10, 30, "run", 12));
+    const auto said = run({"show", "/a.wyrt", "--since", "@1795266327", "--until", "@1795266330"});
+    EXPECT_EQ(timesOf(said), "14:05:28 14:05:30 14:05:28 14:05:30 ");
+}
+
+// --- info
+
+TEST(LogSpans, InfoLooksAtSumsWhenItIsAsked) {
+    Made machine("");
+    auto log = logOf(0, 20);
+    log[log.find("\nCPU,") + 40] ^= 1;
+    save("/a.wyrt", log);
+    const auto quick = run({"info", "/a.wyrt"}), checked = run({"info", "--check", "/a.wyrt"});
+    EXPECT_NE(quick.find("\nintervals   11\n"), std::string::npos) << quick;
+    EXPECT_NE(quick.find("\ndamaged     0 by their lengths; --check verifies the checksums\n"), std::string::npos)
+        << quick;
+    EXPECT_NE(checked.find("\nintervals   10\n"), std::string::npos) << checked;
+    EXPECT_NE(checked.find("\ndamaged     1\n"), std::string::npos) << checked;
+}
+
+// --- What comes later
+
+// The newest log grows, then the recorder begins another one, then Ctrl-C comes.
+TEST(LogSpans, Follow) {
+    const auto first = logOf(2, 4), more = logOf(2, 8), next = logOf(10, 12, "run", 5);
+    const auto quoted = [](const std::string& text) {
+        std::string all;
+        for (const char c : text)
+            all += c == '\n' ? std::string("\\n") : c == '"' ? std::string("\\\"") : std::string(1, c);
+        return all;
+    };
+    const std::string a = "text /logs/db7-20261121T130512Z.wyrt \"", b = "text /logs/db7-20261121T140000Z.wyrt \"";
+    Made machine(a + quoted(first) + "\"\nstep 1\n" + a + quoted(more.substr(0, more.size() - 30)) + "\"\nstep 2\n" +
+                 a + quoted(more) + "\"\n" + b + quoted(next.substr(0, 100)) + "\"\nstep 3\n" + b + quoted(next) +
+                 "\"\nstep 4\nsignal INT\n");
+    const auto said = run({"show", "/logs", "--follow"});
+    EXPECT_EQ(timesOf(said), "14:05:12 14:05:14 14:05:16 14:05:18 14:05:20 14:05:22 ") << said;
+    EXPECT_TRUE(said.ends_with("status 0\n")) << said;
+}

@@ -1,0 +1,39 @@
+#include "wyrtlog/follow.h"
+
+#include "base/clock.h"
+#include "base/filestatus.h"
+
+#include <utility>
+
+// A file that takes another one's name is another log. One that a recorder named is the same when it is compressed.
+static std::string identityOf(const LogPath& log) {
+    if (log.kept) return log.path.substr(0, log.path.rfind(".wyrt"));
+    FileStatus status;
+    if (!getFileStatus(log.path.c_str(), status)) return {};
+    return log.path + " " + std::to_string(status.major) + ":" + std::to_string(status.minor) + " " +
+           std::to_string(status.inode);
+}
+
+void Follower::know(const std::vector<LogPath>& paths) {
+    for (auto& log : paths) known.insert(identityOf(log));
+}
+
+void Follower::look() {
+    int status = 0; // of a folder that is gone for now: it was reported when the program began
+    for (auto& log : logPaths(operands, status, Report::No)) {
+        auto identity = identityOf(log);
+        if (!identity.empty() && known.insert(std::move(identity)).second) fresh.push_back(log);
+    }
+}
+
+bool Follower::wait() {
+    constexpr int64_t Period = 250000; // microseconds: nobody sees a delay, and a day of it costs seconds
+    const auto isOver = [this] { return signals.end() != 0 || signals.pipeClosed(); };
+    if (isOver()) return false;
+    waitUntil(getMonotonic() + Period, signals);
+    if (isOver()) return false;
+    look();
+    return true;
+}
+
+std::vector<LogPath> Follower::takeNew() { return std::exchange(fresh, {}); }
