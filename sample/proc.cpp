@@ -396,7 +396,7 @@ void ProcSampler::passOver(ProcSample& now) {
     searchRunnable(now);
     refreshLargest(now);
     refresh(now);
-    reader.takeCommands([&](int pid) {
+    reader.takeAnswers([&](int pid) {
         const auto* entry = find(now, pid);
         return entry ? &now.slots[entry->slot] : nullptr;
     });

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 
-ProcReader::ProcReader(const Root& where, Helper& asks) : root(where), helper(asks) {
+ProcReader::ProcReader(const Root& where, Helper& asks) : root(where), helper(asks), names(where, asks) {
     page_size = static_cast<uint64_t>(std::max(getPageSize(), 1));
     tick_ns = 1000000000U / static_cast<uint64_t>(std::max(getClockTicks(), 1));
     renew();
@@ -20,6 +20,7 @@ void ProcReader::renew() {
     countsDescriptors = !root.isOther() && getFileStatus("/proc/self/fd", status) && status.size > 0;
     countsBlocks = readFile(root.path("/proc/sys/kernel/task_delayacct").c_str(), text) && text.view().starts_with('1');
     std::erase_if(groups, [](auto& group) { return group.second.use_count() == 1; });
+    for (auto& [path, group] : groups) askForName(*group);
 }
 
 ProcAnswer ProcReader::read(int pid, const char* file, Reading how) {
@@ -130,8 +131,7 @@ std::shared_ptr<const std::string> ProcReader::userOf(uint64_t uid) {
 static constexpr std::string_view lastPart(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
 // The container or pod that the path leads through, else the innermost unit or session.
-static std::string unitOf(std::string_view path) {
-    std::string unit;
+static void setUnit(std::string_view path, ProcGroup& group) {
     for (GroupKind best = GroupKind::Group; path.size() > 1; path = path.substr(0, path.rfind('/'))) {
         const auto parent = path.substr(0, path.rfind('/'));
         const auto what = nameGroup(lastPart(parent), lastPart(path));
@@ -140,15 +140,31 @@ static std::string unitOf(std::string_view path) {
         if (!outer && (!inner || best != GroupKind::Group)) continue;
         constexpr size_t Short = 12; // digits of an id that people know
         best = what.kind;
-        unit = !what.name.empty() ? what.name : !what.id.empty() ? what.id.substr(0, Short) : lastPart(path);
-        if (outer) return unit;
+        group.unit = !what.name.empty() ? what.name : !what.id.empty() ? what.id.substr(0, Short) : lastPart(path);
+        if (outer) return void(group.container = what);
     }
-    return unit;
+}
+
+void ProcReader::askForName(ProcGroup& group) {
+    constexpr uint8_t MostTries = 4; // a runtime may write the name after it has made the group
+    if (!group.container.id.empty() && group.tries < MostTries && names.want(group.container)) group.tries++;
+}
+
+void ProcReader::takeNames() {
+    if (names.take())
+        for (auto& [path, group] : groups) {
+            const auto name = group->container.id.empty() ? std::string_view() : names.find(group->container);
+            if (!name.empty()) group->unit = name, group->container.id.clear();
+        }
+    names.start();
 }
 
 std::shared_ptr<const ProcGroup> ProcReader::groupOf(std::string_view path) {
     if (const auto found = groups.find(path); found != groups.end()) return found->second;
-    auto group = std::make_shared<const ProcGroup>(ProcGroup{std::string(path), unitOf(path)});
+    auto group = std::make_shared<ProcGroup>();
+    group->path = path;
+    setUnit(path, *group);
+    askForName(*group);
     return groups.emplace(group->path, group).first->second;
 }
 
@@ -180,7 +196,8 @@ void ProcReader::askForCommand(Process& process) {
     process.asked = true;
 }
 
-void ProcReader::takeCommands(const std::function<Process*(int pid)>& find) {
+void ProcReader::takeAnswers(const std::function<Process*(int pid)>& find) {
+    takeNames();
     std::erase_if(asked, [&](const Asked& one) {
         Answer answer;
         const auto state = helper.take(one.ticket, answer);

@@ -6,6 +6,7 @@
 #include "base/helper.h"
 #include "base/root.h"
 #include "parse/process.h"
+#include "sample/groupnames.h"
 
 #include <cstdint>
 #include <functional>
@@ -34,6 +35,8 @@ struct ThreadWait {
 // The control group of processes.
 struct ProcGroup {
     std::string path, unit;
+    GroupName container; // or pod, whose name is asked for; without an id: it is none, or its name is known
+    uint8_t tries = 0;   // how often it was asked for
 };
 
 struct WrittenThen {
@@ -117,7 +120,8 @@ class ProcReader {
     };
     std::vector<Asked> asked; // for command lines
     std::map<uint64_t, std::shared_ptr<const std::string>> users;
-    std::map<std::string, std::shared_ptr<const ProcGroup>, std::less<>> groups;
+    std::map<std::string, std::shared_ptr<ProcGroup>, std::less<>> groups;
+    GroupNames names;
 
     ProcAnswer read(int pid, const char* file, Reading how = Reading::Single);
     void readCounters(Process& process, const ProcessStat& stat);
@@ -131,6 +135,8 @@ class ProcReader {
     void readWaits(Process& process);
     std::shared_ptr<const std::string> userOf(uint64_t uid);
     std::shared_ptr<const ProcGroup> groupOf(std::string_view group);
+    void askForName(ProcGroup& group);
+    void takeNames();
 
 public:
     static constexpr size_t MostCommand = 1024;  // bytes that are kept
@@ -145,8 +151,8 @@ public:
     void renew();
 
     // The answers of the helper. `find` gives the process of a pid; null: there is none.
-    void takeCommands(const std::function<Process*(int pid)>& find);
-    uint64_t notAllowed() const { return text.denied; }
+    void takeAnswers(const std::function<Process*(int pid)>& find);
+    uint64_t notAllowed() const { return text.denied + names.notAllowed(); }
 
     ProcAnswer readStat(int pid, ProcessStat& stat);
     // The time on a CPU of the thread named, or of all threads of a process with several; ns.

@@ -154,7 +154,7 @@ struct Machine {
     void have(int pid, const char* name) {
         auto& process = processes.slots.emplace_back();
         process.pid = pid, process.start = static_cast<uint64_t>(pid) * 10, process.name = name;
-        process.group = std::make_shared<ProcGroup>(ProcGroup{"/build", "build.service"});
+        process.group = std::make_shared<ProcGroup>(ProcGroup{"/build", "build.service", {}, 0});
         auto& entry = processes.entries.emplace_back();
         entry.pid = pid, entry.slot = static_cast<uint32_t>(processes.slots.size() - 1);
     }

@@ -501,6 +501,26 @@ TEST(ProcessRows, UnitsAndContainers) {
         EXPECT_EQ(result.find(strtoull(group.pid, nullptr, 10))->unit, group.unit) << group.group;
 }
 
+TEST(ProcessRows, ContainersHaveTheNamesThatTheirRuntimesGaveThem) {
+    const std::string id(64, 'a'), other(64, 'b');
+    const MadeProcess web{.pid = 7, .group = "/system.slice/docker-" + id + ".scope"},
+        unknown{.pid = 8, .group = "/system.slice/docker-" + other + ".scope"};
+    auto later = web, too = unknown;
+    later.cpu_ns++, too.cpu_ns++;
+    Watching machine(MadeTicks().text() + web.text() + unknown.text() + "file /var/lib/docker/containers/" + id +
+                     "/config.v2.json <<END\n{\"Name\":\"/web\"}\nEND\nstep 1\nstep 2\nstep 3\n" + later.text() +
+                     too.text() + "step 4\n");
+    for (int step = 1; step < 3; step++) machine.next();
+    const auto result = machine.next();
+    EXPECT_EQ(result.find(7)->unit, "web");
+    EXPECT_EQ(result.find(8)->unit, other.substr(0, 12)) << "no file has its name";
+    // It is asked for once, and again only when groups are looked at again.
+    std::string opened;
+    machine.made.world.watch = [&](const std::string& path) { opened += path + "\n"; };
+    machine.next();
+    EXPECT_EQ(opened.find("/var/"), opened.npos) << opened;
+}
+
 // --- What may not be read
 
 TEST(ProcessRows, AnOrdinaryUser) {
