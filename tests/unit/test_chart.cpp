@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+static constexpr uint64_t KiB = 1024;
 static constexpr int64_t Start = 1795266310000; // 2026-11-21 14:05:10 +01:00
 
 struct Log {
@@ -171,8 +172,11 @@ TEST(ChartPictures, TheOthersMakeTheWhole) {
             auto& row = machine.process(100 + pid, "p" + std::to_string(pid));
             row.cpu_us = pid * 10000, row.children_us = pid == 20 ? 100000 : 0;
             row.wait_us = 1000, row.read_bytes = pid * MiB, row.write_bytes = MiB;
-            row.anonymous = pid * MiB;
+            row.anonymous = pid * MiB, row.tcp_received = pid * KiB, row.tcp_sent = 0;
         }
+        NetnsRow network;
+        network.received = 40 * MiB, network.sent = 0;
+        WhyMachine::put(machine.interval.namespaces, network);
         machine.memory().anonymous = 400 * MiB;
         machine.interval.processesTotal.rows = {ProcsRow{}};
         machine.interval.processesTotal.elapsed_us = 2 * Second;
@@ -193,6 +197,7 @@ TEST(ChartPictures, TheOthersMakeTheWhole) {
     EXPECT_NEAR(wholeOf("CPU time by process"), 150, 0.1); // percent of one CPU
     EXPECT_NEAR(wholeOf("Waits for a CPU by process"), 1, 0.01);
     EXPECT_NEAR(wholeOf("Storage I/O by process"), 115.0 * MiB, MiB / 1000.0);
+    EXPECT_NEAR(wholeOf("TCP by process"), 20.0 * MiB, MiB / 1000.0);
     EXPECT_NEAR(wholeOf("Anonymous memory by process"), 400.0 * MiB, MiB / 1000.0);
     EXPECT_NEAR(seriesOf(all, "CPU time by process", "p20[120]").at(0), 15, 0.01); // with its children
     EXPECT_NEAR(seriesOf(all, "CPU time", "user").at(0), 6.25, 0.01);
@@ -263,9 +268,19 @@ TEST(ChartPictures, DevicesThatMoved) {
         if (i == 1) WhyMachine::put(machine.interval.filesystems, filesystem);
         WhyMachine::put(machine.interval.protocols, ProtocolRow{"Tcp", "RetransSegs", uint64_t{4}, {}});
         WhyMachine::put(machine.interval.protocols, ProtocolRow{"Tcp", "CurrEstab", {}, 12});
+        SocksRow sockets;
+        sockets.protocol = "tcp", sockets.established = 7, sockets.close_wait = static_cast<uint64_t>(i);
+        WhyMachine::put(machine.interval.socketsTotal, sockets);
+        sockets.family = 6;
+        WhyMachine::put(machine.interval.socketsTotal, sockets);
+        sockets.protocol = "udp";
+        WhyMachine::put(machine.interval.socketsTotal, sockets);
         charts.add(machine.interval, i * 2000);
     }
     const auto all = charts.pictures(1000000);
+    EXPECT_EQ(seriesOf(all, "TCP sockets", "established"), (std::vector<float>{14, 14, 14}));
+    EXPECT_EQ(seriesOf(all, "TCP sockets", "CLOSE_WAIT"), (std::vector<float>{2, 4, 6}));
+    EXPECT_TRUE(seriesOf(all, "TCP sockets", "TIME_WAIT").empty());
     EXPECT_EQ(seriesOf(all, "sda throughput", "read"), (std::vector<float>{0, 2 * MiB, 0}));
     EXPECT_EQ(seriesOf(all, "sda wait", "read").at(1), 4);
     EXPECT_TRUE(std::isnan(seriesOf(all, "sda wait", "read").at(0)));

@@ -48,6 +48,11 @@ void ConsumerCharts::addProcesses(const Interval& interval, int64_t time_ms) {
     addTop(cpu, cpuOf, 100 / elapsed_us, usedCpu(interval) * 100 / elapsed_us);
     addTop(wait, waitOf, 100 / elapsed_us, 0);
     addTop(io, ioOf, 1 / seconds, 0);
+    // Connections whose process is not known are in the sums of the namespaces only.
+    const auto tcpOf = [](const ProcRow& row) { return value(row.tcp_received) + value(row.tcp_sent); };
+    double tcp = 0;
+    for (auto& row : interval.namespaces.rows) tcp += value(row.received) + value(row.sent);
+    if (!interval.namespaces.rows.empty()) addTop(network, tcpOf, 1 / seconds, tcp / seconds);
 }
 
 void ConsumerCharts::addProcessMemory(const Interval& interval, int64_t time_ms) {
@@ -128,7 +133,7 @@ void ConsumerCharts::add(const Interval& interval, int64_t time_ms) {
 }
 
 void ConsumerCharts::halve() {
-    for (auto* top : {&cpu, &wait, &io, &memory, &groupCpu, &groupIo, &groupMemory}) top->halve();
+    for (auto* top : {&cpu, &wait, &io, &memory, &network, &groupCpu, &groupIo, &groupMemory}) top->halve();
 }
 
 // --- All of them
@@ -160,6 +165,7 @@ void ConsumerCharts::give(std::vector<Picture>& all) const {
     process(wait, "Waits for a CPU by process", "100% is one thread that waited all the time", "%");
     process(io, "Storage I/O by process", "as they asked for it; what they wrote may reach the disks later", "B/s");
     process(memory, "Anonymous memory by process", "what only they use", "B");
+    process(network, "TCP by process", "bytes sent and received", "B/s");
     const auto group = [&](const Top& top, const char* title, const char* note, const char* unit) {
         giveTop(top, groups, {Section::Groups, title, note, unit, true, 0, {}, {}}, all);
     };

@@ -18,7 +18,7 @@ class ConsumerCharts {
         float bytes = 0;
     };
     Members processes, groups;
-    Top cpu, wait, io, memory;
+    Top cpu, wait, io, memory, network;
     Top groupCpu, groupIo, groupMemory;
     std::map<uint64_t, Level> processMemory; // by pid
     std::map<std::string, Level, std::less<>> groupsMemory;

@@ -163,7 +163,27 @@ void DeviceCharts::addProtocols(const Interval& interval, Lines& lines) {
         }
 }
 
+static constexpr const char* States[] = {"established",  "TIME_WAIT", "CLOSE_WAIT", "SYN sent",
+                                         "SYN received", "FIN_WAIT",  "other",      "listening"};
+
+// TCP sockets of both families and all namespaces.
+void DeviceCharts::addStates(const Interval& interval, Lines& lines) {
+    if (interval.socketsTotal.rows.empty()) return;
+    std::array<uint64_t, std::size(States)> counts{};
+    for (auto& row : interval.socketsTotal.rows) {
+        if (row.protocol != "tcp") continue;
+        size_t i = 0;
+        for (const uint64_t count :
+             {row.established, uint64_t{0}, row.close_wait, row.syn_sent, row.syn_received,
+              row.fin_wait1 + row.fin_wait2, row.last_ack + row.closing + row.closed, row.listening})
+            counts[i++] += count;
+    }
+    for (auto& row : interval.namespaces.rows) counts[1] += row.time_wait.value_or(0);
+    for (size_t i = 0; i < counts.size(); i++) set(states, i, static_cast<double>(counts[i]), Absent::Zero, lines);
+}
+
 void DeviceCharts::add(const Interval& interval, Lines& lines) {
+    addStates(interval, lines);
     addDisks(interval, lines);
     addFilesystems(interval, lines);
     addLinks(interval, lines);
@@ -210,6 +230,11 @@ void DeviceCharts::give(const Lines& lines, std::vector<Picture>& all) const {
     addPicture(std::move(use), all);
 
     for (auto* link : inOrder(links)) giveDevice(Section::Network, LinkLines, *link, lines, all);
+
+    Picture sockets{Section::Network, "TCP sockets", "by state", "", false, 0, {}, {}};
+    for (size_t i = 0; i < states.size(); i++)
+        if (states[i]) addLine(lines, *states[i], States[i], sockets);
+    addPicture(std::move(sockets), all);
 
     Picture tcp;
     for (size_t i = 0; i < std::size(Counters); i++) {

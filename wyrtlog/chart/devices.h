@@ -27,7 +27,7 @@ private:
 
     Devices disks, links, filesystems; // by name; more than one can look at are left out
     size_t leftOut = 0;
-    Numbers protocols;
+    Numbers protocols, states; // of TCP: counters; sockets by state
 
     static Device* find(Devices& devices, const std::string& key);
     static void set(Numbers& numbers, size_t shown, double value, Absent absent, Lines& lines);
@@ -35,4 +35,5 @@ private:
     void addFilesystems(const Interval& interval, Lines& lines);
     void addLinks(const Interval& interval, Lines& lines);
     void addProtocols(const Interval& interval, Lines& lines);
+    void addStates(const Interval& interval, Lines& lines);
 };
