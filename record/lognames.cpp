@@ -20,8 +20,15 @@ std::string logName(std::string_view host, int64_t epoch_ms, int copy) {
     if (name.empty() || name.front() == '.') name.insert(0, "host");
     const auto utc = localTime({epoch_ms, 0});
     char time[64];
-    snprintf(time, sizeof time, "-%04lld%02d%02dT%02d%02d%02dZ", static_cast<long long>(utc.year), utc.month, utc.day,
-             utc.hour, utc.minute, utc.second);
+    snprintf(time,
+             sizeof time,
+             "-%04lld%02d%02dT%02d%02d%02dZ",
+             static_cast<long long>(utc.year),
+             utc.month,
+             utc.day,
+             utc.hour,
+             utc.minute,
+             utc.second);
     name += time;
     if (copy > 1) name.append("_").append(std::to_string(copy));
     return name.append(LogEnd);

@@ -4,10 +4,10 @@
 #include "base/outfile.h"
 #include "record/budget.h"
 #include "record/log.h"
+#include "record/lognames.h"
 #include "tests/unit/made.h"
 #include "wyrt/dispatch.h"
 #include "wyrt/heads.h"
-#include "record/lognames.h"
 #include "wyrtlog/run.h"
 #include "wyrtlog/unpack.h"
 

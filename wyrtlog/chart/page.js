@@ -194,7 +194,8 @@
             for (let i = first; i <= last; i++) out.push(row(i));
             return out;
         }
-        const span = (view.to - view.from) / (width / 2);
+        // Each bucket is two rows. Of stacks, all parts are drawn anew for each row, which takes longer.
+        const span = (view.to - view.from) / (width / (totals ? 4 : 2));
         const flush = (from, to) => {
             if (to - from < 2) {
                 for (let i = from; i <= to; i++) out.push(row(i));
