@@ -14,6 +14,7 @@ _wyrt_command() {
     local shows='--at --every --follow'
     local pages='--color --no-pager'
     local infos='--check'
+    local stats='--rows --by --color --no-pager'
     local exports='--format --kind --fields --rates'
     local spans='--since --until'
     local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} words='' logs_too=0
@@ -27,7 +28,8 @@ _wyrt_command() {
             ;;
         --color) words='auto always never' ;;
         --format) words='csv tsv jsonl sqlite openmetrics influx' ;;
-        --by) words='command user unit' ;;
+        --by) words='command user unit'
+            [[ $command == stats ]] && words='process command user unit disk' ;;
         --sort) words=$sorts ;;
         -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --at | --every | --since | --until | --kind | --fields | --max-use | --keep-free | --max-age | --sync) return 0 ;;
         *)
@@ -37,6 +39,7 @@ _wyrt_command() {
                 check) words=$tasks ;;
                 show) words="$logs $views $shows $pages $spans" ;;
                 why) words="$logs $pages $spans --limit" ;;
+                stats) words="$logs $stats $spans" ;;
                 export) words="$logs $exports $spans" ;;
                 chart) words="$logs $spans --limit" ;;
                 info) words="$logs $infos" ;;
@@ -47,7 +50,7 @@ _wyrt_command() {
     if [[ $words == operands ]]; then
         words=$areas
         [[ $command == info || $command == why || $command == export || $command == chart ]] && words=''
-        [[ $command == show || $command == info || $command == why || $command == export || $command == chart ]] && logs_too=1
+        [[ $command == show || $command == info || $command == why || $command == stats || $command == export || $command == chart ]] && logs_too=1
     fi
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
     if ((logs_too)); then
@@ -58,7 +61,7 @@ _wyrt_command() {
 }
 
 _wyrt() {
-    local commands='live record check show why export chart info'
+    local commands='live record check show why stats export chart info'
     local flags='h e v H a b B V Z k f F S m t r'
     local valued='c s i I C T R g G p P o n d'
     local words='io time mem none ps'

@@ -79,6 +79,7 @@ static constexpr Command Commands[] = {
     {"check",  check,         "what can be seen here, and what would unlock the rest", "wyrt check"                     },
     {"show",   runLogProgram, "the tables of a log",                                   "wyrt show day.wyrt"             },
     {"why",    runLogProgram, "what was under pressure in a log, and who did it",      "wyrt why day.wyrt --since 14:05"},
+    {"stats",  runLogProgram, "minimum, mean, maximum of every figure; who used what", "wyrt stats --since 14:00"       },
     {"export", runLogProgram, "a log for other programs: csv, jsonl, sqlite ...",      "wyrt export day.wyrt -o day.db" },
     {"chart",  runLogProgram, "a page to look at, of a log",                           "wyrt chart day.wyrt -o day.html"},
     {"info",   runLogProgram, "what a log holds",                                      "wyrt info day.wyrt"             },

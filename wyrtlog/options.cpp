@@ -6,6 +6,8 @@
 #include "view/areas.h"
 #include "view/commandline.h"
 
+#include "wyrtlog/stats.h"
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -37,12 +39,14 @@ struct Option {
 
 static constexpr unsigned Shows = static_cast<unsigned>(LogTask::Show), Infos = static_cast<unsigned>(LogTask::Info),
                           Whys = static_cast<unsigned>(LogTask::Why), Exports = static_cast<unsigned>(LogTask::Export),
-                          Charts = static_cast<unsigned>(LogTask::Chart), Every = ~0U;
+                          Charts = static_cast<unsigned>(LogTask::Chart),
+                          Statistics = static_cast<unsigned>(LogTask::Stats), Every = ~0U;
 
 // clang-format off
 static constexpr Command Commands[] = {
     {"show", LogTask::Show, "[AREA...] [LOG...]", "The tables of a log, as they were live. Without areas: those that were shown then."},
     {"why",  LogTask::Why,  "[LOG...]", "What was under pressure, who did it, and who suffered, of a log or a span of it."},
+    {"stats", LogTask::Stats, "[AREA...] [AREA/FIGURE...] [LOG...]", "Minimum, mean, maximum and 95th percentile of the figures of a span, and who used what."},
     {"export", LogTask::Export, "[LOG...]", "What a log holds, for other programs."},
     {"chart", LogTask::Chart, "[LOG...] -o FILE.html", "A page to look at: what happened, charts on one time axis, and the tables of the worst intervals."},
     {"info", LogTask::Info, "[LOG...]", "What a log holds: host, span, intervals, gaps, damage, and how much each kind takes."},
@@ -55,13 +59,14 @@ static constexpr Option Options[] = {
     {"--kind",      "KIND", "only these kinds of records: DISK or DISK,CPU",      Exports,      &Asked::kinds,   nullptr},
     {"--fields",    "LIST", "only these fields of one kind, in this order: time,name,reads", Exports, &Asked::fields, nullptr},
     {"--rates",     "",     "amounts a second instead of amounts",                Exports,      nullptr,         &Asked::rates},
+    {"--by",        "WHAT", "who used what: by process, command, user, unit or disk", Statistics, &Asked::by, nullptr},
     {"--at",        "TIME", "the interval of that moment: 14:05, -10m, yesterday 14:05", Shows, &Asked::at,   nullptr},
-    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Shows | Whys | Exports | Charts, &Asked::since, nullptr},
-    {"--until",     "TIME", "up to then",                                         Shows | Whys | Exports | Charts, &Asked::until, nullptr},
+    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Shows | Whys | Exports | Charts | Statistics, &Asked::since, nullptr},
+    {"--until",     "TIME", "up to then",                                         Shows | Whys | Exports | Charts | Statistics, &Asked::until, nullptr},
     {"--every",     "TIME", "intervals added up: 1m, 1h, 1d",                     Shows,        &Asked::every,   nullptr},
     {"-f,--follow", "",     "waits for what comes later; Ctrl-C ends it",         Shows,        nullptr,         &Asked::follow},
     {"--check",     "",     "verifies every checksum",                            Infos,        nullptr,         &Asked::check},
-    {"--no-pager",  "",     "no pager on a terminal",                             Shows | Whys, nullptr,         &Asked::noPager},
+    {"--no-pager",  "",     "no pager on a terminal",                             Shows | Whys | Statistics, nullptr, &Asked::noPager},
 };
 // clang-format on
 
@@ -86,7 +91,9 @@ static void addOptions(CLI::App& app, Asked& asked, Typed& typed) {
     }
     if (asked.task == LogTask::Show) addTableOptions(app, asked.table);
     if (has(Whys | Charts, asked.task)) addTableOptions(app, asked.table, isLimits);
-    if (has(Shows | Whys, asked.task))
+    if (asked.task == LogTask::Stats)
+        addTableOptions(app, asked.table, [](const TableOption& option) { return option.text == &TableWords::rows; });
+    if (has(Shows | Whys | Statistics, asked.task))
         app.add_option("--color", typed.color, "auto, always or never; NO_COLOR is honoured")->type_name("WHEN");
 }
 
@@ -103,10 +110,19 @@ static std::string helpText(const Asked& asked, const CLI::App& app) {
 
 static void addArea(std::string_view word, std::string& areas) { areas.append(areas.empty() ? "" : " ").append(word); }
 
+// "disk", "disk/reads"; "./disk" is a file.
+static bool isFigureWord(std::string_view word) { return findArea(word.substr(0, word.find('/'))) != nullptr; }
+
 // An area's word is an area, even where a file has that name (./disk is the file); anything else is a log.
 static std::string takeOperands(const std::vector<std::string>& operands, bool (*isLog)(const std::string&),
                                 Asked& asked) {
     for (auto& operand : operands) {
+        const bool figure = asked.task == LogTask::Stats && isFigureWord(operand);
+        if (figure) {
+            if (auto why = whyNoFigure(operand); !why.empty()) return why;
+            addArea(operand, asked.areas);
+            continue;
+        }
         const bool word = asked.task == LogTask::Show && (operand == "all" || findArea(operand));
         if (word && operand == "all")
             for (auto& area : areas()) addArea(area.word, asked.areas);

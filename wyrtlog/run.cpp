@@ -9,6 +9,7 @@
 #include "wyrtlog/info.h"
 #include "wyrtlog/pack.h"
 #include "wyrtlog/show.h"
+#include "wyrtlog/stats.h"
 #include "wyrtlog/why.h"
 
 static bool isLog(const std::string& name) { return InFile().open(name) || HeldDirectory().open(name.c_str()); }
@@ -29,6 +30,8 @@ int wyrtlogMain(int argc, char** argv) {
         return why(line.asked);
     case LogTask::Export:
         return exportLog(line.asked);
+    case LogTask::Stats:
+        return stats(line.asked);
     case LogTask::Info:
         return info(line.asked);
     case LogTask::Chart:

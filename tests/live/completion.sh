@@ -17,7 +17,7 @@ offers() {
 }
 
 offers '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
-offers '' 'live record check show why export chart info -h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
+offers '' 'live record check show why stats export chart info -h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
 offers -b -Z '-Z'
 offers -p '' ''
 offers -p 24 '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
@@ -38,7 +38,7 @@ cd "$sandbox" || exit 1
 touch day.wyrt net.wyrt
 
 offers l 'live'
-offers s 'show'
+offers s 'show stats'
 offers re 'record'
 offers classic ''
 offers live d 'disk'
@@ -59,6 +59,8 @@ offers show --o '--output'
 offers show --color n 'never'
 offers info n 'net.wyrt'
 offers export d 'day.wyrt'
+offers stats d 'disk day.wyrt'
+offers stats --by p 'process'
 offers export --format j 'jsonl'
 offers info -- '--help --damaged --output --check'
 offers check -- '--help --root --output'

@@ -116,6 +116,7 @@ TEST(Completion, OptionsOfTheCommandsThatReadLogs) {
     why.emplace_back("--limit");
     std::sort(why.begin(), why.end());
     EXPECT_EQ(why, longOptions("why"));
+    EXPECT_EQ(listed({"logs", "stats", "spans"}), longOptions("stats"));
     EXPECT_EQ(listed({"logs", "exports", "spans"}), longOptions("export"));
     EXPECT_EQ(listed({"logs", "infos"}), longOptions("info"));
     auto chart = listed({"logs", "spans"});
@@ -126,6 +127,6 @@ TEST(Completion, OptionsOfTheCommandsThatReadLogs) {
 
 TEST(Completion, Commands) {
     const auto words = getList("commands");
-    EXPECT_EQ(words.size(), 8U);
+    EXPECT_EQ(words.size(), 9U);
     for (auto& word : words) EXPECT_EQ(nearlyCommand(word + "x"), word);
 }

@@ -154,6 +154,14 @@ TEST(Documents, TheManualHasEveryOptionOfShowWhyAndInfo) {
     EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
 }
 
+TEST(Documents, TheManualHasEveryOptionOfStats) {
+    std::set<std::string> expected;
+    addEntries(parseCommandLine({"stats", "--help"}, [](const std::string&) { return true; }).help, expected);
+    EXPECT_GT(expected.size(), 8U);
+    const auto entries = entriesOf(sectionOf("docs/wyrt-stats.1", "OPTIONS"));
+    EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
+}
+
 TEST(Documents, TheManualHasEveryOptionOfExport) {
     std::set<std::string> expected;
     addEntries(parseCommandLine({"export", "--help"}, [](const std::string&) { return true; }).help, expected);
