@@ -19,7 +19,7 @@ Helper::Pending* Helper::find(Ticket ticket) {
 Helper::Ticket Helper::ask(Question question) {
     const Ticket ticket = ++last;
     (question.kind == Question::Kind::Tool ? tools : queue).push_back(ticket);
-    pending.emplace(ticket, Pending{std::move(question), State::Queued, {}});
+    pending.emplace(ticket, Pending{std::move(question), State::Queued, {}, {}, false});
     return ticket;
 }
 
@@ -50,9 +50,23 @@ void Helper::finish(Ticket ticket, Answer&& answer, int64_t since, int64_t now) 
     auto* found = find(ticket);
     if (!found) return; // forgotten
     found->state = State::Answered;
+    if (!found->pieces.empty()) {
+        found->pieces += answer.text;
+        answer.text = std::move(found->pieces);
+        answer.cut |= found->cut;
+    }
     found->answer = std::move(answer);
     found->answer.asked_us = since;
     found->answer.took_us = now - since;
+}
+
+// Of an answer that comes in several pieces.
+void Helper::keepPiece(Ticket ticket, const Answer& piece) {
+    constexpr size_t Most = size_t{16} << 20;
+    auto* found = find(ticket);
+    if (!found) return; // forgotten
+    found->cut |= found->pieces.size() + piece.text.size() > Most;
+    if (!found->cut) found->pieces += piece.text;
 }
 
 void Helper::refuse(std::deque<Ticket>& from) {
@@ -96,6 +110,11 @@ bool Helper::collect(Lane& lane, int64_t now) {
             return false;
         }
         if (lane.sent.empty() || lane.sent.front().ticket != ticket) continue; // given to another worker meanwhile
+        if (answer.more) {
+            keepPiece(ticket, answer);
+            if (!lane.stuck) lane.since = now; // it goes on
+            continue;
+        }
         finish(ticket, std::move(answer), lane.since, now);
         lane.sent.pop_front();
         if (lane.stuck) return false; // it answered at last, and would go on with what others were asked meanwhile

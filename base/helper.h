@@ -51,6 +51,8 @@ private:
         Question question;
         State state = State::Queued;
         Answer answer;
+        std::string pieces; // of the answer's text, so far
+        bool cut = false;   // they were too long
     };
     struct Sent {
         Ticket ticket;
@@ -82,6 +84,7 @@ private:
     void pumpTools(int64_t now);
     void startTool(int64_t now);
     void finish(Ticket ticket, Answer&& answer, int64_t since, int64_t now);
+    void keepPiece(Ticket ticket, const Answer& piece);
     void refuse(std::deque<Ticket>& from);
     Pending* find(Ticket ticket);
 };

@@ -21,7 +21,10 @@ struct Question {
         Speed, // words: INTERFACE. The speed that its driver reports
         File,  // words: PATH. Its text from byte `from` on, at most 64 KiB
         Names, // words: DIRECTORY. The names in it from the `from`th on, a newline after each; at most 64 KiB
-        Tool,  // words: PROGRAM ARGUMENT... What it prints; no shell, found in /usr/sbin:/usr/bin:/sbin:/bin
+        // words: NAMESPACE REQUESTS. The messages of the answers to requests of SOCK_DIAG, which stand one after the
+        // other, in the network namespace that this file leads to
+        Sockets,
+        Tool, // words: PROGRAM ARGUMENT... What it prints; no shell, found in /usr/sbin:/usr/bin:/sbin:/bin
     };
     Kind kind = Kind::Space;
     std::vector<std::string> words;
@@ -38,6 +41,7 @@ struct Answer {
     int64_t mbit = -1; // speed in Mbit/s; -1: the driver does not know it
     std::string text;  // of a file or directory; of a tool, its standard output
     bool cut = false;  // there is more of it
+    bool more = false; // another piece of the text follows (between worker and helper)
     int status = 0;    // of a tool, as the shell has it: 128 + N when signal N ended it, 127 when it was not found
 };
 

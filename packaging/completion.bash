@@ -3,10 +3,10 @@
 
 # A command of the new form: COMP_WORDS[1].
 _wyrt_command() {
-    local areas='why cpu cores mem pressure disk volumes fs net proto limits cgroup proc thread churn file self all'
-    local sorts='busy read write wait queue bytes packets errors cpu mem io throttled pids growth faults swap children threads switches block files ended failed killed life forward back position size'
+    local areas='why cpu cores mem pressure disk volumes fs net proto limits cgroup proc thread churn file sock self all'
+    local sorts='busy read write wait queue bytes packets errors cpu mem io throttled pids growth faults swap children threads switches block files tcp ended failed killed life forward back position size received sent retransmitted drops rtt unread'
     local tasks='--help --root --output'
-    local views='--rows --sort --user --pid --command --cgroup --tree --by --limit --partitions'
+    local views='--rows --sort --user --pid --command --cgroup --tree --by --limit --port --address --state --resolve-ports --partitions'
     local samples='--interval --count'
     local records='--dir --max-use --keep-free --max-age --sync --config'
     local lives='--save --color --scroll'
@@ -30,8 +30,9 @@ _wyrt_command() {
         --format) words='csv tsv jsonl sqlite openmetrics influx' ;;
         --by) words='command user unit'
             [[ $command == stats ]] && words='process command user unit disk' ;;
+        --state) words='ESTABLISHED SYN_SENT SYN_RECV FIN_WAIT1 FIN_WAIT2 CLOSE CLOSE_WAIT LAST_ACK LISTEN CLOSING ENDED' ;;
         --sort) words=$sorts ;;
-        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --at | --every | --since | --until | --kind | --fields | --max-use | --keep-free | --max-age | --sync) return 0 ;;
+        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --port | --address | --at | --every | --since | --until | --kind | --fields | --max-use | --keep-free | --max-age | --sync) return 0 ;;
         *)
             case $command in
                 live) words="$tasks $views $samples $lives" ;;

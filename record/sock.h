@@ -2,11 +2,13 @@
 // (LISTEN), and single ones that moved something or hold something in a queue (SOCK).
 #pragma once
 
+#include "record/host.h"
 #include "record/kind.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 // One network namespace. Counters of protocols are those of the kernel, for all its sockets together.
 struct NetnsRow {
@@ -91,6 +93,7 @@ struct ListenRow : SocketOwner {
     uint64_t family = 4;
     std::string address; // empty: any
     uint64_t port = 0;
+    std::string service;                     // of the port
     std::optional<uint64_t> backlog;         // connections that wait to be accepted
     std::optional<uint64_t> limit;           // the most of them; one more still fits
     std::optional<uint64_t> drops;           // connections and packets that it dropped
@@ -100,7 +103,7 @@ struct ListenRow : SocketOwner {
 };
 inline constexpr auto ListenKind = kind<ListenRow>(
     "LISTEN", id("netns", &ListenRow::netns), id("cookie", &ListenRow::cookie), level("family", "", &ListenRow::family),
-    label("address", &ListenRow::address), level("port", "", &ListenRow::port),
+    label("address", &ListenRow::address), level("port", "", &ListenRow::port), label("service", &ListenRow::service),
     level("backlog", "", &ListenRow::backlog), level("limit", "", &ListenRow::limit),
     amount("drops", "", &ListenRow::drops), amount("accepted", "", &ListenRow::accepted),
     level("pid", "", &ListenRow::pid), level("start", "", &ListenRow::start), label("process", &ListenRow::process),
@@ -116,6 +119,7 @@ struct SockRow : SocketOwner {
     std::string state;         // ESTABLISHED, CLOSE_WAIT ...; ENDED
     std::string address, peer; // empty: any, none
     uint64_t port = 0, peer_port = 0;
+    std::string service, peer_service;      // of the ports
     std::optional<uint64_t> uid;            // of who made it
     bool born = false;                      // in the interval
     std::optional<uint64_t> received, sent; // bytes of TCP; sent: without what was sent again
@@ -132,9 +136,10 @@ inline constexpr auto SockKind = kind<SockRow>(
     "SOCK", id("netns", &SockRow::netns), id("cookie", &SockRow::cookie), label("protocol", &SockRow::protocol),
     level("family", "", &SockRow::family), label("state", &SockRow::state), label("address", &SockRow::address),
     level("port", "", &SockRow::port), label("peer", &SockRow::peer), level("peer_port", "", &SockRow::peer_port),
-    level("uid", "", &SockRow::uid), level("born", "", &SockRow::born), amount("received", "B", &SockRow::received),
-    amount("sent", "B", &SockRow::sent), amount("segments_in", "", &SockRow::segments_in),
-    amount("segments_out", "", &SockRow::segments_out), amount("retransmitted", "", &SockRow::retransmitted),
+    label("service", &SockRow::service), label("peer_service", &SockRow::peer_service), level("uid", "", &SockRow::uid),
+    level("born", "", &SockRow::born), amount("received", "B", &SockRow::received), amount("sent", "B", &SockRow::sent),
+    amount("segments_in", "", &SockRow::segments_in), amount("segments_out", "", &SockRow::segments_out),
+    amount("retransmitted", "", &SockRow::retransmitted),
     amount("retransmitted_bytes", "B", &SockRow::retransmitted_bytes), amount("drops", "", &SockRow::drops),
     level("receive_queue", "B", &SockRow::receive_queue), level("send_queue", "B", &SockRow::send_queue),
     level("unread", "us", &SockRow::unread_us), level("rtt", "us", &SockRow::rtt_us),
@@ -142,3 +147,9 @@ inline constexpr auto SockKind = kind<SockRow>(
     level("start", "", &SockRow::start), label("process", &SockRow::process), label("user", &SockRow::user),
     label("unit", &SockRow::unit), label("cgroup", &SockRow::cgroup), level("owners", "", &SockRow::owners),
     label("mark", &SockRow::mark));
+
+// Whether "80,443" has the number.
+bool hasNumber(std::string_view list, uint64_t number);
+// Whether a socket is one of those that were asked for, by port, part of an address and state.
+bool wantsSocket(const ViewRow& asked, uint64_t port, uint64_t peer_port, std::string_view address,
+                 std::string_view peer, std::string_view state);

@@ -12,6 +12,7 @@
 #include "view/proc.h"
 #include "view/proto.h"
 #include "view/self.h"
+#include "view/sock.h"
 #include "view/thread.h"
 #include "view/volumes.h"
 #include "view/why.h"
@@ -46,7 +47,7 @@ static constexpr Area Areas[] = {
                  "/sys/fs/cgroup", "cpu mem io throttled pids", false, showCgroups},
     {"proc",     "processes that ran or waited: CPU, memory and its growth, I/O, faults, unit, command",
                  "/proc, /proc/1/io, CPU clocks",
-                 "cpu wait mem growth io read write faults swap children threads switches block files",
+                 "cpu wait mem growth io read write faults swap children threads switches block files tcp",
                  true, showProcesses},
     {"thread",   "threads that ran or waited: CPU, waits, faults, core",
                  "/proc/self/task", "cpu wait block faults", false, showThreads},
@@ -54,6 +55,9 @@ static constexpr Area Areas[] = {
                  "/proc/stat, taskstats", "ended cpu failed killed life", false, showChurn},
     {"file",     "open files that moved or were written, with process, path, filesystem and disk",
                  "/proc/self/fdinfo, /proc/1/fdinfo", "forward back growth position size", false, showFiles},
+    {"sock",     "sockets of every network namespace: states, listeners, queues, bytes, retransmissions, owners",
+                 "sock_diag, /proc/net/snmp, /proc/net/sockstat, /proc/self/fd", "queue bytes received sent retransmitted drops rtt unread",
+                 false, showSockets},
     {"self",     "what wyrt itself costs, and what it could not do",
                  "/proc/self", "", false, showSelf},
 };

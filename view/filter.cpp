@@ -72,6 +72,14 @@ bool Filter::wants(const FileRow& row) const {
     return wants(Owner{row.pid, {}, row.user, row.name, "", ""});
 }
 
+bool Filter::wants(const SocketOwner& row) const {
+    if (!any()) return true;
+    if (!row.pid) return false;
+    const auto* process = processOf(*row.pid);
+    if (process && process->start == row.start) return wants(*process);
+    return wants(Owner{*row.pid, {}, row.user, row.process, "", row.cgroup});
+}
+
 bool Filter::wants(const ChurnRow& row) const {
     if (!any()) return true;
     const auto* parent = processOf(row.parent);

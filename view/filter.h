@@ -41,5 +41,6 @@ public:
     bool wants(const ProcRow& row) const;
     bool wants(const ThreadRow& row) const;
     bool wants(const FileRow& row) const;
-    bool wants(const ChurnRow& row) const; // goes by the parent, and by the command of what ended, too
+    bool wants(const SocketOwner& row) const; // of a socket
+    bool wants(const ChurnRow& row) const;    // goes by the parent, and by the command of what ended, too
 };

@@ -19,6 +19,10 @@ static constexpr TableOption Options[] = {
     {"--tree",       "",       "processes below their parents",                    nullptr,              &TableWords::tree},
     {"--by",         "WHAT",   "processes added up by command, user or unit",      &TableWords::by,      nullptr},
     {"--limit",      "NAME=VALUE", "of why, such as disk.wait=50ms; may be repeated", &TableWords::limits,  nullptr, true},
+    {"--port",       "PORT",   "sockets with these ports, here or there: 80,443",  &TableWords::port,    nullptr},
+    {"--address",    "TEXT",   "sockets with this text in an address",             &TableWords::address, nullptr},
+    {"--state",      "STATE",  "sockets in this state: ESTABLISHED, CLOSE_WAIT ...", &TableWords::state, nullptr},
+    {"--resolve-ports", "",    "names of services instead of numbers of ports",    nullptr,              &TableWords::services},
     {"--partitions", "",       "partitions besides whole disks",                   nullptr,              &TableWords::partitions},
 };
 // clang-format on
@@ -28,17 +32,29 @@ std::span<const TableOption> tableOptions() { return Options; }
 static constexpr size_t MostText = 256; // bytes of a filter or a sort key
 
 // "811,4411": numbers above 0 with a comma between them. Leading zeros are dropped.
-static std::string takePids(std::string_view typed, std::string& list) {
+static std::string takeNumbers(std::string_view typed, const char* what, uint64_t most, std::string& list) {
     list.clear();
     while (!typed.empty()) {
         const auto comma = std::min(typed.find(','), typed.size());
         const auto word = typed.substr(0, comma);
         uint64_t pid = 0;
-        if (!toNumber(word, pid) || pid == 0) return "the process " + inQuotes(word) + " is no number above 0";
+        if (!toNumber(word, pid) || pid == 0 || pid > most)
+            return "the " + std::string(what) + " " + inQuotes(word) +
+                   (most == UINT64_MAX ? " is no number above 0" : " is no number from 1 to " + std::to_string(most));
         list.append(list.empty() ? "" : ",").append(std::to_string(pid));
         typed.remove_prefix(std::min(comma + 1, typed.size()));
     }
     return {};
+}
+
+static std::string takeState(std::string_view typed, std::string& state) {
+    static constexpr std::string_view States[] = {"ESTABLISHED", "SYN_SENT", "SYN_RECV",   "FIN_WAIT1",
+                                                  "FIN_WAIT2",   "CLOSE",    "CLOSE_WAIT", "LAST_ACK",
+                                                  "LISTEN",      "CLOSING",  "ENDED"};
+    state.clear();
+    for (const char c : typed) state += c == '-' ? '_' : c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    if (state.empty() || std::find(std::begin(States), std::end(States), state) != std::end(States)) return {};
+    return "there is no state " + inQuotes(typed) + " of a socket; one is CLOSE_WAIT";
 }
 
 std::string takeTableWords(const TableWords& typed, ViewRow& view) {
@@ -52,6 +68,9 @@ std::string takeTableWords(const TableWords& typed, ViewRow& view) {
         {"--pid",     typed.pid,     nullptr      },
         {"--command", typed.command, &view.command},
         {"--cgroup",  typed.cgroup,  &view.cgroup },
+        {"--port",    typed.port,    nullptr      },
+        {"--address", typed.address, &view.address},
+        {"--state",   typed.state,   nullptr      },
     };
     for (auto& text : texts) {
         if (!text.from) continue;
@@ -66,7 +85,11 @@ std::string takeTableWords(const TableWords& typed, ViewRow& view) {
         view.rows = rows;
     }
     if (typed.pid)
-        if (auto why = takePids(*typed.pid, view.pid); !why.empty()) return why;
+        if (auto why = takeNumbers(*typed.pid, "process", UINT64_MAX, view.pid); !why.empty()) return why;
+    if (typed.port)
+        if (auto why = takeNumbers(*typed.port, "port", UINT16_MAX, view.port); !why.empty()) return why;
+    if (typed.state)
+        if (auto why = takeState(*typed.state, view.state); !why.empty()) return why;
     if (typed.command && !typed.command->empty())
         if (const Pattern pattern(*typed.command); !pattern.problem().empty())
             return "--command " + inQuotes(*typed.command) +
@@ -83,5 +106,6 @@ std::string takeTableWords(const TableWords& typed, ViewRow& view) {
     if (typed.by) view.by = *typed.by, view.tree = false;
     if (typed.tree) view.tree = true, view.by.clear();
     view.partitions |= typed.partitions;
+    view.services |= typed.services;
     return {};
 }

@@ -9,9 +9,9 @@
 
 // The options as they were typed; none: not given.
 struct TableWords {
-    std::optional<std::string> rows, sort, user, pid, command, cgroup, by;
+    std::optional<std::string> rows, sort, user, pid, command, cgroup, by, port, address, state;
     std::optional<std::string> limits; // with a blank between them
-    bool partitions = false, tree = false;
+    bool partitions = false, tree = false, services = false;
 };
 
 struct TableOption {

@@ -20,7 +20,7 @@ static Tone toneOfWait(double wait_us, double elapsed_us) {
 }
 
 // From the CPU to the faults.
-static void figureCells(const ProcRow& row, double elapsed_us, Table& table) {
+static void figureCells(const ProcRow& row, double elapsed_us, bool tcp, Table& table) {
     const double seconds = elapsed_us / 1e6;
     const auto share = [&](const std::optional<uint64_t>& us) { return percentText(us, elapsed_us); };
     const auto speed = [&](const auto& bytes) { return speedText(bytes, seconds); };
@@ -34,6 +34,9 @@ static void figureCells(const ProcRow& row, double elapsed_us, Table& table) {
     table.cell(growthText(row.growth));
     table.cell(orNone(row.swap, sizeText));
     table.cell(speed(row.read_bytes)), table.cell(speed(row.write_bytes));
+    if (tcp)
+        table.cell(row.tcp_received ? speed(std::optional(*row.tcp_received + row.tcp_sent.value_or(0)))
+                                    : std::string(NoValue));
     table.cell(rate(row.major_faults)), table.cell(rate(row.minor_faults));
     table.cell(row.voluntary || row.involuntary ? rate(row.voluntary.value_or(0) + row.involuntary.value_or(0))
                                                 : std::string(NoValue));
@@ -75,15 +78,27 @@ static constexpr Column Figures[] = {
     {"fds",    5, 9, false},
 };
 
-static std::vector<Column> withFigures(std::initializer_list<Column> first, std::initializer_list<Column> last) {
+// Where sockets are looked at.
+static constexpr Column Tcp = {"TCPMB/s", 7, 3, false};
+
+static bool knowsTcp(const std::vector<ProcLine>& lines) {
+    return std::any_of(lines.begin(), lines.end(), [](auto& line) { return line.row->tcp_received.has_value(); });
+}
+
+static std::vector<Column> withFigures(std::initializer_list<Column> first, bool tcp,
+                                       std::initializer_list<Column> last) {
     std::vector<Column> columns(first);
-    columns.insert(columns.end(), std::begin(Figures), std::end(Figures));
+    for (const auto& column : Figures) {
+        columns.push_back(column);
+        if (tcp && column.title == "wMB/s") columns.push_back(Tcp);
+    }
     columns.insert(columns.end(), last);
     return columns;
 }
 
 static void showLines(const std::vector<ProcLine>& lines, const ProcRow* culprit, double elapsed_us, Page& page) {
     constexpr size_t UserWidth = 10, UnitWidth = 18, DeepestIndent = 40;
+    const bool tcp = knowsTcp(lines);
     const auto columns = withFigures(
         {
             {"PROC", 4, 0, true },
@@ -91,7 +106,7 @@ static void showLines(const std::vector<ProcLine>& lines, const ProcRow* culprit
             {"user", 8, 4, true },
             {"S",    1, 1, true }
     },
-        {{"unit", 8, 4, true}, {"command", 20, 0, true, true}});
+        tcp, {{"unit", 8, 4, true}, {"command", 20, 0, true, true}});
     Table table(columns);
     for (auto& line : lines) {
         const auto& row = *line.row;
@@ -100,7 +115,7 @@ static void showLines(const std::vector<ProcLine>& lines, const ProcRow* culprit
         table.cell(shortened(safeText(row.user), UserWidth));
         table.cell(row.state ? safeText({&row.state, 1}) : std::string(NoValue),
                    row.state == 'D' ? Tone::Notice : Tone::Plain);
-        figureCells(row, elapsed_us, table);
+        figureCells(row, elapsed_us, tcp, table);
         table.cell(shortened(safeText(row.unit), UnitWidth));
         table.cell(std::string(2 * std::min(line.depth, DeepestIndent), ' ') + commandOf(row));
     }
@@ -108,17 +123,18 @@ static void showLines(const std::vector<ProcLine>& lines, const ProcRow* culprit
 }
 
 static void showSums(const std::vector<ProcLine>& lines, std::string_view by, double elapsed_us, Page& page) {
+    const bool tcp = knowsTcp(lines);
     const auto columns = withFigures(
         {
             {"PROC", 4, 0, true },
             {"n",    7, 0, false}
     },
-        {{by, 12, 0, true, true}});
+        tcp, {{by, 12, 0, true, true}});
     Table table(columns);
     for (auto& line : lines) {
         table.cell("");
         table.cell(line.count ? std::to_string(line.count) : std::string(NoValue));
-        figureCells(*line.row, elapsed_us, table);
+        figureCells(*line.row, elapsed_us, tcp, table);
         table.cell(line.name.empty() ? std::string(NoValue) : safeText(line.name));
     }
     table.show(page);

@@ -26,6 +26,7 @@ static constexpr ProcOrder Orders[] = {
     {"switches", [](const ProcRow& r) { return valueOf(r.voluntary) + valueOf(r.involuntary); },  false},
     {"block",    [](const ProcRow& r) { return valueOf(r.block_us); },                          false},
     {"files",    [](const ProcRow& r) { return valueOf(r.descriptors); },                       true },
+    {"tcp",      [](const ProcRow& r) { return valueOf(r.tcp_received) + valueOf(r.tcp_sent); }, false},
 };
 // clang-format on
 

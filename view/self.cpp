@@ -77,6 +77,7 @@ void showSelf(const Interval& interval, const View&, Page& page) {
         {"unwritten", 9, 2, false},
         {"stuck",     5, 1, false},
         {"denied",    6, 1, false},
+        {"TCP%",      5, 1, false},
     };
     const auto* row = interval.self.one();
     if (!row) return;
@@ -89,5 +90,7 @@ void showSelf(const Interval& interval, const View&, Page& page) {
     table.cell(fixedText(static_cast<double>(row->late_us) / 1000, 1));
     for (const uint64_t figure : {row->skipped, row->unwritten, row->helpers_stuck, row->not_allowed})
         table.cell(countText(static_cast<double>(figure)));
+    // Of the segments, those that a socket counted.
+    table.cell(percentText(row->tcp_explained, valueOf(row->tcp_segments)));
     table.show(page);
 }

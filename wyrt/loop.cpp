@@ -176,6 +176,12 @@ void Run::fillSelf(uint64_t late_us, uint64_t before_ns) {
     for (auto& source : sources) refused += source->notAllowed();
     row.not_allowed = refused - denied;
     denied = refused;
+    for (auto& space : interval.namespaces.rows) {
+        if (!space.explained || !space.segments_in) continue;
+        const uint64_t segments = *space.segments_in + space.segments_out.value_or(0) + space.retransmitted.value_or(0);
+        row.tcp_segments = row.tcp_segments.value_or(0) + segments;
+        row.tcp_explained = row.tcp_explained.value_or(0) + std::min(*space.explained, segments);
+    }
     if (statm.read(statmText, Reading::Single)) {
         const auto resident = statmText.view().substr(std::min(statmText.view().find(' '), statmText.size));
         const auto pages = toLong(resident);

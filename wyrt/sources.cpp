@@ -14,6 +14,7 @@
 #include "model/proc.h"
 #include "model/procshown.h"
 #include "model/proto.h"
+#include "model/sock.h"
 #include "model/thread.h"
 #include "model/volumes.h"
 #include "sample/volumewatch.h"
@@ -202,6 +203,20 @@ public:
     void sample() override { sampler.sample(processes.ran(), files); }
     void rows(Interval& interval) override { fileRows(files, interval.processes, interval.filesTotal, interval.files); }
 };
+// Sockets keep their last readings, too, and belong to processes.
+class SockSource : public Source {
+    SockSampler sampler;
+    SockSample sockets;
+    const ProcSource& processes;
+    const ViewRow asked;
+
+public:
+    explicit SockSource(const Shared& shared)
+        : sampler(shared.root, shared.helper), processes(*shared.processes), asked(shared.asked) {}
+    void sample() override { sampler.sample(processes.ran(), processes.sampled().gone, sockets); }
+    uint64_t notAllowed() const override { return sampler.notAllowed(); }
+    void rows(Interval& interval) override { sockRows(sockets, processes.sampled(), asked, interval); }
+};
 } // namespace
 
 template <typename S> static std::unique_ptr<Source> makeSource(Shared& shared) {
@@ -243,10 +258,11 @@ static constexpr Maker Makers[] = {
     {"proto",                      make<ProtocolSampler, ProtocolSample, fillProtocols>},
     {"limits why",                 make<LimitSampler, LimitSample, fillLimits>},
     {"cgroup why",                 makeSource<CgroupSource>},
-    {"proc thread churn file why", makeProcesses},
+    {"proc thread churn file sock why", makeProcesses},
     {"thread",                     makeOfProcesses<ThreadSource>},
     {"churn why",                  makeOfProcesses<ChurnSource>},
     {"file why",                   makeOfProcesses<FileSource>},
+    {"sock proc why",              makeOfProcesses<SockSource>},
     {"volumes disk file why",      makeSource<VolumeSource>},
 };
 // clang-format on

@@ -109,6 +109,7 @@ void answerQuestion(const QuestionMessage& question, AnswerHead& answer, char* t
     case Question::Kind::Names:
         answer.error = askNames(name, question.from, answer, text);
         break;
+    case Question::Kind::Sockets: // answered in pieces
     case Question::Kind::Tool:
         answer.error = EINVAL;
         break;

@@ -3,6 +3,7 @@
 #include "base/door/processes.h"
 #include "base/door/questions.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -27,8 +28,13 @@ static void serve(int fd) {
         question.text[static_cast<size_t>(n) - Before] = '\0';
         answer.head = AnswerHead();
         answer.head.number = question.number;
-        answerQuestion(question, answer.head, answer.text);
-        if (::send(fd, &answer, offsetof(AnswerMessage, text) + answer.head.size, MSG_NOSIGNAL) < 0) return;
+        const auto give = [&] {
+            return ::send(fd, &answer, offsetof(AnswerMessage, text) + answer.head.size, MSG_NOSIGNAL) >= 0;
+        };
+        question.size = std::min(question.size, static_cast<uint32_t>(static_cast<size_t>(n) - Before));
+        if (question.kind == Question::Kind::Sockets) answerSockets(question, answer.head, answer.text, give);
+        else answerQuestion(question, answer.head, answer.text);
+        if (!give()) return;
     }
 }
 
@@ -78,8 +84,13 @@ bool Worker::send(const Question& question, uint64_t number) {
     message.number = number;
     message.kind = question.kind;
     message.from = question.from;
-    const std::string_view name = question.words.empty() ? std::string_view() : question.words[0];
-    const size_t size = name.copy(message.text, MostOfQuestion - 1);
+    // The words stand one after the other, with a NUL between them.
+    size_t size = 0;
+    for (const auto& word : question.words) {
+        if (&word != question.words.data() && size < MostOfQuestion - 1) message.text[size++] = '\0';
+        size += word.copy(message.text + size, MostOfQuestion - 1 - size);
+    }
+    message.size = static_cast<uint32_t>(size);
     return ::send(fd, &message, offsetof(QuestionMessage, text) + size, MSG_NOSIGNAL) > 0;
 }
 
@@ -97,6 +108,7 @@ Came Worker::receive(Answer& answer, uint64_t& number) {
     answer.mbit = head.mbit;
     answer.space = head.space;
     answer.cut = head.cut;
+    answer.more = head.more;
     answer.text.assign(message.text, head.size);
     return Came::Answer;
 }

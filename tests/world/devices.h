@@ -54,6 +54,7 @@ struct TQuestion {
     std::string words;
     int64_t since = 0; // when its helper came to it; 0: not yet
     uint64_t from = 0;
+    std::string request; // for sockets
 };
 
 struct THeld {

@@ -22,6 +22,11 @@ bool Netlink::open(int wanted, uint32_t groups, int) {
     protocol = wanted;
     if (const auto none = devices().noSockets.find(protocol); none != devices().noSockets.end())
         return errno = none->second, false;
+    // A world without sockets is a kernel that does not tell of them.
+    const auto isSockets = [](auto& answer) { return answer.first.starts_with("sockdiag "); };
+    const auto& answers = devices().answers;
+    if (wanted == NETLINK_SOCK_DIAG && std::none_of(answers.begin(), answers.end(), isSockets))
+        return errno = EPROTONOSUPPORT, false;
     fd = ++devices().lastHandle;
     devices().sockets[fd] = {protocol, groups, {}, 0};
     return true;

@@ -128,8 +128,9 @@ static std::string fitting(const std::string& bytes, const inet_diag_req_v2& wan
     for (size_t at = 0; at < bytes.size();) {
         header = {};
         memcpy(&header, bytes.data() + at, std::min(sizeof header, bytes.size() - at));
-        size_t length = NLMSG_ALIGN(header.nlmsg_len);
-        if (header.nlmsg_len < sizeof header || length > bytes.size() - at) length = bytes.size() - at;
+        const size_t left = bytes.size() - at;
+        const bool whole = header.nlmsg_len >= sizeof header && header.nlmsg_len <= left;
+        const size_t length = whole ? std::min<size_t>(NLMSG_ALIGN(header.nlmsg_len), left) : left;
         const auto message = bytes.substr(at, length);
         at += length;
         const auto socket = parseInetSocket(std::string_view(message).substr(std::min(message.size(), sizeof header)));

@@ -34,6 +34,15 @@ static Answer answerOf(const TQuestion& question) {
         TSpaceFacts facts;
         if (answer.error == 0) world().space(path, facts);
         answer.space = {facts.bsize, facts.blocks, facts.bfree, facts.bavail, facts.files, facts.ffree, facts.readOnly};
+    } else if (question.kind == static_cast<int>(Question::Kind::Sockets)) {
+        const auto* there = world().find(path);
+        const auto name = there ? there->text : std::string(); // net:[4026531840]
+        answer.error = world().failure("link", path);
+        if (answer.error == 0 && name.size() < 7) answer.error = ENOENT;
+        if (answer.error) return answer;
+        const auto messages = socketsAnswer(devices(), question.request, name.substr(5, name.size() - 6));
+        answer.error = messages.error;
+        answer.text = messages.bytes;
     } else if (question.kind == static_cast<int>(Question::Kind::Speed)) {
         const auto found = devices().speeds.find(question.words);
         if (found == devices().speeds.end()) answer.error = EOPNOTSUPP;
@@ -61,7 +70,8 @@ Worker::~Worker() {
 
 bool Worker::send(const Question& question, uint64_t number) {
     const std::string words = question.words.empty() ? "" : question.words[0];
-    devices().helpers.at(fd).push_back({number, static_cast<int>(question.kind), words, 0, question.from});
+    const std::string request = question.words.size() > 1 ? question.words[1] : "";
+    devices().helpers.at(fd).push_back({number, static_cast<int>(question.kind), words, 0, question.from, request});
     return true;
 }
 
@@ -88,7 +98,7 @@ bool Tool::start(const Question& question) {
     for (const auto& word : question.words) words.append(words.empty() ? "" : " ").append(word);
     world().log += "tool " + words + "\n";
     fd = ++devices().lastHandle;
-    devices().helpers[fd].push_back({0, static_cast<int>(Question::Kind::Tool), words, 0, 0});
+    devices().helpers[fd].push_back({0, static_cast<int>(Question::Kind::Tool), words, 0, 0, ""});
     most = question.most;
     return true;
 }

@@ -1,0 +1,183 @@
+// The sockets of every network namespace with a process.
+//
+// The kernel is not asked for all sockets while a namespace's counters of TCP stand still: only those that held
+// something in a queue are asked for. When the counters moved a little, first those that moved before are asked for,
+// then those of the processes that ran; when these explain all segments that the counters have, nothing else can have
+// moved. Otherwise all are listed.
+#pragma once
+
+#include "base/held.h"
+#include "base/helper.h"
+#include "base/netlink.h"
+#include "base/root.h"
+#include "parse/netcounters.h"
+#include "parse/services.h"
+#include "sample/sockowners.h"
+#include "sample/socktable.h"
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+struct SpaceCounters {
+    bool known = false;
+    TcpCounters tcp;
+    UdpCounters udp;
+    std::optional<ListenCounters> listen; // read only when connections moved
+    SocketLevels levels;
+};
+
+// Sockets of one protocol and family.
+struct SocketCount {
+    std::array<uint64_t, SocketStates + 1> states{};
+    uint64_t sockets = 0, queued = 0, receive_queue = 0, send_queue = 0;
+};
+inline constexpr size_t SocketGroups = 5; // TCP of both families, UDP of both, those of the machine itself
+
+struct SockSpace {
+    uint32_t inode = 0, pid = 0; // pid: of one of its processes
+    bool own = false;
+    bool free = false;   // a place for another one
+    bool paired = false; // its counters were read in the pass before, too
+    bool known = false;  // its sockets are known
+    SpaceCounters before, now;
+    std::array<SocketCount, SocketGroups> counts;
+    std::optional<uint64_t> somaxconn;
+
+    // Of this pass.
+    bool listed = false;
+    uint64_t asked = 0, moved = 0, received = 0, sent = 0, explained = 0, ended = 0;
+    std::optional<uint64_t> lost; // how often reports of ended sockets were lost; none: there are no reports
+};
+
+struct SocketChange {
+    uint32_t socket = 0;
+    SocketCounters before;
+    bool born = false;
+};
+
+// A TCP socket that ended, with its last counters.
+struct EndedSocket {
+    Socket socket;
+    SocketCounters before;
+    bool born = false;     // since the pass before
+    bool inferred = false; // its owner
+};
+
+// Local ports of the connections to one peer.
+struct PortUse {
+    SocketEnds peer; // its address and port, as peer and peer_port
+    uint8_t family = 0;
+    uint64_t ports = 0;
+};
+
+struct SocketListener {
+    uint32_t socket = 0;
+    uint32_t drops = 0;           // in this pass
+    std::vector<uint32_t> owners; // pids; of listeners in trouble, and of all in the first passes
+};
+
+struct SockSample {
+    int64_t at_us = 0, before_us = 0; // monotonic, of this pass and of the last one
+    bool paired = false;              // this was not the first pass
+    uint32_t pass = 0;
+    std::vector<SockSpace> spaces;
+    SocketTable table;
+    std::vector<SocketChange> changes;
+    std::vector<EndedSocket> ended;
+    std::vector<uint32_t> queued; // sockets with something in a queue, listeners included
+    std::vector<SocketListener> listeners;
+    std::optional<PortUse> ports; // the peer with most of the local ports
+    Services services;
+    uint64_t portRange = 0; // how many local ports there are; 0: not known
+};
+
+class SockSampler {
+    Root root;
+    Helper& helper;
+    Netlink questions, events;
+    HeldFile snmp, snmp6, netstat, sockstat, sockstat6, somaxconn, portRange;
+    SocketOwners owners;
+    Contents text, piece;
+    SockSample* now = nullptr;        // the one that is being made
+    std::vector<uint32_t> acted, hot; // sockets that a process moved; those that moved in the last pass
+    std::vector<uint32_t> wanted;     // working space
+    std::string requests;             // working space
+    uint64_t overruns = 0;
+    bool reported = false; // the kernel reports ended sockets
+    bool answers = true;   // the kernel answers
+    uint64_t forbidden = 0;
+    // Own namespace: the segments before and after the last whole list, and what the sockets explained since.
+    uint64_t listedBefore = 0, listedAfter = 0, explainedSince = 0;
+    unsigned uncertain = 0, unixAge = 0;
+    uint64_t unixUsed = 0;
+    uint16_t firstPort = 0, lastPort = 0;
+    struct PeerHash {
+        size_t operator()(const SocketEnds& ends) const;
+    };
+    std::unordered_map<SocketEnds, PortUse, PeerHash> ports;
+    std::unordered_map<uint64_t, uint32_t> clients; // who talked to a peer, by a digest of its address and port
+    struct Asking {
+        uint16_t space = 0;
+        Helper::Ticket ticket = 0;
+        bool tcp = false, udp = false; // all of these were asked for
+    };
+    std::vector<Asking> asking;
+
+    // --- Counters
+    bool readCounters(SockSpace& space);
+    void readSlow(SockSpace& space);
+    std::string_view readOf(const SockSpace& space, HeldFile& held, const char* name);
+
+    // --- Sockets
+    static size_t groupOf(uint8_t protocol, uint8_t family);
+    void count(const Socket& socket, int by);
+    void countPort(const Socket& socket, int by);
+    void take(uint16_t space, uint8_t protocol, std::string_view messages);
+    void takeAll(uint16_t space, std::string_view messages);
+    void update(uint16_t space, uint8_t protocol, const InetSocket& from);
+    void setLevels(Socket& socket, const InetSocket& from) const;
+    void note(uint32_t at, const SocketCounters& before, bool born);
+    void drop(uint32_t at);
+    void sweep(uint16_t space, uint8_t protocol);
+    void takeEvents();
+    void end(const InetSocket& from);
+    uint32_t ownerOfEnded(const Socket& socket) const;
+
+    // --- Questions
+    Asked list(uint16_t space, uint8_t protocol, uint8_t family, uint32_t states);
+    bool listAll(uint16_t space, uint8_t protocol);
+    void askFor(const std::vector<uint32_t>& sockets);
+    static std::string listRequest(uint8_t protocol, uint8_t family);
+    static std::string singleRequestOf(const Socket& socket);
+    void queuedOf(uint16_t space, uint8_t protocol, std::vector<uint32_t>& sockets) const;
+    void listUnix(SockSpace& own);
+    bool isExplained(uint64_t segments);
+    void sampleTcp(SockSpace& own);
+    bool askSome(const SockSpace& own);
+    void sampleUdp(SockSpace& own);
+    void sampleOwn();
+    uint16_t spaceOf(uint32_t inode);
+    void sampleOthers();
+    void askOther(uint16_t at);
+    void takeOthers();
+    void removeSpace(uint16_t at);
+    void finish(std::span<const Ran> ran);
+
+public:
+    static constexpr size_t Share = 6;           // at most one of so many sockets is asked for by itself
+    static constexpr unsigned MostUncertain = 8; // passes until all are listed, when segments moved meanwhile
+    static constexpr unsigned UnixTurn = 64;     // passes until the machine's own sockets are counted again
+    static constexpr size_t MostSpaces = 1024;
+    SockSampler(const Root& where, Helper& asked);
+    // `ran`: the processes that ran since the pass before; in the first pass all of them. The same sample each time: it
+    // keeps the sockets.
+    void sample(std::span<const Ran> ran, std::span<const GoneProcess> gone, SockSample& to);
+    uint64_t notAllowed() const { return forbidden + owners.notAllowed() + text.denied; }
+};
