@@ -42,6 +42,9 @@ Findings findings(const Interval& interval, const Limits& limits) {
     judgeDisks(scene);
     judgeFilesystems(scene);
     judgeLinks(scene);
+    judgeListeners(scene);
+    judgeRetransmissions(scene);
+    judgeUnread(scene);
     judgeLimits(scene);
     judgeBlocked(scene); // when nothing else tells why
     rank(scene);
@@ -117,4 +120,9 @@ bool Named::has(const CgroupIoRow& row) const { return isGroup(interval, row.pat
 bool Named::has(const DiskRow& row) const { return isObject(interval, "DISK", row.name); }
 bool Named::has(const FsRow& row) const { return isObject(interval, "FS", row.point); }
 bool Named::has(const LinkRow& row) const { return isObject(interval, "LINK", row.name); }
+bool Named::has(const ListenRow& row) const { return isObject(interval, "LISTEN", objectOf(row)); }
+// Those that nobody reads; a process that is named for other reasons can have thousands of connections.
+bool Named::has(const SockRow& row) const {
+    return row.unread_us.value_or(0) > 0 && isObject(interval, "SOCKET", nameOfOwner(row));
+}
 bool Named::has(const LimitRow& row) const { return isObject(interval, "LIMIT", row.name); }

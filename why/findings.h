@@ -37,5 +37,7 @@ public:
     bool has(const FsRow& row) const;
     bool has(const LinkRow& row) const;
     bool has(const LimitRow& row) const;
+    bool has(const ListenRow& row) const;
+    bool has(const SockRow& row) const;
     template <typename Row> bool has(const Row&) const { return false; }
 };

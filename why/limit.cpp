@@ -2,6 +2,8 @@
 #include "why/rules.h"
 
 #include <algorithm>
+#include <map>
+#include <utility>
 
 // --- Culprits
 
@@ -33,13 +35,38 @@ static void addProcesses(const Interval& interval, std::optional<uint64_t> ProcR
     }
 }
 
+// "ports to 10.0.0.5:5432": those whose connections to this place moved.
+static void blameConnected(const Scene& scene, std::string_view place, Finding& finding) {
+    std::map<std::pair<uint64_t, uint64_t>, std::pair<double, const SockRow*>> owners;
+    for (auto& socket : scene.interval.sockets.rows) {
+        const auto address = socket.family == 6 ? "[" + socket.peer + "]" : socket.peer;
+        if (!socket.pid || address + ":" + std::to_string(socket.peer_port) != place || socket.state == "ENDED")
+            continue;
+        auto& [count, first] = owners[{*socket.pid, socket.start.value_or(0)}];
+        count++, first = &socket;
+    }
+    for (auto& [process, owner] : owners) {
+        auto& culprit = finding.culprits.emplace_back();
+        const auto& socket = *owner.second;
+        culprit.row.pid = socket.pid, culprit.row.start = socket.start, culprit.row.name = socket.process;
+        culprit.row.user = socket.user, culprit.row.unit = socket.unit, culprit.row.cgroup = socket.cgroup;
+        culprit.row.mark = '~';
+        culprit.row.evidence = countText(owner.first) + " connections that moved";
+        culprit.amount = culprit.order = owner.first;
+    }
+    finding.rest = "connections that did not move";
+}
+
 static void blameUsers(const Scene& scene, Finding& finding) {
     const auto& interval = scene.interval;
     const auto& limit = interval.limits.rows[finding.at];
     finding.total = number(limit.use);
     finding.why.total_unit = limit.unit;
     finding.rest = "not accounted for";
-    if (limit.name == "pids" || limit.name == "threads") {
+    constexpr std::string_view Ports = "ports to ";
+    if (limit.name.starts_with(Ports)) {
+        blameConnected(scene, std::string_view(limit.name).substr(Ports.size()), finding);
+    } else if (limit.name == "pids" || limit.name == "threads") {
         addProcesses(interval, &ProcRow::threads, "threads", '=', finding);
         finding.rest = "processes that did not run";
         double known = 0;

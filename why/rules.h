@@ -11,6 +11,13 @@ void judgeGroupMemory(Scene& scene);
 void judgeDisks(Scene& scene);
 void judgeFilesystems(Scene& scene);
 void judgeLinks(Scene& scene);
+void judgeListeners(Scene& scene);
+void judgeRetransmissions(Scene& scene);
+void judgeUnread(Scene& scene);
 void judgeLimits(Scene& scene);
+// "0.0.0.0:8080"
+std::string objectOf(const ListenRow& listener);
+// "postgres[811]"
+std::string nameOfOwner(const SocketOwner& owner);
 // After all others.
 void judgeBlocked(Scene& scene);
