@@ -54,7 +54,11 @@ static void blameConnected(const Scene& scene, std::string_view place, Finding& 
         culprit.row.evidence = countText(owner.first) + " connections that moved";
         culprit.amount = culprit.order = owner.first;
     }
+    // Those that moved stand for all.
+    finding.total = 0;
+    for (auto& culprit : finding.culprits) finding.total += culprit.amount;
     finding.rest = "connections that did not move";
+    if (finding.culprits.empty()) finding.total = 1;
 }
 
 static void blameUsers(const Scene& scene, Finding& finding) {

@@ -77,6 +77,8 @@ static void blameOwner(const Scene& scene, Finding& finding) {
 
 void judgeListeners(Scene& scene) {
     const auto& listeners = scene.interval.listeners;
+    double dropped = 0;
+    for (auto& listener : listeners.rows) dropped += number(listener.drops);
     for (size_t i = 0; i < listeners.rows.size(); i++) {
         const auto& listener = listeners.rows[i];
         const auto object = objectOf(listener);
@@ -86,7 +88,8 @@ void judgeListeners(Scene& scene) {
         const bool isDropping = drops > 0 && scene.limits.isBeyond(Rule::ListenDrops, drops);
         const bool isFull = number(listener.limit) > 0 && scene.measure(Rule::ListenBacklog, "LISTEN", object, used);
         if (!isDropping && !isFull) continue;
-        auto& finding = isDropping ? scene.add(Rule::ListenDrops, "LISTEN", object, drops, 60)
+        auto& finding = isDropping ? scene.add(Rule::ListenDrops, "LISTEN", object, drops,
+                                               45 + 20 * number(listener.drops) / dropped)
                                    : scene.add(Rule::ListenBacklog, "LISTEN", object, used, 50);
         finding.why.figure = isDropping ? "connections dropped" : "accept queue";
         finding.why.text = "accept queue " + countText(number(listener.backlog)) + " of " +
