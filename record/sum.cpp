@@ -134,7 +134,86 @@ template <typename Kind, typename R> void IntervalSum::limit(const Kind& kind, R
     for (const auto& row : rows.rows) nameOf(kind, row, name), index.add(name);
 }
 
+// --- Counts of what was idle or moved
+
+// Whether anything of it happened.
+template <typename Kind> static bool moved(const Kind& kind, const typename Kind::Row& row) {
+    return std::any_of(kind.members.begin(), kind.members.end(), [&](const auto& member) {
+        return member.role == Role::Amount && figureOf(member.in(row)) != 0;
+    });
+}
+
+template <typename Kind, typename R, typename F>
+static uint64_t countMoved(const Kind& kind, const Rows<R>& rows, const F& counts) {
+    return static_cast<uint64_t>(std::count_if(rows.rows.begin(), rows.rows.end(), [&](const R& row) {
+        return counts(row) && moved(kind, row);
+    }));
+}
+template <typename Kind, typename R> static uint64_t countMoved(const Kind& kind, const Rows<R>& rows) {
+    return countMoved(kind, rows, [](const R&) { return true; });
+}
+
+namespace {
+// These figures of the sum, from before an interval is added.
+struct Counts {
+    uint64_t disks = UINT64_MAX, links = UINT64_MAX, groups = UINT64_MAX, quiet = UINT64_MAX;
+    uint64_t counters = 0, ran = 0, threads = 0, files = 0;
+
+    explicit Counts(const Interval& sum) {
+        if (const auto* row = sum.disksTotal.one()) disks = row->idle;
+        if (const auto* row = sum.linksTotal.one()) links = row->idle;
+        if (const auto* row = sum.cgroupsTotal.one()) groups = row->idle;
+        if (const auto* row = sum.filesystemsTotal.one()) quiet = row->quiet;
+        if (const auto* row = sum.protocolsTotal.one()) counters = row->moved;
+        if (const auto* row = sum.processesTotal.one()) ran = row->ran;
+        if (const auto* row = sum.threadsTotal.one()) threads = row->ran;
+        if (const auto* row = sum.filesTotal.one()) files = row->moved;
+    }
+};
+} // namespace
+
+template <typename R> static R* oneOf(Rows<R>& rows) { return rows.rows.empty() ? nullptr : &rows.rows.front(); }
+
+// They are levels, but the last interval's would contradict the rows: no more were idle in the whole span than in any
+// interval, and no fewer moved.
+static void keepCounts(const Counts& before, Interval& sum) {
+    if (auto* row = oneOf(sum.disksTotal)) row->idle = std::min(row->idle, before.disks);
+    if (auto* row = oneOf(sum.linksTotal)) row->idle = std::min(row->idle, before.links);
+    if (auto* row = oneOf(sum.cgroupsTotal)) row->idle = std::min(row->idle, before.groups);
+    if (auto* row = oneOf(sum.filesystemsTotal)) row->quiet = std::min(row->quiet, before.quiet);
+    if (auto* row = oneOf(sum.protocolsTotal)) row->moved = std::max(row->moved, before.counters);
+    if (auto* row = oneOf(sum.processesTotal)) row->ran = std::max(row->ran, before.ran);
+    if (auto* row = oneOf(sum.threadsTotal)) row->ran = std::max(row->ran, before.threads);
+    if (auto* row = oneOf(sum.filesTotal)) row->moved = std::max(row->moved, before.files);
+}
+
+static void setIdle(uint64_t& idle, uint64_t all, uint64_t active) {
+    idle = std::min(idle, all - std::min(all, active));
+}
+
+// What did something in one interval was not idle in the sum.
+static void countRows(Interval& sum) {
+    const auto counts = [](const DiskRow& row) {
+        return !row.stacked && row.kind != "loop" && row.kind != "ram" && row.kind != "zram";
+    };
+    const auto isNoRoot = [](const CgroupRow& row) { return row.path != "/"; };
+    if (auto* row = oneOf(sum.disksTotal)) setIdle(row->idle, row->disks, countMoved(DiskKindOf, sum.disks, counts));
+    if (auto* row = oneOf(sum.linksTotal)) setIdle(row->idle, row->links, countMoved(LinkKind, sum.links));
+    if (auto* row = oneOf(sum.cgroupsTotal))
+        setIdle(row->idle, row->groups, countMoved(CgroupKind, sum.cgroups, isNoRoot));
+    if (auto* row = oneOf(sum.protocolsTotal))
+        row->moved = std::max(row->moved, countMoved(ProtocolKind, sum.protocols));
+    if (auto* row = oneOf(sum.processesTotal)) row->ran = std::max(row->ran, countMoved(ProcKind, sum.processes));
+    if (auto* row = oneOf(sum.threadsTotal)) row->ran = std::max(row->ran, countMoved(ThreadKind, sum.threads));
+}
+
+Interval& IntervalSum::result() {
+    countRows(sum);
+    return sum;
+}
+
 void IntervalSum::add(const Interval& interval) {
+    const Counts before(sum);
     size_t i = 0;
     eachPair(interval, sum, [&](const auto& kind, const auto& rows, auto& to) {
         auto& index = indexes[i++];
@@ -142,6 +221,7 @@ void IntervalSum::add(const Interval& interval) {
         addRows(kind, rows, interval.elapsed_us, to, index);
         limit(kind, to, index);
     });
+    keepCounts(before, sum);
     sum.time = interval.time, sum.number = interval.number;
     sum.elapsed_us = addTimes(sum.elapsed_us, interval.elapsed_us);
     sum.damaged |= interval.damaged;

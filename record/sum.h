@@ -38,8 +38,7 @@ public:
     // How many there are in it.
     uint64_t intervals() const { return count; }
     // The time is that of the last one. What was under pressure in each is left out: it is judged anew.
-    const Interval& result() const { return sum; }
-    Interval& result() { return sum; }
+    Interval& result();
     void clear();
     // Larger sums keep the rows that are largest by a figure, and the sum of the others.
     static constexpr size_t MostBytes = size_t{4} << 20; // of rows of one kind

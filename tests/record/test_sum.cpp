@@ -114,6 +114,30 @@ TEST(Sum, OfEachThing) {
     }
 }
 
+// What did something in one interval was not idle in the sum, whatever the last interval says.
+TEST(Sum, CountsOfTheWholeSpan) {
+    IntervalSum sum;
+    for (const char* name : {"sda", "sdb", "dm-0"}) {
+        Interval interval;
+        auto& all = interval.disksTotal.rows.emplace_back();
+        all.disks = 3, all.idle = 2, interval.disksTotal.sampled = true;
+        auto& disk = interval.disks.rows.emplace_back();
+        disk.name = name, disk.device = name, disk.reads = 1, disk.stacked = disk.name == "dm-0";
+        interval.disks.sampled = true;
+        interval.protocolsTotal.rows.emplace_back() = {400, disk.stacked ? 0U : 1U};
+        interval.protocolsTotal.sampled = true;
+        if (!disk.stacked)
+            interval.protocols.rows.push_back({"Tcp", disk.name, 5, {}}), interval.protocols.sampled = true;
+        interval.processesTotal.rows.emplace_back().ran = disk.stacked ? 2 : 7, interval.processesTotal.sampled = true;
+        sum.add(interval);
+    }
+    auto& result = sum.result();
+    EXPECT_EQ(result.disksTotal.one()->disks, 3U);
+    EXPECT_EQ(result.disksTotal.one()->idle, 1U);
+    EXPECT_EQ(result.protocolsTotal.one()->moved, 2U);
+    EXPECT_EQ(result.processesTotal.one()->ran, 7U);
+}
+
 // A storm of processes takes no more memory than a kind may have, and no amount is lost.
 TEST(Sum, Storm) {
     IntervalSum sum;
