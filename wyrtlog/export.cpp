@@ -2,17 +2,22 @@
 
 #include "base/door.h"
 #include "base/held.h"
+#include "base/infile.h"
 #include "base/nearest.h"
 #include "base/refusal.h"
+#include "wyrtlog/classiclog.h"
 #include "wyrtlog/csv.h"
 #include "wyrtlog/influx.h"
 #include "wyrtlog/intervals.h"
 #include "wyrtlog/jsonl.h"
 #include "wyrtlog/openmetrics.h"
 #include "wyrtlog/sqlite.h"
+#include "wyrtlog/unpack.h"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstring>
 
 namespace {
 // What makes a format that goes to a stream, one file for each kind into a folder, or one file of its own.
@@ -165,6 +170,77 @@ static int exportTo(Format& format, const Asked& asked, const Choice& choice, co
     return status;
 }
 
+// --- Classic logs
+
+namespace {
+class ClassicFile {
+    InFile file;
+    Unpacker unpacker{[this](char* to, size_t size) { return file.read(to, size); }};
+
+public:
+    bool open(const std::string& path) { return path != "-" && file.open(path); }
+    size_t read(char* to, size_t size) { return unpacker.read(to, size); }
+    std::string failure() const { return file.failure() ? strerror(file.failure()) : unpacker.failure(); }
+};
+} // namespace
+
+static bool isClassic(const std::string& path) {
+    ClassicFile file;
+    if (!file.open(path)) return false;
+    std::string start(size_t{1} << 16, '\0');
+    start.resize(file.read(start.data(), start.size()));
+    return isClassicLog(start);
+}
+
+static int exportClassic(Format& format, const Asked& asked, const Choice& choice, const Bounds& bounds) {
+    if (!format.failure().empty()) return failed(format.failure());
+    Exporter exporter{asked, format, Sheets(choice), {}, {}};
+    if (auto wrong = exporter.sheets.takeSheets(classicSheets()); !wrong.empty())
+        return refused(wrong, "wyrt export --help");
+    int status = Done;
+    bool running = true;
+    uint64_t given = 0, damaged = 0;
+    for (auto& path : asked.logs) {
+        ClassicFile file;
+        ClassicLog log;
+        if (!file.open(path)) {
+            status = failed(inQuotes(path) + ": " + strerror(errno));
+            continue;
+        }
+        bool headed = false;
+        const auto onInterval = [&](Moment time, int64_t elapsed_us, uint64_t number, std::string_view lines) {
+            if (!bounds.has(time)) return true;
+            if (!headed && !format.head({"", log.host(), "", "classic"}, exporter.sheets)) return running = false;
+            headed = true;
+            given++;
+            Interval interval;
+            interval.time = time, interval.elapsed_us = elapsed_us, interval.number = number;
+            if (!format.begin(interval)) return running = format.failure().empty();
+            exporter.lines(lines, true);
+            return running = format.end(true);
+        };
+        log.read([&](char* to, size_t size) { return file.read(to, size); }, onInterval);
+        damaged += log.damaged();
+        if (const auto why = file.failure(); !why.empty()) status = failed(inQuotes(path) + ": " + why);
+        if (!running) break;
+    }
+    running = running && (given == 0 || format.finish());
+    if (damaged > 0) putErr("wyrt: " + std::to_string(damaged) + " records are damaged and left out\n");
+    if (!running) return format.failure().empty() ? status : failed(format.failure());
+    return given == 0 && status == Done ? failed("there is no interval to export") : status;
+}
+
+// The logs are classic ones, or none of them is.
+static std::string takeLogs(const Asked& asked, const FormatWord& word, bool& classic) {
+    const auto count = static_cast<size_t>(std::count_if(asked.logs.begin(), asked.logs.end(), isClassic));
+    classic = count > 0;
+    if (!classic) return {};
+    if (count < asked.logs.size()) return "classic logs and others cannot be exported together";
+    if (word.make == makeOpenMetrics || word.make == makeInflux)
+        return std::string(word.word) + " has amounts, which classic logs do not have";
+    return asked.rates ? "classic logs have rates already" : "";
+}
+
 int exportLog(const Asked& asked) {
     Choice choice;
     Bounds bounds;
@@ -172,14 +248,17 @@ int exportLog(const Asked& asked) {
     if (wrong.empty()) wrong = takeBounds(asked, bounds);
     const auto* word = wrong.empty() ? formatOf(asked, wrong) : nullptr;
     const auto folder = folderOf(asked.output);
+    bool classic = false;
     if (word && wrong.empty()) wrong = whyNotThere(*word, asked, folder);
+    if (word && wrong.empty()) wrong = takeLogs(asked, *word, classic);
     if (!wrong.empty()) return refused(wrong, "wyrt export --help");
-    if (!folder.empty()) return exportTo(*word->inFolder(folder, choice), asked, choice, bounds);
-    if (word->inFile) return exportTo(*word->inFile(asked.output, choice), asked, choice, bounds);
+    const auto exportAll = classic ? exportClassic : exportTo;
+    if (!folder.empty()) return exportAll(*word->inFolder(folder, choice), asked, choice, bounds);
+    if (word->inFile) return exportAll(*word->inFile(asked.output, choice), asked, choice, bounds);
     Output out;
     auto plain = asked;
     plain.noPager = true;
     if (!out.open(plain)) return Failed;
     const auto format = word->make(out, choice);
-    return out.finish(exportTo(*format, asked, choice, bounds));
+    return out.finish(exportAll(*format, asked, choice, bounds));
 }

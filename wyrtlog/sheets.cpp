@@ -170,6 +170,23 @@ std::string Sheets::takeHead(const LogReader& reader) {
     return {};
 }
 
+std::string Sheets::takeSheets(std::vector<Sheet> sheets) {
+    std::vector<std::string_view> known;
+    for (auto& sheet : sheets) known.push_back(sheet.tag);
+    for (auto& tag : choice.kinds)
+        if (std::find(known.begin(), known.end(), tag) == known.end())
+            return "there is no kind " + inQuotes(tag) + "; the nearest is " + std::string(nearest(tag, known));
+    all.clear(), byTag.clear();
+    for (auto& sheet : sheets) {
+        if (!isChosen(choice, sheet.tag)) continue;
+        if (auto why = choose(sheet); !why.empty()) return why;
+        sheet.number = all.size();
+        byTag.emplace_back(sheet.tag, sheet.number);
+        all.push_back(std::move(sheet));
+    }
+    return {};
+}
+
 const Sheet* Sheets::findAnew(std::string_view tag) {
     for (size_t i = 0; i < byTag.size(); i++)
         if (byTag[i].first == tag) return &all[byTag[last = i].second];

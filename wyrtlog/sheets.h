@@ -59,6 +59,8 @@ public:
     explicit Sheets(Choice what) : choice(std::move(what)) {}
     // Goes by the names of a log's head from now on. Returns why what was asked for is not to be had; empty: it is.
     std::string takeHead(const LogReader& reader);
+    // Goes by these sheets instead.
+    std::string takeSheets(std::vector<Sheet> sheets);
     // The sheet of a line by its kind; null: it is not asked for, or the head does not have it.
     const Sheet* find(std::string_view tag) {
         if (last < byTag.size() && byTag[last].first == tag) return &all[byTag[last].second];

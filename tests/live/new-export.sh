@@ -248,3 +248,19 @@ for name, least in inner2.items():
     moved += low > 0
 assert moved >= 2, moved
 '
+
+# --- A classic log
+"$WYRT" -Z -a -s 1 -c 3 >classic.log 2>/dev/null
+"$WYRT" export classic.log --format jsonl >classic.jsonl 2>said
+"$WYRT" export classic.log -o classic.db 2>said
+compare 'a classic log comes through, with its own kinds' '
+import collections, json, re, sqlite3
+rows = [json.loads(line) for line in open("classic.jsonl", encoding="utf-8", newline="\n")]
+counts = collections.Counter(row["record"] for row in rows)
+log = open("classic.log", encoding="utf-8", errors="replace").read()
+for tag in ("TIME", "END_OF_INTERVAL", "TCP"): assert counts[tag] == len(re.findall(r"^\^" + tag + r"[,$]", log, re.M)) > 0, (tag, counts)
+times = re.findall(r"^\^TIME,(\d+),", log, re.M)
+assert [str(row["seconds"]) for row in rows if row["record"] == "TIME"] == times, times
+db = sqlite3.connect("classic.db")
+assert [str(s) for (s,) in db.execute("SELECT seconds FROM \"time\" ORDER BY rowid")] == times
+'
