@@ -114,8 +114,18 @@ bool LogFolder::makeRoom(uint64_t needed) {
 
 // --- The open file
 
+bool LogFolder::isGone() const {
+    FileStatus status;
+    return !openName.empty() && !getFileStatus(path(openName).c_str(), status) && errno == ENOENT;
+}
+
+// Somebody has removed the folder.
+bool LogFolder::makeAgain() { return makeFolder(dir.c_str()) && lock.take(dir.c_str()); }
+
 bool LogFolder::create(int64_t time_ms) {
     constexpr int MostCopies = 1000;
+    FileStatus status;
+    if (!getFileStatus(dir.c_str(), status) && !makeAgain()) return failure = errno, false;
     for (int copy = 1; copy <= MostCopies; copy++) {
         const auto name = logName(host, time_ms, copy);
         const bool packed =

@@ -31,6 +31,7 @@ class LogFolder : public LogTarget {
     void finish(const std::string& name);
     bool turn(int64_t time_ms);
     bool create(int64_t time_ms);
+    bool makeAgain();
     void linkCurrent();
     void removeOld(int64_t time_ms);
     bool makeRoom(uint64_t needed);
@@ -47,5 +48,6 @@ public:
     Wrote write(const Piece& piece) override;
     bool sync() override { return !file.isOpen() || file.sync(); }
     void end() override;
+    bool isGone() const override;
     int error() const override { return failure; }
 };

@@ -34,6 +34,8 @@ public:
     virtual bool sync() = 0;
     // Cuts off a piece that was written in part, and closes.
     virtual void end() = 0;
+    // Whether what was written last has lost its name: the next piece should have a head.
+    virtual bool isGone() const { return false; }
     // errno of the last write; 0: it was written.
     virtual int error() const = 0;
 };

@@ -207,7 +207,7 @@ void Run::sample(uint64_t late_us) {
     const int64_t now = getMonotonic();
     clearRows(interval);
     interval.time = momentNow();
-    begins = heads.isDue(interval.time.epoch_ms);
+    begins = heads.isDue(interval.time.epoch_ms) || (writer && writer->isGone());
     interval.complete = made == 0 || (writer && begins); // the first below a head
     interval.elapsed_us = sampled_us ? now - sampled_us : 0;
     sampled_us = now;

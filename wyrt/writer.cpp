@@ -35,6 +35,7 @@ public:
     }
     bool isOver() override { return last == Wrote::NoReader || last == Wrote::Lost; }
     int error() override { return target->error(); }
+    bool isGone() override { return target->isGone(); }
     bool finish() override {
         const bool good = ready();
         target->end();
@@ -51,6 +52,7 @@ struct Shared {
     std::unique_ptr<LogTarget> target; // the thread's alone
     std::atomic<bool> failing = false; // the piece at hand finds no room
     std::atomic<bool> over = false;    // no piece will ever be written again
+    std::atomic<bool> gone = false;    // the log's file has lost its name
     std::atomic<int> error = 0;
     Queue<bool> ended{1}; // gets whether all was written
 };
@@ -66,6 +68,7 @@ public:
     void put(Piece piece) override { shared->queue.put(std::move(piece)); }
     bool isOver() override { return shared->over; }
     int error() override { return shared->error; }
+    bool isGone() override { return shared->gone; }
     bool finish() override;
 };
 } // namespace
@@ -76,6 +79,7 @@ static bool writePiece(Shared& shared, const Piece& piece) {
         const auto wrote = shared.target->write(piece);
         shared.error = shared.target->error();
         shared.failing = wrote != Wrote::All;
+        shared.gone = shared.target->isGone();
         if (wrote == Wrote::All) return true;
         if (wrote != Wrote::Later) shared.over = true;
         if (wrote != Wrote::Later || last) return false;

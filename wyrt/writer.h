@@ -21,6 +21,8 @@ public:
     // Nobody reads the log any more, or it cannot be written ever again (error() tells why).
     virtual bool isOver() = 0;
     virtual int error() = 0;
+    // Somebody has removed the log's file: the next piece should have a head, for a new one.
+    virtual bool isGone() = 0;
     // Writes what is left. False: some of it could not be written; error() tells why.
     virtual bool finish() = 0;
 };

@@ -220,6 +220,25 @@ TEST(Folder, AFailedWriteLeavesNothing) {
     EXPECT_EQ(textOf("/logs/db7-20261121T130000Z.wyrt"), Head);
 }
 
+// Somebody removes the open file, or the whole folder.
+TEST(Folder, WhatIsRemovedIsMadeAgain) {
+    Made machine("disk /var 100000000\nstep 1\ngone /var/logs\nstep 2\n");
+    LogFolder folder("/var/logs", "db7", {});
+    ASSERT_TRUE(folder.open());
+    EXPECT_FALSE(folder.isGone());
+    EXPECT_EQ(folder.write(first(Noon)), Wrote::All);
+    EXPECT_FALSE(folder.isGone());
+    machine.world.remove("/var/logs/db7-20261121T120000Z.wyrt");
+    EXPECT_TRUE(folder.isGone());
+    EXPECT_EQ(folder.write(first(Noon + 10000)), Wrote::All);
+    EXPECT_FALSE(folder.isGone());
+    EXPECT_EQ(namesIn("/var/logs"), "current.wyrt db7-20261121T120010Z.wyrt ");
+    machine.step();
+    EXPECT_TRUE(folder.isGone());
+    EXPECT_EQ(folder.write(first(Noon + 20000)), Wrote::All);
+    EXPECT_EQ(namesIn("/var/logs"), "current.wyrt db7-20261121T120020Z.wyrt ");
+}
+
 // --- Reading it back
 
 // `wanted` is asked for each whole interval.
