@@ -33,11 +33,15 @@ await() {
     done
     return 1
 }
-# problem LOG...: prints what is wrong with logs that must be whole.
-problem() {
-    local name value text
+# problem LOG...: prints what is wrong with logs that must be whole, of one run; damage LOG...: of several, between which
+# there may be gaps.
+problem() { complaints 'gaps damaged' "$@"; }
+damage() { complaints damaged "$@"; }
+complaints() {
+    local names=$1 name value text
+    shift
     text=$("$wyrt" info "$@" 2>&1) || echo "info fails: ${text##*$'\n'}"
-    for name in gaps damaged; do
+    for name in $names; do
         value=$(sed -n "s/^$name *\([0-9]*\).*/\1/p" <<<"$text")
         [ "$value" = 0 ] || echo "$name: $value"
     done
@@ -65,7 +69,7 @@ if [ -x "${wyrt%/*}/wyrtlog" ]; then
     [ "$(stat -c %a "logs/$file.zst")" = 640 ] || why="its mode is $(stat -c %a "logs/$file.zst")"
 fi
 [ "$(figure intervals logs)" = 52 ] || why="$(figure intervals logs) intervals instead of 52"
-verdict 'recorder: closed files are compressed' "${why:-$(problem logs)}"
+verdict 'recorder: closed files are compressed' "${why:-$(damage logs)}"
 
 # --- Bounds
 
