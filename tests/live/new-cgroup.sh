@@ -95,13 +95,13 @@ program=$!
 after 2 log # the head's own END is one of them
 (
     for folder in "${folders[@]}"; do echo "$BASHPID" >"$folder/cgroup.procs"; done
-    { head -c 40000000 /dev/zero; exec sleep 60; } | tail -c 40000000 >/dev/null & # tail keeps what it reads
+    { head -c 40000000 /dev/zero; : >filled; exec sleep 60; } | tail -c 40000000 >/dev/null & # tail keeps what it reads
     timeout 1 sh -c 'while :; do :; done'
     : >worked
     exec sleep 60
 ) &
 load=$!
-for ((i = 0; i < 300; i++)); do [ -e worked ] && break; sleep 0.1; done
+for ((i = 0; i < 300; i++)); do [ -e worked ] && [ -e filled ] && break; sleep 0.1; done
 after 4 log
 read -r memory tasks <<<"$(held)"
 read -r cpu_after periods_after throttled_after <<<"$(used)"
