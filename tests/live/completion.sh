@@ -2,6 +2,7 @@
 # Checks what the shell offers for the beginning of a command line. A unit test compares the lists with the program's.
 set -u
 
+completion=$(readlink -f -- "$(dirname -- "${BASH_SOURCE[0]}")/../../packaging/completion.zsh")
 # shellcheck source=packaging/completion.bash
 . "$(dirname -- "${BASH_SOURCE[0]}")/../../packaging/completion.bash"
 
@@ -46,8 +47,8 @@ offers record cpu m 'mem'
 offers check c 'cpu cores cgroup churn'
 offers live al 'all'
 offers live --sc '--scroll'
-offers record --s '--sort --sync'
-offers live --sort s 'swap switches size'
+offers record --s '--sort --state --sync'
+offers live --sort s 'swap switches size sent'
 offers live --by u 'user unit'
 offers live -i '' ''
 offers live --color a 'auto always'
@@ -65,3 +66,30 @@ offers export --format j 'jsonl'
 offers info -- '--help --damaged --output --check'
 offers check -- '--help --root --output'
 offers -b live d ''
+
+# --- zsh, which asks the program
+
+if ! command -v zsh >/dev/null; then
+    echo "skip zsh: it is not installed"
+    exit 0
+fi
+# zsh_offers WORDS... EXPECTED: the first words that are offered for the last of the words
+zsh_offers() {
+    local got
+    got=$(WYRT=${WYRT:-wyrt} zsh -f -c '
+        _describe() { local list=$@[-1] entry; for entry in "${(@P)list}"; do print -rn -- "${entry%%:*} "; done }
+        _files() { print -n "FILES " }
+        source "$1"; shift
+        words=("$WYRT" "$@") CURRENT=$(($# + 1)); _wyrt' zsh "$completion" "${@:1:$#-1}")
+    case $got in
+        "${*: -1} "*) echo "ok zsh offers ${*:1:$#-1}" ;;
+        *) echo "not ok zsh offers ${*:1:$#-1}: $got" ;;
+    esac
+}
+zsh_offers '' 'live record check show'
+zsh_offers show '' 'why cpu cores mem'
+zsh_offers show - '-h --help --damaged -o --output'
+zsh_offers show --sort '' 'busy read write wait queue'
+zsh_offers show -o '' 'FILES'
+zsh_offers live --color '' 'auto always never'
+zsh_offers info '' 'FILES'
