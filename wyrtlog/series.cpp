@@ -179,7 +179,7 @@ void SeriesFormat::flush(Group& group, Thing& thing) {
         thing.volume.clear();
     }
     if (thing.info) {
-        if (!thing.alive || thing.last_ms == INT64_MIN || end_ms - thing.last_ms >= Heartbeat) {
+        if (!thing.alive || thing.last_ms == Never || end_ms - thing.last_ms >= Heartbeat) {
             thing.alive = true;
             give(group, thing, end_ms, true);
         }

@@ -10,6 +10,7 @@
 
 class SeriesFormat : public Format {
 public:
+    static constexpr int64_t Never = INT64_MIN / 2; // far enough from the end to be subtracted
     // One thing with all its series.
     struct Thing {
         std::string labels; // as the format has them
@@ -18,7 +19,7 @@ public:
         bool alive = true;    // the run at hand has shown it
         bool touched = false; // in this interval
         bool info = false;    // it has only the value 1
-        int64_t last_ms = INT64_MIN;
+        int64_t last_ms = Never; // of its last point
         std::vector<uint64_t> totals, added; // by metric: of all intervals before, of this one
         std::vector<double> levels;
         std::vector<char> begun, given; // by metric: it has been printed; this interval has a value
