@@ -16,10 +16,10 @@ public:
         std::string labels; // as the format has them
         std::string volume; // of a device-mapper disk its device number, until its label is known
         size_t host = 0;
-        bool alive = true;    // the run at hand has shown it
-        bool touched = false; // in this interval
-        bool info = false;    // it has only the value 1
-        int64_t last_ms = Never; // of its last point
+        bool alive = true;                   // the run at hand has shown it
+        bool touched = false;                // in this interval
+        bool info = false;                   // it has only the value 1
+        int64_t last_ms = Never;             // of its last point
         std::vector<uint64_t> totals, added; // by metric: of all intervals before, of this one
         std::vector<double> levels;
         std::vector<char> begun, given; // by metric: it has been printed; this interval has a value
