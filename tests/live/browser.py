@@ -84,16 +84,17 @@ class Browser:
         self.call("Emulation.setTouchEmulationEnabled", enabled=touch, maxTouchPoints=2)
 
     def open(self, page):
+        self.call("Page.navigate", url="about:blank")  # so that another place in the same page is opened anew
         self.events = []
-        self.call("Page.navigate", url="about:blank")
-        self.events = []
-        self.call("Page.navigate", url="file://" + os.path.abspath(page.split("#")[0]) +
-                  ("#" + page.split("#")[1] if "#" in page else ""))
-        while not any(event["method"] == "Page.loadEventFired" for event in self.events):
-            self.events.append(self.message())
-        for _ in range(200):  # 10 s
-            if self.run("document.querySelector('.graph canvas') !== null || document.querySelector('figure') === null"):
-                break
+        place, _, hash_ = page.partition("#")
+        self.call("Page.navigate", url="file://" + os.path.abspath(place) + (hash_ and "#" + hash_))
+        for _ in range(400):  # 20 s
+            try:
+                if self.run("""location.protocol === 'file:' && document.readyState === 'complete' &&
+                        (document.querySelector('.graph canvas') !== null || document.querySelector('figure') === null)"""):
+                    break
+            except RuntimeError:  # the page before it has just gone
+                pass
             time.sleep(0.05)
         self.wait()
 

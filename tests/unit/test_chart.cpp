@@ -58,7 +58,8 @@ TEST(Chart, WordsDataAndTables) {
              "<details id=\"worst-1\"><summary>14:05:20: worst of DISK sdb</summary>",
              "<pre tabindex=\"0\">db7  2026-11-21 14:05:20 +01:00  #5",
              "\"findings\":[{\"name\":\"DISK "
-             "sdb\",\"stretches\":[[1795266318000,1795266322000],[1795266326000,1795266328000]]}]",
+             "sdb\",\"worst\":1795266320000,\"stretches\":[[1795266318000,1795266322000],[1795266326000,1795266328000]]"
+             "}]",
              "\"title\":\"CPU time\"",
              "\"title\":\"sdb throughput\"",
              "{\"name\":\"rsync[4411]\",\"data\":\"",

@@ -159,7 +159,7 @@ static void giveTop(const Top& top, const Members& members, Picture&& picture, s
 
 void ConsumerCharts::give(std::vector<Picture>& all) const {
     const auto process = [&](const Top& top, const char* title, const char* note, const char* unit) {
-        giveTop(top, processes, {Section::Processes, title, note, unit, true, 0, {}, {}}, all);
+        giveTop(top, processes, {Section::Processes, title, note, unit, true, false, 0, {}, {}}, all);
     };
     process(cpu, "CPU time by process", "100% is one CPU; the others have interrupts, too", "%");
     process(wait, "Waits for a CPU by process", "100% is one thread that waited all the time", "%");
@@ -167,7 +167,7 @@ void ConsumerCharts::give(std::vector<Picture>& all) const {
     process(memory, "Anonymous memory by process", "what only they use", "B");
     process(network, "TCP by process", "bytes sent and received", "B/s");
     const auto group = [&](const Top& top, const char* title, const char* note, const char* unit) {
-        giveTop(top, groups, {Section::Groups, title, note, unit, true, 0, {}, {}}, all);
+        giveTop(top, groups, {Section::Groups, title, note, unit, true, false, 0, {}, {}}, all);
     };
     group(groupCpu, "CPU time by group", "100% is one CPU", "%");
     group(groupIo, "Storage I/O by group", "as the disks did it", "B/s");

@@ -210,7 +210,7 @@ static void giveDevice(Section section, const Drawn (&drawn)[N], const Device& d
         if (std::string_view(last) != drawn[i].title) {
             addPicture(std::move(picture), all);
             last = drawn[i].title;
-            picture = {section, device.name + " " + last, drawn[i].note, drawn[i].unit, false, 0, {}, {}};
+            picture = {section, device.name + " " + last, drawn[i].note, drawn[i].unit, false, i == 0, 0, {}, {}};
             if (i == 0 && !device.holds.empty())
                 picture.note = (section == Section::Disks ? "holds " : "") + device.holds;
         }
@@ -223,7 +223,7 @@ void DeviceCharts::give(const Lines& lines, std::vector<Picture>& all) const {
     for (auto* disk : inOrder(disks)) giveDevice(Section::Disks, DiskLines, *disk, lines, all);
 
     constexpr size_t MostFilesystems = 8; // as many colours as can be told apart
-    Picture use{Section::Filesystems, "Filesystems", "share in use, of the fullest", "%", false, 100, {}, {}};
+    Picture use{Section::Filesystems, "Filesystems", "share in use, of the fullest", "%", false, false, 100, {}, {}};
     for (auto* filesystem : inOrder(filesystems))
         if (use.series.size() < MostFilesystems && !filesystem->numbers.empty() && filesystem->numbers[0])
             addLine(lines, *filesystem->numbers[0], filesystem->name, use);
@@ -231,7 +231,7 @@ void DeviceCharts::give(const Lines& lines, std::vector<Picture>& all) const {
 
     for (auto* link : inOrder(links)) giveDevice(Section::Network, LinkLines, *link, lines, all);
 
-    Picture sockets{Section::Network, "TCP sockets", "by state", "", false, 0, {}, {}};
+    Picture sockets{Section::Network, "TCP sockets", "by state", "", false, false, 0, {}, {}};
     for (size_t i = 0; i < states.size(); i++)
         if (states[i]) addLine(lines, *states[i], States[i], sockets);
     addPicture(std::move(sockets), all);
@@ -241,7 +241,7 @@ void DeviceCharts::give(const Lines& lines, std::vector<Picture>& all) const {
         auto& drawn = Counters[i].drawn;
         if (tcp.title != drawn.title) {
             addPicture(std::move(tcp), all);
-            tcp = {Section::Network, drawn.title, drawn.note, drawn.unit, false, 0, {}, {}};
+            tcp = {Section::Network, drawn.title, drawn.note, drawn.unit, false, false, 0, {}, {}};
         }
         if (i < protocols.size() && protocols[i]) addLine(lines, *protocols[i], drawn.name, tcp);
     }

@@ -174,13 +174,13 @@ static void giveStack(const Stack& stack, const char* const (&names)[N], Picture
 }
 
 void MachineCharts::give(const Lines& lines, std::vector<Picture>& all) const {
-    giveStack(cpu, CpuParts, {Section::Cpu, "CPU time", "share of all CPUs", "%", true, 100, {}, {}}, all);
-    giveStack(memory, MemoryParts, {Section::Memory, "Memory", "what it holds", "B", true, 0, {}, {}}, all);
+    giveStack(cpu, CpuParts, {Section::Cpu, "CPU time", "share of all CPUs", "%", true, false, 100, {}, {}}, all);
+    giveStack(memory, MemoryParts, {Section::Memory, "Memory", "what it holds", "B", true, false, 0, {}, {}}, all);
     Picture picture;
     for (size_t i = 0; i < numbers.size(); i++) {
         if (i == 0 || picture.title != Table[i].title || picture.section != Table[i].section) {
             addPicture(std::move(picture), all);
-            picture = {Table[i].section, Table[i].title, Table[i].note, Table[i].unit, false, 0, {}, {}};
+            picture = {Table[i].section, Table[i].title, Table[i].note, Table[i].unit, false, false, 0, {}, {}};
         }
         // A swap that is never used, and pages that are never reclaimed, are no news.
         if (lines[numbers[i]].moved || picture.section != Section::Memory)

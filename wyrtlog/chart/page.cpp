@@ -181,6 +181,7 @@ static void appendPicture(std::string& out, const Picture& picture) {
     out += ",\"title\":", appendJson(out, picture.title);
     if (!picture.note.empty()) out += ",\"note\":", appendJson(out, picture.note);
     out += ",\"unit\":", appendJson(out, picture.unit);
+    if (picture.begins) out += ",\"begins\":true";
     if (picture.top > 0) out += ",\"top\":" + fixedText(picture.top, 0);
     if (picture.stacked) out += ",\"times\":\"" + encodedTimes(picture.times) + "\"";
     out += ",\"series\":[";
@@ -210,7 +211,8 @@ static std::string dataOf(const PageContent& content, const std::vector<Incident
         if (&finding != findings.data()) out += ',';
         out += "{\"name\":";
         appendJson(out, finding.why.resource + (finding.why.object.empty() ? "" : " " + finding.why.object));
-        out += ",\"stretches\":", appendStretches(out, finding.stretches), out += '}';
+        out += ",\"worst\":" + std::to_string(finding.worst_ms) + ",\"stretches\":";
+        appendStretches(out, finding.stretches), out += '}';
     }
     out += "],\"sections\":[";
     std::string_view last;

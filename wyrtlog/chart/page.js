@@ -9,6 +9,7 @@
     for (const list of [data.gaps].concat(data.findings.map(finding => finding.stretches)))
         for (const stretch of list) stretch[0] += shift, stretch[1] += shift;
     for (const mark of data.marks) mark.time += shift;
+    for (const finding of data.findings) finding.worst += shift;
     if (!data.charts.length) return;
 
     // --- Reading the figures
@@ -68,13 +69,17 @@
             put(times[i], i);
         }
         chart.figures = chart.series.map(series => figuresOf(series.data, times.length));
-        chart.totals = chart.stacked ? totalsOf(chart.figures) : null;
+        chart.totals = chart.stacked ? totalsOf(chart, times.length) : null;
     }
 
-    function totalsOf(figures) {
-        const totals = new Float64Array(figures[0].length);
-        for (const values of figures)
-            for (let i = 0; i < totals.length; i++) totals[i] += values[i];
+    // What is used: free memory and idle CPUs are part of a stack, but no load.
+    function totalsOf(chart, count) {
+        const unused = new Set(['free', 'files (cache)', 'waits for I/O (idle)']);
+        const totals = new Float64Array(count);
+        chart.series.forEach((series, s) => {
+            if (!unused.has(series.name))
+                for (let i = 0; i < count; i++) totals[i] += chart.figures[s][i];
+        });
         return totals;
     }
 
@@ -489,7 +494,7 @@
     function place(chart, number) {
         chart.title = chart.title.trim();
         const id = 'chart-' + number;
-        chart.peak = element('p', { class: 'peak' });
+        chart.peak = element('span', { class: 'peak' });
         chart.legend = element('ul', { class: 'legend' });
         chart.line = element('div', { class: 'cursor', hidden: '' });
         chart.selected = element('div', { class: 'selected', hidden: '' });
@@ -498,11 +503,9 @@
             'aria-valuemax': String(whole.to), 'aria-valuenow': String(whole.from), 'aria-valuetext': timeText(whole.from),
         }, chart.line, chart.selected);
         chart.plot = element('div', { class: 'plot' }, element('div', { class: 'graph', 'aria-hidden': 'true' }), chart.overlay);
-        const note = [chart.note, chart.unit && chart.unit !== '%' && chart.unit !== 'ms' ? chart.unit : ''].filter(Boolean).join(', ');
-        const caption = element('figcaption', {}, element('h3', { id }, element('bdi', {}, chart.title)));
-        if (note) caption.append(element('p', { class: 'note' }, note));
-        caption.append(chart.peak);
-        chart.figure = element('figure', {}, caption, chart.plot, chart.legend);
+        const note = element('p', { class: 'note' }, ...(chart.note ? [element('bdi', {}, chart.note), '; '] : []), chart.peak);
+        const caption = element('figcaption', {}, element('h3', { id }, element('bdi', {}, chart.title)), note);
+        chart.figure = element('figure', chart.begins ? { class: 'begins' } : {}, caption, chart.plot, chart.legend);
         chart.figure.chart = chart;
         listen(chart);
         return chart.figure;
@@ -533,13 +536,14 @@
     byId('wider').addEventListener('click', () => zoom(2));
     byId('whole').addEventListener('click', () => setView(whole.from, whole.to));
 
-    // A finding's link zooms to it, and goes to the charts of its resource.
+    // A finding's link zooms to its worst time, and goes to the charts of its resource.
     const places = { CPU: 'cpu', FORKS: 'cpu', MEMORY: 'memory', DISK: 'disks', BLOCKED: 'disks', FS: 'filesystems', LINK: 'network', NET: 'network', QUOTA: 'groups', GROUP: 'groups' };
     function zoomTo(number) {
         const finding = data.findings[number - 1];
         if (!finding) return;
-        const from = finding.stretches[0][0], to = finding.stretches[finding.stretches.length - 1][1];
-        const room = Math.max((to - from) * 0.15, 2000);
+        // Of several times, that of the worst interval.
+        const [from, to] = finding.stretches.find(stretch => stretch[1] >= finding.worst) || finding.stretches[0];
+        const room = Math.max((to - from) * 0.25, (whole.to - whole.from) / 500);
         setView(from - room, to + room);
         const section = byId(places[finding.name.split(' ')[0]]) || byId('charts').firstElementChild;
         section.scrollIntoView();

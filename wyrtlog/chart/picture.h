@@ -23,6 +23,7 @@ struct Picture {
     std::string note;      // what is shown, where the title does not say it
     std::string_view unit; // of the values: "%", "B", "B/s", "/s", "ms", "B" or empty for a count
     bool stacked = false;
+    bool begins = false;        // what follows belongs to it: the first one of a disk
     double top = 0;             // of the axis; 0: what the values need
     std::vector<int64_t> times; // of a stack; the others have those of the lines
     std::vector<Series> series; // of a stack, the first one at the bottom
