@@ -21,7 +21,8 @@ struct Unpacker::Method {
 
 namespace {
 class Zstd : public Unpacker::Method {
-    static constexpr int LargestWindow = 25; // 32 MiB, as a power of two: what a file may make us allocate
+    static constexpr int LargestWindow =
+        23; // 8 MiB, that of zstd -19, as a power of two: what a file may make us allocate
     std::unique_ptr<ZSTD_DCtx, size_t (*)(ZSTD_DCtx*)> state{ZSTD_createDCtx(), ZSTD_freeDCtx};
     bool atStart = true;
 

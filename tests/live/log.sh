@@ -51,7 +51,7 @@ agrees() {
     local good damaged why='' counts
     python3 reader.py "$2" >read.txt 2>err || why="the reader fails: $(tail -n 1 err)"
     good=$(grep -c '^[1-9][0-9]* good' read.txt) damaged=$(grep -c 'damaged' read.txt)
-    "$wyrt" info "$2" >info.txt 2>err || why="info fails: $(<err)"
+    "$wyrt" info --check "$2" >info.txt 2>err || why="info fails: $(<err)"
     counts="$(figure intervals) $(figure damaged)"
     [ "$counts" = "$3 $4" ] || why="info counts $counts instead of $3 $4"
     [ "$good $damaged" = "$3 $4" ] || why="the reader counts $good $damaged instead of $3 $4"

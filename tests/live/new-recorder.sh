@@ -23,7 +23,7 @@ exec </dev/null
 record=("$wyrt" record --config config --keep-free 0) # no function, so that $! is its process
 
 # figure NAME LOG...: of wyrt info.
-figure() { "$wyrt" info "${@:2}" 2>&1 | sed -n "s/^$1 *\([0-9]*\).*/\1/p"; }
+figure() { "$wyrt" info --check "${@:2}" 2>&1 | sed -n "s/^$1 *\([0-9]*\).*/\1/p"; }
 # await COMMAND...: until it succeeds, for ten seconds.
 await() {
     local i
@@ -40,7 +40,7 @@ damage() { complaints damaged "$@"; }
 complaints() {
     local names=$1 name value text
     shift
-    text=$("$wyrt" info "$@" 2>&1) || echo "info fails: ${text##*$'\n'}"
+    text=$("$wyrt" info --check "$@" 2>&1) || echo "info fails: ${text##*$'\n'}"
     for name in $names; do
         value=$(sed -n "s/^$name *\([0-9]*\).*/\1/p" <<<"$text")
         [ "$value" = 0 ] || echo "$name: $value"
@@ -139,7 +139,7 @@ printf 'CPU,2026-11-21T14:05' >>"killed/$file" # as if it had been writing
 [ -s err ] && why=$(<err)
 [ "$(figure intervals killed)" = $((after + 12)) ] || why="$(figure intervals killed) intervals, not $after and 12"
 [ ! -x "${wyrt%/*}/wyrtlog" ] || [ -e "killed/$file.zst" ] || why="$(echo killed/*)"
-"$wyrt" info killed 2>&1 | grep -q 'cut short' && why='its end is still cut short'
+"$wyrt" info --check killed 2>&1 | grep -q 'cut short' && why='its end is still cut short'
 verdict 'recorder: killed' "$why"
 
 # --- A full disk

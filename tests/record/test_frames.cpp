@@ -250,7 +250,7 @@ TEST(RowPlans, ReadWhatCellsRead) {
 // The rows of an interval are used again; nothing of the interval before stays in them.
 TEST(RowPlans, RowsAreUsedAgain) {
     std::string log = headText();
-    for (const size_t cores : {5, 2, 0, 9, 1}) {
+    for (const size_t cores : std::initializer_list<size_t>{5, 2, 0, 9, 1}) {
         auto interval = cpuInterval(1, cores);
         for (auto& row : interval.cores.rows)
             if (row.core % 2) row.user_us = cores;
@@ -260,7 +260,7 @@ TEST(RowPlans, RowsAreUsedAgain) {
     LogReader reader(partsOf(log));
     Interval found;
     reader.next(found);
-    for (const size_t cores : {5, 2, 0, 9, 1}) {
+    for (const size_t cores : std::initializer_list<size_t>{5, 2, 0, 9, 1}) {
         ASSERT_EQ(reader.next(found), LogReader::Found::Interval);
         ASSERT_EQ(found.cores.rows.size(), cores);
         EXPECT_EQ(found.cores.sampled, cores > 0);
@@ -276,7 +276,7 @@ TEST(RowPlans, OnlyASpan) {
     reader.only({1795266310000 + 2000, 1795266310000 + 4000});
     Interval found;
     ASSERT_EQ(reader.next(found), LogReader::Found::Head);
-    for (const uint64_t number : {3, 4}) {
+    for (const uint64_t number : std::initializer_list<uint64_t>{3, 4}) {
         ASSERT_EQ(reader.next(found), LogReader::Found::Interval);
         EXPECT_EQ(found.number, number);
         EXPECT_EQ(found.cores.rows.size(), 3U);
