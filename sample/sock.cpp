@@ -83,29 +83,18 @@ void SockSampler::count(const Socket& socket, int by) {
     add(counts.receive_queue, socket.receive_queue), add(counts.send_queue, socket.send_queue);
 }
 
-size_t SockSampler::PeerHash::operator()(const SocketEnds& ends) const {
+// Of a peer's address and port.
+static uint64_t digestOf(const SocketEnds& ends) {
     uint64_t low, high;
     memcpy(&low, ends.peer.data(), sizeof low);
     memcpy(&high, ends.peer.data() + sizeof low, sizeof high);
-    return static_cast<size_t>(((low ^ high * 31) + ends.peer_port) * 0x9e3779b97f4a7c15 >> 16);
+    return ((low ^ high * 0x9e3779b97f4a7c15) + ends.peer_port) * 0xbf58476d1ce4e5b9;
 }
 
 static SocketEnds peerOf(const Socket& socket) {
     SocketEnds ends;
     ends.peer = socket.ends.peer, ends.peer_port = socket.ends.peer_port;
     return ends;
-}
-
-// Connections of the own namespace from a port that the kernel chose.
-void SockSampler::countPort(const Socket& socket, int by) {
-    if (socket.space != 0 || socket.protocol != IPPROTO_TCP || socket.ends.peer_port == 0 ||
-        socket.ends.port < firstPort || socket.ends.port > lastPort)
-        return;
-    auto& use = ports[peerOf(socket)];
-    if (use.ports == 0) use.peer = peerOf(socket), use.family = socket.family;
-    if (by > 0) use.ports++;
-    else if (use.ports <= 1) ports.erase(peerOf(socket));
-    else use.ports--;
 }
 
 static SocketCounters countersOf(const InetSocket& from, const SocketCounters& before) {
@@ -171,7 +160,6 @@ void SockSampler::update(uint16_t space, uint8_t protocol, const InetSocket& fro
         owners.add(at);
     } else {
         count(table.slots[at], -1);
-        countPort(table.slots[at], -1);
     }
     auto& socket = table.slots[at];
     if (socket.inode != from.inode) table.setInode(at, from.inode), owners.add(at);
@@ -182,7 +170,6 @@ void SockSampler::update(uint16_t space, uint8_t protocol, const InetSocket& fro
     socket.seen = now->pass;
     socket.counters = after;
     count(socket, 1);
-    countPort(socket, 1);
     if (socket.state == SocketState::Listen && !wasListening) now->listeners.push_back({at, 0, {}});
     const bool read = protocol == IPPROTO_TCP ? positionOf(after, socket.receive_queue) > positionOf(before, queue)
                                               : socket.receive_queue < queue;
@@ -223,7 +210,6 @@ void SockSampler::take(uint16_t space, uint8_t protocol, std::string_view messag
 
 void SockSampler::drop(uint32_t at) {
     count(now->table.slots[at], -1);
-    countPort(now->table.slots[at], -1);
     now->table.remove(at);
 }
 
@@ -247,7 +233,7 @@ uint32_t SockSampler::ownerOfEnded(const Socket& socket) const {
         if (!known.free && known.space == socket.space && known.ends.port == socket.ends.port && known.owner)
             return known.owner;
     }
-    const auto found = clients.find(PeerHash()(peerOf(socket)));
+    const auto found = clients.find(digestOf(peerOf(socket)));
     return found == clients.end() ? 0 : found->second;
 }
 
@@ -488,6 +474,35 @@ void SockSampler::sampleOwn() {
     listUnix(own);
 }
 
+// --- Local ports
+
+// The peer with most connections of the own namespace from ports that the kernel chose. Those to a port with a listener
+// were made by others. They are only counted where they can be half of all ports.
+void SockSampler::countPorts() {
+    now->ports.reset();
+    const auto& slots = now->table.slots;
+    if (now->portRange == 0 || now->table.size() < now->portRange / 2) return;
+    std::vector<bool> listening(size_t{UINT16_MAX} + 1);
+    for (const auto& listener : now->listeners) listening[slots[listener.socket].ends.port] = true;
+    std::vector<std::pair<uint64_t, uint32_t>> peers; // digest of the peer, socket
+    for (uint32_t at = 0; at < slots.size(); at++) {
+        const auto& socket = slots[at];
+        if (socket.free || socket.space != 0 || socket.protocol != IPPROTO_TCP || socket.ends.peer_port == 0 ||
+            socket.ends.port < firstPort || socket.ends.port > lastPort || listening[socket.ends.port])
+            continue;
+        peers.emplace_back(digestOf(peerOf(socket)), at);
+    }
+    std::sort(peers.begin(), peers.end());
+    for (size_t from = 0; from < peers.size();) {
+        size_t to = from + 1;
+        while (to < peers.size() && peers[to].first == peers[from].first) to++;
+        const auto& socket = slots[peers[from].second];
+        if (!now->ports || to - from > now->ports->ports)
+            now->ports = PortUse{peerOf(socket), socket.family, to - from};
+        from = to;
+    }
+}
+
 // --- A pass
 
 // What the tables need besides the changes.
@@ -506,7 +521,7 @@ void SockSampler::finish(std::span<const Ran> ran) {
         const auto& socket = slots[change.socket];
         if (socket.protocol != IPPROTO_TCP) continue;
         hot.push_back(change.socket);
-        if (socket.owner && socket.ends.peer_port) clients[PeerHash()(peerOf(socket))] = socket.owner;
+        if (socket.owner && socket.ends.peer_port) clients[digestOf(peerOf(socket))] = socket.owner;
     }
     std::erase_if(now->listeners, [&](auto& listener) {
         const auto& socket = slots[listener.socket];
@@ -525,9 +540,7 @@ void SockSampler::finish(std::span<const Ran> ran) {
     for (auto& listener : now->listeners)
         if (now->pass <= 2 || listener.drops > 0 || slots[listener.socket].receive_queue > 0)
             owners.ownersOf(slots[listener.socket].inode, listener.owners);
-    now->ports.reset();
-    for (const auto& [ends, use] : ports)
-        if (!now->ports || use.ports > now->ports->ports) now->ports = use;
+    if (now->spaces[0].listed) countPorts();
 }
 
 void SockSampler::sample(std::span<const Ran> ran, std::span<const GoneProcess> gone, SockSample& to) {
@@ -559,5 +572,12 @@ void SockSampler::sample(std::span<const Ran> ran, std::span<const GoneProcess> 
     if (!root.isOther()) owners.begin(ran, gone, to.table);
     sampleOwn();
     if (!root.isOther()) sampleOthers();
+    for (auto& space : to.spaces) {
+        const auto before = segmentsOf(space.before.tcp), after = segmentsOf(space.now.tcp);
+        if (!space.paired || !space.now.known || after < before) continue;
+        const uint64_t counted = space.explained + space.ahead;
+        space.explained = std::min(counted, after - before);
+        space.ahead = counted - space.explained;
+    }
     finish(ran);
 }

@@ -53,6 +53,7 @@ struct SockSpace {
     // Of this pass.
     bool listed = false;
     uint64_t asked = 0, moved = 0, received = 0, sent = 0, explained = 0, ended = 0;
+    uint64_t ahead = 0;           // segments that sockets have counted after the counters of the namespace were read
     std::optional<uint64_t> lost; // how often reports of ended sockets were lost; none: there are no reports
 };
 
@@ -118,10 +119,6 @@ class SockSampler {
     unsigned uncertain = 0, unixAge = 0;
     uint64_t unixUsed = 0;
     uint16_t firstPort = 0, lastPort = 0;
-    struct PeerHash {
-        size_t operator()(const SocketEnds& ends) const;
-    };
-    std::unordered_map<SocketEnds, PortUse, PeerHash> ports;
     std::unordered_map<uint64_t, uint32_t> clients; // who talked to a peer, by a digest of its address and port
     struct Asking {
         uint16_t space = 0;
@@ -138,7 +135,7 @@ class SockSampler {
     // --- Sockets
     static size_t groupOf(uint8_t protocol, uint8_t family);
     void count(const Socket& socket, int by);
-    void countPort(const Socket& socket, int by);
+    void countPorts();
     void take(uint16_t space, uint8_t protocol, std::string_view messages);
     void takeAll(uint16_t space, std::string_view messages);
     void update(uint16_t space, uint8_t protocol, const InetSocket& from);

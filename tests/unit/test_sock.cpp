@@ -1,0 +1,166 @@
+// What the sampler of sockets asks for, and what it makes of the answers.
+#include "model/sock.h"
+
+#include "tests/unit/made.h"
+
+#include <gtest/gtest.h>
+
+static std::string snmp(uint64_t in, uint64_t out) {
+    return "file /proc/net/snmp <<E\nTcp: ActiveOpens PassiveOpens InSegs OutSegs RetransSegs\nTcp: 0 0 " +
+           std::to_string(in) + " " + std::to_string(out) + " 0\nE\n";
+}
+
+// `count` connections; those from `first` on have moved so many segments each way.
+static std::string sockets(unsigned count, unsigned first, unsigned segments) {
+    std::string lines = "netlink sockdiag tcp4 <<E\n";
+    for (unsigned i = 0; i < count; i++) {
+        const unsigned moved = i >= first ? segments : 0;
+        lines += "socket 10.0.0.1:80 10.1." + std::to_string(i / 250) + "." + std::to_string(i % 250 + 1) +
+                 ":4000 cookie=" + std::to_string(i + 1) + " inode=" + std::to_string(i + 100) +
+                 " received=" + std::to_string(moved * 10) + " sent=0 in=" + std::to_string(moved) +
+                 " out=" + std::to_string(moved) + "\n";
+    }
+    return lines + "E\n";
+}
+
+static std::string descriptors(unsigned pid, unsigned first, unsigned count) {
+    std::string lines;
+    for (unsigned i = 0; i < count; i++)
+        lines += "link /proc/" + std::to_string(pid) + "/fd/" + std::to_string(i + 3) + " socket:[" +
+                 std::to_string(first + i + 100) + "]\n";
+    return lines;
+}
+
+namespace {
+struct Sampled {
+    Helper helper;
+    SockSampler sampler{Root(), helper};
+    SockSample sample;
+    void pass(const std::vector<Ran>& ran) { sampler.sample(ran, {}, sample); }
+    const SockSpace& own() const { return sample.spaces[0]; }
+};
+} // namespace
+
+static const Ran First{11, 7, 1, true, false, 'S'}, Second{12, 7, 1, true, false, 'S'};
+static const Ran FirstAgain{11, 7, 1, false, false, 'S'}, SecondAgain{12, 7, 1, false, false, 'S'};
+
+TEST(SockSampler, NothingIsAskedForWhileTheCountersStandStill) {
+    Made made(snmp(0, 0) + sockets(120, 120, 0) + descriptors(11, 0, 100) + descriptors(12, 100, 20) + "step 1\n" +
+              sockets(120, 0, 5));
+    Sampled sampled;
+    sampled.pass({First, Second});
+    EXPECT_TRUE(sampled.own().listed);
+    EXPECT_EQ(sampled.sample.table.size(), 120U);
+    EXPECT_TRUE(sampled.sample.changes.empty());
+    made.step();
+    sampled.pass({FirstAgain, SecondAgain}); // what the kernel would answer has changed, but its counters have not
+    EXPECT_FALSE(sampled.own().listed);
+    EXPECT_EQ(sampled.own().asked, 0U);
+    EXPECT_TRUE(sampled.sample.changes.empty());
+}
+
+TEST(SockSampler, TheSocketsOfWhoRanSufficeWhenTheyExplainAllSegments) {
+    Made made(snmp(1, 1) + sockets(120, 120, 0) + descriptors(11, 0, 110) + descriptors(12, 110, 10) + "step 1\n" +
+              snmp(11, 11) + sockets(120, 118, 5) + "step 2\n" + snmp(13, 13) + sockets(120, 118, 6) + "step 3\n" +
+              snmp(100, 100) + sockets(120, 60, 7));
+    Sampled sampled;
+    sampled.pass({First, Second});
+    made.step();
+    sampled.pass({SecondAgain});
+    EXPECT_FALSE(sampled.own().listed);
+    EXPECT_EQ(sampled.own().asked, 10U); // those of the process that ran
+    ASSERT_EQ(sampled.sample.changes.size(), 2U);
+    EXPECT_EQ(sampled.own().explained, 20U);
+    EXPECT_EQ(sampled.own().received, 100U);
+    EXPECT_EQ(sampled.sample.table.slots[sampled.sample.changes[0].socket].owner, 12U);
+    made.step();
+    sampled.pass({}); // nobody ran: those that moved before are asked for
+    EXPECT_FALSE(sampled.own().listed);
+    EXPECT_EQ(sampled.own().asked, 2U);
+    EXPECT_EQ(sampled.sample.changes.size(), 2U);
+    made.step();
+    sampled.pass({SecondAgain}); // sockets of the other one moved, too
+    EXPECT_TRUE(sampled.own().listed);
+    EXPECT_EQ(sampled.sample.changes.size(), 60U);
+}
+
+TEST(SockSampler, AnOwnerThatInheritedIsFound) {
+    Made made(snmp(1, 1) + sockets(30, 30, 0) + descriptors(11, 0, 30) + "dir /proc/12/fd\nstep 1\n" + snmp(2, 2) +
+              sockets(30, 29, 1) + "gone /proc/11/fd/32\nlink /proc/12/fd/9 socket:[129]\nstep 2\n" +
+              "link /proc/11/fd/7 socket:[129]\n" + snmp(4, 4) + sockets(30, 29, 3));
+    Sampled sampled;
+    sampled.pass({First, Second});
+    made.step();
+    sampled.pass({SecondAgain}); // it got the descriptor over a socket and sent something
+    ASSERT_EQ(sampled.sample.changes.size(), 1U);
+    const auto& socket = sampled.sample.table.slots[sampled.sample.changes[0].socket];
+    EXPECT_EQ(socket.owner, 12U);
+    made.step();
+    sampled.pass({FirstAgain, SecondAgain});
+    EXPECT_EQ(socket.owner, 12U);
+}
+
+// All 50 random machines: what the rows and their rest add up to is what moved, whichever way it was found out.
+TEST(SockRows, SumsAreExactOnRandomMachines) {
+    for (unsigned seed = 1; seed <= 50; seed++) {
+        std::srand(seed);
+        const unsigned count = 1 + static_cast<unsigned>(std::rand()) % 900;
+        const unsigned first = static_cast<unsigned>(std::rand()) % count;
+        const unsigned segments = 1 + static_cast<unsigned>(std::rand()) % 50;
+        const uint64_t moved = uint64_t{count - first} * segments;
+        Made made(snmp(3, 3) + sockets(count, count, 0) + descriptors(11, 0, count) + "step 1\n" +
+                  snmp(3 + moved, 3 + moved) + sockets(count, first, segments));
+        Sampled sampled;
+        sampled.pass({First});
+        made.step();
+        sampled.pass({FirstAgain});
+        Interval interval;
+        interval.processes.rows.emplace_back().pid = 11;
+        sockRows(sampled.sample, ProcSample(), ViewRow(), interval);
+        uint64_t received = 0, in = 0;
+        const auto add = [&](const SockRow& row) {
+            received += row.received.value_or(0), in += row.segments_in.value_or(0);
+        };
+        for (auto& row : interval.sockets.rows) add(row);
+        if (interval.sockets.rest) add(*interval.sockets.rest);
+        EXPECT_EQ(received, moved * 10) << "seed " << seed;
+        EXPECT_EQ(in, moved) << "seed " << seed;
+        EXPECT_LE(interval.sockets.rows.size(), 500U);
+        ASSERT_EQ(interval.namespaces.rows.size(), 1U);
+        EXPECT_EQ(interval.namespaces.rows[0].explained, 2 * moved) << "seed " << seed;
+        EXPECT_EQ(interval.namespaces.rows[0].received, moved * 10) << "seed " << seed;
+        EXPECT_EQ(interval.processes.rows[0].tcp_received, moved * 10) << "seed " << seed;
+    }
+}
+
+TEST(SockRows, LocalPortsThatRunOut) {
+    std::string lines = "netlink sockdiag tcp4 <<E\n";
+    for (unsigned i = 0; i < 60; i++)
+        lines += "socket 10.0.0.1:" + std::to_string(40000 + i) + " 10.1.1." + (i < 55 ? "9" : "8") +
+                 ":5432 cookie=" + std::to_string(i + 1) + " inode=0\n";
+    Made made("text /proc/sys/net/ipv4/ip_local_port_range \"40000\\t40099\\n\"\n" + snmp(1, 1) + lines + "E\n");
+    Sampled sampled;
+    sampled.pass({});
+    ASSERT_TRUE(sampled.sample.ports);
+    EXPECT_EQ(sampled.sample.ports->ports, 55U);
+    Interval interval;
+    sockRows(sampled.sample, ProcSample(), ViewRow(), interval);
+    ASSERT_EQ(interval.limits.rows.size(), 1U);
+    EXPECT_EQ(interval.limits.rows[0].name, "ports to 10.1.1.9:5432");
+    EXPECT_EQ(interval.limits.rows[0].limit, 100U);
+}
+
+TEST(SockRows, Filters) {
+    ViewRow asked;
+    EXPECT_TRUE(wantsSocket(asked, 80, 4000, "10.0.0.1", "10.1.1.9", "ESTABLISHED"));
+    asked.port = "443,80";
+    EXPECT_TRUE(wantsSocket(asked, 80, 4000, "", "", ""));
+    EXPECT_TRUE(wantsSocket(asked, 4000, 443, "", "", ""));
+    EXPECT_FALSE(wantsSocket(asked, 4000, 8080, "", "", ""));
+    asked.address = "10.1.";
+    EXPECT_TRUE(wantsSocket(asked, 80, 1, "10.0.0.1", "10.1.1.9", ""));
+    EXPECT_FALSE(wantsSocket(asked, 80, 1, "10.0.0.1", "10.2.1.9", ""));
+    asked.state = "CLOSE_WAIT";
+    EXPECT_FALSE(wantsSocket(asked, 80, 1, "10.0.0.1", "10.1.1.9", "ESTABLISHED"));
+    EXPECT_TRUE(wantsSocket(asked, 80, 1, "10.0.0.1", "10.1.1.9", "CLOSE_WAIT"));
+}
