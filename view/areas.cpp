@@ -55,7 +55,7 @@ static constexpr Area Areas[] = {
                  "/proc/stat, taskstats", "ended cpu failed killed life", false, showChurn},
     {"file",     "open files that moved or were written, with process, path, filesystem and disk",
                  "/proc/self/fdinfo, /proc/1/fdinfo", "forward back growth position size", false, showFiles},
-    {"sock",     "sockets of every network namespace: states, listeners, queues, bytes, retransmissions, owners",
+    {"sock",     "sockets of all network namespaces: states, listeners, queues, bytes, retransmissions, owners",
                  "sock_diag, /proc/net/snmp, /proc/net/sockstat, /proc/self/fd", "queue bytes received sent retransmitted drops rtt unread",
                  false, showSockets},
     {"self",     "what wyrt itself costs, and what it could not do",

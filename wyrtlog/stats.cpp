@@ -35,6 +35,7 @@ static constexpr AreaKinds Areas[] = {
     {"fs",       {"FS", ""},            true },
     {"net",      {"LINKS", "LINK"},     true },
     {"proto",    {"PROTO", ""},         false},
+    {"sock",     {"SOCKS", "NETNS"},    false},
     {"limits",   {"LIMIT", ""},         false},
     {"cgroup",   {"CGROUP", "CGROUPS"}, false},
     {"proc",     {"PROCS", ""},         true },
