@@ -18,6 +18,7 @@ inline void save(const std::string& path, const std::string& log) {
 // What the program prints on both streams, then its status.
 inline std::string run(std::vector<std::string> words) {
     words.insert(words.begin(), "wyrtlog");
+    fflush(stdout); // of the tests
     return apart([&] {
         std::vector<char*> argv;
         for (auto& word : words) argv.push_back(word.data());

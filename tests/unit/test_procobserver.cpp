@@ -121,6 +121,17 @@ static void expectExact(const ProcRow& row, const MadeProcess& now, const MadePr
     EXPECT_TRUE(row.ran);
 }
 
+namespace {
+// The rows of a sample.
+struct Seen {
+    Rows<ProcsRow> all;
+    Rows<ProcRow> rows;
+    Rows<StartRow> starts;
+    Rows<ExitRow> exits;
+    explicit Seen(const ProcSample& sample) { processRows(sample, false, all, rows, starts, exits); }
+};
+} // namespace
+
 TEST(ProcessObserver, NothingIsMissedAndNothingIsMadeUp) {
     constexpr unsigned Steps = 40;
     for (const unsigned seed : {1U, 2U, 3U, 4U, 5U}) {
@@ -134,17 +145,14 @@ TEST(ProcessObserver, NothingIsMissedAndNothingIsMadeUp) {
             SCOPED_TRACE("seed " + std::to_string(seed) + ", step " + std::to_string(i + 1));
             made.step();
             sampler.sample(sample);
-            Rows<ProcsRow> all;
-            Rows<ProcRow> rows;
-            Rows<StartRow> starts;
-            Rows<ExitRow> exits;
-            processRows(sample, false, all, rows, starts, exits);
+            const Seen seen(sample);
             const auto& truth = observer.truth[i];
-            EXPECT_EQ(starts.rows.size(), truth.born);
-            EXPECT_EQ(exits.rows.size(), truth.ended);
-            EXPECT_EQ(all.rows.at(0).processes, truth.processes.size() + 1); // and init
+            EXPECT_EQ(seen.starts.rows.size(), truth.born);
+            EXPECT_EQ(seen.exits.rows.size(), truth.ended);
+            EXPECT_EQ(seen.all.rows.at(0).processes, truth.processes.size() + 1); // and init
             std::map<uint64_t, const ProcRow*> byPid;
-            for (auto& row : rows.rows) EXPECT_TRUE(byPid.emplace(row.pid, &row).second) << "two rows of " << row.pid;
+            for (auto& row : seen.rows.rows)
+                EXPECT_TRUE(byPid.emplace(row.pid, &row).second) << "two rows of " << row.pid;
             for (auto& [pid, process] : truth.processes) {
                 const auto found = byPid.find(static_cast<uint64_t>(pid));
                 const bool ran = process.born || process.now.cpu_ns != process.before.cpu_ns;
@@ -185,14 +193,10 @@ TEST(ProcessObserver, AHundredThousandProcesses) {
     EXPECT_EQ(sample.entries.size(), static_cast<size_t>(Count));
     made.step();
     sampler.sample(sample);
-    Rows<ProcsRow> all;
-    Rows<ProcRow> rows;
-    Rows<StartRow> starts;
-    Rows<ExitRow> exits;
-    processRows(sample, false, all, rows, starts, exits);
+    const Seen seen(sample);
     std::map<uint64_t, uint64_t> used;
-    for (auto& row : rows.rows)
+    for (auto& row : seen.rows.rows)
         if (row.cpu_us.value_or(0) > 0) used[row.pid] = *row.cpu_us;
     EXPECT_EQ(used, (std::map<uint64_t, uint64_t>{{7, 2000}, {Count - 1, 4000}}));
-    EXPECT_EQ(all.rows.at(0).processes, static_cast<uint64_t>(Count));
+    EXPECT_EQ(seen.all.rows.at(0).processes, static_cast<uint64_t>(Count));
 }

@@ -1,8 +1,5 @@
 // wyrt stats on logs in a made-up machine.
-#include "base/outfile.h"
-#include "record/log.h"
-#include "tests/unit/made.h"
-#include "wyrtlog/run.h"
+#include "tests/unit/logcommand.h"
 #include "wyrtlog/stats.h"
 #include "wyrtlog/tally.h"
 
@@ -42,24 +39,9 @@ static std::string logOf(const std::vector<Interval>& intervals) {
     return log;
 }
 
-static void save(const std::string& path, const std::string& log) {
-    OutFile file;
-    ASSERT_TRUE(file.open(path, OutFile::How::New));
-    ASSERT_TRUE(file.write(log));
-}
-
-static std::string run(std::vector<std::string> words) {
-    words.insert(words.begin(), {"wyrtlog", "stats"});
-    fflush(stdout);
-    return apart([&] {
-        std::vector<char*> argv;
-        for (auto& word : words) argv.push_back(word.data());
-        argv.push_back(nullptr);
-        const int status = wyrtlogMain(static_cast<int>(words.size()), argv.data());
-        flushOutput();
-        printf("status %d\n", status);
-        fflush(stdout);
-    });
+static std::string counted(std::vector<std::string> words) {
+    words.insert(words.begin(), "stats");
+    return run(std::move(words));
 }
 
 // The words of the first line that has all of these parts.
@@ -105,7 +87,7 @@ TEST(Stats, Figures) {
         if (n == 20) interval.disks.rest.emplace().write_bytes = 5;
     }
     save("/a.wyrt", logOf(intervals));
-    const auto said = run({"/a.wyrt"});
+    const auto said = counted({"/a.wyrt"});
     EXPECT_TRUE(said.starts_with("db7  2026-11-21T14:05:10.000+01:00 to 2026-11-21T14:05:50.000+01:00  20 intervals\n"))
         << said;
     EXPECT_TRUE(said.ends_with("status 0\n")) << said;
@@ -118,7 +100,7 @@ TEST(Stats, Figures) {
     // Seen in the last one only; levels are those of the records.
     EXPECT_EQ(lineWith(said, {"sdb", "write_bytes"}), "sdb 8:0 write_bytes 512K/s 512K/s 512K/s 512K/s 14:05:50");
     EXPECT_EQ(lineWith(said, {"sda", "in_flight"}), "sda 8:0 in_flight 2726 2097 8388 8388 14:05:24");
-    const auto part = run({"/a.wyrt", "disk/write_bytes", "--since", "2026-11-21 14:05:21+01:00", "-n", "1"});
+    const auto part = counted({"/a.wyrt", "disk/write_bytes", "--since", "2026-11-21 14:05:21+01:00", "-n", "1"});
     EXPECT_EQ(part.find("in_flight"), part.npos) << part;
     EXPECT_EQ(part.find("CPU"), part.npos) << part;
     EXPECT_NE(part.find("1 more (-n)"), part.npos) << part;
@@ -133,8 +115,8 @@ TEST(Stats, WhoUsedWhat) {
     addProcess(second, 12, "java", 500000).wait_us = 700000;
     addProcess(second, 13, "a,b", 500000);
     save("/a.wyrt", logOf({first, second}));
-    const auto by = [](const char* way) { return run({"/a.wyrt", "--by", way}); };
-    const auto command = run({"/a.wyrt", "proc"});
+    const auto by = [](const char* way) { return counted({"/a.wyrt", "--by", way}); };
+    const auto command = counted({"/a.wyrt", "proc"});
     EXPECT_EQ(lineWith(command, {"share", "CPU"}), "CPU mean share command");
     EXPECT_EQ(lineWith(command, {"75.0%"}), "3.0s 75.0% 75.0% java"); // of 4 s, and of 4 s by the clock
     EXPECT_EQ(lineWith(command, {"% sh"}), "0.5s 12.5% 12.5% sh");
@@ -144,7 +126,7 @@ TEST(Stats, WhoUsedWhat) {
     EXPECT_EQ(lineWith(by("process"), {"java[10]"}), "2.5s 62.5% 62.5% java[10]");
     EXPECT_EQ(lineWith(by("user"), {"ujava"}), "3.0s 75.0% 75.0% ujava");
     EXPECT_EQ(lineWith(by("unit"), {"sh.service"}), "0.5s 12.5% 12.5% sh.service");
-    EXPECT_EQ(lineWith(run({"/a.wyrt", "-n", "1"}), {"2 others"}), "1.0s 25.0% 25.0% (2 others)");
+    EXPECT_EQ(lineWith(counted({"/a.wyrt", "-n", "1"}), {"2 others"}), "1.0s 25.0% 25.0% (2 others)");
     EXPECT_EQ(by("disc"),
               "wyrt: --by has no word 'disc' for these areas; the nearest is disk (see wyrt stats --help)\nstatus 2\n");
 }
@@ -157,7 +139,7 @@ TEST(Stats, RestRowsBoundWhatIsKnown) {
     addProcess(interval, 11, "sh", 200000);
     interval.processes.rest.emplace().cpu_us = 200000;
     save("/a.wyrt", logOf({interval}));
-    const auto said = run({"/a.wyrt"});
+    const auto said = counted({"/a.wyrt"});
     EXPECT_EQ(lineWith(said, {"share", "CPU"}), "CPU mean share at_most command");
     EXPECT_EQ(lineWith(said, {"java"}), "0.6s 30.0% 60.0% 80.0% java");
     EXPECT_EQ(lineWith(said, {"without"}), "0.2s 10.0% 20.0% - (without a record of their own)");
@@ -168,7 +150,7 @@ TEST(Stats, Disks) {
     auto interval = intervalAt(1);
     addDisk(interval, "sda", 3 << 20), addDisk(interval, "sdb", 1 << 20);
     save("/a.wyrt", logOf({interval}));
-    EXPECT_EQ(lineWith(run({"/a.wyrt", "--by", "disk"}), {"75.0%"}), "3.0M 1.5M/s 75.0% sda");
+    EXPECT_EQ(lineWith(counted({"/a.wyrt", "--by", "disk"}), {"75.0%"}), "3.0M 1.5M/s 75.0% sda");
 }
 
 TEST(Stats, ADamagedIntervalIsInNoFigure) {
@@ -179,7 +161,7 @@ TEST(Stats, ADamagedIntervalIsInNoFigure) {
     auto log = logOf({first, second});
     log.replace(log.find(",77777,"), 7, ",99999,");
     save("/a.wyrt", log);
-    const auto said = run({"/a.wyrt"});
+    const auto said = counted({"/a.wyrt"});
     EXPECT_EQ(lineWith(said, {"sda"}), "sda 8:0 write_bytes 1.0M/s 1.0M/s 1.0M/s 1.0M/s 14:05:12");
     EXPECT_EQ(said.find("bad"), said.npos) << said;
     EXPECT_NE(said.find("1 interval is damaged"), said.npos) << said;
@@ -188,11 +170,11 @@ TEST(Stats, ADamagedIntervalIsInNoFigure) {
 TEST(Stats, WrongUsage) {
     Made machine("");
     save("/a.wyrt", logOf({intervalAt(1)}));
-    EXPECT_EQ(run({"/a.wyrt", "disk/wriet"}),
+    EXPECT_EQ(counted({"/a.wyrt", "disk/wriet"}),
               "wyrt: disk has no figure 'wriet'; the nearest is writes (see wyrt stats --help)\nstatus 2\n");
-    EXPECT_EQ(run({"/a.wyrt", "why"}), "wyrt: there are no figures of 'why' (see wyrt stats --help)\nstatus 2\n");
-    EXPECT_EQ(run({"/a.wyrt", "--until", "2000-01-01"}), "wyrt: there is no interval in this span\nstatus 1\n");
-    EXPECT_TRUE(run({"--help"}).starts_with("wyrt stats [AREA...] [AREA/FIGURE...] [LOG...] [OPTION...]\n"));
+    EXPECT_EQ(counted({"/a.wyrt", "why"}), "wyrt: there are no figures of 'why' (see wyrt stats --help)\nstatus 2\n");
+    EXPECT_EQ(counted({"/a.wyrt", "--until", "2000-01-01"}), "wyrt: there is no interval in this span\nstatus 1\n");
+    EXPECT_TRUE(counted({"--help"}).starts_with("wyrt stats [AREA...] [AREA/FIGURE...] [LOG...] [OPTION...]\n"));
     EXPECT_EQ(whyNoFigure("disk/busy_us"), "");
     EXPECT_EQ(whyNoFigure("mem"), "");
 }
