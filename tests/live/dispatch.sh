@@ -40,7 +40,7 @@ done
 # The classic form takes no notice of operands, so its lines must be the same with and without.
 run -b -r -c 1 -i 100
 grep '^ *[A-Z]' out | sed 's/[0-9].*//' >without
-for word in whale ./show stats disk; do
+for word in whale ./show fleet disk; do
     run "$word" -b -r -c 1 -i 100
     why=
     ((status == 0)) || why="status $status"
