@@ -121,12 +121,13 @@ kill -KILL "${started[@]}" 2>/dev/null
 wait "${started[@]}" 2>/dev/null
 started=()
 
-# All that runs in a group of its own: its processes, and what their children used that are gone, are its usage.
+# All that runs in a group of its own: its processes, and what their children used that are gone, are its usage. The
+# kernel counts the time of children in ticks of 10 ms, for each of the three parents.
 groups=/sys/fs/cgroup
 [ -d $groups/cpuacct ] && groups+=/cpuacct
 group=$groups/wyrt-live-$$
 if mkdir "$group" 2>/dev/null; then
-    bash -c 'echo $$ >"$1/cgroup.procs" && exec "$2" 500 100' - "$group" "$churner" &
+    bash -c 'echo $$ >"$1/cgroup.procs" && exec "$2" 1000 600' - "$group" "$churner" &
     loader=$!
     sleep 1
     "$wyrt" record proc cgroup -i 2s -c 3 -o grouped 2>errors
