@@ -210,6 +210,7 @@ static void keepLargest(const std::vector<Candidate>& all, size_t most, std::vec
         [](const Candidate& c) { return static_cast<uint64_t>(c.socket->unread_us > 0 && !c.ended); },
     };
     std::vector<std::pair<uint64_t, size_t>> order;
+    order.reserve(all.size());
     for (const auto figure : Figures) {
         order.clear();
         for (size_t i = 0; i < all.size(); i++)
@@ -232,6 +233,7 @@ static bool fitsView(const ViewRow& asked, const Socket& socket, bool ended) {
 
 static std::vector<Candidate> candidatesOf(const SockSample& sample) {
     std::vector<Candidate> all;
+    all.reserve(sample.changes.size() + sample.queued.size() + sample.ended.size());
     const auto& slots = sample.table.slots;
     const auto isListener = [](const Socket& socket) { return socket.state == SocketState::Listen; };
     for (const auto& change : sample.changes)

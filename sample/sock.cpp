@@ -130,6 +130,8 @@ void SockSampler::note(uint32_t at, const SocketCounters& before, bool born) {
     auto& socket = now->table.slots[at];
     if (socket.moved == now->pass) return;
     socket.moved = now->pass;
+    // All of them may follow. Room for so many at once is half of what doubling needs, and is not touched before.
+    if (now->changes.empty()) now->changes.reserve(now->table.size());
     now->changes.push_back({at, before, born});
 }
 
