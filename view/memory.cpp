@@ -5,8 +5,7 @@
 #include <algorithm>
 
 static std::string share(const std::optional<uint64_t>& part, const std::optional<uint64_t>& whole) {
-    return part ? percentText(static_cast<double>(*part), static_cast<double>(whole.value_or(0)))
-                : std::string(NoValue);
+    return percentText(part, valueOf(whole));
 }
 
 static void showNodes(const Interval& interval, const View& view, Page& page) {

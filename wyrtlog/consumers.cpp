@@ -24,7 +24,7 @@ void Consumers::head(const Sheets& sheets) {
 }
 
 // NoConsumer: its name is damaged.
-size_t Consumers::consumerOf(const Sheet&, const Cells& cells) {
+size_t Consumers::consumerOf(const Cells& cells) {
     constexpr size_t Most = 50000;
     key.clear();
     for (const size_t column : keyColumns) key.append(cells[column]), key += ',';
@@ -51,7 +51,7 @@ bool Consumers::line(const Sheet& sheet, const Cells& cells) {
         if (!amount) return false;
         one.amounts[i] = *amount;
     }
-    if (identified && (one.consumer = consumerOf(sheet, cells)) == NoConsumer) return false;
+    if (identified && (one.consumer = consumerOf(cells)) == NoConsumer) return false;
     pending.push_back(one);
     return true;
 }

@@ -34,7 +34,7 @@ class Consumers {
     Consumer restRows; // of records that found no room in the log
     std::string key, text;
 
-    size_t consumerOf(const Sheet& sheet, const Cells& cells);
+    size_t consumerOf(const Cells& cells);
 
 public:
     // `by`: process, command, user, unit or disk.

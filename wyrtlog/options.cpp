@@ -5,7 +5,6 @@
 #include "base/refusal.h"
 #include "view/areas.h"
 #include "view/commandline.h"
-
 #include "wyrtlog/stats.h"
 
 #include <CLI/CLI.hpp>
@@ -79,6 +78,7 @@ std::optional<LogTask> taskOf(std::string_view word) {
 }
 
 static bool isLimits(const TableOption& option) { return option.text == &TableWords::limits; }
+static bool isRows(const TableOption& option) { return option.text == &TableWords::rows; }
 
 static void addOptions(CLI::App& app, Asked& asked, Typed& typed) {
     app.set_help_flag();
@@ -91,8 +91,7 @@ static void addOptions(CLI::App& app, Asked& asked, Typed& typed) {
     }
     if (asked.task == LogTask::Show) addTableOptions(app, asked.table);
     if (has(Whys | Charts, asked.task)) addTableOptions(app, asked.table, isLimits);
-    if (asked.task == LogTask::Stats)
-        addTableOptions(app, asked.table, [](const TableOption& option) { return option.text == &TableWords::rows; });
+    if (asked.task == LogTask::Stats) addTableOptions(app, asked.table, isRows);
     if (has(Shows | Whys | Statistics, asked.task))
         app.add_option("--color", typed.color, "auto, always or never; NO_COLOR is honoured")->type_name("WHEN");
 }

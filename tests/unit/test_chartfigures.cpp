@@ -204,7 +204,7 @@ TEST(ChartEncode, Times) { EXPECT_EQ(encodedTimes(std::vector<int64_t>{0, 31, 63
 TEST(ChartEncode, TextsAreTexts) {
     const std::string hostile = "</script><img src=x onerror=alert(1)>&\"'\\\x1B\xE2\x80\xA8\xFF\n";
     std::string json;
-    appendJson(json, hostile);
+    appendPageJson(json, hostile);
     EXPECT_EQ(json, "\"\\u003c/script\\u003e\\u003cimg src=x onerror=alert(1)\\u003e\\u0026\\\"'\\\\\\\\x1B\xE2\x80\xA8"
                     "\\\\xFF\\\\x0A\"");
     EXPECT_EQ(html(hostile), "&lt;/script&gt;&lt;img src=x onerror=alert(1)&gt;&amp;&quot;&#39;\\\\x1B\xE2\x80\xA8"

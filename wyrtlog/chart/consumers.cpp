@@ -1,22 +1,20 @@
 #include "wyrtlog/chart/consumers.h"
 
+#include "view/format.h"
+
 #include <algorithm>
 #include <unordered_set>
 
 // What a forged log can make us keep.
 static constexpr size_t MostLevels = 200000;
 
-template <typename T> static double value(const std::optional<T>& figure) {
-    return static_cast<double>(figure.value_or(0));
-}
-
 // --- Processes
 
 // CPU time that was used, whoever did it, in microseconds.
 static double usedCpu(const Interval& interval) {
     const auto* row = interval.cpu.one();
-    return row ? value(row->user_us) + value(row->nice_us) + value(row->system_us) + value(row->irq_us) +
-                     value(row->softirq_us) + value(row->steal_us)
+    return row ? valueOf(row->user_us) + valueOf(row->nice_us) + valueOf(row->system_us) + valueOf(row->irq_us) +
+                     valueOf(row->softirq_us) + valueOf(row->steal_us)
                : 0;
 }
 
@@ -31,9 +29,9 @@ void ConsumerCharts::addProcesses(const Interval& interval, int64_t time_ms) {
     if (elapsed_us <= 0) return;
     const double seconds = elapsed_us / 1e6;
     // Children that lived shortly are part of their parent.
-    const auto cpuOf = [](const ProcRow& row) { return value(row.cpu_us) + value(row.children_us); };
-    const auto waitOf = [](const ProcRow& row) { return value(row.wait_us); };
-    const auto ioOf = [](const ProcRow& row) { return value(row.read_bytes) + value(row.write_bytes); };
+    const auto cpuOf = [](const ProcRow& row) { return valueOf(row.cpu_us) + valueOf(row.children_us); };
+    const auto waitOf = [](const ProcRow& row) { return valueOf(row.wait_us); };
+    const auto ioOf = [](const ProcRow& row) { return valueOf(row.read_bytes) + valueOf(row.write_bytes); };
     const auto addTop = [&](Top& top, const auto& amountOf, double factor, double least) {
         double whole = 0;
         parts.clear();
@@ -49,9 +47,9 @@ void ConsumerCharts::addProcesses(const Interval& interval, int64_t time_ms) {
     addTop(wait, waitOf, 100 / elapsed_us, 0);
     addTop(io, ioOf, 1 / seconds, 0);
     // Connections whose process is not known are in the sums of the namespaces only.
-    const auto tcpOf = [](const ProcRow& row) { return value(row.tcp_received) + value(row.tcp_sent); };
+    const auto tcpOf = [](const ProcRow& row) { return valueOf(row.tcp_received) + valueOf(row.tcp_sent); };
     double tcp = 0;
-    for (auto& row : interval.namespaces.rows) tcp += value(row.received) + value(row.sent);
+    for (auto& row : interval.namespaces.rows) tcp += valueOf(row.received) + valueOf(row.sent);
     if (!interval.namespaces.rows.empty()) addTop(network, tcpOf, 1 / seconds, tcp / seconds);
 }
 
@@ -72,7 +70,7 @@ void ConsumerCharts::addProcessMemory(const Interval& interval, int64_t time_ms)
     if (!machine || !machine->anonymous) return;
     parts.clear();
     for (auto& [pid, level] : processMemory) parts.push_back({level.member, level.bytes});
-    memory.add(time_ms, static_cast<double>(interval.elapsed_us) / 1e6, value(machine->anonymous), parts);
+    memory.add(time_ms, static_cast<double>(interval.elapsed_us) / 1e6, valueOf(machine->anonymous), parts);
 }
 
 // --- Groups
@@ -112,11 +110,11 @@ void ConsumerCharts::addGroups(const Interval& interval, int64_t time_ms) {
             top.add(time_ms, seconds, std::max(whole, least), parts);
         };
         addTop(
-            groupCpu, [](const CgroupRow& row) { return value(row.cpu_us); }, 100 / elapsed_us,
+            groupCpu, [](const CgroupRow& row) { return valueOf(row.cpu_us); }, 100 / elapsed_us,
             usedCpu(interval) * 100 / elapsed_us);
         addTop(
-            groupIo, [](const CgroupRow& row) { return value(row.read_bytes) + value(row.write_bytes); }, 1 / seconds,
-            0);
+            groupIo, [](const CgroupRow& row) { return valueOf(row.read_bytes) + valueOf(row.write_bytes); },
+            1 / seconds, 0);
     }
     if (groupsMemory.empty()) return;
     double whole = 0;

@@ -1,5 +1,7 @@
 #include "wyrtlog/chart/devices.h"
 
+#include "view/format.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -8,10 +10,6 @@
 
 // So many of a kind have charts. Each takes memory for the whole span.
 static constexpr size_t MostDevices = 64;
-
-template <typename T> static double value(const std::optional<T>& figure) {
-    return static_cast<double>(figure.value_or(0));
-}
 
 // --- Lines
 
@@ -94,8 +92,8 @@ void DeviceCharts::addDisks(const Interval& interval, Lines& lines) {
     for (auto& row : interval.disks.rows) {
         // What stands on a disk moves the same bytes.
         if (row.stacked || row.kind == "partition" || row.kind == "path") continue;
-        const double bytes = value(row.read_bytes) + value(row.write_bytes) + value(row.discard_bytes);
-        const bool active = bytes + value(row.reads) + value(row.writes) + value(row.flushes) > 0;
+        const double bytes = valueOf(row.read_bytes) + valueOf(row.write_bytes) + valueOf(row.discard_bytes);
+        const bool active = bytes + valueOf(row.reads) + valueOf(row.writes) + valueOf(row.flushes) > 0;
         auto* disk = active ? find(disks, row.name) : disks.contains(row.name) ? &disks[row.name] : nullptr;
         if (!disk) {
             if (active) leftOut++;
@@ -105,18 +103,18 @@ void DeviceCharts::addDisks(const Interval& interval, Lines& lines) {
         if (!row.holds.empty()) disk->holds = row.holds;
         disk->sum += bytes;
         const auto rate = [&](Disk shown, const std::optional<uint64_t>& amount) {
-            if (amount) set(disk->numbers, shown, value(amount) / seconds, Absent::Zero, lines);
+            if (amount) set(disk->numbers, shown, valueOf(amount) / seconds, Absent::Zero, lines);
         };
         rate(Read, row.read_bytes), rate(Written, row.write_bytes), rate(Discarded, row.discard_bytes);
         rate(Reads, row.reads), rate(Writes, row.writes), rate(Flushes, row.flushes);
         const auto wait = [&](Disk shown, const std::optional<uint64_t>& us, const std::optional<uint64_t>& count) {
-            if (us && value(count) > 0)
-                set(disk->numbers, shown, value(us) / 1000 / value(count), Absent::Unknown, lines);
+            if (us && valueOf(count) > 0)
+                set(disk->numbers, shown, valueOf(us) / 1000 / valueOf(count), Absent::Unknown, lines);
         };
         wait(ReadWait, row.read_us, row.reads), wait(WriteWait, row.write_us, row.writes);
         wait(FlushWait, row.flush_us, row.flushes);
         const auto share = [&](Disk shown, const std::optional<uint64_t>& us, double factor) {
-            if (us) set(disk->numbers, shown, value(us) / 1e6 / seconds * factor, Absent::Zero, lines);
+            if (us) set(disk->numbers, shown, valueOf(us) / 1e6 / seconds * factor, Absent::Zero, lines);
         };
         share(Queue, row.queue_us, 1), share(Busy, row.busy_us, 100);
     }
@@ -142,9 +140,9 @@ void DeviceCharts::addLinks(const Interval& interval, Lines& lines) {
         if (!link) continue;
         link->name = row.name;
         if (!row.addresses.empty()) link->holds = row.addresses;
-        link->sum += value(row.rx_bytes) + value(row.tx_bytes);
+        link->sum += valueOf(row.rx_bytes) + valueOf(row.tx_bytes);
         const auto rate = [&](Link shown, const std::optional<uint64_t>& amount) {
-            if (amount) set(link->numbers, shown, value(amount) / seconds, Absent::Zero, lines);
+            if (amount) set(link->numbers, shown, valueOf(amount) / seconds, Absent::Zero, lines);
         };
         rate(Received, row.rx_bytes), rate(Sent, row.tx_bytes);
         rate(ReceiveErrors, row.rx_errors), rate(SendErrors, row.tx_errors);
@@ -158,8 +156,8 @@ void DeviceCharts::addProtocols(const Interval& interval, Lines& lines) {
         for (size_t i = 0; i < std::size(Counters); i++) {
             auto& counter = Counters[i];
             if (row.name != counter.name || row.protocol != counter.protocol) continue;
-            if (counter.isLevel && row.value) set(protocols, i, value(row.value), Absent::Last, lines);
-            else if (row.amount && seconds > 0) set(protocols, i, value(row.amount) / seconds, Absent::Zero, lines);
+            if (counter.isLevel && row.value) set(protocols, i, valueOf(row.value), Absent::Last, lines);
+            else if (row.amount && seconds > 0) set(protocols, i, valueOf(row.amount) / seconds, Absent::Zero, lines);
         }
 }
 

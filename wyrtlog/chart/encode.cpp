@@ -1,6 +1,7 @@
 #include "wyrtlog/chart/encode.h"
 
 #include "view/format.h"
+#include "wyrtlog/jsonl.h"
 
 #include <algorithm>
 #include <cmath>
@@ -74,17 +75,15 @@ std::string encodedTimes(std::span<const int64_t> times_ms) {
 
 // --- Texts
 
-void appendJson(std::string& out, std::string_view text) {
-    out += '"';
-    // No control character is left after this, and nothing that is not UTF-8.
-    for (const char c : safeText(text)) {
-        if (c == '"' || c == '\\') (out += '\\') += c;
-        else if (c == '<') out += "\\u003c";
+void appendPageJson(std::string& out, std::string_view text) {
+    std::string quoted;
+    appendJson(safeText(text), quoted); // without control characters, and UTF-8
+    for (const char c : quoted) {
+        if (c == '<') out += "\\u003c";
         else if (c == '>') out += "\\u003e";
         else if (c == '&') out += "\\u0026";
         else out += c;
     }
-    out += '"';
 }
 
 void appendHtml(std::string& out, std::string_view text) {

@@ -14,7 +14,7 @@ std::string encodedFigures(std::span<const float> values);
 std::string encodedTimes(std::span<const int64_t> times_ms);
 
 // A text in JSON, with its quotes. Whatever it holds, it ends neither the JSON nor a <script> around it.
-void appendJson(std::string& out, std::string_view text);
+void appendPageJson(std::string& out, std::string_view text);
 // A text between HTML tags, or in an attribute in quotes. Newlines stay.
 void appendHtml(std::string& out, std::string_view text);
 std::string html(std::string_view text);

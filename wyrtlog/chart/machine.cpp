@@ -1,5 +1,7 @@
 #include "wyrtlog/chart/machine.h"
 
+#include "view/format.h"
+
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -72,10 +74,6 @@ static constexpr const char* MemoryParts[] = {"anonymous",    "shared",        "
 
 // --- One interval
 
-template <typename T> static double value(const std::optional<T>& figure) {
-    return static_cast<double>(figure.value_or(0));
-}
-
 template <size_t N>
 static void addMoment(int64_t time_ms, double whole, const std::array<double, N>& values, Stack& stack) {
     Stack::Moment moment{time_ms, static_cast<float>(whole), {}};
@@ -90,10 +88,10 @@ void MachineCharts::addCpu(const Interval& interval, int64_t time_ms, Lines& lin
     };
     if (const auto* row = interval.cpu.one()) {
         const std::array<double, std::size(CpuParts)> parts{
-            value(row->user_us),   value(row->nice_us),
-            value(row->system_us), value(row->irq_us) + value(row->softirq_us),
-            value(row->steal_us),  value(row->iowait_us)};
-        double all = value(row->idle_us), used = 0;
+            valueOf(row->user_us),   valueOf(row->nice_us),
+            valueOf(row->system_us), valueOf(row->irq_us) + valueOf(row->softirq_us),
+            valueOf(row->steal_us),  valueOf(row->iowait_us)};
+        double all = valueOf(row->idle_us), used = 0;
         for (const double part : parts) all += part;
         if (all > 0) {
             auto shares = parts;
@@ -117,24 +115,24 @@ void MachineCharts::addCpu(const Interval& interval, int64_t time_ms, Lines& lin
 void MachineCharts::addMemory(const Interval& interval, int64_t time_ms, Lines& lines) {
     const auto* row = interval.memory.one();
     if (!row || !row->total) return;
-    std::array<double, std::size(MemoryParts)> parts{value(row->anonymous),
-                                                     value(row->shared),
-                                                     value(row->slab),
-                                                     value(row->kernel_stack) + value(row->page_tables),
+    std::array<double, std::size(MemoryParts)> parts{valueOf(row->anonymous),
+                                                     valueOf(row->shared),
+                                                     valueOf(row->slab),
+                                                     valueOf(row->kernel_stack) + valueOf(row->page_tables),
                                                      0,
-                                                     value(row->file),
-                                                     value(row->free)};
+                                                     valueOf(row->file),
+                                                     valueOf(row->free)};
     double known = 0;
     for (const double part : parts) known += part;
-    parts[4] = std::max(0.0, value(row->total) - known);
-    const double used = value(row->total) - value(row->available ? row->available : row->free);
+    parts[4] = std::max(0.0, valueOf(row->total) - known);
+    const double used = valueOf(row->total) - valueOf(row->available ? row->available : row->free);
     addMoment(time_ms, used, parts, memory);
     if (row->swap_total && row->swap_free && *row->swap_total > 0)
-        lines.set(numbers[SwapUsed], value(row->swap_total) - value(row->swap_free));
+        lines.set(numbers[SwapUsed], valueOf(row->swap_total) - valueOf(row->swap_free));
     const double seconds = interval.memory.seconds();
     if (seconds <= 0) return;
     const auto rate = [&](Shown shown, const std::optional<uint64_t>& amount) {
-        if (amount) lines.set(numbers[shown], value(amount) / seconds);
+        if (amount) lines.set(numbers[shown], valueOf(amount) / seconds);
     };
     rate(SwapIn, row->swap_in), rate(SwapOut, row->swap_out), rate(Scanned, row->scanned);
     rate(DirectScanned, row->direct_scanned), rate(Refaults, row->refaults), rate(MajorFaults, row->major_faults);
@@ -144,8 +142,8 @@ void MachineCharts::addSelf(const Interval& interval, Lines& lines) {
     const auto* row = interval.self.one();
     if (!row) return;
     const auto elapsed_us = static_cast<double>(interval.elapsed_us);
-    if (row->cpu_us && elapsed_us > 0) lines.set(numbers[SelfCpu], value(row->cpu_us) * 100 / elapsed_us);
-    if (row->memory) lines.set(numbers[SelfMemory], value(row->memory));
+    if (row->cpu_us && elapsed_us > 0) lines.set(numbers[SelfCpu], valueOf(row->cpu_us) * 100 / elapsed_us);
+    if (row->memory) lines.set(numbers[SelfMemory], valueOf(row->memory));
 }
 
 void MachineCharts::add(const Interval& interval, int64_t time_ms, Lines& lines) {

@@ -177,10 +177,10 @@ static void appendStretches(std::string& out, const std::vector<Stretch>& stretc
 
 static void appendPicture(std::string& out, const Picture& picture) {
     out += "{\"section\":";
-    appendJson(out, wordOf(picture.section));
-    out += ",\"title\":", appendJson(out, picture.title);
-    if (!picture.note.empty()) out += ",\"note\":", appendJson(out, picture.note);
-    out += ",\"unit\":", appendJson(out, picture.unit);
+    appendPageJson(out, wordOf(picture.section));
+    out += ",\"title\":", appendPageJson(out, picture.title);
+    if (!picture.note.empty()) out += ",\"note\":", appendPageJson(out, picture.note);
+    out += ",\"unit\":", appendPageJson(out, picture.unit);
     if (picture.begins) out += ",\"begins\":true";
     if (picture.top > 0) out += ",\"top\":" + fixedText(picture.top, 0);
     if (picture.stacked) out += ",\"times\":\"" + encodedTimes(picture.times) + "\"";
@@ -188,7 +188,7 @@ static void appendPicture(std::string& out, const Picture& picture) {
     for (auto& series : picture.series) {
         if (&series != picture.series.data()) out += ',';
         out += "{\"name\":";
-        appendJson(out, series.name);
+        appendPageJson(out, series.name);
         out += ",\"data\":\"" + encodedFigures(series.values) + "\"}";
     }
     out += "]}";
@@ -203,14 +203,14 @@ static std::string dataOf(const PageContent& content, const std::vector<Incident
     for (auto& mark : events.marks()) {
         if (&mark != events.marks().data()) out += ',';
         out += "{\"time\":" + std::to_string(mark.time_ms) + ",\"text\":";
-        appendJson(out, mark.text), out += '}';
+        appendPageJson(out, mark.text), out += '}';
     }
     out += "],\"findings\":[";
     for (auto& finding : findings) {
         if (finding.why.rank > MostFindings) break;
         if (&finding != findings.data()) out += ',';
         out += "{\"name\":";
-        appendJson(out, finding.why.resource + (finding.why.object.empty() ? "" : " " + finding.why.object));
+        appendPageJson(out, finding.why.resource + (finding.why.object.empty() ? "" : " " + finding.why.object));
         out += ",\"worst\":" + std::to_string(finding.worst_ms) + ",\"stretches\":";
         appendStretches(out, finding.stretches), out += '}';
     }
@@ -220,7 +220,7 @@ static std::string dataOf(const PageContent& content, const std::vector<Incident
         const auto word = wordOf(picture.section);
         if (word == last) continue;
         out += last.empty() ? "[" : ",[";
-        appendJson(out, word), out += ',', appendJson(out, titleOf(picture.section)), out += ']';
+        appendPageJson(out, word), out += ',', appendPageJson(out, titleOf(picture.section)), out += ']';
         last = word;
     }
     out += "],\"times\":\"" + encodedTimes(content.times) + "\",\n\"charts\":[";
