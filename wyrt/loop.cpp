@@ -123,7 +123,7 @@ int Run::openFolder() {
     }
     lockMemory();
     const auto interval_us = static_cast<int64_t>(settings.view.interval_us);
-    writeTo(std::move(folder), std::max<int64_t>(0, settings.sync_us - interval_us));
+    writeTo(std::move(folder), std::max<int64_t>(0, settings.sync_us.value_or(0) - interval_us));
     return Done;
 }
 

@@ -221,18 +221,19 @@ static void parseLine(Task task, const ConfigLine& line, Settings& settings) {
 // What only a folder of logs has, and what it has where nothing else is said.
 static void settleFolder(Settings& settings) {
     constexpr uint64_t MaxUse = uint64_t{2} << 30;
-    constexpr int64_t MaxAge = 14LL * 86400 * 1000;
+    constexpr int64_t MaxAge = 14LL * 86400 * 1000, Sync = 60000000; // milliseconds; microseconds
     auto& keep = settings.keep;
     if (settings.dir.empty()) {
         if (!settings.config.empty()) throw Refusal{"neither --dir nor a file of --config names a folder for the logs"};
-        if (keep.max_use || keep.keep_free || keep.max_age_ms)
-            throw Refusal{"--max-use, --keep-free and --max-age are for the logs of a folder: --dir names it"};
+        if (keep.max_use || keep.keep_free || keep.max_age_ms || settings.sync_us)
+            throw Refusal{"--max-use, --keep-free, --max-age and --sync are for the logs of a folder: --dir names it"};
         return;
     }
     if (!settings.output.empty())
         throw Refusal{"the log goes to a file (--output) or to a folder (--dir), not to both"};
     if (!keep.max_use) keep.max_use = MaxUse;
     if (!keep.max_age_ms) keep.max_age_ms = MaxAge;
+    if (!settings.sync_us) settings.sync_us = Sync;
 }
 
 Parsed parseOptions(Task task, int argc, const char* const* argv, const std::vector<ConfigLine>* config) {

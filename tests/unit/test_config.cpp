@@ -130,6 +130,7 @@ TEST(Config, AWrongLineIsNamed) {
 TEST(Config, WhatGoesTogether) {
     EXPECT_EQ(parsed({"--max-use", "1G"}, "").kind, Parsed::Wrong);
     EXPECT_EQ(parsed({"--max-age", "1d"}, "").kind, Parsed::Wrong);
+    EXPECT_EQ(parsed({"--sync", "10s"}, "").kind, Parsed::Wrong);
     EXPECT_EQ(parsed({"--dir", "/x", "-o", "y"}, "").kind, Parsed::Wrong);
     EXPECT_EQ(parsed({"--config", "/x"}, "").kind, Parsed::Wrong); // no folder for the logs
     const char* words[] = {"wyrt", "record", "--config", "/x", "--max-use", "1G"};
