@@ -35,7 +35,7 @@ libraries_of() {
         header=$(header_of "$need")
         if grep -rqsF --include='*.h' --include='*.cpp' "#include <$header>" "${product[@]/#/$1/}"; then echo "$need"; fi
     done
-    if [ -e "$1/wyrtlog/chart/page.js" ]; then echo dygraphs; fi
+    if [ -e "$1/wyrtlog/chart/page/main.js" ]; then echo dygraphs; fi
 }
 
 # The header by which a library is known.

@@ -8,7 +8,7 @@
 
 static constexpr std::string_view Alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 
-// --- Numbers. page.js reads them.
+// --- Numbers. page/data.js reads them.
 
 static constexpr int LeastPower = -12, LargestPower = 48;        // 0.0002 to 5e14
 static constexpr size_t Zero = 61, NotKnown = 62, Repeated = 63; // instead of a power

@@ -1,4 +1,4 @@
-// The page's fixed parts, which the build makes of page.html, page.css, page.js and of the library that draws.
+// The page's fixed parts, which the build makes of page/ and of the library that draws.
 #pragma once
 
 #include <string_view>
