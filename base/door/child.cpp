@@ -47,11 +47,10 @@ static void beKillable() {
 
 bool Child::start(std::span<const std::string> programs, const std::vector<std::string>& words) {
     stop();
-    std::vector<char*> paths, arguments;
+    std::vector<char*> paths;
     for (const auto& program : programs)
         if (!program.empty()) paths.push_back(const_cast<char*>(program.c_str()));
-    for (const auto& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-    arguments.push_back(nullptr);
+    const auto arguments = argumentsOf(words);
     const pid_t child = fork();
     if (child == 0) beChild(paths, arguments.data());
     pid = child;
@@ -62,7 +61,7 @@ std::optional<int> Child::ended() {
     int status = 0;
     if (pid < 0 || !hasEnded(pid, status)) return {};
     pid = -1;
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    return shellStatus(status);
 }
 
 void Child::stop() {

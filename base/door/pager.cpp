@@ -1,5 +1,7 @@
 #include "base/pager.h"
 
+#include "base/door/processes.h"
+
 #include <cerrno>
 #include <csignal>
 
@@ -24,9 +26,7 @@ static int waitFor(pid_t process) {
 
 bool Pager::start(const std::vector<std::string>& words) {
     if (words.empty() || process > 0) return false;
-    std::vector<char*> arguments;
-    for (const auto& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-    arguments.push_back(nullptr);
+    const auto arguments = argumentsOf(words);
     int pages[2], failure[2];
     if (pipe2(pages, O_CLOEXEC) != 0) return false;
     if (pipe2(failure, O_CLOEXEC) != 0) return close(pages[0]), close(pages[1]), false;

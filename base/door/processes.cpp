@@ -8,6 +8,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+std::vector<char*> argumentsOf(std::span<const std::string> words) {
+    std::vector<char*> arguments;
+    for (const auto& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    return arguments;
+}
+
 void closeFrom(int first) {
     if (syscall(SYS_close_range, static_cast<unsigned>(first), ~0U, 0U) == 0) return;
     rlimit limit{}; // a kernel before 5.9
@@ -30,3 +37,5 @@ bool hasEnded(int pid, int& status) {
     while (ended < 0 && errno == EINTR);
     return ended != 0; // also when somebody else has waited for it
 }
+
+int shellStatus(int status) { return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status); }

@@ -42,20 +42,12 @@
 
 bool Tool::start(const Question& question) {
     if (question.words.empty()) return errno = EINVAL, false;
-    std::vector<char*> words;
-    for (const auto& word : question.words) words.push_back(const_cast<char*>(word.c_str()));
-    words.push_back(nullptr);
+    const auto words = argumentsOf(question.words);
     const auto seconds = static_cast<unsigned>(question.patience_us / 1000000 + 2);
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return false;
-    const pid_t child = fork();
-    if (child == 0) beTool(words.data(), ends[1], seconds);
-    const int error = errno;
-    ::close(ends[1]);
-    if (child < 0) {
-        ::close(ends[0]);
-        return errno = error, false;
-    }
+    const pid_t child = forkWith(ends, [&] { beTool(words.data(), ends[1], seconds); });
+    if (child < 0) return false;
     *this = Tool();
     fd = ends[0];
     pid = child;
@@ -77,8 +69,6 @@ void Tool::kill() {
     ::kill(-pid, SIGKILL); // also kills its children; fails while it is not a group leader yet
     ::kill(pid, SIGKILL);
 }
-
-static int shellStatus(int status) { return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status); }
 
 // True when the output has ended, or has more than the tool may print.
 static bool readOutput(int fd, Answer& answer, size_t most) {

@@ -60,14 +60,8 @@ bool Worker::start() {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) return false;
     const pid_t parent = getpid();
-    const pid_t child = fork();
-    if (child == 0) beWorker(ends[1], parent);
-    const int error = errno;
-    ::close(ends[1]);
-    if (child < 0) {
-        ::close(ends[0]);
-        return errno = error, false;
-    }
+    const pid_t child = forkWith(ends, [&] { beWorker(ends[1], parent); });
+    if (child < 0) return false;
     *this = Worker();
     fd = ends[0];
     pid = child;
