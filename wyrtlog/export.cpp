@@ -10,6 +10,7 @@
 #include "wyrtlog/influx.h"
 #include "wyrtlog/intervals.h"
 #include "wyrtlog/jsonl.h"
+#include "wyrtlog/logfiles.h"
 #include "wyrtlog/openmetrics.h"
 #include "wyrtlog/sqlite.h"
 #include "wyrtlog/unpack.h"
@@ -178,7 +179,8 @@ class ClassicFile {
     Unpacker unpacker{[this](char* to, size_t size) { return file.read(to, size); }};
 
 public:
-    bool open(const std::string& path) { return path != "-" && file.open(path); }
+    // Those that can be read only once are taken for logs of today.
+    bool open(const std::string& path) { return !isReadOnce(path) && file.open(path); }
     size_t read(char* to, size_t size) { return unpacker.read(to, size); }
     std::string failure() const { return file.failure() ? strerror(file.failure()) : unpacker.failure(); }
 };

@@ -1,5 +1,6 @@
 #include "wyrtlog/logfiles.h"
 
+#include "base/filestatus.h"
 #include "base/held.h"
 #include "base/refusal.h"
 #include "record/lognames.h"
@@ -11,6 +12,8 @@
 #include <map>
 #include <set>
 #include <string_view>
+
+#include <sys/stat.h>
 
 // --- Names
 
@@ -79,6 +82,11 @@ static void addFolder(const std::string& folder, Listing& listing, std::vector<L
             paths.push_back(pathOf(folder + (folder.ends_with('/') ? "" : "/") + name));
 }
 
+bool isReadOnce(const std::string& operand) {
+    FileStatus status;
+    return operand == "-" || (getFileStatus(operand.c_str(), status) && !S_ISREG(status.mode) && !S_ISDIR(status.mode));
+}
+
 std::vector<LogPath> logPaths(const std::vector<std::string>& operands, int& status, Report report) {
     std::vector<LogPath> paths;
     for (auto& operand : operands.empty() ? std::vector<std::string>{LogFolder} : operands) {
@@ -86,8 +94,10 @@ std::vector<LogPath> logPaths(const std::vector<std::string>& operands, int& sta
         Listing listing;
         const bool opened = operand != "-" && folder.open(operand.c_str());
         if (opened && listing.start(folder)) addFolder(operand, listing, paths);
-        else if (!opened && !operands.empty()) paths.push_back(pathOf(operand));
-        else if (report == Report::Yes) status = failed(inQuotes(operand) + ": " + strerror(errno));
+        else if (!opened && !operands.empty()) {
+            paths.push_back(pathOf(operand));
+            paths.back().once = isReadOnce(operand);
+        } else if (report == Report::Yes) status = failed(inQuotes(operand) + ": " + strerror(errno));
     }
     return paths;
 }

@@ -56,7 +56,7 @@ void Merge::open(const LogPath& path) {
     auto log = opened(path, wanted);
     if (!log) return;
     log->number = ++numbered;
-    if (follower && waiting.empty() && path.path != "-") log->follow(*follower); // the newest
+    if (follower && waiting.empty() && !path.once) log->follow(*follower); // the newest
     log->advance();
     logs.push_back(std::move(log));
 }
@@ -72,7 +72,7 @@ void Merge::add(std::vector<LogPath> paths) {
     if (follower) follower->know(paths);
     leaveOutOthers(paths, wanted.bounds);
     for (auto& path : paths) {
-        if (path.kept || path.path == "-" || paths.size() == 1) continue;
+        if (path.kept || path.once || paths.size() == 1) continue;
         if (const auto log = opened(path, {Want::Lines})) path.begin_ms = firstTime(*log);
         else path.path.clear();
     }
@@ -84,7 +84,7 @@ void Merge::add(std::vector<LogPath> paths) {
 
 Merge::Merge(const Asked& asked, const OnFound& f, const Wanted& how, int& exitStatus)
     : onFound(f), wanted(how), status(exitStatus) {
-    const auto isFile = [](const std::string& operand) { return operand != "-"; }; // a pipe ends by itself
+    const auto isFile = [](const std::string& operand) { return !isReadOnce(operand); }; // a pipe ends by itself
     if (wanted.follow && (asked.logs.empty() || std::any_of(asked.logs.begin(), asked.logs.end(), isFile)))
         follower.emplace(asked.logs);
     add(logPaths(asked.logs, status));

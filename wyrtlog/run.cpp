@@ -1,8 +1,7 @@
 #include "wyrtlog/run.h"
 
 #include "base/door.h"
-#include "base/held.h"
-#include "base/infile.h"
+#include "base/filestatus.h"
 #include "base/refusal.h"
 #include "wyrtlog/chart.h"
 #include "wyrtlog/export.h"
@@ -12,13 +11,17 @@
 #include "wyrtlog/stats.h"
 #include "wyrtlog/why.h"
 
-static bool isLog(const std::string& name) { return InFile().open(name) || HeldDirectory().open(name.c_str()); }
+// Whether it can be read is found out later: a pipe must not be opened twice.
+static bool isThere(const std::string& name) {
+    FileStatus status;
+    return getFileStatus(name.c_str(), status);
+}
 
 int wyrtlogMain(int argc, char** argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
     if (words.size() == 2 && words[0] == "pack") return pack(words[1]); // the recorder's
     if (words.empty() || !taskOf(words[0])) return refused("wyrtlog is the program that wyrt starts to read logs");
-    auto line = parseCommandLine(words, isLog);
+    auto line = parseCommandLine(words, isThere);
     const std::string help = "wyrt " + words[0] + " --help";
     if (!line.why.empty()) return refused(line.why, help);
     if (!line.help.empty()) {

@@ -28,6 +28,19 @@ why=$(head -n 1 err)
 [ "$(grep -c '^END,' log)" = 4 ] || why="$(grep -c '^END,' log) ENDs instead of 4"
 verdict 'a log to read' "$why"
 
+# --- Pipes that have a name: what was read of them is gone
+
+"$wyrt" live cpu 50ms 2 --save later >/dev/null 2>err </dev/null
+why=
+"$wyrt" show cpu log later >expected 2>err
+"$wyrt" show cpu <(cat log) <(cat later) >out 2>err
+cmp -s expected out || why="show of two pipes: $(head -n 1 err)"
+"$wyrt" export --format csv --kind CPU log >expected 2>err
+"$wyrt" export --format csv --kind CPU <(cat log) >out 2>err
+cmp -s expected out || why="export of a pipe: $(head -n 1 err)"
+[ -s expected ] || why='nothing was exported'
+verdict 'pipes are read once' "$why"
+
 # --- awk
 
 # The table has the share of every state; busy are all but idle and iowait. Both are rounded to 0.1.
