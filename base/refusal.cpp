@@ -4,6 +4,8 @@
 #include "base/nearest.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 std::string whyUnknown(std::string_view option, std::string_view word, std::span<const std::string_view> known) {
     if (std::find(known.begin(), known.end(), word) != known.end()) return {};
@@ -21,4 +23,15 @@ int failed(const std::string& why) {
 int refused(const std::string& why, std::string_view help) {
     putErr("wyrt: " + why + " (see " + std::string(help) + ")\n");
     return WrongUsage;
+}
+
+int wrote(OutFile& out, std::string_view text) {
+    if (out.write(text) || errno == EPIPE) return Done;
+    return failed(std::string("the output takes no more: ") + strerror(errno));
+}
+
+int wrote(std::string_view text) {
+    OutFile out;
+    out.openStandard();
+    return wrote(out, text);
 }

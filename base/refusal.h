@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/masking.h"
+#include "base/outfile.h"
 
 #include <span>
 #include <string>
@@ -17,3 +18,8 @@ std::string whyUnknown(std::string_view option, std::string_view word, std::span
 int failed(const std::string& why);
 // "wyrt: WHY (see wyrt --help)": the command line is wrong. Returns WrongUsage.
 int refused(const std::string& why, std::string_view help = "wyrt --help");
+// Writes all that a command has to say. Returns Done, also when the reader has gone; Failed after a line about the
+// write that failed.
+int wrote(OutFile& out, std::string_view text);
+// The same to standard output.
+int wrote(std::string_view text);

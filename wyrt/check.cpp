@@ -1,7 +1,6 @@
 #include "wyrt/check.h"
 
 #include "base/door.h"
-#include "base/outfile.h"
 #include "base/refusal.h"
 #include "base/root.h"
 #include "sample/reports.h"
@@ -97,7 +96,5 @@ int runCheck(const Settings& settings) {
     if (settings.output.empty()) out.openStandard();
     else if (!out.open(settings.output, OutFile::How::New))
         return failed(inQuotes(settings.output) + " cannot be written: " + strerror(errno));
-    if (!out.write(checkText(settings)) && errno != EPIPE)
-        return failed(std::string("the output takes no more: ") + strerror(errno));
-    return Done;
+    return wrote(out, checkText(settings));
 }

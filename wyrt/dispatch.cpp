@@ -1,7 +1,6 @@
 #include "wyrt/dispatch.h"
 
 #include "base/nearest.h"
-#include "base/output.h"
 #include "base/program.h"
 #include "base/refusal.h"
 #include "base/root.h"
@@ -11,6 +10,7 @@
 #include "wyrt/options.h"
 #include "wyrt/version.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -47,10 +47,7 @@ static int runLogProgram(int argc, char** argv) {
 
 static int runParsed(const Parsed& parsed, char** argv, int (*run)(const Settings&)) {
     if (parsed.kind == Parsed::Wrong) return refused(parsed.text, std::string("wyrt ") + argv[1] + " --help");
-    if (parsed.kind == Parsed::Run) return run(parsed.settings);
-    sayText(parsed.text);
-    flushOutput();
-    return Done;
+    return parsed.kind == Parsed::Run ? run(parsed.settings) : wrote(parsed.text);
 }
 
 static int live(int argc, char** argv) { return runParsed(parseOptions(Task::Live, argc, argv), argv, runLive); }
@@ -99,25 +96,22 @@ std::string_view nearlyCommand(std::string_view word) {
 }
 
 static int showHelp() {
-    say("wyrt %s: what happens on this host, and who does it\n\n", programVersion());
-    for (const auto& c : Commands) say("  %-8s %-54s %s\n", std::string(c.word).c_str(), c.help, c.example);
-    sayText("\nwyrt COMMAND --help lists the command's options.\n"
-            "All other arguments belong to the classic form, wyrt -b -p 10 -c 3; wyrt -h lists them.\n");
-    flushOutput();
-    return 0;
-}
-
-static int showVersion() {
-    say("wyrt %s\n", programVersion());
-    flushOutput();
-    return 0;
+    constexpr size_t WordWidth = 9, HelpWidth = 55;
+    const auto padded = [](std::string text, size_t width) {
+        return text.resize(std::max(text.size(), width), ' '), text;
+    };
+    std::string text = std::string("wyrt ") + programVersion() + ": what happens on this host, and who does it\n\n";
+    for (const auto& c : Commands)
+        text += "  " + padded(std::string(c.word), WordWidth) + padded(c.help, HelpWidth) + c.example + "\n";
+    return wrote(text + "\nwyrt COMMAND --help lists the command's options.\n"
+                        "All other arguments belong to the classic form, wyrt -b -p 10 -c 3; wyrt -h lists them.\n");
 }
 
 int wyrtMain(int argc, char** argv, Program classic) {
     if (argc < 2) return classic(argc, argv);
     const std::string_view first = argv[1];
     if (first == "--help") return showHelp();
-    if (first == "--version") return showVersion();
+    if (first == "--version") return wrote(std::string("wyrt ") + programVersion() + "\n");
     if (const auto* command = findCommand(first)) return command->run(argc, argv);
     if (const auto meant = nearlyCommand(first); !meant.empty())
         return refused("there is no command " + inQuotes(first) + "; the nearest is " + std::string(meant));

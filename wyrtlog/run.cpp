@@ -1,6 +1,5 @@
 #include "wyrtlog/run.h"
 
-#include "base/door.h"
 #include "base/filestatus.h"
 #include "base/refusal.h"
 #include "wyrtlog/chart.h"
@@ -24,10 +23,7 @@ int wyrtlogMain(int argc, char** argv) {
     auto line = parseCommandLine(words, isThere);
     const std::string help = "wyrt " + words[0] + " --help";
     if (!line.why.empty()) return refused(line.why, help);
-    if (!line.help.empty()) {
-        putOut(line.help);
-        return Done;
-    }
+    if (!line.help.empty()) return wrote(line.help);
     switch (line.asked.task) {
     case LogTask::Why:
         return why(line.asked);

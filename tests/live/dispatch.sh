@@ -54,6 +54,19 @@ why=
 grep -q "unrecognized option '--help'\|invalid option" err || why="said $(<err)"
 verdict 'a later --help is classic' "$why"
 
+# --- A full disk takes no help
+
+if [ -c /dev/full ]; then
+    for words in --help --version 'live --help' 'show --help' check; do
+        # shellcheck disable=SC2086 # several words
+        "$wyrt" $words >/dev/full 2>err </dev/null
+        status=$? why=
+        [[ $(<err) == 'wyrt: the output takes no more: No space left on device' ]] || why="said $(<err)"
+        ((status == 1)) || why="status $status"
+        verdict "$words on a full disk" "$why"
+    done
+fi
+
 # --- The other program: beside this one, then in ../libexec/wyrt, then in PATH
 
 mkdir -p at/bin at/libexec/wyrt path
