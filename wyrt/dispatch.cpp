@@ -39,7 +39,8 @@ static int runLogProgram(int argc, char** argv) {
         if (result != ENOENT && result != ENOTDIR) error = result;
     }
     const char* reason =
-        error == ENOENT ? "it is neither beside this program nor in ../libexec/wyrt nor in PATH" : strerror(error);
+        error == ENOENT ? "it is neither beside this program nor in ../libexec/wyrt nor in PATH; "
+                          "Debian's package wyrtlog has it" : strerror(error);
     return failed(std::string("wyrtlog, which does ") + argv[1] + ", cannot be started: " + reason);
 }
 

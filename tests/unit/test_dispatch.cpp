@@ -71,7 +71,7 @@ TEST(Dispatch, AnotherProgramDoesShow) {
     Made nowhere("link /proc/self/exe /opt/w/bin/wyrt\n");
     EXPECT_EQ(printed([] { EXPECT_EQ(statusOf({"wyrt", "show", "x"}), 1); }, STDERR_FILENO),
               "wyrt: wyrtlog, which does show, cannot be started: it is neither beside this program nor in "
-              "../libexec/wyrt nor in PATH\n");
+              "../libexec/wyrt nor in PATH; Debian's package wyrtlog has it\n");
     struct Case {
         const char *files, *log;
     };
