@@ -12,7 +12,7 @@ protected:
     bool point(const Group& group, Thing& thing, int64_t at_ms, const std::vector<char>& which) override;
 
 public:
-    explicit InfluxFormat(Output& file) : out(file) {}
+    explicit InfluxFormat(Output& file) : SeriesFormat("influx"), out(file) {}
     bool finish() override;
     std::string failure() const override { return {}; }
 };

@@ -1,5 +1,6 @@
 #include "wyrtlog/metrics.h"
 
+#include "base/masking.h"
 #include "base/words.h"
 
 #include <algorithm>
@@ -24,7 +25,7 @@ static constexpr MetricKind Kinds[] = {
     {"PROTO",    "protocol",     {{{"protocol", "protocol"}, {"name", "name"}}}, {}},
     {"NETNS",    "network",      {{{"netns", "netns"}}}, {"name"}},
     {"SOCKS",    "sockets",      {{{"netns", "netns"}, {"protocol", "protocol"}, {"family", "family"}}}, {}},
-    {"LISTEN",   "listener",     {{{"netns", "netns"}, {"address", "address"}, {"port", "port"}}}, {}, true, 200},
+    {"LISTEN",   "listener",     {{{"netns", "netns"}, {"address", "address"}, {"port", "port"}}}, {}, true, 200, {"drops", "accepted"}},
     {"LIMIT",    "limit",        {{{"name", "name"}}}, {}},
     {"VOLUME",   "volume",       {{{"dev", "device"}}}, {"name", "kind", "label", "state"}},
     {"HOLDS",    "holds",        {{{"holder", "holder"}, {"held", "held"}}}, {"state"}},
@@ -34,18 +35,49 @@ static constexpr MetricKind Kinds[] = {
     {"CGROUP",   "cgroup",       {{{"path", "cgroup"}}}, {"name", "kind"}},
     {"CGROUPIO", "cgroup_io",    {{{"path", "cgroup"}, {"dev", "device"}, {"disk", "disk"}}}, {}},
     {"PROCS",    "processes",    {}, {}},
-    {"PROC",     "process",      {{{"name", "command"}}}, {}, true, 200},
+    {"PROC",     "process",      {{{"name", "command"}}}, {}, true, 200, {"cpu", "read_bytes", "write_bytes"}},
     {"THREADS",  "threads",      {}, {}},
     {"CHURNS",   "churn",        {}, {}},
-    {"CHURN",    "children",     {{{"command", "command"}}}, {}, true, 200},
+    {"CHURN",    "children",     {{{"command", "command"}}}, {}, true, 200, {"cpu", "ended"}},
     {"FILES",    "files",        {}, {}},
-    {"WHY",      "finding",      {{{"resource", "resource"}, {"object", "object"}, {"rule", "rule"}}}, {}},
+    {"WHY",      "finding",      {{{"resource", "resource"}, {"object", "object"}, {"rule", "rule"}}}, {}, false, 1000, {}, true},
+    {"WHO",      "culprit",      {{{"resource", "resource"}, {"object", "object"}, {"name", "command"}, {"user", "user"}, {"unit", "unit"}}}, {}, false, 1000, {}, true},
+};
+
+// What takes the place of one of these where it is asked for.
+struct Variant {
+    std::string_view word;
+    MetricKind kind;
+};
+static constexpr std::string_view AllRows = "rows";
+static constexpr Variant Variants[] = {
+    {"user",      {"PROC",   "process",  {{{"user", "user"}}}, {}, true, 200, {"cpu", "read_bytes", "write_bytes"}}},
+    {"unit",      {"PROC",   "process",  {{{"unit", "unit"}}}, {}, true, 200, {"cpu", "read_bytes", "write_bytes"}}},
+    {"unit",      {"CHURN",  "children", {{{"unit", "unit"}}}, {}, true, 200, {"cpu", "ended"}}},
+    {"container", {"PROC",   "process",  {{{"unit", "container"}}}, {}, true, 200, {"cpu", "read_bytes", "write_bytes"}}},
+    {"container", {"CHURN",  "children", {{{"unit", "container"}}}, {}, true, 200, {"cpu", "ended"}}},
+    {AllRows,     {"PROC",   "process",  {{{"pid", "pid"}, {"name", "command"}, {"user", "user"}, {"unit", "unit"}}}, {}, false, 20000}},
+    {AllRows,     {"THREAD", "thread",   {{{"pid", "pid"}, {"tid", "tid"}, {"process", "command"}, {"name", "thread"}}}, {}, false, 20000}},
 };
 // clang-format on
 
 std::span<const MetricKind> metricKinds() { return Kinds; }
 
-const MetricKind* metricKind(std::string_view tag) {
+static const MetricKind* variantOf(std::string_view tag, std::string_view word) {
+    for (auto& variant : Variants)
+        if (variant.kind.tag == tag && variant.word == word) return &variant.kind;
+    return nullptr;
+}
+
+std::string whyNotBy(std::string_view word) {
+    for (const char* known : {"command", "user", "unit", "container"})
+        if (word == known) return {};
+    return "--by takes command, user, unit or container, not " + inQuotes(word);
+}
+
+const MetricKind* metricKind(std::string_view tag, const SeriesChoice& choice) {
+    if (const auto* kind = choice.rows ? variantOf(tag, AllRows) : nullptr) return kind;
+    if (const auto* kind = variantOf(tag, choice.by)) return kind;
     for (auto& kind : Kinds)
         if (kind.tag == tag) return &kind;
     return nullptr;
@@ -71,13 +103,30 @@ static constexpr Unit Units[] = {
     {"pages", "_pages",            "",        1   },
 };
 
+// Of a finding the time in which it was one: it is missed by no one who asks seldom.
+static Metric timeOf(const MetricKind& kind) {
+    Metric metric;
+    metric.name.append("wyrt_").append(kind.prefix).append("_");
+    metric.ownName = metric.name.size();
+    metric.name += "seconds", metric.unit = "seconds";
+    metric.counter = metric.micro = true;
+    return metric;
+}
+
+// What of a culprit is no figure, or in units of its finding.
+static bool isOmitted(const MetricKind& kind, std::string_view name) {
+    static constexpr std::string_view OfCulprits[] = {"pid", "start", "fd", "amount"};
+    if (kind.tag == "WHY") return name == "total";
+    return kind.tag == "WHO" && std::find(std::begin(OfCulprits), std::end(OfCulprits), name) != std::end(OfCulprits);
+}
+
 std::optional<Metric> metricOf(const MetricKind& kind, const SheetColumn& column) {
+    if (kind.tag == "WHY" && column.cast == Cast::Seconds) return timeOf(kind);
     const bool number = column.cast == Cast::Whole || column.cast == Cast::Real;
     if (!number || (column.role != Role::Amount && column.role != Role::Level)) return {};
     Metric metric;
     metric.counter = column.role == Role::Amount && !column.negative;
-    // The total of a finding is in units of its own.
-    if ((kind.summed && !metric.counter) || (kind.tag == "WHY" && metric.counter)) return {};
+    if ((kind.summed && !metric.counter) || isOmitted(kind, column.name)) return {};
     metric.name.append("wyrt_").append(kind.prefix).append("_");
     metric.ownName = metric.name.size();
     metric.name += column.unit == "MHz" ? "frequency" : column.name;

@@ -3,14 +3,15 @@
 //     wyrt_disk_read_bytes_total{host="db7",disk="sda"}
 //
 // Names are made of the kind and the field, in base units: bytes, seconds, ratios. Every thing is a series of its own,
-// so only what is bounded is a label. Processes are added up by command, the largest by themselves and the rest as
-// "others".
+// so only what is bounded is a label. Processes are added up by command, user, unit or container, the largest by
+// themselves and the rest as "others".
 #pragma once
 
 #include "wyrtlog/sheets.h"
 
 #include <array>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,13 +24,25 @@ struct MetricLabel {
 
 struct MetricKind {
     std::string_view tag, prefix;            // DISK, disk
-    std::array<MetricLabel, 3> labels;       // what a thing is; unused ones are empty
+    std::array<MetricLabel, 5> labels;       // what a thing is; unused ones are empty
     std::array<std::string_view, 4> details; // fields that an info metric has, because they may change
     bool summed = false;                     // several records have the same labels: amounts only, added up
-    size_t most = 1000;                      // things
+    size_t most = 1000;                      // things of a host
+    std::array<std::string_view, 3> ranks{}; // of what is summed: the largest by one of these have series of their own
+    bool passing = false;                    // its levels are those of one interval, added up, and nothing stays
 };
+
+// How processes are added up, and how many of what is added up have series of their own.
+struct SeriesChoice {
+    std::string by = "command"; // command, user, unit or container
+    size_t top = 200;           // a thing gets a series when it is among so many largest of an interval; it keeps it
+    bool rows = false;          // a series for each process and each thread instead
+    bool endless = false;       // it goes on for ever: what was not seen for long makes room for others
+};
+// Empty: the word is one that `by` can have.
+std::string whyNotBy(std::string_view word);
 // Null: the kind does not go to such stores.
-const MetricKind* metricKind(std::string_view tag);
+const MetricKind* metricKind(std::string_view tag, const SeriesChoice& choice = {});
 std::span<const MetricKind> metricKinds();
 
 struct Metric {

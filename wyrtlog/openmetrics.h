@@ -39,7 +39,7 @@ protected:
     bool point(const Group& group, Thing& thing, int64_t at_ms, const std::vector<char>& which) override;
 
 public:
-    explicit OpenMetricsFormat(Output& file) : out(file), spool(std::tmpfile()) {}
+    explicit OpenMetricsFormat(Output& file) : SeriesFormat("openmetrics"), out(file), spool(std::tmpfile()) {}
     bool finish() override;
     std::string failure() const override { return why; }
 };

@@ -1,55 +1,95 @@
 #include "wyrtlog/series.h"
 
+#include "record/moment.h"
+
 #include <algorithm>
 
 static constexpr size_t NoGroup = static_cast<size_t>(-1);
 static constexpr int64_t Heartbeat = 60000; // ms: what stands still is repeated then, because stores forget what is old
+static constexpr int64_t Forgotten =
+    2 * 3600 * 1000; // ms: a recorder's files, one an hour, begin with all that there is
+static constexpr size_t MostHosts = 1000;
 
 // --- Heads
+
+// Null: there are too many.
+SeriesFormat::Host* SeriesFormat::hostOf(const std::string& name) {
+    if (const auto found = hosts.find(name); found != hosts.end()) return &found->second;
+    if (hosts.size() == MostHosts) return nullptr;
+    auto& made = hosts[name];
+    made.name = name;
+    made.number = hosts.size() - 1;
+    return &made;
+}
+
+SeriesFormat::Group& SeriesFormat::groupOfKind(const MetricKind& kind, const std::vector<SheetColumn>& sheetColumns) {
+    const auto found = std::find_if(groups.begin(), groups.end(), [&](auto& g) { return g.kind == &kind; });
+    if (found != groups.end()) return *found;
+    auto& group = groups.emplace_back();
+    group.kind = &kind;
+    group.ranks.fill(None);
+    for (auto& column : sheetColumns) {
+        auto metric = metricOf(kind, column);
+        if (!metric) continue;
+        const auto rank =
+            column.name.empty() ? kind.ranks.end() : std::find(kind.ranks.begin(), kind.ranks.end(), column.name);
+        if (rank != kind.ranks.end())
+            group.ranks[static_cast<size_t>(rank - kind.ranks.begin())] = group.metrics.size();
+        group.metrics.push_back(std::move(*metric));
+    }
+    return group;
+}
 
 bool SeriesFormat::head(const LogHead& head, const Sheets& sheets) {
     std::string name;
     appendValid(head.host, name);
-    auto& of = hosts[name];
-    if (of.name.empty() || of.run != head.run) {
-        if (of.name.empty()) of.number = hosts.size();
-        of.name = name, of.run = head.run;
+    host = hostOf(name);
+    if (host && host->run != head.run) {
+        host->run = head.run;
         for (auto& group : groups)
             for (auto& [labels, thing] : group.things)
-                if (thing.host == of.number) thing.alive = false; // until the new run shows it
-        of.volumes.clear();
+                if (thing.host == host->number) thing.alive = false; // until the new run shows it
+        host->volumes.clear();
     }
-    host = &of;
     groupOf.assign(sheets.sheets().size(), NoGroup);
     columns.assign(sheets.sheets().size(), {});
     for (auto& sheet : sheets.sheets()) {
-        const auto* kind = metricKind(sheet.tag);
+        const auto* kind = metricKind(sheet.tag, wanted);
         if (!kind) continue;
-        auto group = std::find_if(groups.begin(), groups.end(), [&](auto& g) { return g.kind == kind; });
-        if (group == groups.end()) {
-            group = groups.emplace(groups.end());
-            group->kind = kind;
-            for (auto& column : sheet.columns)
-                if (auto metric = metricOf(*kind, column)) group->metrics.push_back(std::move(*metric));
-        }
-        groupOf[sheet.number] = static_cast<size_t>(group - groups.begin());
+        const auto& group = groupOfKind(*kind, sheet.columns);
+        groupOf[sheet.number] = static_cast<size_t>(&group - groups.data());
         for (size_t i = 0; i < sheet.columns.size(); i++) {
             const auto metric = metricOf(*kind, sheet.columns[i]);
-            for (size_t m = 0; metric && m < group->metrics.size(); m++)
-                if (group->metrics[m].name == metric->name) columns[sheet.number].emplace_back(i, m);
+            for (size_t m = 0; metric && m < group.metrics.size(); m++)
+                if (group.metrics[m].name == metric->name) columns[sheet.number].emplace_back(i, m);
         }
     }
     return true;
+}
+
+// Whether the totals have it already.
+bool SeriesFormat::isCounted(const Interval& interval) const {
+    const bool same = host->run == host->lastRun;
+    if (same) return interval.number <= host->last && interval.time.epoch_ms <= host->last_ms;
+    return host->loaded && interval.time.epoch_ms <= host->last_ms;
 }
 
 bool SeriesFormat::begin(const Interval& interval) {
     end_ms = interval.time.epoch_ms;
     start_ms = end_ms - interval.elapsed_us / 1000;
-    touched.clear();
-    return true;
+    intervalNumber = interval.number;
+    return !host || !isCounted(interval);
 }
 
 // --- Records
+
+// systemd's names of units tell what they are; those of containers and pods do not.
+static bool isUnit(std::string_view name) {
+    for (const char* end :
+         {".service", ".scope", ".slice", ".socket", ".mount", ".automount", ".swap", ".timer", ".path"})
+        if (name.ends_with(end)) return true;
+    return false;
+}
 
 // Valid until the next call; empty, too, where the cell is damaged.
 std::string_view SeriesFormat::textOf(const Sheet& sheet, const Cells& cells, std::string_view field) {
@@ -59,44 +99,77 @@ std::string_view SeriesFormat::textOf(const Sheet& sheet, const Cells& cells, st
     return cutLabel(text);
 }
 
-void SeriesFormat::touch(Thing& thing) {
-    if (!thing.touched) touched.push_back(&thing);
-    thing.touched = true;
-}
-
 static SeriesFormat::Thing made(std::string labels, size_t host, size_t metrics) {
     SeriesFormat::Thing thing;
     thing.labels = std::move(labels);
     thing.host = host;
     thing.totals.resize(metrics), thing.added.resize(metrics), thing.levels.resize(metrics);
-    thing.begun.resize(metrics), thing.given.resize(metrics), thing.series.resize(metrics, static_cast<size_t>(-1));
+    thing.begun.resize(metrics), thing.given.resize(metrics), thing.series.resize(metrics, SeriesFormat::None);
     return thing;
+}
+
+static size_t& countOf(std::vector<size_t>& counts, size_t host) {
+    if (counts.size() <= host) counts.resize(host + 1);
+    return counts[host];
+}
+
+// Whether the host may have one more thing of the kind, for which one that was not seen for long may be forgotten.
+bool SeriesFormat::makeRoom(Group& group, bool info) {
+    auto& count = countOf(info ? group.infos : group.counts, host->number);
+    if (count < group.kind->most) return count++, true;
+    if (!wanted.endless) return false;
+    const int64_t patience_ms = group.kind->passing ? 0 : Forgotten;
+    auto oldest = group.things.end();
+    for (auto at = group.things.begin(); at != group.things.end(); ++at) {
+        const auto& thing = at->second;
+        if (thing.host == host->number && thing.info == info && !thing.touched && thing.seen_ms != Never &&
+            (oldest == group.things.end() || thing.seen_ms < oldest->second.seen_ms))
+            oldest = at;
+    }
+    if (oldest == group.things.end() || end_ms - oldest->second.seen_ms <= patience_ms) return false;
+    group.things.erase(oldest);
+    return true;
+}
+
+std::string SeriesFormat::othersKey(const Group& group, std::string_view hostName) const {
+    std::string labels;
+    addLabel(labels, "host", hostName);
+    addLabel(labels, group.kind->labels[0].label, Others);
+    return labels;
+}
+
+// What has no series of its own, all together.
+SeriesFormat::Thing& SeriesFormat::othersOf(Group& group) {
+    const auto labels = othersKey(group, host->name);
+    const auto found = group.things.find(labels);
+    if (found != group.things.end()) return found->second;
+    return group.things.emplace(labels, made(labels, host->number, group.metrics.size())).first->second;
+}
+
+void SeriesFormat::makeKey(const Group& group, const Sheet& sheet, const Cells& cells, bool rest) {
+    key.clear();
+    addLabel(key, "host", host->name);
+    for (auto& [field, label] : group.kind->labels) {
+        if (label.empty() || rest) break;
+        const auto value = textOf(sheet, cells, field);
+        if (!value.empty() && (label != "container" || !isUnit(value))) addLabel(key, label, value);
+    }
 }
 
 // Null: there are too many things of the kind.
 SeriesFormat::Thing* SeriesFormat::thingOf(Group& group, const Sheet& sheet, const Cells& cells, bool rest) {
-    key.clear();
-    addLabel(key, "host", host->name);
-    const auto hostOnly = key.size();
-    for (auto& [field, label] : group.kind->labels) {
-        if (label.empty()) break;
-        const auto value = rest ? Others : textOf(sheet, cells, field);
-        if (!value.empty()) addLabel(key, label, value);
-        if (rest) break;
-    }
-    auto found = group.things.find(key);
-    if (found == group.things.end() && group.count >= group.kind->most) {
-        if (!group.kind->summed) return dropped++, nullptr;
-        key.resize(hostOnly);
-        addLabel(key, group.kind->labels[0].label, Others);
-        found = group.things.find(key);
-    }
-    if (found != group.things.end()) return &found->second;
-    group.count++;
+    constexpr size_t MostCandidates = 10000;
+    if (rest) return &othersOf(group);
+    makeKey(group, sheet, cells, rest);
+    if (const auto found = group.things.find(key); found != group.things.end()) return &found->second;
+    const bool summed = group.kind->summed;
+    if (const auto found = group.candidates.find(key); summed && found != group.candidates.end()) return &found->second;
+    if (summed && group.candidates.size() == MostCandidates) return &othersOf(group);
+    if (!summed && !makeRoom(group, false)) return dropped++, nullptr;
     auto thing = made(key, host->number, group.metrics.size());
     if (group.kind->tag == "DISK" && textOf(sheet, cells, "name").starts_with("dm-"))
         thing.volume = textOf(sheet, cells, "dev");
-    return &group.things.emplace(key, std::move(thing)).first->second;
+    return &(summed ? group.candidates : group.things).emplace(key, std::move(thing)).first->second;
 }
 
 // A series with the value 1, whose labels are what may change of the thing.
@@ -110,13 +183,12 @@ void SeriesFormat::takeInfo(Group& group, const Sheet& sheet, const Cells& cells
     const auto name = "info " + all;
     auto found = group.things.find(name);
     if (found == group.things.end()) {
-        if (group.infos >= group.kind->most) return;
-        group.infos++;
+        if (!makeRoom(group, true)) return;
         found = group.things.emplace(name, made(std::move(all), host->number, 0)).first;
         found->second.info = true;
-        found->second.series.resize(1, static_cast<size_t>(-1));
+        found->second.series.resize(1, None);
     }
-    touch(found->second);
+    found->second.touched = true;
 }
 
 void SeriesFormat::takeVolume(const Sheet& sheet, const Cells& cells) {
@@ -126,8 +198,35 @@ void SeriesFormat::takeVolume(const Sheet& sheet, const Cells& cells) {
     if (!label.empty() && host->volumes.size() < Most) host->volumes[device] = label;
 }
 
+// False: a cell does not fit its field.
+bool SeriesFormat::takeFigures(const Group& group, const Sheet& sheet, const Cells& cells, bool rest, Thing& thing) {
+    for (auto& [at, metric] : columns[sheet.number]) {
+        const auto& column = sheet.columns[at];
+        const auto cell = cells[column.place];
+        if (cell.empty()) continue;
+        if (column.cast == Cast::Seconds) {
+            const auto elapsed = parseSeconds(cell);
+            if (!elapsed || *elapsed < 0) return false;
+            thing.added[metric] += static_cast<uint64_t>(*elapsed);
+        } else if (group.metrics[metric].counter) {
+            const auto amount = wholeOf(cell);
+            if (!amount) return false;
+            thing.added[metric] += *amount;
+        } else {
+            const auto level = realOf(cell);
+            if (!level) return false;
+            if (rest) continue;
+            const bool adds = group.kind->passing && thing.given[metric]; // of several processes with one name
+            thing.levels[metric] = (adds ? thing.levels[metric] : 0) + *level * group.metrics[metric].factor;
+        }
+        thing.given[metric] = 1;
+    }
+    return true;
+}
+
 bool SeriesFormat::line(const Sheet& sheet, const Cells& cells, std::string_view) {
     if (groupOf[sheet.number] == NoGroup) return true;
+    if (!host) return dropped++, true;
     auto& group = groups[groupOf[sheet.number]];
     if (group.kind->tag == "VOLUME") takeVolume(sheet, cells);
     bool ids = false, identified = false;
@@ -136,24 +235,50 @@ bool SeriesFormat::line(const Sheet& sheet, const Cells& cells, std::string_view
     const bool rest = ids && !identified;
     auto* thing = thingOf(group, sheet, cells, rest);
     if (!thing) return true;
-    touch(*thing);
-    for (auto& [at, metric] : columns[sheet.number]) {
-        const auto cell = cells[sheet.columns[at].place];
-        if (cell.empty()) continue;
-        if (group.metrics[metric].counter) {
-            const auto amount = wholeOf(cell);
-            if (!amount) return false;
-            thing->added[metric] += *amount;
-        } else {
-            const auto level = realOf(cell);
-            if (!level) return false;
-            if (rest) continue;
-            thing->levels[metric] = *level * group.metrics[metric].factor;
-        }
-        thing->given[metric] = 1;
-    }
+    thing->touched = true;
+    if (!takeFigures(group, sheet, cells, rest, *thing)) return false;
     if (!rest && !group.kind->summed) takeInfo(group, sheet, cells, thing->labels);
     return true;
+}
+
+// --- The largest
+
+// Of an interval's things without series those that are among the largest get series; the rest are added to the others.
+void SeriesFormat::admit(Group& group) {
+    struct Rank {
+        uint64_t amount;
+        const std::string* name;
+        bool isNew;
+    };
+    const auto rest = othersKey(group, host->name);
+    std::vector<std::string> admitted;
+    std::vector<Rank> ranks;
+    for (const size_t metric : group.ranks) {
+        if (metric == None) continue;
+        ranks.clear();
+        for (auto& [name, thing] : group.things)
+            if (thing.touched && thing.host == host->number && name != rest)
+                ranks.push_back({thing.added[metric], &name, false});
+        for (auto& [name, thing] : group.candidates) ranks.push_back({thing.added[metric], &name, true});
+        const size_t first = std::min(wanted.top, ranks.size());
+        std::partial_sort(
+            ranks.begin(), ranks.begin() + static_cast<std::ptrdiff_t>(first), ranks.end(),
+            [](auto& a, auto& b) { return a.amount != b.amount ? a.amount > b.amount : *a.name < *b.name; });
+        for (size_t i = 0; i < first; i++)
+            if (ranks[i].isNew && ranks[i].amount > 0) admitted.push_back(*ranks[i].name);
+    }
+    for (auto& name : admitted) {
+        auto found = group.candidates.find(name);
+        if (found == group.candidates.end() || !makeRoom(group, false)) continue; // admitted before; or no room
+        group.things.insert(group.candidates.extract(found));
+    }
+    if (group.candidates.empty()) return;
+    auto& others = othersOf(group);
+    others.touched = true;
+    for (auto& [name, thing] : group.candidates)
+        for (size_t i = 0; i < thing.added.size(); i++)
+            others.added[i] += thing.added[i], others.given[i] = others.given[i] || thing.given[i];
+    group.candidates.clear();
 }
 
 // --- Points
@@ -196,9 +321,13 @@ void SeriesFormat::flush(Group& group, Thing& thing) {
 }
 
 bool SeriesFormat::end(bool keep) {
-    for (auto& group : groups)
+    keep = keep && host;
+    if (keep) host->lastRun = host->run, host->last = intervalNumber, host->last_ms = end_ms, host->loaded = false;
+    for (auto& group : groups) {
+        if (keep && !group.candidates.empty()) admit(group);
+        group.candidates.clear();
         for (auto& [labels, thing] : group.things) {
-            if (keep && thing.touched) flush(group, thing);
+            if (keep && thing.touched) thing.seen_ms = end_ms, flush(group, thing);
             else if (keep && thing.alive && thing.host == host->number && end_ms - thing.last_ms >= Heartbeat &&
                      !thing.info)
                 give(group, thing, end_ms, false);
@@ -206,10 +335,60 @@ bool SeriesFormat::end(bool keep) {
             std::fill(thing.given.begin(), thing.given.end(), 0);
             thing.touched = false;
         }
+    }
     return !failed;
 }
 
 std::string SeriesFormat::note() const {
     if (dropped == 0) return {};
     return std::to_string(dropped) + " records are left out: there are too many things of their kinds to be series";
+}
+
+// --- Totals
+
+Totals SeriesFormat::totals() const {
+    Totals all;
+    all.of = word + " " + wanted.by + (wanted.rows ? " rows" : "");
+    all.hosts.resize(hosts.size());
+    for (auto& [name, one] : hosts) all.hosts[one.number] = {name, one.lastRun, one.last, one.last_ms};
+    for (auto& group : groups)
+        for (auto& [name, thing] : group.things) {
+            SavedThing saved{
+                std::string(group.kind->tag), thing.host, thing.info, thing.last_ms, thing.seen_ms, name, {}, {}};
+            if (thing.labels != name) saved.labels = thing.labels;
+            for (size_t i = 0; i < thing.totals.size(); i++)
+                if (thing.begun[i])
+                    saved.totals.emplace_back(group.metrics[i].name.substr(group.metrics[i].ownName), thing.totals[i]);
+            if (thing.info || !saved.totals.empty()) all.things.push_back(std::move(saved));
+        }
+    return all;
+}
+
+bool SeriesFormat::take(const Totals& saved) {
+    if (saved.of != totals().of || saved.hosts.size() > MostHosts) return false;
+    std::vector<const Host*> numbers;
+    for (auto& one : saved.hosts) {
+        auto* to = hostOf(one.name);
+        to->run = to->lastRun = one.run, to->last = one.number, to->last_ms = one.time_ms, to->loaded = true;
+        numbers.push_back(to);
+    }
+    for (auto& one : saved.things) {
+        const auto* kind = metricKind(one.tag, wanted);
+        if (!kind) continue;
+        auto& group = groupOfKind(*kind, columnsOf(one.tag));
+        auto& count = countOf(one.info ? group.infos : group.counts, numbers[one.host]->number);
+        const bool others = one.key == othersKey(group, numbers[one.host]->name);
+        if (!others && count >= kind->most) continue;
+        auto thing = made(one.labels.empty() ? one.key : one.labels, numbers[one.host]->number,
+                          one.info ? 0 : group.metrics.size());
+        thing.info = one.info;
+        if (one.info) thing.series.resize(1, None);
+        thing.last_ms = one.last_ms, thing.seen_ms = one.seen_ms;
+        for (auto& [name, total] : one.totals)
+            for (size_t i = 0; i < thing.totals.size(); i++)
+                if (std::string_view(group.metrics[i].name).substr(group.metrics[i].ownName) == name)
+                    thing.totals[i] = total, thing.begun[i] = 1;
+        if (group.things.emplace(one.key, std::move(thing)).second && !others) count++;
+    }
+    return true;
 }

@@ -3,6 +3,7 @@
 
 #include "wyrtlog/format.h"
 #include "wyrtlog/metrics.h"
+#include "wyrtlog/totals.h"
 
 #include <map>
 #include <string>
@@ -11,6 +12,7 @@
 class SeriesFormat : public Format {
 public:
     static constexpr int64_t Never = INT64_MIN / 2; // far enough from the end to be subtracted
+    static constexpr size_t None = static_cast<size_t>(-1);
     // One thing with all its series.
     struct Thing {
         std::string labels; // as the format has them
@@ -20,41 +22,58 @@ public:
         bool touched = false;                // in this interval
         bool info = false;                   // it has only the value 1
         int64_t last_ms = Never;             // of its last point
+        int64_t seen_ms = Never;             // end of the last interval that had it
         std::vector<uint64_t> totals, added; // by metric: of all intervals before, of this one
         std::vector<double> levels;
         std::vector<char> begun, given; // by metric: it has been printed; this interval has a value
         std::vector<size_t> series;     // by metric: for the format to use
     };
+    using Things = std::map<std::string, Thing, std::less<>>;
     struct Group { // of a kind
         const MetricKind* kind = nullptr;
         std::vector<Metric> metrics;
-        std::map<std::string, Thing, std::less<>> things;
-        size_t count = 0, infos = 0; // of the things
+        Things things, candidates;         // those that have series; of this interval, those that may get some
+        std::vector<size_t> counts, infos; // of the things, by host
+        std::array<size_t, 3> ranks{};     // metrics by which the largest are found
     };
 
 private:
     struct Host {
         std::string name, run;
         size_t number = 0;
+        std::string lastRun; // of the last interval that was counted
+        uint64_t last = 0;   // its number
+        int64_t last_ms = Never;
+        bool loaded = false;                                     // nothing was counted since the totals were loaded
         std::map<std::string, std::string, std::less<>> volumes; // labels of device-mapper volumes by device number
     };
+    const std::string word;
+    const SeriesChoice wanted;
     std::map<std::string, Host, std::less<>> hosts;
-    Host* host = nullptr;                                        // of the head in force
+    Host* host = nullptr;                                        // of the head in force; null: there are too many
     std::vector<size_t> groupOf;                                 // by sheet
     std::vector<std::vector<std::pair<size_t, size_t>>> columns; // by sheet: a column and its metric
-    std::vector<Thing*> touched;
     uint64_t dropped = 0;
+    uint64_t intervalNumber = 0;
     int64_t start_ms = 0, end_ms = 0; // of the interval
     std::string key, text;
     std::vector<char> chosen; // metrics
 
+    Host* hostOf(const std::string& name);
+    Group& groupOfKind(const MetricKind& kind, const std::vector<SheetColumn>& columns);
     std::string_view textOf(const Sheet& sheet, const Cells& cells, std::string_view field);
+    void makeKey(const Group& group, const Sheet& sheet, const Cells& cells, bool rest);
     Thing* thingOf(Group& group, const Sheet& sheet, const Cells& cells, bool rest);
+    std::string othersKey(const Group& group, std::string_view hostName) const;
+    Thing& othersOf(Group& group);
+    bool makeRoom(Group& group, bool info);
     void takeInfo(Group& group, const Sheet& sheet, const Cells& cells, const std::string& labels);
+    bool takeFigures(const Group& group, const Sheet& sheet, const Cells& cells, bool rest, Thing& thing);
+    void admit(Group& group);
     void flush(Group& group, Thing& thing);
-    void touch(Thing& thing);
     void give(Group& group, Thing& thing, int64_t at_ms, bool levels);
     void takeVolume(const Sheet& sheet, const Cells& cells);
+    bool isCounted(const Interval& interval) const;
 
 protected:
     std::vector<Group> groups;
@@ -65,9 +84,17 @@ protected:
     bool failed = false;
 
 public:
+    // `word`: the format's name.
+    explicit SeriesFormat(std::string_view format, SeriesChoice what = {}) : word(format), wanted(std::move(what)) {}
     bool head(const LogHead& head, const Sheets& sheets) override;
+    // False, too, when the interval was counted before the totals were saved.
     bool begin(const Interval& interval) override;
     bool line(const Sheet& sheet, const Cells& cells, std::string_view line) override;
     bool end(bool keep) override;
     std::string note() const override;
+
+    // What the counters have reached, between two intervals.
+    Totals totals() const;
+    // Goes on from there; before the first head. False: these are totals of other series.
+    bool take(const Totals& saved);
 };

@@ -19,8 +19,12 @@ static Cast castOf(Form form) {
     return isTextForm(form) || form == Form::Letter ? Cast::Text : isRealForm(form) ? Cast::Real : Cast::Whole;
 }
 
-static std::vector<SheetColumn> ownColumns(std::string_view tag) {
-    std::vector<SheetColumn> columns;
+std::vector<SheetColumn> columnsOf(std::string_view tag) {
+    std::vector<SheetColumn> columns{
+        {"host", Role::Text, "", Cast::Host},
+        {"time", Role::Time, "", Cast::Moment, false, false, TimePlace},
+        {"secs", Role::Elapsed, "s", Cast::Seconds, false, false, SecondsPlace}
+    };
     static const Interval none;
     eachKind(none, [&](const auto& kind, const auto& rows) {
         if (kind.tag != tag) return;
@@ -89,14 +93,8 @@ Sheet* Sheets::sheetOf(std::string_view tag) {
     auto& sheet = all.emplace_back();
     sheet.tag = tag;
     sheet.number = all.size() - 1;
-    sheet.all = {
-        {"host", Role::Text, "", Cast::Host},
-        {"time", Role::Time, "", Cast::Moment, false, false, TimePlace},
-        {"secs", Role::Elapsed, "s", Cast::Seconds, false, false, SecondsPlace}
-    };
-    const auto own = ownColumns(tag);
-    sheet.own = !own.empty();
-    sheet.all.insert(sheet.all.end(), own.begin(), own.end());
+    sheet.all = columnsOf(tag);
+    sheet.own = sheet.all.size() > FirstPlace;
     if (choice.rates) makeRates(sheet.all);
     return &sheet;
 }

@@ -28,6 +28,9 @@ struct SheetColumn {
 // The record's kind is cell 0 of a line; these are the others that every line has.
 inline constexpr size_t TimePlace = 1, SecondsPlace = 2, FirstPlace = 3;
 
+// The columns of all kinds, and the fields that the program knows of this kind.
+std::vector<SheetColumn> columnsOf(std::string_view tag);
+
 struct Sheet {
     std::string tag;
     size_t number = 0;                // its index among all sheets

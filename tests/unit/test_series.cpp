@@ -1,0 +1,322 @@
+// What goes to stores of time series: counters, the largest by name, and totals that outlive the program.
+#include "record/log.h"
+#include "wyrtlog/series.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <random>
+
+static constexpr int64_t Start = 1795266310000;
+
+namespace {
+// Keeps the last value of each series.
+class Kept : public SeriesFormat {
+public:
+    std::map<std::string, double> values; // "process{host=db7,command=c1} cpu_seconds"
+    std::vector<std::string> points;      // the same with the value and the time, each one
+
+    explicit Kept(SeriesChoice choice = {}) : SeriesFormat("kept", std::move(choice)) {}
+    bool finish() override { return true; }
+    std::string failure() const override { return {}; }
+
+protected:
+    void addLabel(std::string& labels, std::string_view name, std::string_view value) const override {
+        labels.append(labels.empty() ? "" : ",").append(name).append("=").append(value);
+    }
+    bool point(const Group& group, Thing& thing, int64_t at_ms, const std::vector<char>& which) override {
+        for (size_t i = 0; i < which.size(); i++) {
+            if (!which[i]) continue;
+            const auto& metric = group.metrics[i];
+            const auto name =
+                std::string(group.kind->prefix) + "{" + thing.labels + "} " + metric.name.substr(metric.ownName);
+            const double value = !metric.counter ? thing.levels[i]
+                                 : metric.micro  ? static_cast<double>(thing.totals[i]) / 1e6
+                                                 : static_cast<double>(thing.totals[i]);
+            values[name] = value;
+            points.push_back(name + " " + std::to_string(value) + " " + std::to_string(at_ms));
+        }
+        return true;
+    }
+};
+} // namespace
+
+// Gives a log to a format. `most`: only so many intervals.
+static void give(std::string log, SeriesFormat& format, size_t most = SIZE_MAX) {
+    LogReader reader([&](char* to, size_t size) {
+        const auto part = log.substr(0, size);
+        memcpy(to, part.data(), part.size());
+        log.erase(0, part.size());
+        return part.size();
+    });
+    reader.leaveOutRows();
+    Sheets sheets;
+    Cells cells;
+    Interval interval;
+    for (;;) {
+        const auto found = reader.next(interval);
+        if (found == LogReader::Found::End || found == LogReader::Found::Torn) return;
+        if (found == LogReader::Found::Head) {
+            ASSERT_EQ(sheets.takeHead(reader), "");
+            ASSERT_TRUE(format.head(reader.head(), sheets));
+            continue;
+        }
+        if (most-- == 0) return;
+        if (!format.begin(interval)) continue;
+        const bool good = eachLine(reader.text(), sheets, cells, [&](auto& sheet, auto& all, std::string_view line) {
+            return format.line(sheet, all, line);
+        });
+        ASSERT_TRUE(format.end(good));
+    }
+}
+
+namespace {
+// Makes a log of processes, disks and findings.
+class Log {
+    LogWriter writer;
+    uint64_t number = 0;
+
+public:
+    std::string text;
+    Interval interval;
+
+    explicit Log(const std::string& host = "db7", const std::string& run = "run") {
+        writer.head({"1.2.0", host, "boot", run}, {}, {Start, 0}, text);
+    }
+    ProcRow& process(const std::string& name, uint64_t cpu_us) {
+        auto& row = interval.processes.rows.emplace_back();
+        row.name = name, row.pid = interval.processes.rows.size(), row.cpu_us = cpu_us;
+        return row;
+    }
+    void disk(const std::string& name, uint64_t reads) {
+        auto& row = interval.disks.rows.emplace_back();
+        row.name = name, row.device = "8:0", row.reads = reads;
+    }
+    void end(int64_t each_ms = 10000) {
+        interval.number = ++number;
+        interval.time = {Start + static_cast<int64_t>(number) * each_ms, 0};
+        interval.elapsed_us = each_ms * 1000;
+        const auto sample = [&](auto& rows) { rows.sampled = true, rows.elapsed_us = each_ms * 1000; };
+        sample(interval.processes), sample(interval.disks), sample(interval.why), sample(interval.who);
+        writer.interval(interval, text);
+        clearRows(interval);
+    }
+};
+} // namespace
+
+// --- The largest
+
+TEST(Series, TheLargestHaveTheirOwnAndKeepThem) {
+    Log log;
+    for (int i = 0; i < 5; i++) log.process("c" + std::to_string(i), static_cast<uint64_t>(i) * 1000000);
+    log.process("c4", 1000000);
+    log.end();
+    log.process("c0", 9000000); // is larger now than what came before
+    log.process("c4", 500000);  // was among the largest: its series goes on
+    log.process("c1", 100000);
+    log.process("w", 0).write_bytes = 5;
+    log.end();
+    log.process("c1", 1000);
+    log.process("c3", 7);
+    log.end();
+    SeriesChoice choice;
+    choice.top = 2;
+    Kept kept(choice);
+    give(log.text, kept);
+    EXPECT_DOUBLE_EQ(kept.values["process{host=db7,command=c4} cpu_seconds"], 5.5);
+    EXPECT_DOUBLE_EQ(kept.values["process{host=db7,command=c3} cpu_seconds"], 3.000007);
+    EXPECT_DOUBLE_EQ(kept.values["process{host=db7,command=c0} cpu_seconds"], 9);
+    EXPECT_DOUBLE_EQ(kept.values["process{host=db7,command=w} write_bytes"], 5);
+    EXPECT_FALSE(kept.values.contains("process{host=db7,command=c2} cpu_seconds"));
+    EXPECT_DOUBLE_EQ(kept.values["process{host=db7,command=c1} cpu_seconds"], 0.001) << "alone in its interval";
+    EXPECT_DOUBLE_EQ(kept.values["process{host=db7,command=others} cpu_seconds"], 2 + 1 + 0.1);
+    // No counter falls, and all of them together are all there was.
+    std::map<std::string, double> last;
+    for (auto& point : kept.points) {
+        const auto at = point.rfind(' '), value = point.rfind(' ', at - 1);
+        double& before = last[point.substr(0, value)];
+        const double now = std::stod(point.substr(value));
+        EXPECT_GE(now, before) << point;
+        before = now;
+    }
+    double sum = 0;
+    for (auto& [name, value] : kept.values)
+        if (name.starts_with("process") && name.ends_with("cpu_seconds")) sum += value;
+    EXPECT_NEAR(sum, 10 + 1 + 9 + 0.5 + 0.1 + 0.001 + 0.000007, 1e-9);
+}
+
+TEST(Series, ByUserUnitContainerOrRow) {
+    Log log;
+    const auto add = [&](const char* name, const char* user, const char* unit) {
+        auto& row = log.process(name, 1000000);
+        row.user = user, row.unit = unit, row.rss = 4096;
+    };
+    add("a", "root", "cron.service");
+    add("b", "root", "web");
+    add("c", "www", "web");
+    add("d", "www", "");
+    log.end();
+    const auto with = [&](const char* by, bool rows = false) {
+        SeriesChoice choice;
+        choice.by = by, choice.rows = rows;
+        Kept kept(choice);
+        give(log.text, kept);
+        return kept.values;
+    };
+    EXPECT_EQ(with("user")["process{host=db7,user=www} cpu_seconds"], 2);
+    EXPECT_EQ(with("unit")["process{host=db7,unit=web} cpu_seconds"], 2);
+    EXPECT_EQ(with("unit")["process{host=db7} cpu_seconds"], 1);
+    EXPECT_EQ(with("container")["process{host=db7,container=web} cpu_seconds"], 2);
+    EXPECT_EQ(with("container")["process{host=db7} cpu_seconds"], 2) << "units of systemd are no containers";
+    auto rows = with("command", true);
+    EXPECT_EQ(rows["process{host=db7,pid=3,command=c,user=www,unit=web} cpu_seconds"], 1);
+    EXPECT_EQ(rows["process{host=db7,pid=3,command=c,user=www,unit=web} rss_bytes"], 4096);
+    EXPECT_EQ(whyNotBy("unit"), "");
+    EXPECT_EQ(whyNotBy("pid"), "--by takes command, user, unit or container, not 'pid'");
+}
+
+// --- Findings
+
+TEST(Series, FindingsAreTimeValueAndCulprits) {
+    Log log;
+    for (int i = 0; i < 2; i++) {
+        WhyRow why;
+        why.rank = 1, why.resource = "DISK", why.object = "sda", why.rule = "disk.wait", why.value = 41.5,
+        why.limit = 20;
+        log.interval.why.rows.push_back(why);
+        for (const uint64_t share : {60, 30}) {
+            WhoRow who;
+            who.rank = 1, who.resource = "DISK", who.object = "sda", who.place = share, who.share = share;
+            who.name = "dd", who.user = "root", who.pid = share, who.mark = '~', who.amount = 77;
+            log.interval.who.rows.push_back(who);
+        }
+        log.end();
+    }
+    Kept kept;
+    give(log.text, kept);
+    EXPECT_EQ(kept.values["finding{host=db7,resource=DISK,object=sda,rule=disk.wait} seconds"], 20);
+    EXPECT_EQ(kept.values["finding{host=db7,resource=DISK,object=sda,rule=disk.wait} value"], 41.5);
+    EXPECT_EQ(kept.values["finding{host=db7,resource=DISK,object=sda,rule=disk.wait} limit"], 20);
+    EXPECT_DOUBLE_EQ(kept.values["culprit{host=db7,resource=DISK,object=sda,command=dd,user=root} share_ratio"], 0.9);
+    for (auto& [name, value] : kept.values)
+        for (const char* none : {"pid", "amount", "total", "start"}) EXPECT_FALSE(name.ends_with(none)) << name;
+}
+
+// --- Bounds
+
+TEST(Series, WhatWasNotSeenForLongMakesRoom) {
+    SeriesChoice choice;
+    choice.endless = true;
+    Log log;
+    for (int i = 0; i < 1000; i++) log.disk("d" + std::to_string(i), 1);
+    log.end(3600000);
+    log.disk("d5", 1);
+    log.end(3600000);
+    log.disk("late", 1); // one hour after d5, two hours after the others
+    log.end(3600000);
+    log.disk("later", 3);
+    log.disk("d5", 1);
+    log.end(3600000);
+    Kept kept(choice);
+    give(log.text, kept);
+    EXPECT_EQ(kept.values["disk{host=db7,disk=later} reads"], 3);
+    EXPECT_EQ(kept.values["disk{host=db7,disk=d5} reads"], 3);
+    EXPECT_NE(kept.note(), "") << "at first there was no room for `late`";
+    Kept finite;
+    give(log.text, finite);
+    EXPECT_FALSE(finite.values.contains("disk{host=db7,disk=later} reads"));
+}
+
+TEST(Series, EachHostHasItsOwnBounds) {
+    Kept kept;
+    for (const char* host : {"a", "b"}) {
+        Log log(host, host);
+        for (int i = 0; i < 700; i++) log.disk("d" + std::to_string(i), 1);
+        log.end();
+        give(log.text, kept);
+    }
+    EXPECT_EQ(kept.note(), "");
+    EXPECT_EQ(kept.values["disk{host=b,disk=d699} reads"], 1);
+}
+
+// --- Totals
+
+static std::string longLog(uint64_t intervals) {
+    Log log;
+    std::mt19937 random(3);
+    for (uint64_t n = 0; n < intervals; n++) {
+        for (int i = 0; i < 30; i++) log.process("c" + std::to_string(random() % 60), random() % 1000000);
+        if (random() % 3) log.disk("sda", random() % 100);
+        log.disk("hostile,\"\\\n\xff name", 1);
+        log.end();
+    }
+    return log.text;
+}
+
+// Whatever the interval at which it was ended, a program that loads its totals prints what the first would have.
+TEST(Totals, GoOnWhereTheyWere) {
+    const auto log = longLog(20);
+    SeriesChoice choice;
+    choice.top = 3;
+    Kept whole(choice);
+    give(log, whole);
+    for (const size_t cut : {1U, 2U, 7U, 19U, 20U}) {
+        Kept first(choice), second(choice);
+        give(log, first, cut);
+        const auto text = totalsText(first.totals());
+        const auto totals = parseTotals(text);
+        ASSERT_TRUE(totals) << text;
+        ASSERT_TRUE(second.take(*totals));
+        EXPECT_EQ(totalsText(second.totals()), text);
+        give(log, second); // the log from its begin: what was counted is not counted again
+        auto points = first.points;
+        points.insert(points.end(), second.points.begin(), second.points.end());
+        EXPECT_EQ(points, whole.points) << cut;
+    }
+}
+
+TEST(Totals, ANewRunIsCounted) {
+    Log old("db7", "old");
+    old.disk("sda", 5);
+    old.end();
+    old.disk("sda", 5);
+    old.end();
+    Kept first, second;
+    give(old.text, first);
+    ASSERT_TRUE(second.take(*parseTotals(totalsText(first.totals()))));
+    Log other("db7", "other"); // its first two intervals end no later than those
+    for (int i = 0; i < 4; i++) {
+        other.disk("sda", 100);
+        other.end();
+    }
+    give(other.text, second);
+    EXPECT_EQ(second.values["disk{host=db7,disk=sda} reads"], 210);
+}
+
+TEST(Totals, OfOtherSeriesAreRefused) {
+    Kept kept;
+    give(longLog(1), kept);
+    const auto totals = kept.totals();
+    SeriesChoice choice;
+    choice.by = "user";
+    EXPECT_FALSE(Kept(choice).take(totals));
+    choice.by = "command", choice.rows = true;
+    EXPECT_FALSE(Kept(choice).take(totals));
+    EXPECT_TRUE(Kept().take(totals));
+}
+
+TEST(Totals, DamageIsSeen) {
+    Kept kept;
+    give(longLog(2), kept);
+    const auto text = totalsText(kept.totals());
+    ASSERT_TRUE(parseTotals(text));
+    for (size_t size = 0; size < text.size(); size++) EXPECT_FALSE(parseTotals(text.substr(0, size))) << size;
+    for (size_t at = 0; at < text.size(); at++) {
+        auto changed = text;
+        changed[at] = static_cast<char>(changed[at] ^ 1);
+        EXPECT_FALSE(parseTotals(changed)) << at;
+    }
+    EXPECT_FALSE(parseTotals("\nEND,"));
+    EXPECT_FALSE(parseTotals("#wyrt-totals,1,\nEND,0,\n"));
+}

@@ -1,0 +1,107 @@
+#include "wyrtlog/totals.h"
+
+#include "record/crc.h"
+#include "record/escape.h"
+#include "wyrtlog/cells.h"
+
+#include <cstdio>
+
+static constexpr std::string_view First = "#wyrt-totals,1,";
+
+// --- To text
+
+static void addCell(std::string& line, std::string_view text) {
+    line += ',';
+    escape(text, line);
+}
+template <typename Number> static void addNumber(std::string& line, Number number) {
+    line += ',';
+    line += std::to_string(number);
+}
+
+static std::string hexadecimal(uint32_t sum) {
+    char digits[16];
+    snprintf(digits, sizeof digits, "%08x", sum);
+    return digits;
+}
+
+std::string totalsText(const Totals& totals) {
+    std::string text(First);
+    escape(totals.of, text);
+    text += '\n';
+    for (auto& host : totals.hosts) {
+        text += "HOST";
+        addCell(text, host.name), addCell(text, host.run);
+        addNumber(text, host.number), addNumber(text, host.time_ms);
+        text += '\n';
+    }
+    for (auto& thing : totals.things) {
+        text += "THING";
+        addCell(text, thing.tag), addNumber(text, thing.host), text += thing.info ? ",1" : ",0";
+        addNumber(text, thing.last_ms), addNumber(text, thing.seen_ms);
+        addCell(text, thing.key), addCell(text, thing.labels);
+        for (auto& [name, total] : thing.totals) addCell(text, name), text += '=', text += std::to_string(total);
+        text += '\n';
+    }
+    text += "END," + std::to_string(totals.hosts.size() + totals.things.size());
+    return text + "," + hexadecimal(crc32c(text)) + "\n";
+}
+
+// --- And back
+
+static bool takeText(std::string_view cell, std::string& to) { return unescape(cell, to); }
+template <typename Number> static bool takeNumber(std::string_view cell, Number& to) {
+    if constexpr (std::is_signed_v<Number>) {
+        const auto number = signedOf(cell);
+        return number && (to = *number, true);
+    } else {
+        const auto number = wholeOf(cell);
+        return number && (to = *number, true);
+    }
+}
+
+static bool takeHost(const Cells& cells, Totals& totals) {
+    auto& host = totals.hosts.emplace_back();
+    return cells.size() == 5 && takeText(cells[1], host.name) && takeText(cells[2], host.run) &&
+           takeNumber(cells[3], host.number) && takeNumber(cells[4], host.time_ms);
+}
+
+static bool takeThing(const Cells& cells, Totals& totals) {
+    constexpr size_t FirstTotal = 8;
+    auto& thing = totals.things.emplace_back();
+    if (cells.size() < FirstTotal || !takeText(cells[1], thing.tag) || !takeNumber(cells[2], thing.host) ||
+        thing.host >= totals.hosts.size() || !takeNumber(cells[4], thing.last_ms) ||
+        !takeNumber(cells[5], thing.seen_ms) || !takeText(cells[6], thing.key) || !takeText(cells[7], thing.labels))
+        return false;
+    thing.info = cells[3] == "1";
+    for (size_t i = FirstTotal; i < cells.size(); i++) {
+        const size_t equals = cells[i].find('=');
+        auto& [name, total] = thing.totals.emplace_back();
+        if (equals == std::string_view::npos || !takeText(cells[i].substr(0, equals), name) ||
+            !takeNumber(cells[i].substr(equals + 1), total))
+            return false;
+    }
+    return true;
+}
+
+std::optional<Totals> parseTotals(std::string_view text) {
+    if (text.size() > LongestTotals || !text.starts_with(First) || !text.ends_with('\n')) return {};
+    const size_t end = text.rfind("\nEND,");
+    if (end == text.npos) return {};
+    Totals totals;
+    Cells cells;
+    const auto last = text.substr(end + 1, text.size() - end - 2);
+    const auto sealed = text.substr(0, text.rfind(','));
+    cells.split(last);
+    if (cells.size() != 3 || cells[2] != hexadecimal(crc32c(sealed))) return {};
+    auto lines = text.substr(0, end + 1);
+    const size_t firstEnd = lines.find('\n');
+    if (!takeText(lines.substr(First.size(), firstEnd - First.size()), totals.of)) return {};
+    for (lines.remove_prefix(firstEnd + 1); !lines.empty(); lines.remove_prefix(lines.find('\n') + 1)) {
+        cells.split(lines.substr(0, lines.find('\n')));
+        if (cells[0] == "HOST" ? !takeHost(cells, totals) : cells[0] != "THING" || !takeThing(cells, totals)) return {};
+    }
+    cells.split(last);
+    if (wholeOf(cells[1]) != totals.hosts.size() + totals.things.size()) return {};
+    return totals;
+}
