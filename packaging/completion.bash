@@ -15,7 +15,7 @@ _wyrt_command() {
     local pages='--color --no-pager'
     local infos='--check'
     local stats='--rows --by --color --no-pager'
-    local exports='--format --kind --fields --rates'
+    local exports='--format --kind --fields --rates --follow'
     local spans='--since --until'
     local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} words='' logs_too=0
 

@@ -119,6 +119,8 @@ static std::string whyNotThere(const FormatWord& word, const Asked& asked, const
         return name + " goes to one file, and " + inQuotes(asked.output) + " is a folder";
     if (word.inFile && asked.output.empty()) return name + " needs a file: -o FILE";
     if (word.inFile && asked.rates) return "the views of " + name + " have the rates";
+    if (asked.follow && (word.inFile || word.make == makeOpenMetrics))
+        return "--follow is for csv, tsv, jsonl and influx: " + name + " is written when all is read";
     const bool series = word.make == makeOpenMetrics || word.make == makeInflux;
     if (series && asked.rates) return name + " has counters, of which the store makes rates";
     if (series && !asked.fields.empty()) return name + " has all fields of a kind";
@@ -128,12 +130,13 @@ static std::string whyNotThere(const FormatWord& word, const Asked& asked, const
 // --- The way of the intervals
 
 namespace {
-struct Exporter {
-    const Asked& asked;
+struct Exporter : Watcher {
     Format& format;
     Sheets sheets;
-    Cells cells;
+    Cells cells{};
     std::string why; // wrong usage that only the log's head shows
+
+    Exporter(Format& to, Sheets all) : format(to), sheets(std::move(all)) {}
 
     // False: it cannot go on.
     bool head(const LogReader& reader) {
@@ -146,12 +149,13 @@ struct Exporter {
             return format.line(sheet, all, line) || damaged;
         });
     }
+    bool idle() override { return format.flush(); }
 };
 } // namespace
 
 static int exportTo(Format& format, const Asked& asked, const Choice& choice, const Bounds& bounds) {
     if (!format.failure().empty()) return failed(format.failure());
-    Exporter exporter{asked, format, Sheets(choice), {}, {}};
+    Exporter exporter(format, Sheets(choice));
     Intervals intervals;
     bool running = true;
     const auto onInterval = [&](const LogReader& reader, bool changed, Interval& interval) {
@@ -161,13 +165,13 @@ static int exportTo(Format& format, const Asked& asked, const Choice& choice, co
         if (!good) intervals.leaveOut();
         return running = format.end(good);
     };
-    const int status = intervals.each(asked, bounds, onInterval, Want::Lines);
+    const int status = intervals.each(asked, bounds, onInterval, Want::Lines, &exporter);
     if (!exporter.why.empty()) return refused(exporter.why, "wyrt export --help");
     running = running && (intervals.given() == 0 || format.finish());
     intervals.reportLeftOut();
     if (const auto note = format.note(); !note.empty()) putErr("wyrt: " + note + "\n");
     if (!running) return format.failure().empty() ? status : failed(format.failure());
-    if (intervals.given() == 0 && status == Done) return failed("there is no interval to export");
+    if (intervals.given() == 0 && status == Done && !asked.follow) return failed("there is no interval to export");
     return status;
 }
 
@@ -196,7 +200,7 @@ static bool isClassic(const std::string& path) {
 
 static int exportClassic(Format& format, const Asked& asked, const Choice& choice, const Bounds& bounds) {
     if (!format.failure().empty()) return failed(format.failure());
-    Exporter exporter{asked, format, Sheets(choice), {}, {}};
+    Exporter exporter(format, Sheets(choice));
     if (auto wrong = exporter.sheets.takeSheets(classicSheets()); !wrong.empty())
         return refused(wrong, "wyrt export --help");
     int status = Done;
@@ -240,6 +244,7 @@ static std::string takeLogs(const Asked& asked, const FormatWord& word, bool& cl
     if (count < asked.logs.size()) return "classic logs and others cannot be exported together";
     if (word.make == makeOpenMetrics || word.make == makeInflux)
         return std::string(word.word) + " has amounts, which classic logs do not have";
+    if (asked.follow) return "--follow is for logs of wyrt record";
     return asked.rates ? "classic logs have rates already" : "";
 }
 

@@ -14,6 +14,14 @@ static std::string identityOf(const LogPath& log) {
            std::to_string(status.inode);
 }
 
+static Signals& signalsOf(Watcher* watcher, std::optional<Signals>& own) {
+    auto* signals = watcher ? watcher->signals() : nullptr;
+    return signals ? *signals : own.emplace();
+}
+
+Follower::Follower(const std::vector<std::string>& words, Watcher* by)
+    : watcher(by), signals(signalsOf(by, own)), operands(words) {}
+
 void Follower::know(const std::vector<LogPath>& paths) {
     for (auto& log : paths) known.insert(identityOf(log));
 }
@@ -29,7 +37,7 @@ void Follower::look() {
 bool Follower::wait() {
     constexpr int64_t Period = 250000; // microseconds: nobody sees a delay, and a day of it costs seconds
     const auto isOver = [this] { return signals.end() != 0 || signals.pipeClosed(); };
-    if (isOver()) return false;
+    if (isOver() || (watcher && !watcher->idle())) return false;
     waitUntil(getMonotonic() + Period, signals);
     if (isOver()) return false;
     look();

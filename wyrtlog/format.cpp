@@ -103,7 +103,7 @@ bool TextFormat::end(bool keep) {
     return why.empty();
 }
 
-bool TextFormat::finish() {
+bool TextFormat::flush() {
     for (auto& part : parts)
         if (part && !flush(*part)) return false;
     return true;

@@ -28,6 +28,8 @@ public:
     // The interval is over, and its records are kept, or forgotten because one of them is damaged. False: it cannot go
     // on.
     virtual bool end(bool keep) = 0;
+    // Writes what it has of whole intervals, because the next one is waited for. False: it cannot go on.
+    virtual bool flush() { return true; }
     // All intervals were there.
     virtual bool finish() = 0;
     // Why it could not go on; empty: the reader of the output went away.
@@ -119,6 +121,7 @@ public:
     bool begin(const Interval& interval) override;
     bool line(const Sheet& sheet, const Cells& cells, std::string_view text) override;
     bool end(bool keep) override;
-    bool finish() override;
+    bool flush() override;
+    bool finish() override { return flush(); }
     std::string failure() const override { return why; }
 };

@@ -34,10 +34,10 @@ bool InfluxFormat::point(const Group& group, Thing& thing, int64_t at_ms, const 
     text += ' ';
     text += std::to_string(at_ms), text += "000000\n";
     constexpr size_t Enough = size_t{1} << 18;
-    return text.size() < Enough || finish();
+    return text.size() < Enough || flush();
 }
 
-bool InfluxFormat::finish() {
+bool InfluxFormat::flush() {
     const bool good = out.write(text);
     text.clear();
     return good;

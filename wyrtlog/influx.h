@@ -13,6 +13,7 @@ protected:
 
 public:
     explicit InfluxFormat(Output& file) : SeriesFormat("influx"), out(file) {}
-    bool finish() override;
+    bool flush() override;
+    bool finish() override { return flush(); }
     std::string failure() const override { return {}; }
 };

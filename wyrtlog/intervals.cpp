@@ -25,7 +25,8 @@ std::string takeBounds(const Asked& asked, Bounds& bounds) {
     return wrong;
 }
 
-int Intervals::each(const Asked& asked, const Bounds& bounds, const OnInterval& onInterval, Want want) {
+int Intervals::each(const Asked& asked, const Bounds& bounds, const OnInterval& onInterval, Want want,
+                    Watcher* watcher) {
     const LogReader* last = nullptr; // logs that overlap take turns
     bool changed = true;
     const auto onFound = [&](const LogReader& reader, LogReader::Found found, Interval& interval) {
@@ -39,7 +40,7 @@ int Intervals::each(const Asked& asked, const Bounds& bounds, const OnInterval& 
         count++;
         return onInterval(reader, isOther, interval);
     };
-    return eachFound(asked, onFound, {want, bounds, asked.follow});
+    return eachFound(asked, onFound, {want, bounds, asked.follow, Check::Sums, watcher});
 }
 
 void Intervals::reportLeftOut() const {

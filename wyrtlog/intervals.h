@@ -15,7 +15,8 @@ class Intervals {
     uint64_t count = 0, left = 0;
 
 public:
-    int each(const Asked& asked, const Bounds& bounds, const OnInterval& onInterval, Want want = Want::Rows);
+    int each(const Asked& asked, const Bounds& bounds, const OnInterval& onInterval, Want want = Want::Rows,
+             Watcher* watcher = nullptr);
     // The one that f has is damaged after all.
     void leaveOut() { count--, left++; }
     // How many there were.

@@ -86,7 +86,7 @@ Merge::Merge(const Asked& asked, const OnFound& f, const Wanted& how, int& exitS
     : onFound(f), wanted(how), status(exitStatus) {
     const auto isFile = [](const std::string& operand) { return !isReadOnce(operand); }; // a pipe ends by itself
     if (wanted.follow && (asked.logs.empty() || std::any_of(asked.logs.begin(), asked.logs.end(), isFile)))
-        follower.emplace(asked.logs);
+        follower.emplace(asked.logs, wanted.watcher);
     add(logPaths(asked.logs, status));
 }
 

@@ -4,6 +4,7 @@
 
 #include "record/log.h"
 #include "wyrtlog/options.h"
+#include "wyrtlog/watcher.h"
 
 #include <functional>
 #include <string>
@@ -21,5 +22,6 @@ struct Wanted {
     Bounds bounds{};     // only intervals that end in it
     bool follow = false; // of the newest log, what comes later, too, until SIGINT or SIGTERM
     Check check = Check::Sums;
+    Watcher* watcher = nullptr;
 };
 int eachFound(const Asked& asked, const OnFound& onFound, const Wanted& wanted = {});

@@ -52,7 +52,7 @@ void OpenMetricsFormat::addLabel(std::string& labels, std::string_view name, std
     labels += '"';
 }
 
-bool OpenMetricsFormat::flush() {
+bool OpenMetricsFormat::spill() {
     const bool good = out.write(text);
     text.clear();
     return good;
@@ -78,7 +78,7 @@ bool OpenMetricsFormat::writeSeries(const std::string& start, const Metric* metr
     }
     for (auto& point : one.points) line(point);
     constexpr size_t Enough = size_t{1} << 18;
-    return text.size() < Enough || flush();
+    return text.size() < Enough || spill();
 }
 
 bool OpenMetricsFormat::writeFamily(const Group& group, size_t number) {
@@ -119,5 +119,5 @@ bool OpenMetricsFormat::finish() {
             if (!writeFamily(group, i)) return false;
     }
     text += "# EOF\n";
-    return flush();
+    return spill();
 }

@@ -29,7 +29,7 @@ class OpenMetricsFormat : public SeriesFormat {
 
     bool add(size_t& number, Point point);
     bool fail();
-    bool flush();
+    bool spill();
     bool writeSeries(const std::string& start, const Metric* metric, const Series& one);
     bool writeFamily(const Group& group, size_t metric);
     bool writeInfo(const Group& group);

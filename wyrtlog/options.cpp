@@ -63,7 +63,7 @@ static constexpr Option Options[] = {
     {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Shows | Whys | Exports | Charts | Statistics, &Asked::since, nullptr},
     {"--until",     "TIME", "up to then",                                         Shows | Whys | Exports | Charts | Statistics, &Asked::until, nullptr},
     {"--every",     "TIME", "intervals added up: 1m, 1h, 1d",                     Shows,        &Asked::every,   nullptr},
-    {"-f,--follow", "",     "waits for what comes later; Ctrl-C ends it",         Shows,        nullptr,         &Asked::follow},
+    {"-f,--follow", "",     "waits for what comes later; Ctrl-C ends it",         Shows | Exports,       nullptr,         &Asked::follow},
     {"--check",     "",     "verifies every checksum",                            Infos,        nullptr,         &Asked::check},
     {"--no-pager",  "",     "no pager on a terminal",                             Shows | Whys | Statistics, nullptr, &Asked::noPager},
 };

@@ -176,7 +176,7 @@ TEST(LogSpans, InfoLooksAtSumsWhenItIsAsked) {
 // --- What comes later
 
 // The newest log grows, then the recorder begins another one, then Ctrl-C comes.
-TEST(LogSpans, Follow) {
+static std::string growingFolder() {
     const auto first = logOf(2, 4), more = logOf(2, 8), next = logOf(10, 12, "run", 5);
     const auto quoted = [](const std::string& text) {
         std::string all;
@@ -185,10 +185,32 @@ TEST(LogSpans, Follow) {
         return all;
     };
     const std::string a = "text /logs/db7-20261121T130512Z.wyrt \"", b = "text /logs/db7-20261121T140000Z.wyrt \"";
-    Made machine(a + quoted(first) + "\"\nstep 1\n" + a + quoted(more.substr(0, more.size() - 30)) + "\"\nstep 2\n" +
-                 a + quoted(more) + "\"\n" + b + quoted(next.substr(0, 100)) + "\"\nstep 3\n" + b + quoted(next) +
-                 "\"\nstep 4\nsignal INT\n");
+    return a + quoted(first) + "\"\nstep 1\n" + a + quoted(more.substr(0, more.size() - 30)) + "\"\nstep 2\n" + a +
+           quoted(more) + "\"\n" + b + quoted(next.substr(0, 100)) + "\"\nstep 3\n" + b + quoted(next) +
+           "\"\nstep 4\nsignal INT\n";
+}
+
+TEST(LogSpans, Follow) {
+    Made machine(growingFolder());
     const auto said = run({"show", "/logs", "--follow"});
     EXPECT_EQ(timesOf(said), "14:05:12 14:05:14 14:05:16 14:05:18 14:05:20 14:05:22 ") << said;
     EXPECT_TRUE(said.ends_with("status 0\n")) << said;
+}
+
+TEST(LogSpans, FollowIntoAnExport) {
+    const auto files = growingFolder();
+    for (const std::string format : {"jsonl", "csv", "influx"}) {
+        Made again(files);
+        const auto exported = run({"export", "/logs", "--follow", "--format", format, "--kind", "CPU"});
+        EXPECT_TRUE(exported.ends_with("status 0\n")) << exported;
+        size_t times = 0; // points of the line protocol have no local time
+        for (const char* time : {"14:05:12", "14:05:14", "14:05:16", "14:05:18", "14:05:20", "14:05:22"})
+            times += exported.find(time) != exported.npos;
+        EXPECT_EQ(times, format == "influx" ? 0U : 6U) << exported;
+        EXPECT_NE(exported.find(format == "influx" ? "1795266322000000000\n" : "14:05:22"), exported.npos) << exported;
+    }
+    Made machine(files);
+    EXPECT_EQ(run({"export", "/logs", "--follow", "-o", "/x.db"}),
+              "wyrt: --follow is for csv, tsv, jsonl and influx: sqlite is written when all is read (see wyrt export "
+              "--help)\nstatus 2\n");
 }
