@@ -58,8 +58,10 @@ void Span::add(const Interval& interval) {
             if (group.path == why.object) groups[group.path] = group;
     }
     for (auto& row : interval.nearest.rows) {
-        auto& nearestRow = nearest[{row.resource, row.object}];
-        if (row.share >= nearestRow.share && nearest.size() <= MostEntries) nearestRow = row;
+        const std::pair<std::string, std::string> key(row.resource, row.object);
+        if (nearest.size() >= MostEntries && !nearest.contains(key)) continue;
+        const auto [at, fresh] = nearest.try_emplace(key, row);
+        if (!fresh && row.share >= at->second.share) at->second = row;
     }
 }
 

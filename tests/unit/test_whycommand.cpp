@@ -1,6 +1,7 @@
 // wyrt why on logs, and the area why of show, in a made-up machine.
 #include "tests/unit/logcommand.h"
 #include "tests/unit/whymachine.h"
+#include "why/span.h"
 
 static constexpr int64_t Start = 1795266310000; // 2026-11-21 13:05:10
 
@@ -114,4 +115,18 @@ TEST(WhyCommand, ShowAsksALogThatHasNoFindings) {
     EXPECT_NE(run({"show", "why", "/with.wyrt", "--limit", "disk.wait=1s"}), run({"show", "why", "/with.wyrt"}));
     // A log of other areas does not show findings unless it is asked.
     EXPECT_EQ(run({"show", "disk", "/with.wyrt"}), run({"show", "/without.wyrt"}));
+}
+
+TEST(WhySpan, KeepsABoundedNumberOfWhatIsNearest) {
+    Span span;
+    for (int i = 0; i < 1100; i++) {
+        Interval interval;
+        auto& row = interval.nearest.rows.emplace_back();
+        row.resource = "DISK", row.object = "sd" + std::to_string(i), row.share = 10;
+        span.add(interval);
+    }
+    Interval result;
+    span.result(result);
+    ASSERT_EQ(result.nearest.rows.size(), 1U);
+    EXPECT_EQ(result.nearest.rows[0].resource, "DISK");
 }
