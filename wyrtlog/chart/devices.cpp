@@ -95,10 +95,7 @@ void DeviceCharts::addDisks(const Interval& interval, Lines& lines) {
         const double bytes = valueOf(row.read_bytes) + valueOf(row.write_bytes) + valueOf(row.discard_bytes);
         const bool active = bytes + valueOf(row.reads) + valueOf(row.writes) + valueOf(row.flushes) > 0;
         auto* disk = active ? find(disks, row.name) : disks.contains(row.name) ? &disks[row.name] : nullptr;
-        if (!disk) {
-            if (active) leftOut++;
-            continue;
-        }
+        if (!disk) continue;
         disk->name = row.name;
         if (!row.holds.empty()) disk->holds = row.holds;
         disk->sum += bytes;

@@ -26,7 +26,6 @@ private:
     using Devices = std::map<std::string, Device, std::less<>>;
 
     Devices disks, links, filesystems; // by name; more than one can look at are left out
-    size_t leftOut = 0;
     Numbers protocols, states; // of TCP: counters; sockets by state
 
     static Device* find(Devices& devices, const std::string& key);
