@@ -16,6 +16,7 @@ _wyrt_command() {
     local infos='--check'
     local stats='--rows --by --color --no-pager'
     local exports='--format --kind --fields --rates --follow'
+    local serves='--help --listen --state --since --by --top --all-rows'
     local spans='--since --until'
     local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} words='' logs_too=0
 
@@ -29,10 +30,16 @@ _wyrt_command() {
         --color) words='auto always never' ;;
         --format) words='csv tsv jsonl sqlite openmetrics influx' ;;
         --by) words='command user unit'
+            [[ $command == serve ]] && words+=' container'
             [[ $command == stats ]] && words='process command user unit disk' ;;
-        --state) words='ESTABLISHED SYN_SENT SYN_RECV FIN_WAIT1 FIN_WAIT2 CLOSE CLOSE_WAIT LAST_ACK LISTEN CLOSING ENDED' ;;
+        --state) words='ESTABLISHED SYN_SENT SYN_RECV FIN_WAIT1 FIN_WAIT2 CLOSE CLOSE_WAIT LAST_ACK LISTEN CLOSING ENDED'
+            if [[ $command == serve ]]; then
+                mapfile -t COMPREPLY < <(compgen -f -- "$cur")
+                compopt -o filenames 2>/dev/null
+                return 0
+            fi ;;
         --sort) words=$sorts ;;
-        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --port | --address | --at | --every | --since | --until | --kind | --fields | --max-use | --keep-free | --max-age | --sync) return 0 ;;
+        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --port | --address | --at | --every | --since | --until | --kind | --fields | --max-use | --keep-free | --max-age | --sync | --listen | --top) return 0 ;;
         *)
             case $command in
                 live) words="$tasks $views $samples $lives" ;;
@@ -43,6 +50,7 @@ _wyrt_command() {
                 stats) words="$logs $stats $spans" ;;
                 export) words="$logs $exports $spans" ;;
                 chart) words="$logs $spans --limit" ;;
+                serve) words=$serves ;;
                 info) words="$logs $infos" ;;
             esac
             [[ $cur == -* ]] || words=operands
@@ -50,8 +58,8 @@ _wyrt_command() {
     esac
     if [[ $words == operands ]]; then
         words=$areas
-        [[ $command == info || $command == why || $command == export || $command == chart ]] && words=''
-        [[ $command == show || $command == info || $command == why || $command == stats || $command == export || $command == chart ]] && logs_too=1
+        [[ $command == info || $command == why || $command == export || $command == chart || $command == serve ]] && words=''
+        [[ $command == show || $command == info || $command == why || $command == stats || $command == export || $command == chart || $command == serve ]] && logs_too=1
     fi
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
     if ((logs_too)); then

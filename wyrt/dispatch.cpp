@@ -38,9 +38,9 @@ static int runLogProgram(int argc, char** argv) {
         const int result = becomeProgram(path.c_str(), arguments.data());
         if (result != ENOENT && result != ENOTDIR) error = result;
     }
-    const char* reason =
-        error == ENOENT ? "it is neither beside this program nor in ../libexec/wyrt nor in PATH; "
-                          "Debian's package wyrtlog has it" : strerror(error);
+    const char* reason = error == ENOENT ? "it is neither beside this program nor in ../libexec/wyrt nor in PATH; "
+                                           "Debian's package wyrtlog has it"
+                                         : strerror(error);
     return failed(std::string("wyrtlog, which does ") + argv[1] + ", cannot be started: " + reason);
 }
 
@@ -80,6 +80,7 @@ static constexpr Command Commands[] = {
     {"stats",  runLogProgram, "minimum, mean, maximum of every figure; who used what", "wyrt stats --since 14:00"       },
     {"export", runLogProgram, "a log for other programs: csv, jsonl, sqlite ...",      "wyrt export day.wyrt -o day.db" },
     {"chart",  runLogProgram, "a page to look at, of a log",                           "wyrt chart day.wyrt -o day.html"},
+    {"serve",  runLogProgram, "the figures of a log for Prometheus, over HTTP",        "wyrt serve --state FILE"        },
     {"info",   runLogProgram, "what a log holds",                                      "wyrt info day.wyrt"             },
 };
 

@@ -115,8 +115,8 @@ static Metric timeOf(const MetricKind& kind) {
 
 // What of a culprit is no figure, or in units of its finding.
 static bool isOmitted(const MetricKind& kind, std::string_view name) {
-    static constexpr std::string_view OfCulprits[] = {"pid", "start", "fd", "amount"};
-    if (kind.tag == "WHY") return name == "total";
+    static constexpr std::string_view OfCulprits[] = {"pid", "start", "fd", "amount", "count"};
+    if (kind.tag == "WHY") return name == "total" || name == "intervals" || name == "lasted";
     return kind.tag == "WHO" && std::find(std::begin(OfCulprits), std::end(OfCulprits), name) != std::end(OfCulprits);
 }
 

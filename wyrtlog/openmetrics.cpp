@@ -38,9 +38,9 @@ bool OpenMetricsFormat::point(const Group& group, Thing& thing, int64_t at_ms, c
 // --- Text
 
 // A newline, a quote and a backslash have a backslash; other control characters are written as the log has them.
-void OpenMetricsFormat::addLabel(std::string& labels, std::string_view name, std::string_view value) const {
+void addQuotedLabel(std::string& labels, std::string_view name, std::string_view value) {
     constexpr char Digits[] = "0123456789ABCDEF";
-    labels.append(labels.empty() ? "" : ",").append(name).append("=\"");
+    labels.append(labels.empty() || labels.ends_with('{') ? "" : ",").append(name).append("=\"");
     for (const char c : value) {
         const auto byte = static_cast<unsigned char>(c);
         if (c == '"' || c == '\\') labels += '\\', labels += c;
@@ -50,6 +50,10 @@ void OpenMetricsFormat::addLabel(std::string& labels, std::string_view name, std
         else labels += c;
     }
     labels += '"';
+}
+
+void OpenMetricsFormat::addLabel(std::string& labels, std::string_view name, std::string_view value) const {
+    addQuotedLabel(labels, name, value);
 }
 
 bool OpenMetricsFormat::spill() {

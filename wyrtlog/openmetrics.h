@@ -8,6 +8,9 @@
 #include <cstdio>
 #include <memory>
 
+// Adds disk="sda" to a list of labels.
+void addQuotedLabel(std::string& labels, std::string_view name, std::string_view value);
+
 class OpenMetricsFormat : public SeriesFormat {
     struct Point {
         int64_t at_ms;

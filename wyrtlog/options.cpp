@@ -39,7 +39,8 @@ struct Option {
 static constexpr unsigned Shows = static_cast<unsigned>(LogTask::Show), Infos = static_cast<unsigned>(LogTask::Info),
                           Whys = static_cast<unsigned>(LogTask::Why), Exports = static_cast<unsigned>(LogTask::Export),
                           Charts = static_cast<unsigned>(LogTask::Chart),
-                          Statistics = static_cast<unsigned>(LogTask::Stats), Every = ~0U;
+                          Statistics = static_cast<unsigned>(LogTask::Stats),
+                          Serves = static_cast<unsigned>(LogTask::Serve), Every = ~0U;
 
 // clang-format off
 static constexpr Command Commands[] = {
@@ -48,19 +49,25 @@ static constexpr Command Commands[] = {
     {"stats", LogTask::Stats, "[AREA...] [AREA/FIGURE...] [LOG...]", "Minimum, mean, maximum and 95th percentile of the figures of a span, and who used what."},
     {"export", LogTask::Export, "[LOG...]", "What a log holds, for other programs."},
     {"chart", LogTask::Chart, "[LOG...] -o FILE.html", "A page to look at: what happened, charts on one time axis, and the tables of the worst intervals."},
+    {"serve", LogTask::Serve, "[LOG...]", "The figures of a log that grows, for Prometheus and others that ask for them over HTTP."},
     {"info", LogTask::Info, "[LOG...]", "What a log holds: host, span, intervals, gaps, damage, and how much each kind takes."},
 };
 
 static constexpr Option Options[] = {
-    {"--damaged",   "",     "what fails its checksum, too",                       Every,        nullptr,         &Asked::damaged},
-    {"-o,--output", "FILE", "to FILE instead of standard output",                 Every,        &Asked::output,  nullptr},
+    {"--damaged",   "",     "what fails its checksum, too",                       Every & ~Serves, nullptr,         &Asked::damaged},
+    {"-o,--output", "FILE", "to FILE instead of standard output",                 Every & ~Serves, &Asked::output,  nullptr},
     {"--format",    "WORD", "csv, tsv, jsonl, sqlite, openmetrics or influx; without it the ending of FILE tells", Exports, &Asked::format, nullptr},
     {"--kind",      "KIND", "only these kinds of records: DISK or DISK,CPU",      Exports,      &Asked::kinds,   nullptr},
     {"--fields",    "LIST", "only these fields of one kind, in this order: time,name,reads", Exports, &Asked::fields, nullptr},
     {"--rates",     "",     "amounts a second instead of amounts",                Exports,      nullptr,         &Asked::rates},
     {"--by",        "WHAT", "who used what: by process, command, user, unit or disk", Statistics, &Asked::by, nullptr},
+    {"--listen",    "ADDRESS:PORT", "where to answer; 127.0.0.1:9177 unless given",   Serves, &Asked::listen, nullptr},
+    {"--state",     "FILE", "keeps the counters there, for the next start",       Serves,       &Asked::state,   nullptr},
+    {"--by",        "WHAT", "processes added up by command, user, unit or container", Serves,   &Asked::by,      nullptr},
+    {"--top",       "N",    "so many of an interval get series of their own; 20 unless given", Serves, &Asked::top, nullptr},
+    {"--all-rows",  "",     "a series for each process and thread instead",       Serves,       nullptr,         &Asked::allRows},
     {"--at",        "TIME", "the interval of that moment: 14:05, -10m, yesterday 14:05", Shows, &Asked::at,   nullptr},
-    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Shows | Whys | Exports | Charts | Statistics, &Asked::since, nullptr},
+    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Shows | Whys | Exports | Charts | Statistics | Serves, &Asked::since, nullptr},
     {"--until",     "TIME", "up to then",                                         Shows | Whys | Exports | Charts | Statistics, &Asked::until, nullptr},
     {"--every",     "TIME", "intervals added up: 1m, 1h, 1d",                     Shows,        &Asked::every,   nullptr},
     {"-f,--follow", "",     "waits for what comes later; Ctrl-C ends it",         Shows | Exports,       nullptr,         &Asked::follow},

@@ -10,7 +10,7 @@
 #include <vector>
 
 // A bit each, so that an option can say which commands take it.
-enum class LogTask : unsigned { Show = 1, Why = 2, Info = 4, Export = 8, Chart = 16, Stats = 32 };
+enum class LogTask : unsigned { Show = 1, Why = 2, Info = 4, Export = 8, Chart = 16, Stats = 32, Serve = 128 };
 
 struct Asked {
     LogTask task = LogTask::Show;
@@ -26,8 +26,10 @@ struct Asked {
     std::string output;                // empty: standard output
     std::string format, kinds, fields; // of export, as they were typed
     bool rates = false;                // of export: amounts a second
-    std::string by;                    // of stats: what the consumers are
+    std::string by;                    // of stats: what the consumers are; of serve: how processes are added up
     std::string since, until;          // as they were typed; empty: the log's own ends
+    std::string listen, state, top;    // of serve, as they were typed; empty: not given
+    bool allRows = false;              // of serve: a series for each process
     std::string at, every;             // of show, as they were typed; empty: not given
 };
 

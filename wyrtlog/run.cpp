@@ -6,6 +6,7 @@
 #include "wyrtlog/export.h"
 #include "wyrtlog/info.h"
 #include "wyrtlog/pack.h"
+#include "wyrtlog/serve.h"
 #include "wyrtlog/show.h"
 #include "wyrtlog/stats.h"
 #include "wyrtlog/why.h"
@@ -35,6 +36,8 @@ int wyrtlogMain(int argc, char** argv) {
         return info(line.asked);
     case LogTask::Chart:
         return chart(line.asked);
+    case LogTask::Serve:
+        return serve(line.asked);
     case LogTask::Show:
         break;
     }

@@ -173,9 +173,9 @@ SeriesFormat::Thing* SeriesFormat::thingOf(Group& group, const Sheet& sheet, con
 }
 
 // A series with the value 1, whose labels are what may change of the thing.
-void SeriesFormat::takeInfo(Group& group, const Sheet& sheet, const Cells& cells, const std::string& labels) {
+void SeriesFormat::takeInfo(Group& group, const Sheet& sheet, const Cells& cells, Thing& thing) {
     if (group.kind->details[0].empty()) return;
-    std::string all = labels;
+    std::string all = thing.labels;
     for (auto field : group.kind->details) {
         if (field.empty()) break;
         if (const auto value = textOf(sheet, cells, field); !value.empty()) addLabel(all, field, value);
@@ -189,6 +189,9 @@ void SeriesFormat::takeInfo(Group& group, const Sheet& sheet, const Cells& cells
         found->second.series.resize(1, None);
     }
     found->second.touched = true;
+    if (thing.details == name) return;
+    if (const auto old = group.things.find(thing.details); old != group.things.end()) old->second.alive = false;
+    thing.details = name;
 }
 
 void SeriesFormat::takeVolume(const Sheet& sheet, const Cells& cells) {
@@ -237,7 +240,7 @@ bool SeriesFormat::line(const Sheet& sheet, const Cells& cells, std::string_view
     if (!thing) return true;
     thing->touched = true;
     if (!takeFigures(group, sheet, cells, rest, *thing)) return false;
-    if (!rest && !group.kind->summed) takeInfo(group, sheet, cells, thing->labels);
+    if (!rest && !group.kind->summed) takeInfo(group, sheet, cells, *thing);
     return true;
 }
 
@@ -297,7 +300,7 @@ void SeriesFormat::give(Group& group, Thing& thing, int64_t at_ms, bool levels) 
     if (!point(group, thing, at_ms, chosen)) failed = true;
 }
 
-void SeriesFormat::flush(Group& group, Thing& thing) {
+void SeriesFormat::giveAll(Group& group, Thing& thing) {
     if (!thing.volume.empty()) {
         if (const auto volume = host->volumes.find(thing.volume); volume != host->volumes.end())
             addLabel(thing.labels, "volume", cutLabel(volume->second));
@@ -327,7 +330,7 @@ bool SeriesFormat::end(bool keep) {
         if (keep && !group.candidates.empty()) admit(group);
         group.candidates.clear();
         for (auto& [labels, thing] : group.things) {
-            if (keep && thing.touched) thing.seen_ms = end_ms, flush(group, thing);
+            if (keep && thing.touched) thing.seen_ms = end_ms, giveAll(group, thing);
             else if (keep && thing.alive && thing.host == host->number && end_ms - thing.last_ms >= Heartbeat &&
                      !thing.info)
                 give(group, thing, end_ms, false);

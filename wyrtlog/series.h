@@ -21,6 +21,7 @@ public:
         bool alive = true;                   // the run at hand has shown it
         bool touched = false;                // in this interval
         bool info = false;                   // it has only the value 1
+        std::string details;                 // name of its info, which goes where another one takes its place
         int64_t last_ms = Never;             // of its last point
         int64_t seen_ms = Never;             // end of the last interval that had it
         std::vector<uint64_t> totals, added; // by metric: of all intervals before, of this one
@@ -67,10 +68,10 @@ private:
     std::string othersKey(const Group& group, std::string_view hostName) const;
     Thing& othersOf(Group& group);
     bool makeRoom(Group& group, bool info);
-    void takeInfo(Group& group, const Sheet& sheet, const Cells& cells, const std::string& labels);
+    void takeInfo(Group& group, const Sheet& sheet, const Cells& cells, Thing& thing);
     bool takeFigures(const Group& group, const Sheet& sheet, const Cells& cells, bool rest, Thing& thing);
     void admit(Group& group);
-    void flush(Group& group, Thing& thing);
+    void giveAll(Group& group, Thing& thing);
     void give(Group& group, Thing& thing, int64_t at_ms, bool levels);
     void takeVolume(const Sheet& sheet, const Cells& cells);
     bool isCounted(const Interval& interval) const;
@@ -82,6 +83,8 @@ protected:
     // Values of a thing at this time; `which` metrics have one.
     virtual bool point(const Group& group, Thing& thing, int64_t at_ms, const std::vector<char>& which) = 0;
     bool failed = false;
+    // Of the head in force; None: there are too many hosts.
+    size_t hostNumber() const { return host ? host->number : None; }
 
 public:
     // `word`: the format's name.

@@ -123,6 +123,7 @@ TEST(Completion, OptionsOfTheCommandsThatReadLogs) {
     chart.emplace_back("--limit");
     std::sort(chart.begin(), chart.end());
     EXPECT_EQ(chart, longOptions("chart"));
+    EXPECT_EQ(listed({"serves"}), longOptions("serve"));
 }
 
 TEST(Completion, Commands) {

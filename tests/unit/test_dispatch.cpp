@@ -23,7 +23,7 @@ TEST(Dispatch, WhatIsNoCommandIsClassic) {
     EXPECT_EQ(statusOf({}), 100);
     EXPECT_EQ(statusOf({"wyrt"}), 101);
     for (const char* word : {"-b", "-h", "--", "", "-", "--hel", "--helpp", "--versio", "SHOW", "./show", "show.txt",
-                             "whale", "push", "serve", "help", "version", "-show", "wohs"})
+                             "whale", "pile", "swerved", "help", "version", "-show", "wohs"})
         EXPECT_EQ(statusOf({"wyrt", word, "show"}), 103) << word;
 }
 

@@ -178,6 +178,14 @@ TEST(Documents, TheManualHasEveryOptionOfChart) {
     EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
 }
 
+TEST(Documents, TheManualHasEveryOptionOfServe) {
+    std::set<std::string> expected;
+    addEntries(parseCommandLine({"serve", "--help"}, [](const std::string&) { return true; }).help, expected);
+    EXPECT_GT(expected.size(), 5U);
+    const auto entries = entriesOf(sectionOf("docs/wyrt-serve.1", "OPTIONS"));
+    EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
+}
+
 TEST(Documents, TheManualHasEveryKindOfTheLog) {
     std::multiset<std::string> expected;
     const Interval none;

@@ -1,14 +1,8 @@
 // What goes to stores of time series: counters, the largest by name, and totals that outlive the program.
-#include "record/log.h"
-#include "wyrtlog/series.h"
+#include "tests/unit/serieslog.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
 #include <map>
 #include <random>
-
-static constexpr int64_t Start = 1795266310000;
 
 namespace {
 // Keeps the last value of each series.
@@ -42,73 +36,10 @@ protected:
 };
 } // namespace
 
-// Gives a log to a format. `most`: only so many intervals.
-static void give(std::string log, SeriesFormat& format, size_t most = SIZE_MAX) {
-    LogReader reader([&](char* to, size_t size) {
-        const auto part = log.substr(0, size);
-        memcpy(to, part.data(), part.size());
-        log.erase(0, part.size());
-        return part.size();
-    });
-    reader.leaveOutRows();
-    Sheets sheets;
-    Cells cells;
-    Interval interval;
-    for (;;) {
-        const auto found = reader.next(interval);
-        if (found == LogReader::Found::End || found == LogReader::Found::Torn) return;
-        if (found == LogReader::Found::Head) {
-            ASSERT_EQ(sheets.takeHead(reader), "");
-            ASSERT_TRUE(format.head(reader.head(), sheets));
-            continue;
-        }
-        if (most-- == 0) return;
-        if (!format.begin(interval)) continue;
-        const bool good = eachLine(reader.text(), sheets, cells, [&](auto& sheet, auto& all, std::string_view line) {
-            return format.line(sheet, all, line);
-        });
-        ASSERT_TRUE(format.end(good));
-    }
-}
-
-namespace {
-// Makes a log of processes, disks and findings.
-class Log {
-    LogWriter writer;
-    uint64_t number = 0;
-
-public:
-    std::string text;
-    Interval interval;
-
-    explicit Log(const std::string& host = "db7", const std::string& run = "run") {
-        writer.head({"1.2.0", host, "boot", run}, {}, {Start, 0}, text);
-    }
-    ProcRow& process(const std::string& name, uint64_t cpu_us) {
-        auto& row = interval.processes.rows.emplace_back();
-        row.name = name, row.pid = interval.processes.rows.size(), row.cpu_us = cpu_us;
-        return row;
-    }
-    void disk(const std::string& name, uint64_t reads) {
-        auto& row = interval.disks.rows.emplace_back();
-        row.name = name, row.device = "8:0", row.reads = reads;
-    }
-    void end(int64_t each_ms = 10000) {
-        interval.number = ++number;
-        interval.time = {Start + static_cast<int64_t>(number) * each_ms, 0};
-        interval.elapsed_us = each_ms * 1000;
-        const auto sample = [&](auto& rows) { rows.sampled = true, rows.elapsed_us = each_ms * 1000; };
-        sample(interval.processes), sample(interval.disks), sample(interval.why), sample(interval.who);
-        writer.interval(interval, text);
-        clearRows(interval);
-    }
-};
-} // namespace
-
 // --- The largest
 
 TEST(Series, TheLargestHaveTheirOwnAndKeepThem) {
-    Log log;
+    SeriesLog log;
     for (int i = 0; i < 5; i++) log.process("c" + std::to_string(i), static_cast<uint64_t>(i) * 1000000);
     log.process("c4", 1000000);
     log.end();
@@ -147,7 +78,7 @@ TEST(Series, TheLargestHaveTheirOwnAndKeepThem) {
 }
 
 TEST(Series, ByUserUnitContainerOrRow) {
-    Log log;
+    SeriesLog log;
     const auto add = [&](const char* name, const char* user, const char* unit) {
         auto& row = log.process(name, 1000000);
         row.user = user, row.unit = unit, row.rss = 4096;
@@ -179,18 +110,11 @@ TEST(Series, ByUserUnitContainerOrRow) {
 // --- Findings
 
 TEST(Series, FindingsAreTimeValueAndCulprits) {
-    Log log;
+    SeriesLog log;
     for (int i = 0; i < 2; i++) {
-        WhyRow why;
-        why.rank = 1, why.resource = "DISK", why.object = "sda", why.rule = "disk.wait", why.value = 41.5,
-        why.limit = 20;
-        log.interval.why.rows.push_back(why);
-        for (const uint64_t share : {60, 30}) {
-            WhoRow who;
-            who.rank = 1, who.resource = "DISK", who.object = "sda", who.place = share, who.share = share;
-            who.name = "dd", who.user = "root", who.pid = share, who.mark = '~', who.amount = 77;
-            log.interval.who.rows.push_back(who);
-        }
+        log.finding("sda", 41.5);
+        log.culprit("dd", 60);
+        log.culprit("dd", 30);
         log.end();
     }
     Kept kept;
@@ -208,7 +132,7 @@ TEST(Series, FindingsAreTimeValueAndCulprits) {
 TEST(Series, WhatWasNotSeenForLongMakesRoom) {
     SeriesChoice choice;
     choice.endless = true;
-    Log log;
+    SeriesLog log;
     for (int i = 0; i < 1000; i++) log.disk("d" + std::to_string(i), 1);
     log.end(3600000);
     log.disk("d5", 1);
@@ -231,7 +155,7 @@ TEST(Series, WhatWasNotSeenForLongMakesRoom) {
 TEST(Series, EachHostHasItsOwnBounds) {
     Kept kept;
     for (const char* host : {"a", "b"}) {
-        Log log(host, host);
+        SeriesLog log(host, host);
         for (int i = 0; i < 700; i++) log.disk("d" + std::to_string(i), 1);
         log.end();
         give(log.text, kept);
@@ -243,7 +167,7 @@ TEST(Series, EachHostHasItsOwnBounds) {
 // --- Totals
 
 static std::string longLog(uint64_t intervals) {
-    Log log;
+    SeriesLog log;
     std::mt19937 random(3);
     for (uint64_t n = 0; n < intervals; n++) {
         for (int i = 0; i < 30; i++) log.process("c" + std::to_string(random() % 60), random() % 1000000);
@@ -277,7 +201,7 @@ TEST(Totals, GoOnWhereTheyWere) {
 }
 
 TEST(Totals, ANewRunIsCounted) {
-    Log old("db7", "old");
+    SeriesLog old("db7", "old");
     old.disk("sda", 5);
     old.end();
     old.disk("sda", 5);
@@ -285,7 +209,7 @@ TEST(Totals, ANewRunIsCounted) {
     Kept first, second;
     give(old.text, first);
     ASSERT_TRUE(second.take(*parseTotals(totalsText(first.totals()))));
-    Log other("db7", "other"); // its first two intervals end no later than those
+    SeriesLog other("db7", "other"); // its first two intervals end no later than those
     for (int i = 0; i < 4; i++) {
         other.disk("sda", 100);
         other.end();

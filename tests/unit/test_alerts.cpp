@@ -1,0 +1,68 @@
+// packaging/fleet/alerts.yml has the limits of the rules.
+#include "why/limits.h"
+
+#include <fstream>
+#include <map>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace {
+struct Alert {
+    std::string name, expression, rule;
+};
+} // namespace
+
+static std::string afterWord(const std::string& line, const std::string& word) {
+    const auto at = line.find(word);
+    return at == line.npos ? "" : line.substr(at + word.size());
+}
+
+static std::vector<Alert> alerts() {
+    std::ifstream file("packaging/fleet/alerts.yml");
+    std::vector<Alert> all;
+    bool folded = false;
+    for (std::string line; std::getline(file, line);) {
+        if (const auto name = afterWord(line, "- alert: "); !name.empty()) all.push_back({name, "", ""});
+        if (all.empty()) continue;
+        const bool more = folded && line.starts_with("          ");
+        if (more) all.back().expression += " " + line.substr(line.find_first_not_of(' '));
+        else folded = false;
+        if (const auto text = afterWord(line, "expr: "); text == ">-") folded = true;
+        else if (!text.empty()) all.back().expression = text;
+        if (const auto rule = afterWord(line, "labels: {rule: "); !rule.empty())
+            all.back().rule = rule.substr(0, rule.find('}'));
+    }
+    return all;
+}
+
+// The limit in the base unit of the series: seconds, bytes, ratios.
+static double inBaseUnits(const RuleText& rule) {
+    if (rule.measure == Measure::Percent) return rule.usual / 100;
+    return rule.measure == Measure::Milli ? rule.usual / 1000 : rule.usual;
+}
+
+TEST(Alerts, HaveTheLimitsOfTheRules) {
+    std::map<std::string, int> seen;
+    for (auto& alert : alerts()) {
+        EXPECT_FALSE(alert.expression.empty()) << alert.name;
+        if (alert.rule.empty()) continue;
+        seen[alert.rule]++;
+        const auto* rule = findRule(alert.rule);
+        ASSERT_TRUE(rule) << alert.name;
+        const auto at = alert.expression.rfind(rule->below ? '<' : '>');
+        ASSERT_NE(at, std::string::npos) << alert.expression;
+        const auto limit = alert.expression.substr(alert.expression.find_first_not_of("<>= ", at));
+        EXPECT_EQ(limit.find_first_not_of("0123456789."), std::string::npos) << "the limit ends it: " << limit;
+        EXPECT_DOUBLE_EQ(std::stod(limit), inBaseUnits(*rule)) << alert.name;
+    }
+    EXPECT_GE(seen.size(), 18U);
+    for (auto& [rule, times] : seen) EXPECT_EQ(times, 1) << rule;
+}
+
+TEST(Alerts, OneHasEveryRule) {
+    const auto all = alerts();
+    ASSERT_FALSE(all.empty());
+    EXPECT_EQ(all[0].name, "WyrtFinding");
+    EXPECT_NE(all[0].expression.find("wyrt_finding_seconds_total["), std::string::npos) << "without a choice of rules";
+}

@@ -1,0 +1,29 @@
+// What `wyrt serve` answers. Pure.
+#pragma once
+
+#include "wyrtlog/httpserver.h"
+#include "wyrtlog/reporter.h"
+#include "wyrtlog/request.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+// A text that is kept for those who ask soon after.
+struct MadeText {
+    std::shared_ptr<const std::string> text; // null: none was made
+    uint64_t generation = 0;
+    int64_t at_ms = 0;
+};
+
+HttpAnswer indexAnswer();
+std::string metricsType(Exposition exposition);
+// 503 where a recorder should have written more by now.
+HttpAnswer healthAnswer(const std::optional<ScrapeFormat::Age>& age, size_t hosts);
+// The program that makes the report; empty: there is none of these logs.
+std::vector<std::string> reportWords(const std::string& program, const Request& request,
+                                     const std::vector<std::string>& logs);
+HttpAnswer reportAnswer(Reporter::Report report);
+// Where a program that kept these totals goes on: after the last interval of the host that is furthest back, but not of
+// hosts that are long gone. `usual`: where there are none.
+int64_t beginOf(const Totals& totals, int64_t usual);
