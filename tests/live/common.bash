@@ -23,6 +23,27 @@ in_namespaces() {
     exit 0
 }
 
+# growth FILE NAME:MORE...: prints which columns of a file of measurements have grown. The first column is not looked at;
+# the others have these names, and may grow by a hundredth and MORE. The first samples allocate the buffers, and one that
+# is larger than all before may enlarge them. So the largest value of the second quarter is compared with the smallest of
+# the last.
+growth() {
+    local file=$1
+    shift
+    printf '%s\n' "$@" | awk '
+        FNR == NR { split($0, column, ":"); names[NR] = column[1]; more[NR] = column[2]; columns = NR; next }
+        { rows++; for (i = 1; i <= columns; i++) value[i, rows] = $(i + 1) }
+        END {
+            if (rows < 4) print "not measured"
+            for (i = 1; i <= columns; i++) {
+                most = 0; least = ""
+                for (k = int(rows / 4) + 1; k <= rows / 2; k++) if (value[i, k] > most) most = value[i, k]
+                for (k = int(rows * 3 / 4) + 1; k <= rows; k++) if (least == "" || value[i, k] < least) least = value[i, k]
+                if (least > most * 1.01 + more[i]) print names[i] ": from " most " to " least
+            }
+        }' - "$file"
+}
+
 # server NAME PACKAGE: sets `found` to the path of a program of another package: as it is installed, or taken from
 # Debian's package and unpacked beside the program that is tested, so that nothing is installed or started. Empty: there
 # is none.

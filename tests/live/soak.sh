@@ -163,27 +163,6 @@ line != "" && $2 > b && $2 < e { n++; split(line, f, " "); if (f[2] > b && (f[3]
 END { print n < 2 ? "no sample between" : why }
 AWK
 
-# The first samples under churn allocate the buffers. A sample larger than all before may enlarge them a little.
-cat >growth.awk <<'AWK'
-{ rss[NR] = $2; own[NR] = $3; fds[NR] = $4 }
-# `least` is the smallest value in the last quarter of the lines, `most` the largest in the second quarter.
-function least(all,   i, found) {
-    for (i = int(NR * 3 / 4) + 1; i <= NR; i++) if (!found || all[i] < found) found = all[i]
-    return found
-}
-function most(all,   i, found) {
-    for (i = int(NR / 4) + 1; i <= NR / 2; i++) if (all[i] > found) found = all[i]
-    return found
-}
-function check(what, all, more) {
-    if (least(all) > most(all) * 1.01 + more) print what ": from " most(all) " to " least(all)
-}
-END {
-    if (NR < 4) print "not measured"
-    check("KB resident", rss, 256); check("KB anonymous", own, 256); check("descriptors", fds, 3)
-}
-AWK
-
 last() { # sets `number` and `stamp` to those of the last interval
     read -r number stamp _ < <(tail -n 1 intervals) || number=0 stamp=0
 }
@@ -351,7 +330,7 @@ run_form() { # FORM
     check end
     await number "$number"
 
-    why=$(awk -f growth.awk memory)
+    why=$(growth memory 'KB resident:256' 'KB anonymous:256' descriptors:3)
     verdict "$form: memory and descriptors" "$why"
     awk -v form="$form" 'NR % every == 1 || NR == 1 { print form ": pass " $1 ": resident " $2 " KB, anonymous " $3 " KB, descriptors " $4 }' every="$(($(wc -l <memory) / 24 + 1))" memory >>"$log"
     tail -n 1 memory >>"$log"
