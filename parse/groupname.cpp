@@ -57,14 +57,16 @@ static constexpr struct {
     {"crio-",           GroupRuntime::Crio      },
 };
 
+// False, and the group unchanged, when the name is none of these:
 // "docker-ID.scope", "crio-ID", and "kubepods-....slice:cri-containerd:ID" where the two drivers are mixed up.
 static bool containerOf(std::string_view name, GroupName& group) {
     dropEnd(name, ".scope");
     if (const auto colon = name.rfind(':'); colon != name.npos) {
-        const auto driver = name.substr(0, colon);
-        group.id = name.substr(colon + 1);
+        const auto driver = name.substr(0, colon), id = name.substr(colon + 1);
+        if (!isContainerId(id)) return false;
+        group.id = id;
         group.runtime = driver.ends_with(":crio") ? GroupRuntime::Crio : GroupRuntime::Containerd;
-        return isContainerId(group.id);
+        return true;
     }
     for (auto& [start, runtime] : Prefixes)
         if (auto rest = name; dropStart(rest, start) && isContainerId(rest)) {
@@ -113,7 +115,6 @@ GroupName nameGroup(std::string_view parent, std::string_view name) {
     }
     group.kind = GroupKind::Container;
     if (containerOf(name, group) || lxcOf(parent, name, group)) return group;
-    group.id.clear(), group.runtime = GroupRuntime::None;
     if (isContainerId(name)) {
         group.id = name, group.runtime = runtimeOf(parent);
         return group;

@@ -48,6 +48,9 @@ TEST(GroupName, ContainersWithANameInThePath) {
         EXPECT_EQ(group.name, "web") << name;
         EXPECT_EQ(group.id, "") << name;
     }
+    const auto colon = nameGroup("", "lxc.payload.web:1");
+    EXPECT_EQ(colon.name, "web:1");
+    EXPECT_EQ(colon.id, "");
 }
 
 TEST(GroupName, Pods) {
