@@ -36,6 +36,7 @@ bool parseStat(std::string_view text, SystemStat& stat) {
         if (!line.starts_with("cpu")) {
             takeFigure(line, stat);
         } else if (line.starts_with("cpu ")) {
+            stat.all = {};
             takeTicks(line.substr(4), stat.all);
         } else {
             line.remove_prefix(3);

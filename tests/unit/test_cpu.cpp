@@ -36,6 +36,10 @@ TEST(Stat, WhatIsNotThereIsEmpty) {
     EXPECT_FALSE(stat.interrupts);
     EXPECT_FALSE(stat.forks);
     EXPECT_TRUE(stat.cores.empty());
+    // No kernel has two lines of all CPUs; the last one counts.
+    ASSERT_TRUE(parseStat("cpu 1 2 3 4 5 6 7 8 9 10\ncpu 11 12\n", stat));
+    EXPECT_EQ(stat.all.columns, 2U);
+    EXPECT_EQ(stat.all.system, 0U);
     for (const char* text : {"", "\n\n", "cpu", "cpu ", "cpu x", "hello world", "cpu0 1 2 3"})
         EXPECT_FALSE(parseStat(text, stat)) << text;
 }
