@@ -50,20 +50,18 @@ static std::optional<int64_t> stampTime(std::string_view stamp) {
 }
 
 std::optional<int64_t> logNameTime(std::string_view name) {
-    const auto end = name.find(LogEnd); // a host may have it in its name, too
-    for (auto at = end; at != name.npos; at = name.find(LogEnd, at + 1)) {
-        auto before = name.substr(0, at);
-        const auto after = name.substr(at + LogEnd.size());
-        if (!after.empty() && after.front() != '.' && after != UnfinishedEnd) continue;
-        if (const auto copy = before.rfind("Z_");
-            copy != before.npos && copy + 2 < before.size() &&
-            std::all_of(before.begin() + static_cast<std::ptrdiff_t>(copy + 2), before.end(), isDigit))
-            before = before.substr(0, copy + 1);
-        const auto dash = before.rfind('-');
-        if (dash == before.npos || dash == 0) continue;
-        if (const auto time = stampTime(before.substr(dash + 1))) return time;
-    }
-    return {};
+    const auto end = name.rfind(LogEnd); // a host may have it in its name, too
+    if (end == name.npos) return {};
+    auto before = name.substr(0, end);
+    const auto after = name.substr(end + LogEnd.size());
+    if (!after.empty() && after.front() != '.' && after != UnfinishedEnd) return {};
+    if (const auto copy = before.rfind("Z_");
+        copy != before.npos && copy + 2 < before.size() &&
+        std::all_of(before.begin() + static_cast<std::ptrdiff_t>(copy + 2), before.end(), isDigit))
+        before = before.substr(0, copy + 1);
+    const auto dash = before.rfind('-');
+    if (dash == before.npos || dash == 0) return {};
+    return stampTime(before.substr(dash + 1));
 }
 
 bool isPlainLog(std::string_view name) { return name.ends_with(LogEnd) && logNameTime(name); }

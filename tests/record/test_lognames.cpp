@@ -23,7 +23,7 @@ TEST(LogNames, LaterOnesFollow) {
 }
 
 TEST(LogNames, TheTimeComesBack) {
-    for (const char* host : {"db7", "a-b", "x.wyrt", "x-20200101T000000Z.wyrt", "Z_2", ""})
+    for (const char* host : {"db7", "a-b", "x.wyrt", "x-20200101T000000Z.wyrt", "x-20200101T000000Z.wyrt.", "Z_2", ""})
         for (const int64_t time : {int64_t{0}, Time, int64_t{4102444800000}})
             for (const int copy : {1, 2, 17}) {
                 const auto name = logName(host, time, copy);
