@@ -1,8 +1,11 @@
-// packaging/fleet/alerts.yml has the limits of the rules.
+// packaging/fleet: the alerts have the limits of the rules, and all names are those of series.
 #include "why/limits.h"
+#include "wyrtlog/metrics.h"
 
 #include <fstream>
 #include <map>
+#include <set>
+#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -65,4 +68,24 @@ TEST(Alerts, OneHasEveryRule) {
     ASSERT_FALSE(all.empty());
     EXPECT_EQ(all[0].name, "WyrtFinding");
     EXPECT_NE(all[0].expression.find("wyrt_finding_seconds_total["), std::string::npos) << "without a choice of rules";
+}
+
+TEST(Fleet, NamesAreThoseOfSeries) {
+    std::set<std::string> known{"wyrt_interval_end_timestamp_seconds"};
+    for (auto& kind : metricKinds())
+        for (auto& column : columnsOf(kind.tag))
+            if (const auto metric = metricOf(kind, column))
+                known.insert(metric->name + (metric->counter ? "_total" : ""));
+    for (const char* path : {"packaging/fleet/alerts.yml", "packaging/fleet/dashboard.json"}) {
+        std::ostringstream text;
+        text << std::ifstream(path).rdbuf();
+        const std::string all = text.str();
+        size_t names = 0;
+        for (size_t at = all.find("wyrt_"); at != all.npos; at = all.find("wyrt_", at + 1)) {
+            const auto end = all.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_", at);
+            EXPECT_TRUE(known.contains(all.substr(at, end - at))) << path << ": " << all.substr(at, end - at);
+            names++;
+        }
+        EXPECT_GT(names, 20U) << path;
+    }
 }
