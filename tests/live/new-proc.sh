@@ -59,6 +59,45 @@ most=$((ticks_after - ticks_before + 2))
 ((used <= most && used * 10 >= most * 6)) || why="$used ticks, the kernel $((ticks_after - ticks_before))"
 verdict 'new-proc: CPU time of a process' "$why"
 
+# --- A parent whose child has not executed its program yet: it waits in state D, and is not in trouble
+
+if command -v python3 >/dev/null; then
+    mkfifo gate
+    # posix_spawn is a vfork: the parent stands still until the child has opened the gate and executed the shell.
+    python3 -c 'import os
+before = sum(os.times()[2:4])
+child = os.posix_spawn("/bin/sh", ["sh", "-c", "i=0; while [ $i -lt 300000 ]; do i=$((i+1)); done"], {},
+                       file_actions=[(os.POSIX_SPAWN_OPEN, 0, "gate", os.O_RDONLY, 0)])
+os.waitpid(child, 0)
+open("used", "w").write(str(int((sum(os.times()[2:4]) - before) * 1000000)))
+os.read(os.open("gate", os.O_RDONLY), 1)' &
+    parent=$!
+    started+=("$parent")
+    waited() { cells spawned PROC pid state cpu | awk -v pid="$parent" '$1 == pid && $2 == "D" && $3 < 10000' | wc -l; }
+    for ((i = 0; i < 400; i++)); do grep -q ') D ' "/proc/$parent/stat" && break; sleep 0.05; done
+    "$wyrt" record proc why -i 300ms -o spawned 2>errors &
+    recorder=$!
+    started+=("$recorder")
+    for ((i = 0; i < 200; i++)); do [ -s spawned ] && (($(waited) >= 3)) && break; sleep 0.1; done
+    : >gate
+    for ((i = 0; i < 200; i++)); do [ -s used ] && break; sleep 0.05; done
+    sleep 0.7
+    kill -INT "$recorder"
+    wait "$recorder"
+    : >gate
+    why=
+    (($(waited) >= 3)) || why="it was seen $(waited) times in state D without CPU time"
+    # Its child's own rows, and what of it only the parent tells.
+    seen=$(cells spawned PROC pid ppid cpu children | awk -F'\t' -v pid="$parent" '
+        $2 == pid { sum += $3 } $1 == pid { sum += $4 } END { print sum + 0 }')
+    off=$(($(cat used) - seen))
+    ((off < 30000 && off > -30000)) || why="its child used $(cat used) us, the rows have $seen"
+    ! grep -q '^WHY,.*,BLOCKED,' spawned || why="$(grep -m 1 '^WHY,.*,BLOCKED,' spawned)"
+    verdict 'new-proc: a parent that waits for vfork' "$why"
+else
+    echo 'skip new-proc: a parent that waits for vfork: there is no python3'
+fi
+
 # pidstat looks at the same process over other seconds of the same load: 2 points and a tenth of the share are allowed.
 if command -v pidstat >/dev/null; then
     (while :; do :; done) &
