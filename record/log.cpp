@@ -1,6 +1,7 @@
 #include "record/log.h"
 
 #include "record/crc.h"
+#include "record/fitting.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -148,10 +149,6 @@ void LogReader::takeHead() {
 }
 
 // --- Reading an interval
-
-// The rows of larger intervals, with what their texts can take, are no longer read: a forged log must not take memory
-// without end.
-static constexpr size_t MostRowBytes = size_t{36} << 20;
 
 namespace {
 // Lines on their way into rows of a kind.

@@ -8,7 +8,7 @@
 #include "base/refusal.h"
 #include "base/wait.h"
 #include "base/words.h"
-#include "record/budget.h"
+#include "record/fitting.h"
 #include "view/areas.h"
 #include "why/findings.h"
 #include "wyrt/folder.h"
@@ -63,7 +63,6 @@ class Run {
     Step pause(int64_t deadline);
     void sample(uint64_t late_us);
     void fillSelf(uint64_t late_us, uint64_t before_ns);
-    void keepBudget();
     bool write();
     bool show();
     bool makeInterval(uint64_t late_us);
@@ -193,15 +192,6 @@ void Run::fillSelf(uint64_t late_us, uint64_t before_ns) {
     interval.self.elapsed_us = interval.elapsed_us;
 }
 
-// A storm of things must not fill the log. A log's first interval has them all.
-void Run::keepBudget() {
-    if (interval.complete) return;
-    const Named named(interval);
-    eachKind(interval, [&](const auto& kind, auto& rows) {
-        applyBudget(kind, rows, RowBudget, budgetSpace, [&](const auto& row) { return named.has(row); });
-    });
-}
-
 void Run::sample(uint64_t late_us) {
     const uint64_t before_ns = getOwnCpu();
     const int64_t now = getMonotonic();
@@ -215,7 +205,8 @@ void Run::sample(uint64_t late_us) {
     for (auto& source : sources) source->rows(interval);
     if (needsFindings(settings.view.areas)) judge(interval, limits);
     fillSelf(late_us, before_ns);
-    keepBudget();
+    // A storm of things must not fill the log. A log's first interval has them all.
+    if (!interval.complete) keepBudget<Named>(interval, RowBudget, budgetSpace);
     settle(interval);
 }
 
@@ -224,7 +215,7 @@ bool Run::write() {
     const int64_t time_ms = interval.time.epoch_ms;
     std::string text;
     if (begins) log.head(head, settings.view, interval.time, text);
-    log.interval(interval, text);
+    appendFitting<Named>(log, interval, budgetSpace, text);
     heads.put(time_ms, text.size(), begins);
     writer->put(Piece(std::move(text), time_ms, begins));
     return !writer->isOver();
