@@ -10,10 +10,13 @@
 #include <string_view>
 #include <vector>
 
+class TableExtremes;
+
 // The options of the tables, from the command line or from a log's head.
 struct View {
     const LogHead& head;
     const ViewRow& asked;
+    const TableExtremes* extremes = nullptr; // of the intervals that a sum is made of
     size_t rowsOr(size_t most) const { return asked.rows ? static_cast<size_t>(*asked.rows) : most; }
 };
 

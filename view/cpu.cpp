@@ -21,18 +21,33 @@ static double allTime(const CpuTimes& times) {
         .value_or(0);
 }
 
-static void shareCells(const CpuTimes& times, Table& table) {
+static CellValues shares(const CpuTimes& times) {
     const double all = allTime(times);
-    const auto share = [&](std::initializer_list<Time> parts) { table.cell(percentText(sum(times, parts), all)); };
-    share({&CpuTimes::user_us, &CpuTimes::nice_us});
-    share({&CpuTimes::system_us});
-    share({&CpuTimes::irq_us, &CpuTimes::softirq_us});
-    share({&CpuTimes::steal_us});
-    share({&CpuTimes::iowait_us});
-    share({&CpuTimes::idle_us});
+    const auto share = [&](std::initializer_list<Time> parts) { return percentFigure(sum(times, parts), all); };
+    return {share({&CpuTimes::user_us, &CpuTimes::nice_us}),
+            share({&CpuTimes::system_us}),
+            share({&CpuTimes::irq_us, &CpuTimes::softirq_us}),
+            share({&CpuTimes::steal_us}),
+            share({&CpuTimes::iowait_us}),
+            share({&CpuTimes::idle_us})};
 }
 
-void showCpu(const Interval& interval, const View&, Page& page) {
+static std::string noDecimals(double value) { return fixedText(value, 0); }
+
+CellValues cpuFigures(const Interval& interval) {
+    const auto* row = interval.cpu.one();
+    if (!row) return {};
+    const double seconds = interval.cpu.seconds();
+    auto figures = shares(*row);
+    figures.push_back({row->mhz, noDecimals});
+    for (const auto& count : {row->running, row->blocked}) figures.push_back(levelFigure(count, countText));
+    for (const auto& load : {row->load1, row->load5, row->load15}) figures.push_back(decimalFigure(load));
+    for (const auto& amount : {row->switches, row->interrupts, row->forks})
+        figures.push_back(rateFigure(amount, seconds));
+    return figures;
+}
+
+void showCpu(const Interval& interval, const View& view, Page& page) {
     static constexpr Column Columns[] = {
         {"CPU",    8, 0, true },
         {"usr%",   5, 0, false},
@@ -51,22 +66,11 @@ void showCpu(const Interval& interval, const View&, Page& page) {
         {"intr/s", 7, 3, false},
         {"fork/s", 7, 1, false},
     };
-    const auto* row = interval.cpu.one();
-    if (!row) return;
-    const double seconds = interval.cpu.seconds();
-    const auto rate = [&](const std::optional<uint64_t>& amount) {
-        return amount && seconds > 0 ? countText(static_cast<double>(*amount) / seconds) : std::string(NoValue);
-    };
-    const auto load = [](const std::optional<double>& value) {
-        return orNone(value, [](double v) { return fixedText(v, 1); });
-    };
+    if (!interval.cpu.one()) return;
     Table table(Columns);
     table.cell("");
-    shareCells(*row, table);
-    table.cell(orNone(row->mhz, [](double v) { return fixedText(v, 0); }));
-    table.cell(orNone(row->running, countText)), table.cell(orNone(row->blocked, countText));
-    table.cell(load(row->load1)), table.cell(load(row->load5)), table.cell(load(row->load15));
-    table.cell(rate(row->switches)), table.cell(rate(row->interrupts)), table.cell(rate(row->forks));
+    figureCells(cpuFigures(interval), table);
+    if (view.extremes) view.extremes->rows("CPU", table);
     table.show(page);
 }
 
@@ -86,7 +90,7 @@ void showCores(const Interval& interval, const View& view, Page& page) {
     for (auto& core : interval.cores.rows) {
         if (left-- == 0) break;
         table.cell(fixedText(static_cast<double>(core.core), 0));
-        shareCells(core, table);
+        figureCells(shares(core), table);
         table.cell(orNone(core.mhz, [](double v) { return fixedText(v, 0); }));
     }
     if (!table.empty()) table.show(page);

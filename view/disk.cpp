@@ -9,20 +9,30 @@
 
 // --- Cells
 
-static void activityCells(const DiskActivity& disk, double seconds, Table& table) {
-    const auto rate = [&](const auto& amount) { return rateText(amount, seconds); };
-    const auto speed = [&](const auto& bytes) { return speedText(bytes, seconds); };
+static CellValues activityFigures(const DiskActivity& disk, double seconds) {
+    const auto rate = [&](const auto& amount) { return rateFigure(amount, seconds); };
+    const auto speed = [&](const auto& bytes) { return speedFigure(bytes, seconds); };
     // The mean wait of a request; without requests there is none.
     const auto wait = [](const std::optional<uint64_t>& us, const std::optional<uint64_t>& requests) {
-        return us && valueOf(requests) > 0 ? fixedText(valueOf(us) / 1000 / valueOf(requests), 1)
-                                           : std::string(NoValue);
+        return decimalFigure(us && valueOf(requests) > 0 ? std::optional(valueOf(us) / 1000 / valueOf(requests))
+                                                         : std::nullopt);
     };
-    table.cell(rate(disk.reads)), table.cell(speed(disk.read_bytes)), table.cell(wait(disk.read_us, disk.reads));
-    table.cell(rate(disk.writes)), table.cell(speed(disk.write_bytes)), table.cell(wait(disk.write_us, disk.writes));
-    table.cell(rate(disk.flushes)), table.cell(wait(disk.flush_us, disk.flushes));
-    table.cell(speed(disk.discard_bytes));
-    table.cell(disk.queue_us && seconds > 0 ? fixedText(valueOf(disk.queue_us) / 1e6 / seconds, 1)
-                                            : std::string(NoValue));
+    const bool queued = disk.queue_us && seconds > 0;
+    return {rate(disk.reads),
+            speed(disk.read_bytes),
+            wait(disk.read_us, disk.reads),
+            rate(disk.writes),
+            speed(disk.write_bytes),
+            wait(disk.write_us, disk.writes),
+            rate(disk.flushes),
+            wait(disk.flush_us, disk.flushes),
+            speed(disk.discard_bytes),
+            decimalFigure(queued ? std::optional(valueOf(disk.queue_us) / 1e6 / seconds) : std::nullopt)};
+}
+
+CellValues diskFigures(const Interval& interval) {
+    const auto* all = interval.disksTotal.one();
+    return all ? activityFigures(*all, interval.disksTotal.seconds()) : CellValues();
 }
 
 // --- Order
@@ -85,17 +95,19 @@ void showDisks(const Interval& interval, const View& view, Page& page) {
     const size_t shown = std::min(rows.size(), view.rowsOr(Most));
     for (const auto* row : std::span(rows).first(shown)) {
         table.cell(safeText(row->name));
-        activityCells(*row, seconds, table);
+        figureCells(activityFigures(*row, seconds), table);
         table.cell(percentText(row->busy_us ? std::optional(valueOf(row->busy_us)) : std::nullopt,
                                static_cast<double>(interval.disksTotal.elapsed_us)));
         table.cell(safeText(!row->holds.empty() || row->kind == "disk" ? row->holds : row->kind));
     }
     table.cell("all " + std::to_string(all->disks));
-    activityCells(*all, interval.disksTotal.seconds(), table);
+    figureCells(diskFigures(interval), table);
     table.cell("");
     std::string others = all->idle ? std::to_string(all->idle) + " idle" : std::string();
     if (rows.size() > shown)
         others += (others.empty() ? "" : ", ") + std::to_string(rows.size() - shown) + " not shown";
     table.cell(others);
+    constexpr size_t BusyAndHolds = 2;
+    if (view.extremes) view.extremes->rows("DISK", table, BusyAndHolds);
     table.show(page);
 }

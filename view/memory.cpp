@@ -30,6 +30,26 @@ static void showNodes(const Interval& interval, const View& view, Page& page) {
     table.show(page);
 }
 
+CellValues memoryFigures(const Interval& interval) {
+    const auto* row = interval.memory.one();
+    if (!row) return {};
+    const double seconds = interval.memory.seconds();
+    std::optional<uint64_t> swapped;
+    if (row->swap_total && row->swap_free) swapped = *row->swap_total - std::min(*row->swap_free, *row->swap_total);
+    const auto available = row->available ? std::optional(valueOf(row->available)) : std::nullopt;
+    CellValues figures{levelFigure(row->total, sizeText), levelFigure(row->available, sizeText),
+                       percentFigure(available, valueOf(row->total))};
+    for (const auto& level :
+         {row->anonymous, row->file, row->slab, row->dirty, row->dirty_limit, row->writeback, swapped})
+        figures.push_back(levelFigure(level, sizeText));
+    for (const auto& bytes : {row->swap_in, row->swap_out})
+        figures.push_back({rateFigure(bytes, seconds).value, sizeText});
+    for (const auto& amount : {row->scanned, row->refaults, row->major_faults})
+        figures.push_back(rateFigure(amount, seconds));
+    figures.push_back(levelFigure(row->oom_kills, countText));
+    return figures;
+}
+
 void showMemory(const Interval& interval, const View& view, Page& page) {
     static constexpr Column Columns[] = {
         {"MEM",       8, 0, true },
@@ -50,24 +70,11 @@ void showMemory(const Interval& interval, const View& view, Page& page) {
         {"majf/s",    6, 2, false},
         {"oom",       3, 0, false},
     };
-    const auto* row = interval.memory.one();
-    if (!row) return;
-    const double seconds = interval.memory.seconds();
-    const auto rate = [&](const std::optional<uint64_t>& amount, auto show) {
-        return amount && seconds > 0 ? show(static_cast<double>(*amount) / seconds) : std::string(NoValue);
-    };
-    std::optional<uint64_t> swapped;
-    if (row->swap_total && row->swap_free) swapped = *row->swap_total - std::min(*row->swap_free, *row->swap_total);
+    if (!interval.memory.one()) return;
     Table table(Columns);
     table.cell("");
-    table.cell(orNone(row->total, sizeText)), table.cell(orNone(row->available, sizeText));
-    table.cell(share(row->available, row->total));
-    for (auto level : {row->anonymous, row->file, row->slab, row->dirty, row->dirty_limit, row->writeback, swapped})
-        table.cell(orNone(level, sizeText));
-    table.cell(rate(row->swap_in, sizeText)), table.cell(rate(row->swap_out, sizeText));
-    table.cell(rate(row->scanned, countText)), table.cell(rate(row->refaults, countText));
-    table.cell(rate(row->major_faults, countText));
-    table.cell(orNone(row->oom_kills, countText));
+    figureCells(memoryFigures(interval), table);
+    if (view.extremes) view.extremes->rows("MEM", table);
     table.show(page);
     showNodes(interval, view, page);
 }

@@ -11,15 +11,25 @@ static std::optional<uint64_t> both(const std::optional<uint64_t>& a, const std:
     return a || b ? std::optional(a.value_or(0) + b.value_or(0)) : std::nullopt;
 }
 
-static void trafficCells(const LinkTraffic& link, double seconds, Table& table) {
-    const auto speed = [&](const auto& bytes) { return speedText(bytes, seconds); };
-    const auto rate = [&](const auto& amount) { return rateText(amount, seconds); };
-    const auto trouble = [&](const std::optional<uint64_t>& amount) {
-        table.cell(rate(amount), valueOf(amount) > 0 ? Tone::Notice : Tone::Plain);
+static CellValues trafficFigures(const LinkTraffic& link, double seconds) {
+    const auto speed = [&](const auto& bytes) { return speedFigure(bytes, seconds); };
+    const auto rate = [&](const auto& amount) { return rateFigure(amount, seconds); };
+    const auto trouble = [&](const auto& amount) {
+        auto figure = rate(amount);
+        figure.aboveZero = Tone::Notice;
+        return figure;
     };
-    table.cell(speed(link.rx_bytes)), table.cell(speed(link.tx_bytes));
-    table.cell(rate(link.rx_packets)), table.cell(rate(link.tx_packets));
-    trouble(both(link.rx_errors, link.tx_errors)), trouble(both(link.rx_dropped, link.tx_dropped));
+    return {speed(link.rx_bytes),
+            speed(link.tx_bytes),
+            rate(link.rx_packets),
+            rate(link.tx_packets),
+            trouble(both(link.rx_errors, link.tx_errors)),
+            trouble(both(link.rx_dropped, link.tx_dropped))};
+}
+
+CellValues netFigures(const Interval& interval) {
+    const auto* all = interval.linksTotal.one();
+    return all ? trafficFigures(*all, interval.linksTotal.seconds()) : CellValues();
 }
 
 // The busier direction as a share of the speed.
@@ -100,19 +110,21 @@ void showNet(const Interval& interval, const View& view, Page& page) {
     for (const auto* row : rows) {
         if (left-- == 0) break;
         table.cell(safeText(row->name));
-        trafficCells(*row, seconds, table);
+        figureCells(trafficFigures(*row, seconds), table);
         table.cell(orNone(row->speed, bitsText));
         useCell(*row, seconds, table);
         table.cell(safeText(row->state)), table.cell(addressText(row->addresses, page.width()));
     }
+    constexpr size_t SpeedToAddress = 4; // columns
     if (all->links > 1) {
         table.cell("all " + std::to_string(all->counted));
-        trafficCells(*all, interval.linksTotal.seconds(), table);
+        figureCells(netFigures(interval), table);
         table.cell(""), table.cell(""), table.cell("");
         const uint64_t shown = std::min<uint64_t>(rows.size(), view.rowsOr(Most)), active = all->links - all->idle;
         std::string others = all->idle ? std::to_string(all->idle) + " idle" : std::string();
         if (active > shown) others += (others.empty() ? "" : ", ") + std::to_string(active - shown) + " not shown";
         table.cell(others);
+        if (view.extremes) view.extremes->rows("NET", table, SpeedToAddress);
     }
     table.show(page);
 }

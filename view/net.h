@@ -2,5 +2,8 @@
 #pragma once
 
 #include "view/areas.h"
+#include "view/extremes.h"
 
 void showNet(const Interval& interval, const View& view, Page& page);
+// The cells of the line for all interfaces.
+CellValues netFigures(const Interval& interval);

@@ -5,6 +5,7 @@
 #include "base/refusal.h"
 #include "record/sum.h"
 #include "view/areas.h"
+#include "view/extremes.h"
 #include "why/findings.h"
 #include "wyrtlog/intervals.h"
 #include "wyrtlog/output.h"
@@ -26,7 +27,8 @@ class Tables {
     ViewRow view;
     int64_t every_ms = 0; // 0: each interval by itself
     IntervalSum sum;
-    int64_t turn = 0; // which span of --every the sum is of
+    TableExtremes extremes; // of the intervals in it
+    int64_t turn = 0;       // which span of --every the sum is of
 
     bool show(Interval& interval);
     int64_t turnOf(const Interval& interval) const;
@@ -51,7 +53,7 @@ bool Tables::show(Interval& interval) {
         judge(interval, limits);
     }
     Page page(out.width(), out.colored());
-    showInterval(interval, {head, view}, page);
+    showInterval(interval, {head, view, &extremes}, page);
     return out.write(page.text());
 }
 
@@ -66,6 +68,7 @@ bool Tables::finish() {
     if (sum.intervals() == 0) return true;
     const bool good = show(sum.result());
     sum.clear();
+    extremes.clear();
     return good;
 }
 
@@ -83,6 +86,7 @@ bool Tables::add(const LogReader& reader, bool changed, Interval& interval) {
     if (now != turn && !finish()) return false;
     turn = now;
     sum.add(interval);
+    extremes.add(interval);
     return true;
 }
 

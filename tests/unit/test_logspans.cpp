@@ -98,6 +98,64 @@ TEST(LogSpans, IntervalsAreAddedUp) {
     }
 }
 
+// Tables with one row for the machine have the least and the largest figures of the intervals below their sum.
+TEST(LogSpans, LeastAndLargest) {
+    Made machine("");
+    ViewRow view;
+    view.areas = "cpu mem disk net";
+    std::string log;
+    LogWriter().head({"1.2.0", "db7", "boot", "run"}, view, {Start, 60}, log);
+    for (uint64_t number = 1; number <= 3; number++) {
+        Interval interval;
+        interval.number = number, interval.elapsed_us = number == 2 ? 1000000 : 2000000;
+        interval.time = {Start + static_cast<int64_t>(number) * 2000, 60};
+        const auto sampled = [&](auto& rows) -> auto& {
+            rows.sampled = true, rows.elapsed_us = interval.elapsed_us;
+            return rows.rows.emplace_back();
+        };
+        auto& cpu = sampled(interval.cpu);
+        cpu.user_us = 100000 * number, cpu.idle_us = 1000000 - *cpu.user_us,
+        cpu.load1 = 10.0 / static_cast<double>(number);
+        cpu.forks = 500 * number; // 250, 1000 and 750 a second
+        auto& memory = sampled(interval.memory);
+        memory.total = uint64_t{64} << 30, memory.available = number << 30;
+        auto& disks = sampled(interval.disksTotal);
+        disks.disks = 2, disks.reads = 10 * number, disks.read_us = 50000, disks.read_bytes = 0;
+        auto& links = sampled(interval.linksTotal);
+        links.links = links.counted = 2, links.rx_errors = number, links.tx_errors = 0, links.rx_bytes = number << 20;
+        LogWriter().interval(interval, log);
+    }
+    save("/a.wyrt", log);
+    const auto lineAfter = [](const std::string& text, const std::string& title, int lines) {
+        size_t at = text.find("\n" + title) + 1;
+        for (; lines > 0; lines--) at = text.find('\n', at) + 1;
+        return text.substr(at, text.find('\n', at) - at);
+    };
+    const auto said = run({"show", "/a.wyrt", "--every", "1h"});
+    EXPECT_EQ(lineAfter(said, "CPU", 1),
+              "          20.0     -     -      -     -   80.0     -     -     -    3.3      -"
+              "      -       -       -     600");
+    EXPECT_EQ(lineAfter(said, "CPU", 2),
+              "min       10.0     -     -      -     -   70.0     -     -     -    3.3      -"
+              "      -       -       -     250");
+    EXPECT_EQ(lineAfter(said, "CPU", 3),
+              "max       30.0     -     -      -     -   90.0     -     -     -   10.0      -"
+              "      -       -       -    1000");
+    EXPECT_TRUE(lineAfter(said, "MEM", 1).starts_with("         64.0G  3.0G    4.7")) << said;
+    EXPECT_TRUE(lineAfter(said, "MEM", 2).starts_with("min      64.0G  1.0G    1.6")) << said;
+    EXPECT_TRUE(lineAfter(said, "MEM", 3).starts_with("max      64.0G  3.0G    4.7")) << said;
+    EXPECT_TRUE(lineAfter(said, "DISK", 1).starts_with("all 2            12    0.0    2.5")) << said;
+    EXPECT_TRUE(lineAfter(said, "DISK", 2).starts_with("min               5    0.0    1.7")) << said;
+    EXPECT_TRUE(lineAfter(said, "DISK", 3).starts_with("max              20    0.0    5.0")) << said;
+    EXPECT_TRUE(lineAfter(said, "NET", 1).starts_with("all 2         1.2      -      -      -   1.2")) << said;
+    EXPECT_TRUE(lineAfter(said, "NET", 2).starts_with("min           0.5      -      -      -   0.5")) << said;
+    EXPECT_TRUE(lineAfter(said, "NET", 3).starts_with("max           2.0      -      -      -     2")) << said;
+    // One interval is no span, and neither is a table without --every.
+    for (const auto& words :
+         {std::vector<std::string>{"show", "/a.wyrt"}, std::vector<std::string>{"show", "/a.wyrt", "--every", "1s"}})
+        EXPECT_EQ(run(words).find("\nmin "), std::string::npos);
+}
+
 // Damage outside of the span is none of its business; damage in it is counted, and in no sum.
 TEST(LogSpans, Damage) {
     Made machine("");
