@@ -10,6 +10,9 @@ struct TerminalSize {
 // The size of standard output; none when it is no terminal or does not know its size.
 std::optional<TerminalSize> getTerminalSize();
 
+// Whether standard error is a terminal, so that a person sees what is written there and then wiped away.
+bool isErrorTerminal();
+
 // While it lives, keys come one by one, without Enter and without an echo; signal keys (Ctrl-C) still send their
 // signals. Restores the terminal at its end. Works only where standard input is a terminal and the program is in
 // the foreground.

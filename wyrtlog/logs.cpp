@@ -2,6 +2,7 @@
 
 #include "base/refusal.h"
 #include "wyrtlog/openlog.h"
+#include "wyrtlog/progress.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -28,10 +29,14 @@ class Merge {
     uint64_t numbered = 0;        // logs
     std::vector<std::unique_ptr<OpenLog>> logs;
     std::map<std::string, Given, std::less<>> given; // by run
+    Progress progress;
+    uint64_t bytesOver = 0; // of logs that have been read to their end
 
     std::unique_ptr<OpenLog> opened(const LogPath& path, const Wanted& how);
     void open(const LogPath& path);
     void add(std::vector<LogPath> paths);
+    void report(const std::string& path, const std::string& why);
+    void tellProgress(const OpenLog& log);
     bool isAgain(const OpenLog& log);
     bool waitForMore();
     std::vector<std::unique_ptr<OpenLog>>::iterator next() {
@@ -45,10 +50,21 @@ public:
 };
 } // namespace
 
+void Merge::report(const std::string& path, const std::string& why) {
+    progress.wipe();
+    status = failed(inQuotes(path) + ": " + why);
+}
+
+void Merge::tellProgress(const OpenLog& log) {
+    uint64_t bytes = bytesOver;
+    for (const auto& open : logs) bytes += open->reader.bytesRead();
+    progress.at(log.interval.time, bytes);
+}
+
 std::unique_ptr<OpenLog> Merge::opened(const LogPath& path, const Wanted& how) {
     auto log = std::make_unique<OpenLog>(path, how);
     if (log->open()) return log;
-    status = failed(inQuotes(path.path) + ": " + strerror(errno));
+    report(path.path, strerror(errno));
     return nullptr;
 }
 
@@ -83,7 +99,7 @@ void Merge::add(std::vector<LogPath> paths) {
 }
 
 Merge::Merge(const Asked& asked, const OnFound& f, const Wanted& how, int& exitStatus)
-    : onFound(f), wanted(how), status(exitStatus) {
+    : onFound(f), wanted(how), status(exitStatus), progress(showsProgress(asked)) {
     const auto isFile = [](const std::string& operand) { return !isReadOnce(operand); }; // a pipe ends by itself
     if (wanted.follow && (asked.logs.empty() || std::any_of(asked.logs.begin(), asked.logs.end(), isFile)))
         follower.emplace(asked.logs, wanted.watcher);
@@ -123,8 +139,10 @@ bool Merge::step() {
     if (first == logs.end()) return waitForMore();
     auto& log = **first;
     if (!isAgain(log) && !onFound(log.reader, log.found, log.interval)) return false;
+    if (log.found == LogReader::Found::Interval && !log.interval.damaged) tellProgress(log);
     if (!log.isOver()) return log.advance(), true;
-    if (const auto why = log.failure(); !why.empty()) status = failed(inQuotes(log.path()) + ": " + why);
+    if (const auto why = log.failure(); !why.empty()) report(log.path(), why);
+    bytesOver += log.reader.bytesRead();
     logs.erase(first);
     return true;
 }

@@ -11,6 +11,8 @@ std::optional<TerminalSize> getTerminalSize() {
     return TerminalSize{size.ws_col, size.ws_row};
 }
 
+bool isErrorTerminal() { return isatty(STDERR_FILENO) == 1; }
+
 struct Keys::Kept {
     termios settings{};
 };

@@ -31,6 +31,9 @@ std::optional<TerminalSize> getTerminalSize() {
 
 struct Keys::Kept {};
 
+// A person who sits at a terminal sees both streams there.
+bool isErrorTerminal() { return world().terminal; }
+
 Keys::Keys() {
     if (world().terminal) before = std::make_unique<Kept>();
 }
