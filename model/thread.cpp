@@ -38,6 +38,8 @@ static void fill(const ThreadSample& sample, const ThreadChange& thread, ThreadR
     if (sample.blocksCounted) row.block_us = ofStat(&ThreadCounters::block_ticks, sample.tick_us);
     row.minor_faults = ofStat(&ThreadCounters::minor_faults, 1);
     row.major_faults = ofStat(&ThreadCounters::major_faults, 1);
+    row.voluntary = change.of(&ThreadCounters::hasSwitches, &ThreadCounters::voluntary);
+    row.involuntary = change.of(&ThreadCounters::hasSwitches, &ThreadCounters::involuntary);
 }
 
 void threadRows(const ThreadSample& sample, Rows<ThreadsRow>& all, Rows<ThreadRow>& threads) {

@@ -47,8 +47,29 @@ bool ThreadSampler::readStat(int tid, ThreadChange& change) {
     return now.hasStat = true;
 }
 
+void ThreadSampler::readSwitches(int tid, ThreadCounters& counters) {
+    char place[32];
+    snprintf(place, sizeof place, "%d/status", tid);
+    if (!readFile(tasks, place, text, Reading::Single)) return;
+    const auto status = parseProcessStatus(text.view());
+    counters.hasSwitches = status.voluntary && status.involuntary;
+    counters.voluntary = status.voluntary.value_or(0), counters.involuntary = status.involuntary.value_or(0);
+}
+
 // What a thread had when it began.
-static constexpr ThreadCounters Nothing{.hasSchedule = true, .hasStat = true};
+static constexpr ThreadCounters Nothing{.hasSchedule = true, .hasStat = true, .hasSwitches = true};
+
+// A thread that could run and stood still has waited for a CPU all the time. `thread` is as it was before.
+bool ThreadSampler::stillWaits(Thread& thread, ThreadChange& change, const ThreadSample& now) {
+    if (!thread.runnable || now.pass == 1 || !readStat(thread.tid, change)) return false;
+    thread.runnable = change.state == 'R';
+    if (!thread.runnable) return false;
+    change.before = change.now;
+    change.before->wait_ns = std::max(thread.booked_ns, change.now.wait_ns);
+    change.now.wait_ns = change.before->wait_ns + static_cast<uint64_t>(now.at_us - now.before_us) * 1000;
+    thread.booked_ns = change.now.wait_ns;
+    return true;
+}
 
 static bool stoodStill(const ThreadCounters& before, const ThreadCounters& now) {
     if (before.hasSchedule && now.hasSchedule) return before.run_ns == now.run_ns && before.wait_ns == now.wait_ns;
@@ -71,19 +92,27 @@ void ThreadSampler::visit(const Ran& process, Group& group, bool known, ThreadSa
         ThreadChange change;
         readSchedule(tid, change.now);
         now.threads++;
+        const auto add = [&] {
+            change.pid = process.pid, change.tid = tid, change.start = process.start;
+            now.changes.push_back(change);
+        };
         if (now.pass == 1 || (before && change.now.hasSchedule && stoodStill(*before, change.now))) {
-            found.push_back({tid, now.pass == 1 ? change.now : *before});
+            auto& thread = found.emplace_back(before ? *old : Thread{tid, change.now});
+            if (stillWaits(thread, change, now)) add();
             continue;
         }
         if (!readStat(tid, change)) continue; // it has just ended
-        found.push_back({tid, change.now});
+        readSwitches(tid, change.now);
+        auto& thread = found.emplace_back(Thread{tid, change.now, change.state == 'R', before ? old->booked_ns : 0});
         if (before && stoodStill(*before, change.now)) continue;
         // The number of a thread that has ended can be used again: the counters of the new one are smaller.
         const bool another = before && change.now.run_ns < before->run_ns;
-        if (another || (!before && began(change))) change.before = Nothing;
+        if (another || (!before && began(change))) change.before = Nothing, thread.booked_ns = 0;
         else if (before) change.before = *before;
-        change.pid = process.pid, change.tid = tid, change.start = process.start;
-        now.changes.push_back(change);
+        // What rows have had of a wait before it ended.
+        change.now.wait_ns = std::max(change.now.wait_ns, thread.booked_ns);
+        if (change.before) change.before->wait_ns = std::max(change.before->wait_ns, thread.booked_ns);
+        add();
         now.ran++;
     }
     group.start = process.start;

@@ -16,7 +16,8 @@
 struct ThreadCounters {
     uint64_t run_ns = 0, wait_ns = 0;
     uint64_t user_ticks = 0, system_ticks = 0, block_ticks = 0, minor_faults = 0, major_faults = 0;
-    bool hasSchedule = false, hasStat = false;
+    uint64_t voluntary = 0, involuntary = 0; // switches
+    bool hasSchedule = false, hasStat = false, hasSwitches = false;
 };
 
 // A thread that ran or waited since the last pass.
@@ -44,6 +45,9 @@ class ThreadSampler {
     struct Thread {
         int tid = 0;
         ThreadCounters counters;
+        bool runnable = false; // when it was read last: it ran, or waited for a CPU
+        uint64_t booked_ns =
+            0; // its waits with those that last, as rows have them; the kernel books a wait when it ends
     };
     struct Group {
         uint64_t start = 0;          // of the process
@@ -61,6 +65,8 @@ class ThreadSampler {
     bool list(int pid);
     bool readSchedule(int tid, ThreadCounters& counters);
     bool readStat(int tid, ThreadChange& change);
+    void readSwitches(int tid, ThreadCounters& counters);
+    bool stillWaits(Thread& thread, ThreadChange& change, const ThreadSample& now);
     void visit(const Ran& process, Group& group, bool known, ThreadSample& now);
 
 public:

@@ -13,6 +13,7 @@ struct MadeThread {
     char state = 'S';
     const char* name = "worker";
     bool schedule = true;
+    int switches = -1; // voluntary ones; a third of them not; -1: no file tells
 };
 } // namespace
 
@@ -24,6 +25,9 @@ static std::string files(int pid, const std::vector<MadeThread>& threads) {
         const auto at = "/proc/" + n(pid) + "/task/" + n(thread.tid);
         if (thread.schedule)
             lines += "file " + at + "/schedstat <<E\n" + n(thread.run_ns) + " " + n(thread.wait_ns) + " 3\nE\n";
+        if (thread.switches >= 0)
+            lines += "file " + at + "/status <<E\nName:\tx\nvoluntary_ctxt_switches:\t" + n(thread.switches) +
+                     "\nnonvoluntary_ctxt_switches:\t" + n(thread.switches / 3) + "\nE\n";
         lines += "file " + at + "/stat <<E\n" + n(thread.tid) + " (" + thread.name + ") " + thread.state +
                  " 1 1 1 0 -1 64 7 0 2 0 " + n(thread.user) + " 4 0 0 20 -5 3 0 " + n(thread.start) +
                  " 1000000 100 18446744073709551615 1 1 0 0 0 0 0 0 0 0 0 0 17 3 0 0 9 0 0 0 0 0 0 0 0 0 0\nE\n";
@@ -105,6 +109,53 @@ TEST(ThreadSampler, TimesAndFaultsFromTheSecondTimeOn) {
     EXPECT_EQ(row->minor_faults, 0U);
     EXPECT_FALSE(row->block_us);
     EXPECT_EQ(threads.interval.threads.rows.size(), 1U);
+}
+
+// A wait is booked while it lasts, and not once more when the kernel books it at its end.
+TEST(ThreadSampler, WaitsThatLast) {
+    const auto waits = [](uint64_t run_ns, uint64_t wait_ns, char state) {
+        return "step 1\n" + files(100, {{101, run_ns, wait_ns, 0, 5000, state}});
+    };
+    std::string lines = files(100, {{100, 1, 0}, {101, 1000000, 500000, 0, 5000, 'R'}});
+    const std::string steps[] = {
+        waits(2000000, 600000, 'R'),                                      // it runs
+        waits(2000000, 600000, 'R'),                                      // it waits, a second each
+        waits(2000000, 600000, 'R'),     waits(3000000, 2400600000, 'R'), // 2.4 seconds in all
+        waits(3000000, 2400600000, 'S'),                                  // asleep
+        waits(3000000, 2400600000, 'R'), // and woken up: it has not run since it was seen asleep
+    };
+    int number = 0;
+    for (auto step : steps) lines += step.replace(5, 1, std::to_string(++number));
+    Made made(lines);
+    Sampled threads;
+    threads.take({several()});
+    const std::optional<uint64_t> expected[] = {100, 1000000, 1000000, 400000, {}, {}};
+    for (const auto& wait : expected) {
+        made.step();
+        threads.take({several()});
+        const auto* row = threads.row(101);
+        ASSERT_EQ(row != nullptr, wait.has_value());
+        if (row) {
+            EXPECT_EQ(row->wait_us, wait);
+        }
+    }
+}
+
+TEST(ThreadSampler, Switches) {
+    Made made(files(100, {{100, 1, 0}, {101, 1000000, 0}}) + "step 1\n" +
+              files(100, {{101, 2000000, 0, 0, 5000, 'S', "worker", true, 30}}) + "step 2\n" +
+              files(100, {{101, 3000000, 0, 0, 5000, 'S', "worker", true, 36},
+                          {102, 3000000, 0, 0, 10150, 'S', "worker", true, 9}}));
+    Sampled threads;
+    threads.take({several()});
+    made.step();
+    threads.take({several()});
+    EXPECT_FALSE(threads.row(101)->voluntary); // the first pass reads no more than it must
+    made.step();
+    threads.take({several()});
+    EXPECT_EQ(threads.row(101)->voluntary, 6U);
+    EXPECT_EQ(threads.row(101)->involuntary, 2U);
+    EXPECT_EQ(threads.row(102)->voluntary, 9U); // it began since
 }
 
 // What began since the last pass has its whole counters as its amounts; what was only not seen has none.
