@@ -45,9 +45,18 @@ static std::string pathText(const FileRow& row, size_t width) {
     return width == 0 ? text : endOf(text, width * 2 / 5);
 }
 
-static void cells(const FileRow& row, double seconds, size_t width, Table& table) {
+// The file through which the first culprit of the first finding did it; null: the finding names none of these.
+static const FileRow* culpritOf(const Interval& interval, const std::vector<const FileRow*>& rows) {
+    const auto* who = firstCulprit(interval.who);
+    if (!who || !who->descriptor) return nullptr;
+    for (const auto* row : rows)
+        if (row->pid == who->pid && row->start == who->start && row->descriptor == who->descriptor) return row;
+    return nullptr;
+}
+
+static void cells(const FileRow& row, bool culprit, double seconds, size_t width, Table& table) {
     const auto rate = [&](const auto& bytes) { return speedText(bytes, seconds); };
-    table.cell("");
+    table.cell(culprit ? ">" : "", Tone::Bad);
     table.cell(std::to_string(row.pid)), table.cell(safeText(row.name));
     table.cell(std::to_string(row.descriptor)), table.cell(safeText(row.flags));
     table.cell(safeText(row.mark)), table.cell(safeText(row.evidence));
@@ -90,11 +99,15 @@ void showFiles(const Interval& interval, const View& view, Page& page) {
     constexpr size_t Usual = 20; // rows, unless others are asked for
     const auto* all = interval.filesTotal.one();
     if (!all || (all->known == 0 && all->processes == 0 && all->not_allowed == 0)) return;
-    const auto rows = ordered(interval, view.asked);
+    auto rows = ordered(interval, view.asked);
+    const auto* culprit = culpritOf(interval, rows);
+    if (const auto at = std::find(rows.begin(), rows.end(), culprit); at != rows.end())
+        std::rotate(rows.begin(), at, at + 1);
     const size_t shown = std::min(view.rowsOr(Usual), rows.size());
     if (shown == 0) return page.line("FILE " + footer(*all, 0));
     Table table(Columns);
-    for (size_t i = 0; i < shown; i++) cells(*rows[i], interval.files.seconds(), page.width(), table);
+    for (size_t i = 0; i < shown; i++)
+        cells(*rows[i], rows[i] == culprit, interval.files.seconds(), page.width(), table);
     table.show(page);
     page.line("     " + footer(*all, shown), Tone::Dim);
 }

@@ -48,6 +48,20 @@ TEST(FileView, TheTable) {
                     "allowed: wyrt check\n");
 }
 
+// The file through which the first culprit did it stands first and has a mark.
+TEST(FileView, TheCulpritsFile) {
+    auto interval = intervalOf({fileOf(7, "/srv/a", 300), fileOf(8, "/srv/b", 200), fileOf(9, "/srv/c", 100)});
+    auto& who = interval.who.rows.emplace_back();
+    who.rank = 1, who.place = 1, who.mark = '=', who.pid = 9, who.start = 1, who.descriptor = 5;
+    const auto lines = shown(interval);
+    const auto at = lines.find('\n') + 1;
+    EXPECT_TRUE(lines.substr(at).starts_with(">          9 rsync ")) << lines;
+    EXPECT_LT(lines.find("/srv/c"), lines.find("/srv/a"));
+    EXPECT_LT(lines.find("/srv/a"), lines.find("/srv/b"));
+    who.descriptor = 6; // another file of it
+    EXPECT_EQ(shown(interval).find('>'), std::string::npos);
+}
+
 TEST(FileView, OrderRowsAndFilters) {
     auto interval = intervalOf({fileOf(7, "/first", 100), fileOf(8, "/second", 200), fileOf(9, "/third", 300)});
     interval.files.rows[0].size = 900 << 20;
