@@ -1,10 +1,18 @@
 #include "base/filestatus.h"
 
+#include <algorithm>
+
 #include <fcntl.h>
 #include <linux/kcmp.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
+// A file's time can be set to any year; one beyond the range (1678 to 2262) is taken for its end.
+static int64_t nanoseconds(const statx_timestamp& time) {
+    constexpr int64_t Second = 1000000000, Most = INT64_MAX / Second - 1;
+    return std::clamp<int64_t>(time.tv_sec, -Most, Most) * Second + time.tv_nsec;
+}
 
 static bool ask(int at, const char* name, FileStatus& status) {
     struct statx answer{};
@@ -13,7 +21,7 @@ static bool ask(int at, const char* name, FileStatus& status) {
     status.size = answer.stx_size;
     status.major = answer.stx_dev_major;
     status.minor = answer.stx_dev_minor;
-    status.modified_ns = answer.stx_mtime.tv_sec * 1000000000 + answer.stx_mtime.tv_nsec;
+    status.modified_ns = nanoseconds(answer.stx_mtime);
     status.mode = answer.stx_mode;
     status.deviceMajor = answer.stx_rdev_major;
     status.deviceMinor = answer.stx_rdev_minor;

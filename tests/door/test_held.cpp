@@ -179,6 +179,23 @@ TEST_F(Held, StatusOfAFile) {
     EXPECT_EQ(errno, ENOENT);
 }
 
+// Anybody can give a file any time that its filesystem has room for.
+TEST_F(Held, TimesFarAway) {
+    constexpr int64_t Seconds[] = {0, -62135596800, 32503680000, INT64_MAX, INT64_MIN};
+    const auto name = made("file", "");
+    int64_t before = 0;
+    for (const int64_t seconds : Seconds) {
+        const timespec times[] = {{0, 0}, {seconds, 7}};
+        if (utimensat(AT_FDCWD, name.c_str(), times, 0) != 0) continue; // not every filesystem takes all of them
+        FileStatus found;
+        ASSERT_TRUE(getFileStatus(name.c_str(), found));
+        if (seconds == 0) EXPECT_EQ(found.modified_ns, 7);
+        else if (seconds < 0) EXPECT_LT(found.modified_ns, 0);
+        else EXPECT_GT(found.modified_ns, before);
+        if (seconds == 0) before = found.modified_ns;
+    }
+}
+
 TEST_F(Held, AFileIsWrittenCutAndGoneOnWith) {
     const auto name = folder + "/log";
     OutFile file;
