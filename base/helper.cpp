@@ -126,6 +126,12 @@ bool Helper::collect(Lane& lane, int64_t now) {
     return true;
 }
 
+// Its process ends by itself, unless it hangs in the kernel.
+void Helper::dismiss(Worker& worker) {
+    worker.kill();
+    if (!worker.isGone()) leaving.push_back(std::move(worker));
+}
+
 // The worker for the next question; null: there can be none.
 Helper::Lane* Helper::freeLane() {
     const auto found = std::find_if(lanes.begin(), lanes.end(), [](auto& lane) { return !lane.stuck; });
@@ -191,7 +197,12 @@ void Helper::pumpTools(int64_t now) {
 
 void Helper::pump() {
     const int64_t now = getMonotonic();
-    std::erase_if(lanes, [&](auto& lane) { return !collect(lane, now); });
+    std::erase_if(leaving, [](auto& worker) { return worker.isGone(); });
+    std::erase_if(lanes, [&](auto& lane) {
+        const bool useful = collect(lane, now);
+        if (!useful) dismiss(lane.worker);
+        return !useful;
+    });
     sendMore(now);
     pumpTools(now);
 }
@@ -228,6 +239,7 @@ void Helper::await(int64_t until, Await what) {
 }
 
 size_t Helper::abandoned() const {
-    return static_cast<size_t>(std::count_if(lanes.begin(), lanes.end(), [](auto& lane) { return lane.stuck; }) +
+    return leaving.size() +
+           static_cast<size_t>(std::count_if(lanes.begin(), lanes.end(), [](auto& lane) { return lane.stuck; }) +
                                std::count_if(runs.begin(), runs.end(), [](auto& run) { return run.ticket == 0; }));
 }

@@ -44,7 +44,7 @@ public:
     void pump();
     // The handles to watch during a pause; call pump() when one of them is ready.
     void watch(std::vector<Watched>& watched) const;
-    size_t abandoned() const; // processes that are stuck now
+    size_t abandoned() const; // processes that are stuck now, or were killed and are not gone yet
 
 private:
     struct Pending {
@@ -74,10 +74,12 @@ private:
     std::map<Ticket, Pending> pending;
     std::deque<Ticket> queue, tools; // not asked yet
     std::vector<Lane> lanes;         // at most one that is not stuck is kept
+    std::vector<Worker> leaving;     // killed, and perhaps not gone yet
     std::vector<Run> runs;           // at most one with a ticket
     Ticket last = 0;
 
     bool collect(Lane& lane, int64_t now);
+    void dismiss(Worker& worker);
     void giveUp(Lane& lane);
     Lane* freeLane();
     void sendMore(int64_t now);

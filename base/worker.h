@@ -48,8 +48,8 @@ struct Answer {
 // What has arrived from a process.
 enum class Came { Nothing, Answer, End }; // End: the process has ended, or is of no use
 
-// A process that answers the questions sent to it, in their order. It has no open file besides its end of a socket, is
-// killed when it is destroyed, and is not waited for.
+// A process that answers the questions sent to it, in their order. It has no open file besides its end of a socket. It
+// is killed when it is destroyed, which does not wait.
 class Worker {
     int fd = -1, pid = -1;
 
@@ -70,6 +70,10 @@ public:
     bool send(const Question& question, uint64_t number);
     // Does not wait.
     Came receive(Answer& answer, uint64_t& number);
+    void kill();
+    // Whether the process is gone, after kill(). One that ended stays in the process table until this was asked, and
+    // one that hangs in the kernel ends later.
+    bool isGone();
     int handle() const { return fd; }
 };
 

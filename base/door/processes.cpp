@@ -23,13 +23,6 @@ void closeFrom(int first) {
     for (int fd = first; fd < static_cast<int>(limit.rlim_cur); fd++) close(fd);
 }
 
-void killAndLeave(int pid) {
-    if (pid <= 0) return;
-    kill(pid, SIGKILL);
-    int status;
-    hasEnded(pid, status);
-}
-
 bool hasEnded(int pid, int& status) {
     status = 0;
     pid_t ended;

@@ -23,8 +23,6 @@ template <typename Be> int forkWith(int (&ends)[2], const Be& be) {
 
 // Closes every descriptor from `first` on.
 void closeFrom(int first);
-// Kills the process, and waits for it if it has ended already. Does not wait for a process that hangs in the kernel.
-void killAndLeave(int pid);
 // True when the process has ended; `status` is as from waitpid.
 bool hasEnded(int pid, int& status);
 // Of a status of waitpid what a shell reports: 128 and the signal, or what the process returned.

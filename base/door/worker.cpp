@@ -22,7 +22,7 @@ static void serve(int fd) {
     AnswerMessage answer;
     constexpr size_t Before = offsetof(QuestionMessage, text);
     for (;;) {
-        const ssize_t n = recv(fd, &question, sizeof question - 1, 0); // the last byte is for the NUL
+        const ssize_t n = recv(fd, &question, Before + MostOfQuestion - 1, 0); // the last byte is for the NUL
         if (n < 0 && errno == EINTR) continue;
         if (n < static_cast<ssize_t>(Before)) return;
         question.text[static_cast<size_t>(n) - Before] = '\0';
@@ -69,8 +69,20 @@ bool Worker::start() {
 }
 
 Worker::~Worker() {
+    kill();
+    isGone();
+}
+
+void Worker::kill() {
     if (fd >= 0) ::close(fd);
-    killAndLeave(pid);
+    fd = -1;
+    if (pid > 0) ::kill(pid, SIGKILL);
+}
+
+bool Worker::isGone() {
+    int status;
+    if (pid > 0 && hasEnded(pid, status)) pid = -1;
+    return pid <= 0;
 }
 
 bool Worker::send(const Question& question, uint64_t number) {

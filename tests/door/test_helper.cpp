@@ -106,6 +106,25 @@ TEST(RealHelper, NamesInPieces) {
     fs::remove_all(dir);
 }
 
+// A worker whose answer came late is not used again. It must not stay in the process table: a slow server would leave
+// one there with each sample.
+TEST(RealHelper, LeavesNoZombies) {
+    Helper helper;
+    const pid_t worker = std::stoi(answered(helper, question(Question::Kind::File, {"/proc/self/stat"})).text);
+    ASSERT_EQ(kill(worker, SIGSTOP), 0);
+    const auto ticket = helper.ask(question(Question::Kind::Space, {"/"}, 50000));
+    helper.await(getMonotonic() + 20000000);
+    Answer answer;
+    EXPECT_EQ(helper.take(ticket, answer), State::Late);
+    EXPECT_EQ(helper.abandoned(), 1U);
+    ASSERT_EQ(kill(worker, SIGCONT), 0);
+    const int64_t until = getMonotonic() + 20000000;
+    while (helper.take(ticket, answer) == State::Late && getMonotonic() < until) usleep(1000);
+    while (kill(worker, 0) == 0 && getMonotonic() < until) helper.pump(), usleep(1000);
+    EXPECT_NE(kill(worker, 0), 0);
+    EXPECT_EQ(helper.abandoned(), 0U);
+}
+
 // Nothing of the program is open in the helper, but its socket and the folder that it lists.
 TEST(RealHelper, HasNothingOfOurs) {
     const int ours = fcntl(STDERR_FILENO, F_DUPFD, 50); // not closed on exec

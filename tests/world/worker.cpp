@@ -68,6 +68,10 @@ Worker::~Worker() {
     if (fd >= 0 && World::current) devices().helpers.erase(fd);
 }
 
+void Worker::kill() {}
+
+bool Worker::isGone() { return true; }
+
 bool Worker::send(const Question& question, uint64_t number) {
     const std::string words = question.words.empty() ? "" : question.words[0];
     const std::string request = question.words.size() > 1 ? question.words[1] : "";
