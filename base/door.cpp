@@ -1,5 +1,7 @@
 #include "base/door.h"
 
+#include "base/door/room.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -66,21 +68,11 @@ void Directory::close() {
     hold(nullptr);
 }
 
-// Doubles the buffer and keeps the text in it.
-static void grow(Contents& text) {
-    constexpr size_t First = 16384; // most files, all of a process included, fit into it
-    const size_t capacity = text.capacity ? text.capacity * 2 : First;
-    std::unique_ptr<char[]> data(new char[capacity]);
-    std::copy_n(text.data.get(), text.size, data.get());
-    text.data = std::move(data);
-    text.capacity = capacity;
-}
-
 static void readAll(int fd, Contents& text, Reading how, size_t most) {
     text.size = 0;
     text.error = 0;
     while (text.size < most) {
-        if (text.size == text.capacity) grow(text);
+        makeRoom(text, 1);
         const size_t wanted = std::min(text.capacity, most) - text.size;
         const ssize_t n = read(fd, text.data.get() + text.size, wanted);
         if (n < 0 && errno == EINTR) continue;
@@ -194,7 +186,7 @@ bool ShellCommand::start(const char* command) {
 }
 
 bool ShellCommand::read(Contents& text) {
-    if (text.size == text.capacity) grow(text);
+    makeRoom(text, 1);
     ssize_t n = -1;
     do n = ::read(output, text.data.get() + text.size, text.capacity - text.size);
     while (n < 0 && errno == EINTR);
