@@ -40,6 +40,7 @@ class Run {
     std::unique_ptr<Writer> writer; // null: no log
     Helper helper;                  // one for all sources, so that few of its processes are ever stuck
     std::vector<std::unique_ptr<Source>> sources;
+    std::vector<Watched> watched; // in a pause: the keys, then the helpers
     Interval interval;
     BudgetSpace budgetSpace;
     Limits limits;
@@ -141,7 +142,8 @@ int Run::openLog() {
 
 // --- One interval
 
-// Waits for the time of the next sample. Keys and a changed terminal are dealt with meanwhile.
+// Waits for the time of the next sample. Keys and a changed terminal are dealt with meanwhile, and so are the helpers:
+// a tool with a long output, or what waits for its turn, would otherwise be late with every sample.
 Run::Step Run::pause(int64_t deadline) {
     for (;;) {
         if (signals.pipeClosed() || (writer && writer->isOver())) return Step::Stop;
@@ -150,12 +152,13 @@ Run::Step Run::pause(int64_t deadline) {
             screen.renew();
             if (shown && screen.isRedrawn() && !show()) return Step::Stop;
         }
-        Watched keys[] = {
-            {screen.handle(), false}
-        };
-        const auto woken = waitUntil(deadline, signals, keys);
+        watched.assign(1, {screen.handle(), false});
+        helper.watch(watched);
+        const auto woken = waitUntil(deadline, signals, watched);
         if (woken == Woken::Time) return Step::Go;
         if (woken != Woken::Ready) continue;
+        helper.pump();
+        if (!watched.front().ready && getMonotonic() >= deadline) return Step::Go;
         const auto key = screen.take();
         if (key == Screen::Key::Quit) return Step::Stop;
         if (key == Screen::Key::Hold && shown && !show()) return Step::Stop;

@@ -156,6 +156,26 @@ TEST(RealHelper, Tools) {
     EXPECT_EQ(signals.text, "SigBlk:\t0000000000000000\n");
 }
 
+// What finds no room in the pipe must be taken during a pause: the tool waits for that.
+TEST(RealHelper, ALongOutputArrivesDuringAPause) {
+    Helper helper;
+    constexpr size_t Long = 1000000;
+    const auto ticket = helper.ask(question(Question::Kind::Tool, {"head", "-c", std::to_string(Long), "/dev/zero"}));
+    helper.pump();
+    std::vector<Watched> watched;
+    const int64_t until = getMonotonic() + 20000000;
+    for (auto woken = true; woken; helper.pump()) {
+        watched.clear();
+        helper.watch(watched);
+        woken = std::any_of(watched.begin(), watched.end(), [](auto& one) { return one.handle >= 0; }) &&
+                waitReady(until, watched);
+    }
+    Answer answer;
+    while (helper.take(ticket, answer) == State::Asked && getMonotonic() < until) usleep(1000);
+    EXPECT_EQ(answer.text.size(), Long);
+    EXPECT_EQ(answer.error, 0);
+}
+
 TEST(RealHelper, AToolThatHangsIsKilled) {
     Helper helper;
     const int64_t start = getMonotonic();
