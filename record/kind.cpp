@@ -1,13 +1,27 @@
 #include "record/kind.h"
 
+#include <cmath>
 #include <limits>
+#include <utility>
 
 void appendCell(std::string& line, const ConstSlot& slot) {
     std::visit([&](const auto* value) { appendCell(line, *value); }, slot);
 }
 
+// No writer writes infinities and not-a-number; comparisons and conversions later on rely on that.
+template <typename T> static bool isFinite(const T&) { return true; }
+static bool isFinite(double value) { return std::isfinite(value); }
+static bool isFinite(const std::optional<double>& value) { return !value || std::isfinite(*value); }
+
 bool readCell(std::string_view cell, const Slot& slot) {
-    return std::visit([&](auto* value) { return readCell(cell, *value); }, slot);
+    return std::visit(
+        [&](auto* value) {
+            auto read = *value;
+            if (!readCell(cell, read) || !isFinite(read)) return false;
+            *value = std::move(read);
+            return true;
+        },
+        slot);
 }
 
 template <typename T> static void add(const T& value, T& sum) {

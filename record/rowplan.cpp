@@ -103,7 +103,10 @@ static bool take(Rest& rest, double& value) {
         return true;
     }
     rest = before;
-    return readCell(cellOf(rest), value);
+    double read = 0;
+    if (!readCell(cellOf(rest), Slot(&read))) return false;
+    value = read;
+    return true;
 }
 
 static bool take(Rest& rest, std::string& text) {

@@ -187,22 +187,24 @@ TEST(Log, RubbishIsNoInterval) {
     }
 }
 
+// Ends the lines that the log has from there on, with the right sum: whoever forges a log can do this, too.
+static void endWith(std::string& log, size_t from, const char* number) {
+    std::string line = "END,1970-01-01T00:00:00.000+00:00,1.000000," + std::string(number) + ",1," +
+                       std::to_string(log.size() - from) + ",";
+    char sum[9];
+    snprintf(sum, sizeof sum, "%08x", crc32c(log.substr(from) + line));
+    log += line + sum + "\n";
+}
+
 TEST(Log, ReadsWhatALaterProgramWrites) {
     // More kinds, more fields, in another order.
     std::string log =
         "#wyrt,2,9.0,h,b,r,new\n#CPU,time,secs,newer,user,nice\n#NEW,time,secs,a\n#VIEW,time,secs,areas,x\n"
         "VIEW,1970-01-01T00:00:00.000+00:00,0.000000,cpu,5\n";
-    const auto end = [&](size_t from, const char* number) {
-        std::string line = "END,1970-01-01T00:00:00.000+00:00,1.000000," + std::string(number) + ",1," +
-                           std::to_string(log.size() - from) + ",";
-        char sum[9];
-        snprintf(sum, sizeof sum, "%08x", crc32c(log.substr(from) + line));
-        log += line + sum + "\n";
-    };
-    end(0, "0");
+    endWith(log, 0, "0");
     const size_t from = log.size();
     log += "NEW,1970-01-01T00:00:00.000+00:00,1.000000,5\nCPU,1970-01-01T00:00:00.000+00:00,1.000000,9,7,,more\n";
-    end(from, "1");
+    endWith(log, from, "1");
     auto reader = readerOf(log);
     Interval found;
     ASSERT_EQ(reader.next(found), LogReader::Found::Head);
@@ -214,6 +216,25 @@ TEST(Log, ReadsWhatALaterProgramWrites) {
     EXPECT_EQ(found.cpu.one()->user_us, 7U);
     EXPECT_FALSE(found.cpu.one()->nice_us);
     EXPECT_TRUE(reader.text().starts_with("NEW,"));
+}
+
+// A forged log: what is no number of the kernel must not reach those that compare, sort and convert.
+TEST(Log, InfinitiesAreDamage) {
+    for (const char* cell : {"inf", "-inf", "nan", "-nan", "infinity", "nan(1)", "1e999"}) {
+        std::string log = "#wyrt,2,9.0,h,b,r\n#CPU,time,secs,load1,load5\n";
+        endWith(log, 0, "0");
+        const size_t from = log.size();
+        log += "CPU,1970-01-01T00:00:00.000+00:00,1.000000," + std::string(cell) + ",2e-1\n";
+        endWith(log, from, "1");
+        auto reader = readerOf(log);
+        Interval found;
+        ASSERT_EQ(reader.next(found), LogReader::Found::Head);
+        ASSERT_EQ(reader.next(found), LogReader::Found::Interval);
+        EXPECT_TRUE(found.damaged) << cell;
+        ASSERT_TRUE(found.cpu.one());
+        EXPECT_FALSE(found.cpu.one()->load1) << cell;
+        EXPECT_EQ(found.cpu.one()->load5, 0.2);
+    }
 }
 
 TEST(Crc, KnownSums) {
