@@ -9,8 +9,8 @@
 void FsSampler::readMounts() {
     if (readOnce && mountinfo.isOpen() && !mountinfo.changed()) return;
     order.clear();
-    if (!mountinfo.read(text)) return;
-    readOnce = true;
+    readOnce = mountinfo.read(text);
+    if (!readOnce) return;
     for (auto& mount : filesystemsOf(parseMountInfo(text.view()))) {
         auto& known = kept[mount.id];
         const bool same = known.entry.point == mount.point && known.entry.source == mount.source &&

@@ -53,7 +53,7 @@ class FsSampler {
     std::map<uint64_t, Kept> kept; // by mount id
     std::vector<uint64_t> order;   // mount ids, in their order
     uint64_t samples = 0;
-    bool readOnce = false;
+    bool readOnce = false; // `order` is that of the mounts
 
     void readMounts();
     void remember(Kept& kept, int64_t now);
