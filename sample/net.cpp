@@ -123,8 +123,11 @@ template <typename T> static void sortByIndex(std::vector<T>& list) {
 
 void NetSampler::readAddresses(NetFacts& to) {
     const auto asked = askPatiently(addressesRequest);
-    addressesStale = asked == Asked::Interrupted || !listening;
-    if (asked == Asked::Failed) return;
+    addressesStale = asked != Asked::Whole || !listening;
+    if (asked == Asked::Failed) {
+        if (facts) to.addresses = facts->addresses; // until they can be read again
+        return;
+    }
     eachMessage(text.view(), [&](uint16_t type, std::string_view payload) {
         if (type != RTM_NEWADDR) return;
         if (auto address = parseAddress(payload)) to.addresses.push_back(std::move(*address));
