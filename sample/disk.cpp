@@ -13,9 +13,8 @@ DiskSampler::DiskSampler(const Root& where) : root(where), diskstats(where, "/pr
 // A block device came, went or became another one since this was last asked.
 bool DiskSampler::devicesChanged() {
     bool changed = false;
-    Contents news;
-    while (uevents.isOpen() && uevents.take(news))
-        changed |= news.view().find("SUBSYSTEM=block") != std::string_view::npos;
+    while (uevents.isOpen() && uevents.take(text))
+        changed |= text.view().find("SUBSYSTEM=block") != std::string_view::npos;
     if (uevents.isOpen() && uevents.overruns() != lost) lost = uevents.overruns(), changed = true;
     return changed;
 }
