@@ -11,5 +11,5 @@
 bool isPseudoFs(std::string_view type);
 // Whether its files are on another machine or in a program's hands.
 bool isRemoteFs(std::string_view type);
-// One mount for each filesystem: of several, the first whose root is the filesystem's own.
+// One mount for each filesystem that a path leads to: of several, the first whose root is the filesystem's own.
 std::vector<MountInfo> filesystemsOf(const std::vector<MountInfo>& mounts);

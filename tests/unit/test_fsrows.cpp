@@ -15,7 +15,7 @@ TEST(Filesystems, EachOnceAndNoPseudoOnes) {
          {"22 27 0:21 / /proc rw - proc proc rw", "27 1 254:0 / / rw - ext4 /dev/vda rw",
           "28 27 254:0 /home/a /srv rw - ext4 /dev/vda rw", "30 27 0:40 /sub /data rw - btrfs /dev/vdb rw",
           "31 27 0:40 / /all rw - btrfs /dev/vdb rw", "32 27 0:50 / /merged rw - overlay overlay rw",
-          "33 27 0:60 / /net rw - autofs systemd-1 rw", "34 27 0:61 / /net/x rw - nfs4 nas:/x rw"})
+          "33 27 0:60 / /net rw - autofs systemd-1 rw", "34 33 0:61 / /net/x rw - nfs4 nas:/x rw"})
         mounts.push_back(mountOf(line));
     const auto found = filesystemsOf(mounts);
     ASSERT_EQ(found.size(), 3U);
@@ -27,6 +27,23 @@ TEST(Filesystems, EachOnceAndNoPseudoOnes) {
     EXPECT_FALSE(isRemoteFs("xfs"));
     // In a container the overlay is all there is.
     EXPECT_EQ(filesystemsOf({mountOf("1 0 0:50 / / rw - overlay overlay rw")}).size(), 1U);
+}
+
+// Who asks for the path of a hidden mount gets the figures of the one that hides it.
+TEST(Filesystems, NoneThatAnotherMountHides) {
+    std::vector<MountInfo> mounts;
+    for (const char* line :
+         {"1 1 0:2 / / rw - tmpfs rootfs rw", "20 1 8:1 / / rw - ext4 /dev/sda1 rw", // on the first root
+          "21 20 8:2 / /mnt rw - xfs /dev/sda2 rw", "24 23 8:5 / /mnt/c/d rw - xfs /dev/sda5 rw",
+          "22 21 8:3 / /mnt rw - xfs /dev/sda3 rw",   // on top of the one before
+          "23 21 8:4 / /mnt/c rw - xfs /dev/sda4 rw", // below what is hidden, with 24 on it
+          "25 22 8:6 / /mnt/e rw - xfs /dev/sda6 rw", "26 20 8:7 / /srv/x/y rw - xfs /dev/sda7 rw",
+          "27 20 8:8 / /srv rw - xfs /dev/sda8 rw", // hides 26
+          "28 20 8:9 / /srv2 rw - xfs /dev/sda9 rw", "29 99 8:10 / /far rw - xfs /dev/sda10 rw"})
+        mounts.push_back(mountOf(line));
+    std::string points;
+    for (const auto& found : filesystemsOf(mounts)) points += found.source.substr(8) + " ";
+    EXPECT_EQ(points, "1 3 6 8 9 10 ");
 }
 
 static FsEntry entryOf(uint64_t blocks, uint64_t free) {
