@@ -27,12 +27,16 @@ void HostSampler::readMemory() {
 void HostSampler::sample(HostSample& now) {
     now.at_us = getMonotonic();
     now.boottime_us = getBoottime();
-    now.host = host;
     now.cpus.reset(), now.uptime_s.reset();
     if (online.read(text)) now.cpus = countOfList(text.view());
-    // Memory is seldom added to a running machine, and this file is the dearest of the three.
+    // Memory is seldom added to a running machine, which seldom gets another name. The file is the dearest of the
+    // three.
     constexpr uint64_t ReadEvery = 64; // samples
-    if (samples++ % ReadEvery == 0) readMemory();
+    if (samples++ % ReadEvery == 0) {
+        readMemory();
+        if (!root.isOther()) host = getHost();
+    }
+    now.host = host;
     now.memory = memory;
     if (!root.isOther()) {
         now.uptime_s = static_cast<uint64_t>(now.boottime_us / 1000000);
