@@ -52,14 +52,17 @@ void ProcSampler::readMachine(ProcSample& sample) {
 
 // Reading the directory costs twice the clocks of all that are in it. The kernel gives out pids in ascending order, so
 // that new processes have those after the last one of the pass before the last pass: one pass more, for a pid that was
-// given out before its process could be seen. False: the directory must be read.
+// given out before its process could be seen. Where more forks than pids lie between the two, the pids have begun again
+// at the lowest. False: the directory must be read.
 bool ProcSampler::listNew(const ProcSample& sample) {
     const auto load = loadFile.read(text) ? parseLoadAverage(text.view()) : std::nullopt;
-    const uint64_t from = lastPids[0], to = load ? load->last_pid : 0;
-    lastPids[0] = lastPids[1], lastPids[1] = to;
-    constexpr uint32_t Anyway = 16; // passes; pids can be chosen, and a process can become visible (hidepid)
+    const uint64_t from = given[0].pid, to = load ? load->last_pid : 0;
+    const uint64_t forks = sample.forks.value_or(0) - given[0].forks;
+    given[0] = given[1], given[1] = {to, sample.forks.value_or(0)};
+    constexpr uint64_t Meanwhile = 256; // forks between the readings of the two figures, which are not one
+    constexpr uint32_t Anyway = 16;     // passes; pids can be chosen, and a process can become visible (hidepid)
     if (!clocks || !ascending || sample.pass % Anyway == 0 || from == 0 || to < from || to > INT_MAX) return false;
-    if (to - from > sample.entries.size()) return false;
+    if (to - from > sample.entries.size() || forks > to - from + Meanwhile) return false;
     pids.clear();
     for (auto& entry : sample.entries) pids.push_back(entry.pid);
     const auto known = static_cast<ptrdiff_t>(pids.size());

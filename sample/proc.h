@@ -65,7 +65,10 @@ class ProcSampler {
     bool clocks = false;               // of processes are those of /proc
     bool ascending = true;             // new processes have the highest pids
     bool moreRunnable = false;         // than are known, in the last pass
-    uint64_t lastPids[2] = {};         // that the kernel had given out by the last two passes
+    // The last pid and the number of forks that the kernel had given out by the last two passes.
+    struct Given {
+        uint64_t pid = 0, forks = 0;
+    } given[2];
     int64_t bootBefore_us = 0;
     std::vector<int> pids;                      // of the last listing
     std::vector<std::optional<uint64_t>> marks; // of `pids`: their clocks

@@ -647,6 +647,19 @@ TEST(ProcessRows, NewPidsAreLookedForWithoutTheDirectory) {
     EXPECT_TRUE(found);
 }
 
+// As many forks as there are pids lead back to where they were.
+TEST(ProcessRows, PidsThatHaveBegunAgain) {
+    const auto forks = [](uint64_t number) {
+        return "file /proc/loadavg <<END\n0.10 0.20 0.30 1/80 300\nEND\n" + MadeTicks{.forks = number}.text();
+    };
+    std::string lines = forks(1000);
+    for (int pid = 100; pid < 120; pid++) lines += MadeProcess{.pid = pid}.text();
+    lines += "step 1\n" + forks(1200) + "step 2\n" + forks(33768) + MadeProcess{.pid = 90, .start = 10150}.text();
+    Watching machine(lines);
+    machine.next();
+    EXPECT_TRUE(machine.next().find(90));
+}
+
 // The kernel adds nothing to a parent that ignores SIGCHLD, nor to one whose children somebody else waits for.
 TEST(ProcessRows, WhatNobodyInheritsIsNotTakenFromWhatTheOthersDid) {
     Watching machine(MadeTicks().text() + MadeProcess{.pid = 1, .parent = 0, .cpu_ns = 1000000000}.text() +
