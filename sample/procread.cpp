@@ -23,9 +23,9 @@ void ProcReader::renew() {
     for (auto& [path, group] : groups) askForName(*group);
 }
 
-ProcAnswer ProcReader::read(int pid, const char* file, Reading how) {
+ProcAnswer ProcReader::read(int pid, const char* file, Reading how, size_t most) {
     snprintf(place, sizeof place, "%d/%s", pid, file);
-    if (readFile(directory, place, text, how) && text.error == 0) return ProcAnswer::Good;
+    if (readFile(directory, place, text, how, most) && text.error == 0) return ProcAnswer::Good;
     const int error = text.error ? text.error : errno;
     return error == ENOENT || error == ESRCH ? ProcAnswer::Ended : ProcAnswer::Refused;
 }
@@ -184,7 +184,8 @@ static void setCommand(Process& process, std::string_view text) {
 void ProcReader::readCommand(Process& process) {
     if (process.kernel || process.state == 'Z') return;
     if (process.threads > 1 || process.state == 'D') return askForCommand(process);
-    if (read(process.pid, "cmdline", Reading::Whole) == ProcAnswer::Good) setCommand(process, text.view());
+    constexpr size_t Most = 65536; // bytes: arguments may have megabytes, which the buffer would keep
+    if (read(process.pid, "cmdline", Reading::Whole, Most) == ProcAnswer::Good) setCommand(process, text.view());
 }
 
 void ProcReader::askForCommand(Process& process) {

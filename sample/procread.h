@@ -123,7 +123,7 @@ class ProcReader {
     std::map<std::string, std::shared_ptr<ProcGroup>, std::less<>> groups;
     GroupNames names;
 
-    ProcAnswer read(int pid, const char* file, Reading how = Reading::Single);
+    ProcAnswer read(int pid, const char* file, Reading how = Reading::Single, size_t most = SIZE_MAX);
     void readCounters(Process& process, const ProcessStat& stat);
     void readIo(Process& process);
     void readGroup(Process& process);
