@@ -10,27 +10,6 @@
 
 // --- The machine
 
-namespace {
-// What the kernel has taken from processes, pages since boot.
-struct Reclaim {
-    std::optional<uint64_t> kswapd, direct, khugepaged, proactive, swapped, killed;
-    uint64_t sum() const {
-        uint64_t all = 0;
-        for (auto& part : {kswapd, direct, khugepaged, proactive, swapped, killed}) all += part.value_or(0);
-        return all;
-    }
-};
-} // namespace
-
-static constexpr Keyed<Reclaim> ReclaimKeys[] = {
-    {"pgsteal_kswapd",     &Reclaim::kswapd    },
-    {"pgsteal_direct",     &Reclaim::direct    },
-    {"pgsteal_khugepaged", &Reclaim::khugepaged},
-    {"pgsteal_proactive",  &Reclaim::proactive },
-    {"pswpout",            &Reclaim::swapped   },
-    {"oom_kill",           &Reclaim::killed    },
-};
-
 static uint64_t ticksPerSecond() { return static_cast<uint64_t>(std::max(getClockTicks(), 1)); }
 
 ProcSampler::ProcSampler(const Root& where, Helper& helper)
@@ -280,103 +259,6 @@ void ProcSampler::adopt(ProcSample& sample) {
     for (auto& entry : sample.entries) {
         if (findGone(sample, sample.slots[entry.slot].parent)) look(sample, entry);
     }
-}
-
-// --- What changes without running
-
-// Calls f for the next `count` entries after the pid where the last turn ended.
-template <typename F> static void inTurn(std::vector<ProcEntry>& entries, int& last, size_t count, F&& f) {
-    auto at = std::upper_bound(entries.begin(), entries.end(), last,
-                               [](int pid, const ProcEntry& entry) { return pid < entry.pid; });
-    for (count = std::min(count, entries.size()); count > 0; count--, ++at) {
-        if (at == entries.end()) at = entries.begin();
-        last = at->pid;
-        f(*at);
-    }
-}
-
-void ProcSampler::readMemory(ProcSample& sample, ProcEntry& entry) {
-    auto& process = sample.slots[entry.slot];
-    if (process.kernel || process.memory_us == sample.at_us) return;
-    const bool ran = process.pass == sample.pass; // then its counters of switches belong to it
-    const auto kept = process.now;
-    reader.readMemory(process, sample.pass, sample.at_us);
-    if (!ran) process.now = kept;
-    entry.tell |= process.growthPass == sample.pass && process.growth.value_or(0) != 0;
-}
-
-void ProcSampler::refresh(ProcSample& sample) {
-    const auto share = [&](size_t passes) {
-        return std::max(LeastInTurn, (sample.entries.size() + passes - 1) / passes);
-    };
-    if (!sample.paired) return;
-    inTurn(sample.entries, turn, share(Turn), [&](ProcEntry& entry) {
-        if (sample.slots[entry.slot].pass != sample.pass && !look(sample, entry)) return;
-        readMemory(sample, entry);
-    });
-    inTurn(sample.entries, restTurn, share(RestTurn), [&](ProcEntry& entry) {
-        auto& process = sample.slots[entry.slot];
-        if (process.start && process.pass != sample.pass) reader.readRest(process);
-    });
-    if (sample.pass % 64 == 0) reader.renew();
-}
-
-void ProcSampler::refreshLargest(ProcSample& sample) {
-    Reclaim now;
-    if (!vmstatFile.read(text)) return;
-    parseKeyed<Reclaim>(text.view(), ReclaimKeys, vmstatPlan, now);
-    const bool moved = reclaimed && now.sum() != *reclaimed;
-    reclaimed = now.sum();
-    if (!moved) return;
-    order.resize(sample.entries.size());
-    for (uint32_t i = 0; i < order.size(); i++) order[i] = i;
-    const auto size = [&](uint32_t at) { return sample.slots[sample.entries[at].slot].rss.value_or(0); };
-    const auto most = std::min(order.size(), Largest);
-    std::nth_element(order.begin(), order.begin() + static_cast<ptrdiff_t>(most), order.end(),
-                     [&](uint32_t a, uint32_t b) { return size(a) > size(b); });
-    for (size_t i = 0; i < most; i++) readMemory(sample, sample.entries[order[i]]);
-}
-
-// More tasks are ready to run than are known to be: some process was woken and has got no CPU since.
-void ProcSampler::searchRunnable(ProcSample& sample) {
-    uint64_t known = 0;
-    for (auto& entry : sample.entries) known += entry.state == 'R';
-    // Several threads of those that ran may be ready.
-    for (auto& ran : active) known += ran.threads > 1 ? ran.threads - (ran.state == 'R') : 0;
-    const bool more = stat.running.value_or(0) > known;
-    if (!std::exchange(moreRunnable, more) || !more || !sample.paired) return; // it must last
-    inTurn(sample.entries, stateTurn, std::max(LeastStates, sample.entries.size() / 64), [&](ProcEntry& entry) {
-        if (entry.state != 'R' && sample.slots[entry.slot].pass != sample.pass) look(sample, entry);
-    });
-}
-
-// --- What was written
-
-// Written pages reach the disk up to 35 s later: 30 s until they are old, 5 s until that is noticed.
-static constexpr int64_t WriteBack = 35000000;
-
-static void addWritten(std::vector<WrittenThen>& written, int64_t now_us, uint64_t bytes) {
-    constexpr int64_t Step = 1000000; // so that short intervals need no more room
-    if (!written.empty() && now_us - written.back().at_us < Step) written.back().bytes += bytes;
-    else written.push_back({now_us, bytes});
-}
-
-void ProcSampler::rememberWrites(ProcSample& sample) {
-    for (size_t i = 0; i < active.size(); i++) {
-        auto& process = sample.slots[ranSlots[i]];
-        const auto wrote = wroteIn(process, sample.pass);
-        active[i].wrote = wrote > 0;
-        if (!wrote) continue;
-        if (process.written.empty()) writers.push_back(ranSlots[i]);
-        addWritten(process.written, sample.at_us, wrote);
-    }
-    std::erase_if(writers, [&](uint32_t slot) {
-        auto& process = sample.slots[slot];
-        std::erase_if(process.written, [&](auto& then) { return sample.at_us - then.at_us > WriteBack; });
-        auto* entry = process.written.empty() ? nullptr : find(sample, process.pid);
-        if (entry) entry->tell = true;
-        return process.written.empty();
-    });
 }
 
 // --- All of them
