@@ -11,10 +11,10 @@
 #include "parse/openfile.h"
 #include "parse/process.h"
 #include "sample/mountids.h"
+#include "sample/openfiles.h"
 #include "sample/ran.h"
 
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <span>
 #include <string>
@@ -74,35 +74,12 @@ struct FileSample {
 };
 
 class FileSampler {
-    static constexpr uint32_t None = UINT32_MAX;
-    enum class Type : uint8_t {
-        File,   // a regular file whose status may be asked
-        Device, // a block device
-        Unasked // taken for a regular file, and never asked
-    };
-    // An open file. Descriptors that share it have one position.
-    struct Open {
-        uint64_t inode = 0;                // where the kernel does not tell: a digest of its path
-        uint64_t position = 0, before = 0; // when it was last read; at the sample before that
-        uint64_t common = 0;               // its position when all its descriptors were last found to have the same
-        uint64_t size = 0;
-        int64_t modified_ns = 0, growth = 0;
-        uint32_t mount = 0, flags = 0, references = 0;
-        uint32_t next = None, previous = None; // in the same bucket
-        uint32_t pid = 0, descriptor = 0;      // that it was last read through
-        uint32_t closer = 0, closed = 0;       // pid of the last process that closed a descriptor of it; in which pass
-        uint32_t pass = 0;                     // in which it was last read
-        uint32_t born = 0;                     // in which it was opened; 0: before it was first seen
-        uint32_t agreed = 0;                   // descriptors that had this position, in its last pass
-        uint32_t holders = 0;                  // of its last pass: position of the first plus 1
-        Type type = Type::File;
-        bool digested = false; // `inode` is a digest
-        bool sized = false;    // `size` and `modified_ns` are known
-        bool asked = false;    // for them, in its last pass
-        bool written = false;  // one of them changed, in its last pass
-        bool changed = false;  // in its last pass
-        bool proven = true;    // descriptors share it because the kernel said so; otherwise their positions were equal
-        bool free = false;     // a place for another one
+    static constexpr uint32_t None = OpenFile::None;
+    static constexpr size_t MostText = 4096; // of fdinfo; what matters is in its first lines
+    using Type = OpenFile::Type;
+    struct Name { // of a descriptor
+        char text[12];
+        explicit Name(uint32_t number);
     };
     struct Descriptor {
         uint32_t number = 0;
@@ -124,7 +101,7 @@ class FileSampler {
     struct Waiting {
         uint32_t place = 0; // of the process
         size_t at = 0;      // in its descriptors
-        Open made;
+        OpenFile made;
     };
     // The process that is being looked at.
     struct Look {
@@ -149,10 +126,7 @@ class FileSampler {
     Contents text;
     Listing listing;
     MountIds mounts;
-    std::deque<Open> opens;
-    std::vector<uint32_t> freeOpens, dying;
-    std::vector<uint32_t> buckets; // the first open file of each
-    size_t used = 0;               // open files
+    OpenFiles opens;
     std::vector<Process> processes;
     std::vector<uint32_t> freeProcesses;
     std::unordered_map<uint32_t, uint32_t> places; // of processes by pid
@@ -180,29 +154,23 @@ class FileSampler {
 
     Seen read(Look& look, const Descriptor* before, Descriptor& result, FileSample& now);
     Seen readOther(Look& look, const char* name, Descriptor& result);
-    bool isSame(const Open& open, const OpenFileInfo& info, Look& look, const char* name);
+    bool isSame(const OpenFile& open, const OpenFileInfo& info, Look& look, const char* name);
     uint64_t digestOf(Look& look, const char* name);
-    bool classify(Look& look, const char* name, const OpenFileInfo& info, Open& made);
-    bool classifyUnknown(Look& look, const char* name, const OpenFileInfo& info, Open& made);
+    bool classify(Look& look, const char* name, const OpenFileInfo& info, OpenFile& made);
+    bool classifyUnknown(Look& look, const char* name, const OpenFileInfo& info, OpenFile& made);
     void attachWaiting(FileSample& now);
-    uint32_t attach(Look& look, uint32_t number, const Open& made, FileSample& now);
-    bool shares(Open& open, const Look& look, uint32_t number, const Open& made);
-    std::optional<uint64_t> positionOf(const Open& open);
-    bool isOther(const Open& open, const Look& look, uint32_t number, uint64_t position);
+    uint32_t attach(Look& look, uint32_t number, const OpenFile& made, FileSample& now);
+    bool shares(OpenFile& open, const Look& look, uint32_t number, const OpenFile& made);
+    std::optional<uint64_t> positionOf(const OpenFile& open);
+    bool isOther(const OpenFile& open, const Look& look, uint32_t number, uint64_t position);
     uint32_t advance(Look& look, uint32_t number, uint32_t at, uint64_t position, FileSample& now);
-    void begin(Open& open);
+    void begin(OpenFile& open);
     void note(Look& look, uint32_t number, uint32_t at, FileSample& now);
-    void askSize(Look& look, uint32_t number, Open& open);
+    void askSize(Look& look, uint32_t number, OpenFile& open);
 
-    size_t bucketOf(const Open& open) const;
-    uint32_t add(const Open& made);
-    void link(uint32_t at);
-    void unlink(uint32_t at);
-    void release(uint32_t at);
     void close(const Look& look, const Descriptor& descriptor);
-    void freeUnused();
 
-    FileChange describe(const Open& open, FileSample& now);
+    FileChange describe(const OpenFile& open, FileSample& now);
     void gather(FileSample& now);
 
 public:
