@@ -1,12 +1,9 @@
 #include "sample/cgroup.h"
 
 #include "base/clock.h"
-#include "base/filestatus.h"
 #include "parse/mountinfo.h"
-#include "parse/pressure.h"
 
 #include <algorithm>
-#include <cerrno>
 
 // --- The tree
 
@@ -94,24 +91,6 @@ void CgroupSampler::findMounts() {
     second = !first && !unified.empty();
     if (second) mounts[0] = unified, mounts[3].clear(), mounts[4].clear();
     mounted = first || second;
-}
-
-// --- Files
-
-bool CgroupSampler::readText(const Place& at, const char* name) { return readFile(at, name, text, Reading::Single); }
-
-std::optional<uint64_t> CgroupSampler::number(const Place& at, const char* name) {
-    return readText(at, name) ? parseGroupNumber(text.view()) : std::nullopt;
-}
-
-std::optional<uint64_t> CgroupSampler::limit1(const Place& at, const char* name) {
-    return readText(at, name) ? parseGroupLimit1(text.view()) : std::nullopt;
-}
-
-void CgroupSampler::pressure(const Place& at, const char* name, GroupNumber& some_us, GroupNumber& full_us) {
-    some_us = full_us = GroupNumber();
-    if (!readText(at, name)) return;
-    if (const auto stalled = parsePressure(text.view())) some_us = stalled->some_us, full_us = stalled->full_us;
 }
 
 // --- Names
@@ -223,94 +202,7 @@ void CgroupSampler::list(CgroupSample& sample, uint32_t at, const HeldDirectory*
     if (any) merge(sample, at);
 }
 
-// --- Version 2
-
-// The directory of a group: the one that is held open, or `own`, opened for now. Null: it cannot be opened.
-const HeldDirectory* CgroupSampler::enter(const CgroupSample& sample, uint32_t at, HeldDirectory& own) {
-    auto& group = sample.groups[at];
-    if (group.directory.isOpen()) return &group.directory;
-    const auto path = mounts[0] + (at ? sample.pathOf(at) : "");
-    FileStatus status;
-    if (!own.open(path.c_str())) return nullptr;
-    if (at && (!getFileStatus(path.c_str(), status) || status.inode != group.inode)) return errno = ENOENT, nullptr;
-    return &own;
-}
-
-void CgroupSampler::readLevels2(const Place& at, Group& group) {
-    GroupLevels levels;
-    levels.memory = number(at, "memory.current");
-    levels.memory_high = number(at, "memory.high");
-    levels.memory_max = number(at, "memory.max");
-    levels.swap = number(at, "memory.swap.current");
-    levels.swap_max = number(at, "memory.swap.max");
-    levels.pids = number(at, "pids.current");
-    levels.pids_max = number(at, "pids.max");
-    if (readText(at, "cpu.max")) {
-        const auto quota = parseGroupQuota(text.view());
-        levels.quota_us = quota.quota_us, levels.period_us = quota.period_us;
-    }
-    group.levelsChanged |= !(levels == group.levels);
-    group.levels = levels;
-}
-
-static void addDigest(uint64_t& digest, std::string_view text) {
-    digest = digest * 0x9E3779B97F4A7C15U + std::hash<std::string_view>()(text) + 1;
-}
-
-// Reads a group. A group in which and below which nothing moved is only looked at.
-void CgroupSampler::visit2(CgroupSample& sample, uint32_t at) {
-    auto& group = sample.groups[at];
-    HeldDirectory own;
-    const auto* place = enter(sample, at, own);
-    if (!place) {
-        group.gone = at && (errno == ENOENT || errno == ENODEV);
-        group.still = true;
-        return;
-    }
-    uint64_t digest = 0;
-    GroupCpu cpu;
-    GroupMemoryEvents events;
-    const bool hasCpu = readText(*place, "cpu.stat");
-    if (!hasCpu && at && (errno == ENOENT || errno == ENODEV)) { // every group but the root has this file
-        group.gone = group.still = true;
-        return;
-    }
-    if (hasCpu) parseGroupCpu(text.view(), cpuPlan, cpu), addDigest(digest, text.view());
-    if (readText(*place, "memory.events"))
-        parseGroupMemoryEvents(text.view(), eventsPlan, events), addDigest(digest, text.view());
-    std::optional<uint64_t> descendants;
-    if (readText(*place, "cgroup.stat")) {
-        auto rest = text.view();
-        uint64_t count = 0;
-        if (takeWord(rest) == "nr_descendants" && takeNumber(rest, count)) descendants = count;
-        addDigest(digest, text.view());
-    }
-    const bool hasIo = readText(*place, "io.stat");
-    if (hasIo) addDigest(digest, text.view());
-    if (at && group.listed && !group.relist && descendants && digest == group.digest) {
-        group.still = true;
-        return;
-    }
-    group.digest = digest;
-    group.before = group.now;
-    group.ioBefore.swap(group.ioNow);
-    parseGroupIo(hasIo ? text.view() : std::string_view{}, group.ioNow);
-    nameDisks(sample, group);
-    group.hasIo = hasIo;
-    group.now = GroupCounters();
-    auto& now = group.now;
-    now.cpu_us = cpu.usage_us, now.user_us = cpu.user_us, now.system_us = cpu.system_us;
-    now.periods = cpu.periods, now.throttled_periods = cpu.throttled_periods, now.throttled_us = cpu.throttled_us;
-    now.memory_high = events.high, now.memory_max = events.max, now.oom_kills = events.oom_kills;
-    pressure(*place, "cpu.pressure", now.cpu_some_us, now.cpu_full_us);
-    pressure(*place, "memory.pressure", now.memory_some_us, now.memory_full_us);
-    pressure(*place, "io.pressure", now.io_some_us, now.io_full_us);
-    readLevels2(*place, group);
-    group.read = true;
-    if (!group.listed || group.relist || !descendants || *descendants != group.descendants) list(sample, at, place);
-    group.descendants = descendants.value_or(0);
-    if (place == &own && held < MostHeld) group.directory = std::move(own), held++;
-}
+// --- A pass
 
 // Some groups that were not read in this pass: their levels change without being seen otherwise (a limit is set, memory
 // is taken away).
@@ -324,75 +216,6 @@ void CgroupSampler::refreshSome(CgroupSample& sample) {
         if (const auto* place = enter(sample, cursor, own)) readLevels2(*place, group);
     }
 }
-
-// --- Version 1
-
-// Older kernels count only what the group did itself, which is all of it where there is no group below.
-bool CgroupSampler::readIo1(const Place& at, Group& group) {
-    const auto read = [&](const std::string& name, GroupIo1 what) {
-        const bool below = readText(at, (name + "_recursive").c_str());
-        if (!below && (group.child != Group::None || !readText(at, name.c_str()))) return false;
-        parseGroupIo1(text.view(), what, group.ioNow);
-        return true;
-    };
-    return read("blkio.throttle.io_service_bytes", GroupIo1::Bytes) &&
-           read("blkio.throttle.io_serviced", GroupIo1::Operations);
-}
-
-void CgroupSampler::visit1(CgroupSample& sample, uint32_t at) {
-    constexpr uint64_t Microsecond = 1000; // nanoseconds
-    auto& group = sample.groups[at];
-    group.before = group.now;
-    GroupCounters now;
-    GroupLevels levels;
-    const auto path = at ? sample.pathOf(at) : "";
-    const auto micro = [](std::optional<uint64_t> ns) {
-        if (ns) *ns /= Microsecond;
-        return ns;
-    };
-    HeldDirectory place;
-    const auto enters = [&](size_t i) {
-        return !mounts[i].empty() && (group.hierarchies >> i & 1) && place.open((mounts[i] + path).c_str());
-    };
-    if (enters(0)) {
-        GroupCpu cpu;
-        if (readText(place, "cpu.stat")) parseGroupCpu1(text.view(), cpuPlan, cpu);
-        now.periods = cpu.periods, now.throttled_periods = cpu.throttled_periods, now.throttled_us = cpu.throttled_us;
-        levels.quota_us = number(place, "cpu.cfs_quota_us");
-        levels.period_us = number(place, "cpu.cfs_period_us");
-    }
-    if (enters(1)) {
-        now.cpu_us = micro(number(place, "cpuacct.usage"));
-        now.user_us = micro(number(place, "cpuacct.usage_user"));
-        now.system_us = micro(number(place, "cpuacct.usage_sys"));
-    }
-    if (enters(2)) {
-        levels.memory = number(place, "memory.usage_in_bytes");
-        levels.memory_max = limit1(place, "memory.limit_in_bytes");
-        now.memory_max = number(place, "memory.failcnt");
-        GroupMemoryEvents events;
-        if (readText(place, "memory.oom_control")) parseGroupMemoryEvents(text.view(), eventsPlan, events);
-        now.oom_kills = events.oom_kills;
-        const auto both = number(place, "memory.memsw.usage_in_bytes");
-        if (const std::optional<uint64_t> memory = levels.memory; both && memory)
-            levels.swap = std::optional(*both - std::min(*memory, *both));
-    }
-    if (enters(3)) {
-        levels.pids = number(place, "pids.current");
-        levels.pids_max = number(place, "pids.max");
-    }
-    group.ioBefore.swap(group.ioNow);
-    group.ioNow.clear();
-    group.hasIo = enters(4) && readIo1(place, group);
-    nameDisks(sample, group);
-    group.now = now;
-    group.levelsChanged |= !(levels == group.levels);
-    group.levels = levels;
-    group.read = true;
-    list(sample, at, nullptr);
-}
-
-// --- A pass
 
 // Visits every group that was not visited yet. True: some of them were gone, so their places must be looked at again.
 bool CgroupSampler::walk(CgroupSample& sample) {

@@ -132,9 +132,21 @@ class CgroupSampler {
     void merge(CgroupSample& sample, uint32_t at);
 
     const HeldDirectory* enter(const CgroupSample& sample, uint32_t at, HeldDirectory& own);
+    // What shows whether something moved in a group or below it.
+    struct Signs {
+        GroupCpu cpu;
+        GroupMemoryEvents events;
+        std::optional<uint64_t> descendants;
+        bool hasIo = false;
+        uint64_t digest = 0; // of all of it
+    };
+    bool readSigns(const Place& at, bool isRoot, Signs& signs);
     void readLevels2(const Place& at, Group& group);
+    void readMoved2(CgroupSample& sample, const Place& at, const Signs& signs, Group& group);
     void visit2(CgroupSample& sample, uint32_t at);
     bool readIo1(const Place& at, Group& group);
+    void readCpu1(const Place& at, GroupCounters& now, GroupLevels& levels);
+    void readMemory1(const Place& at, GroupCounters& now, GroupLevels& levels);
     void visit1(CgroupSample& sample, uint32_t at);
     bool walk(CgroupSample& sample);
     void refreshSome(CgroupSample& sample);
