@@ -1,5 +1,5 @@
 // Logs of made-up machines, written by the program's own writer: for tests and benchmarks of what reads logs.
-//   live-logmaker WHAT >LOG      day: of a busy server at 10 s; year: one interval an hour; quiet: an hour at 10 s;
+//   live-logmaker WHAT [HOST] >LOG   day: of a busy server at 10 s; year: one interval an hour; quiet: an hour at 10 s;
 //                                one: a single interval; none: a head; hostile: names that mean harm
 #include "record/log.h"
 #include "why/findings.h"
@@ -224,7 +224,7 @@ int main(int argc, char** argv) {
     else if (what == "hostile")
         hostile =
             "</script><script>alert(1)</script><img src=http://127.0.0.1/x onerror=alert(2)>\"'&{{data}}\x1B[2J\xFF";
-    else if (what != "quiet") return fputs("live-logmaker day|year|quiet|one|none|hostile >LOG\n", stderr), 2;
+    else if (what != "quiet") return fputs("live-logmaker day|year|quiet|one|none|hostile [HOST] >LOG\n", stderr), 2;
 
     constexpr int64_t Start = 1795215600000; // 2026-11-21 00:00 +01:00
     ViewRow view;
@@ -232,13 +232,14 @@ int main(int argc, char** argv) {
     view.interval_us = static_cast<uint64_t>(size.seconds) * 1000000;
     LogWriter writer;
     std::string out;
-    writer.head({"1.2.0", "db7" + hostile, "boot", "run"}, view, {Start, 60}, out);
+    const std::string host = argc > 2 ? argv[2] : "db7", run = argc > 2 ? "run of " + host : "run";
+    writer.head({"1.2.0", host + hostile, "boot", run}, view, {Start, 60}, out);
     Machine machine(size, hostile);
     Interval interval;
     for (int i = 1; i <= size.intervals; i++) {
         // A break of ten minutes, after which the program was started again.
         if (i == size.intervals / 2 && what == "quiet")
-            i += 60, writer.head({"1.2.0", "db7", "boot", "run 2"}, view, {Start, 60}, out);
+            i += 60, writer.head({"1.2.0", host, "boot", run + " 2"}, view, {Start, 60}, out);
         machine.fill(interval, i, Start);
         writer.interval(interval, out);
         if (out.size() > MiB) fwrite(out.data(), 1, out.size(), stdout), out.clear();
