@@ -20,11 +20,18 @@ static void blameNobody(const Scene&, Finding& finding) {
     finding.rest = "not accounted for: which connections these are is not known";
 }
 
+// Whether packets were dropped because there were more than a queue or ring has room for. Others are dropped because
+// nobody wants them.
+static bool isFull(const LinkRow& link) {
+    return number(link.tx_dropped) + number(link.rx_missed) + number(link.rx_fifo) + number(link.rx_over) > 0;
+}
+
 // Connections from or to an address of the interface are taken to go through it. Headers are not part of their bytes.
 static void blameConnections(const Scene& scene, Finding& finding) {
     const auto& interval = scene.interval;
     const auto& link = interval.links.rows[finding.at];
-    const bool receives = number(link.rx_bytes) >= number(link.tx_bytes);
+    const bool dropped = finding.why.rule == textOf(Rule::NetDrops).name;
+    const bool receives = dropped ? number(link.tx_dropped) == 0 : number(link.rx_bytes) >= number(link.tx_bytes);
     struct Talker {
         double bytes = 0;
         const SockRow* most = nullptr;
@@ -68,8 +75,8 @@ void judgeLinks(Scene& scene) {
                                speedText(perSecond(number(link.tx_bytes), links));
             if (link.speed) join(finding.why.text, "speed " + bitsText(number(link.speed)));
             finding.at = i;
-            finding.blame =
-                rule == Rule::NetSpeed && !scene.interval.sockets.rows.empty() ? blameConnections : blameNobody;
+            const bool filled = rule == Rule::NetSpeed || (rule == Rule::NetDrops && isFull(link));
+            finding.blame = filled && !scene.interval.sockets.rows.empty() ? blameConnections : blameNobody;
         };
         if (number(link.speed) > 0) {
             const double most = std::max(number(link.rx_bytes), number(link.tx_bytes));

@@ -130,6 +130,31 @@ TEST(WhySock, ConnectionsThatFillAnInterface) {
     EXPECT_EQ(nobody.who[0].mark, '?');
 }
 
+// Packets that found no room are the doing of those who send most; others were dropped because nobody wants them.
+TEST(WhySock, ConnectionsThatOverfillAQueue) {
+    WhyMachine machine;
+    LinkRow link;
+    link.index = 2, link.name = "eth0", link.addresses = "10.2.0.7";
+    link.tx_bytes = 1000000, link.rx_bytes = 9000000, link.tx_dropped = 500;
+    WhyMachine::put(machine.interval.links, link);
+    auto sender = connection(811, "192.0.2.9"), receiver = connection(812, "192.0.2.9");
+    sender.sent = 800000, sender.received = 0;
+    receiver.received = 8000000, receiver.sent = 0;
+    for (auto& row : {sender, receiver}) WhyMachine::put(machine.interval.sockets, row);
+    const auto first = [&] {
+        const auto found = machine.find();
+        return found.who.empty() ? 0 : found.who[0].pid.value_or(0);
+    };
+    EXPECT_EQ(first(), 811U);
+    auto& row = machine.interval.links.rows[0];
+    row.tx_dropped = 0, row.rx_dropped = row.rx_missed = 500;
+    EXPECT_EQ(first(), 812U);
+    row.rx_missed = 0;
+    const auto nobody = machine.find();
+    ASSERT_EQ(nobody.who.size(), 1U);
+    EXPECT_EQ(nobody.who[0].mark, '?');
+}
+
 TEST(WhySock, LocalPortsThatRunOut) {
     WhyMachine machine;
     WhyMachine::put(machine.interval.limits, LimitRow{"ports to 198.51.100.9:5432", "", 27000, 28232, {}});
