@@ -65,8 +65,9 @@ verdict 'a port in use is one clear line' "$(
     "$WYRT" serve logs --listen "127.0.0.1:$port" 2>said && echo 'no error'
     [ "$(cat said)" = "wyrt: cannot listen on 127.0.0.1:$port: Address already in use" ] || cat said
 )"
-stopped TERM
-verdict 'SIGTERM ends it well' "$([ $? = 0 ] || echo "status $?")"
+ended=''
+stopped TERM || ended="status $?"
+verdict 'SIGTERM ends it well' "$ended"
 if [ -e /proc/net/if_inet6 ] && python3 -c 'import socket; socket.socket(socket.AF_INET6).bind(("::1", 0))' 2>/dev/null; then
     "$WYRT" serve logs --listen "[::1]:$port" 2>said &
     six=$!
@@ -123,14 +124,14 @@ verdict 'while it records: well' "$(
     [ "$(status_of "$url/health")" = 200 ] || cat body
     grep -q '"status":"ok"' body || cat body
 )"
-curl -s "$url/metrics" >metrics
+curl -s "$url/metrics" >scraped
 if [ -n "$promtool" ]; then
     # 0: well; 3: only opinions on names.
-    verdict 'promtool takes what it gives, and the names' "$("$promtool" check metrics <metrics 2>&1)"
+    verdict 'promtool takes what it gives, and the names' "$("$promtool" check metrics 2>&1 <scraped)"
 fi
 check 'hostile names are labels' '
 import re
-text = open("metrics", encoding="utf-8").read()
+text = open("scraped", encoding="utf-8").read()
 line = re.compile(r"(?:# (?:HELP|TYPE) [a-z_0-9]+ [^\n]+|[a-z_0-9]+\{[a-z_]+=\"(?:[^\"\\\n]|\\[\\\"n])*\"(?:,[a-z_]+=\"(?:[^\"\\\n]|\\[\\\"n])*\")*\} -?[0-9.e+-]+)")
 for one in text.rstrip("\n").split("\n"): assert line.fullmatch(one), one
 commands = set(re.findall(r"wyrt_process_cpu_seconds_total\{host=\"[^\"]*\",command=\"((?:[^\"\\]|\\.)*)\"", text))
@@ -289,7 +290,7 @@ verdict 'counters go on when the logs they came from are gone' "$(
 )"
 stopped TERM
 verdict 'a damaged state is reported, and is no end' "$(
-    head -c 1000 state >cut && mv cut state
+    head -c 1000 state >part && mv part state
     "$WYRT" serve logs --state state --listen "127.0.0.1:$port" 2>said &
     one=$!
     for ((try = 0; try < 100; try++)); do curl -s -o /dev/null "$url/" && break; sleep 0.05; done
@@ -305,14 +306,14 @@ else
     for ((i = 0; i < 50; i++)); do "$maker" one "host$i" >"many/host$i.wyrt"; done
     serve many --since @0
     for ((try = 0; try < 100; try++)); do
-        curl -s "$url/metrics" >metrics
-        [ "$(grep -c '^wyrt_cpu_user_seconds_total{host="host' metrics)" = 50 ] && break
+        curl -s "$url/metrics" >scraped
+        [ "$(grep -c '^wyrt_cpu_user_seconds_total{host="host' scraped)" = 50 ] && break
         sleep 0.1
     done
     verdict 'many hosts in one folder: each has its label' "$(
-        count=$(grep -c '^wyrt_cpu_user_seconds_total{host="host' metrics)
+        count=$(grep -c '^wyrt_cpu_user_seconds_total{host="host' scraped)
         [ "$count" = 50 ] || echo "$count hosts"
-        [ -z "$promtool" ] || "$promtool" check metrics <metrics 2>&1
+        [ -z "$promtool" ] || "$promtool" check metrics <scraped 2>&1
     )"
     stopped TERM
 fi
@@ -325,6 +326,7 @@ else
     if command -v jq >/dev/null; then
         verdict 'promtool takes every expression of the dashboard' "$(
             jq -e '.panels | length > 10' "$tree/packaging/fleet/dashboard.json" >/dev/null || echo 'no dashboard'
+            # shellcheck disable=SC2016 # these are Grafana's
             jq -r '.panels[].targets[]?.expr' "$tree/packaging/fleet/dashboard.json" |
                 sed 's/\$__rate_interval/5m/g; s/\$host/.*/g' |
                 jq -Rn '{groups: [{name: "dashboard", rules: [inputs | {record: "x:y", expr: .}]}]}' >rules.json
