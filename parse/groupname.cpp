@@ -119,7 +119,8 @@ GroupName nameGroup(std::string_view parent, std::string_view name) {
         group.id = name, group.runtime = runtimeOf(parent);
         return group;
     }
-    if (auto machine = name; dropStart(machine, "systemd-nspawn@") && dropEnd(machine, ".service")) {
+    if (auto machine = name;
+        dropStart(machine, "systemd-nspawn@") && dropEnd(machine, ".service") && !machine.empty()) {
         group.name = machine, group.runtime = GroupRuntime::Nspawn;
         return group;
     }

@@ -84,6 +84,7 @@ TEST(GroupName, UnitsAndOthers) {
         {"libpod-", GroupKind::Group},
         {":", GroupKind::Group},
         {"lxc.payload.", GroupKind::Group},
+        {"systemd-nspawn@.service", GroupKind::Unit},
         {"podcast", GroupKind::Group},
         {"podzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzz", GroupKind::Group},
         {"kubepods-pod.slice", GroupKind::Slice},
