@@ -62,6 +62,14 @@ bool OpenMetricsFormat::spill() {
     return good;
 }
 
+// In seconds: "1795266641.500", "-0.001" before 1970.
+static void appendTime(int64_t ms, std::string& text) {
+    if (ms < 0) text += '-';
+    const int64_t size = ms < 0 ? -ms : ms;
+    const auto part = std::to_string(size % 1000);
+    text.append(std::to_string(size / 1000)).append(".").append(3 - part.size(), '0').append(part);
+}
+
 bool OpenMetricsFormat::writeSeries(const std::string& start, const Metric* metric, const Series& one) {
     const auto line = [&](const Point& point) {
         text += start;
@@ -69,9 +77,8 @@ bool OpenMetricsFormat::writeSeries(const std::string& start, const Metric* metr
         else if (metric->counter) appendCounter(point.value, metric->micro, text);
         else appendLevel(std::bit_cast<double>(point.value), text);
         text += ' ';
-        const auto ms = std::to_string(point.at_ms % 1000);
-        text += std::to_string(point.at_ms / 1000);
-        text.append(".").append(3 - ms.size(), '0').append(ms).append("\n");
+        appendTime(point.at_ms, text);
+        text += '\n';
     };
     std::array<Point, InPiece> piece{};
     for (const uint32_t number : one.pieces) {
