@@ -1,6 +1,7 @@
 #include "wyrtlog/output.h"
 
 #include "base/door.h"
+#include "base/masking.h"
 #include "base/refusal.h"
 #include "base/terminal.h"
 
@@ -17,6 +18,7 @@ bool Output::open(const Asked& asked) {
         return false;
     }
     terminal = asked.output.empty() && isTerminal();
+    rawNames = asked.task == LogTask::Export;
     pages = terminal && !asked.noPager && !asked.follow;
     color = asked.color;
     return true;
@@ -29,10 +31,24 @@ size_t Output::width() const {
 
 bool Output::colored() const { return isColored(color, terminal); }
 
+// Without what a terminal would take for commands; tabs and newlines stay.
+static std::string masked(std::string_view text) {
+    std::string shown;
+    for (;;) {
+        std::string part(text.substr(0, text.find('\t')));
+        text.remove_prefix(part.size());
+        maskControls(part);
+        shown += part;
+        if (text.empty()) return shown;
+        shown += '\t';
+        text.remove_prefix(1);
+    }
+}
+
 bool Output::write(std::string_view text) {
     if (pages && !begun) pager.start(pagerWords(std::getenv("WYRT_PAGER"), std::getenv("PAGER")));
     begun = true;
-    if (!file.write(text)) failure = errno;
+    if (!file.write(terminal && rawNames ? masked(text) : text)) failure = errno;
     return failure == 0;
 }
 

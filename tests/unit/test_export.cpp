@@ -273,6 +273,16 @@ TEST(Export, JsonLines) {
     EXPECT_NE(rates.find("\"user_per_s\":500000,\"idle_per_s\":1500000,\"load1\":0.25}\n"), rates.npos) << rates;
 }
 
+// Files and pipes get the bytes as they are.
+TEST(Export, ATerminalGetsNoControls) {
+    Made machine("");
+    save("/a.wyrt", logOf(1));
+    const std::vector<std::string> words{"/a.wyrt", "--format", "tsv", "--kind", "disk", "--fields", "name,reads"};
+    EXPECT_NE(exported(words).find("\nd\x01\x1f\x7f\t10\n"), std::string::npos) << exported(words);
+    machine.world.terminal = true;
+    EXPECT_NE(exported(words).find("\nd???\t10\n"), std::string::npos) << exported(words);
+}
+
 // --- What is left out
 
 TEST(Export, ASpan) {
@@ -551,15 +561,15 @@ TEST(Metrics, Values) {
 
 // A log of disks: for each interval the reads of each disk.
 static std::string diskLog(const std::vector<std::vector<std::pair<std::string, uint64_t>>>& intervals,
-                           int64_t each_ms = 10000) {
+                           int64_t each_ms = 10000, int64_t start_ms = Start) {
     std::string log;
     LogWriter writer;
-    writer.head(Head, {}, {Start, 60}, log);
+    writer.head(Head, {}, {start_ms, 60}, log);
     uint64_t number = 0;
     for (auto& disks : intervals) {
         Interval interval;
         interval.number = ++number;
-        interval.time = {Start + static_cast<int64_t>(number) * each_ms, 60};
+        interval.time = {start_ms + static_cast<int64_t>(number) * each_ms, 60};
         interval.elapsed_us = each_ms * 1000;
         for (auto& [name, reads] : disks) {
             auto& disk = interval.disks.rows.emplace_back();
@@ -634,6 +644,17 @@ TEST(ExportSeries, LongOnes) {
             << i;
     const auto sdb = linesWith(metrics, "wyrt_disk_reads_total{host=\"db7\",disk=\"sdb\"}");
     EXPECT_EQ(countOf(sdb, "} 1 "), 17U) << sdb; // 20 s, then each minute
+}
+
+// As a damaged clock, or a forged log, has them.
+TEST(ExportSeries, TimesBefore1970) {
+    Made machine("");
+    save("/a.wyrt", diskLog({{{"sda", 5}}, {{"sda", 1}}}, 1000, -1500));
+    const auto metrics = linesWith(exported({"/a.wyrt", "--format", "openmetrics"}), "wyrt_disk_reads_total{");
+    EXPECT_EQ(metrics, "wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 0 -1.500\n"
+                       "wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 5 -0.500\n"
+                       "wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 6 0.500\n");
+    EXPECT_NE(exported({"/a.wyrt", "--format", "influx"}).find(" -500000000\n"), std::string::npos);
 }
 
 TEST(ExportSeries, LabelsAreQuotedAndBounded) {
