@@ -1,5 +1,5 @@
-// Texts in a log: what is escaped comes back, and holds nothing that breaks a line, a field or a terminal. Names of files
-// in a recorder's folder.
+// Texts in a log: what is escaped comes back, and holds nothing that breaks a line, a field or a terminal. Names of
+// files in a recorder's folder.
 #include "fuzz/check.h"
 #include "record/cell.h"
 #include "record/lognames.h"

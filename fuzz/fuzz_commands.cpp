@@ -44,7 +44,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string_view given(reinterpret_cast<const char*>(data) + 1, size - 1);
     {
         OutFile file;
-        check(file.open("/log.wyrt", OutFile::How::New) && file.write(data[0] % 2 ? mended(given) : std::string(given)));
+        check(file.open("/log.wyrt", OutFile::How::New) &&
+              file.write(data[0] % 2 ? mended(given) : std::string(given)));
     }
     std::vector<std::string> words{"wyrtlog"};
     const auto& command = Commands[data[0] / 2 % std::size(Commands)];

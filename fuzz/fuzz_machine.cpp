@@ -44,8 +44,8 @@ struct Values {
 static void checkKeyed(std::string_view text) {
     static constexpr Keyed<Values> Keys[] = {
         {"MemTotal:", &Values::total},
-        {"MemFree:",  &Values::free },
-        {"oom_kill",  &Values::oom  },
+        {"MemFree:", &Values::free},
+        {"oom_kill", &Values::oom},
     };
     const auto half = text.size() / 2;
     KeyPlan planned;

@@ -1,5 +1,5 @@
-// Compressed logs: the same text comes out in whatever pieces it is read, what is cut short or damaged has a reason, and
-// a plain file stays as it is.
+// Compressed logs: the same text comes out in whatever pieces it is read, what is cut short or damaged has a reason,
+// and a plain file stays as it is.
 #include "wyrtlog/unpack.h"
 
 #include "fuzz/check.h"
