@@ -31,6 +31,7 @@ void LogFolder::list() {
     }
     for (const auto& name : abandoned) removeFile(path(name).c_str());
     sortByAge(closed, getRealtime());
+    packer.knowOnly(closed);
 }
 
 void LogFolder::remove(const std::string& name) {

@@ -2,9 +2,17 @@
 
 #include "wyrt/logprogram.h"
 
+#include <algorithm>
+
 void Packer::start(const std::string& dir, const std::string& file) {
     given.insert(file); // it is not tried twice
     if (child.start(logPrograms(), {"wyrtlog", "pack", dir + "/" + file})) name = file;
+}
+
+void Packer::knowOnly(const std::vector<KeptFile>& files) {
+    std::erase_if(given, [&](const std::string& one) {
+        return std::none_of(files.begin(), files.end(), [&](const KeptFile& file) { return file.name == one; });
+    });
 }
 
 bool Packer::isDone() {

@@ -2,9 +2,11 @@
 #pragma once
 
 #include "base/child.h"
+#include "wyrt/retention.h"
 
 #include <set>
 #include <string>
+#include <vector>
 
 class Packer {
     Child child;
@@ -19,6 +21,8 @@ public:
     // Whether it may be given this file.
     bool takes(const std::string& file) const { return !missing && !given.contains(file); }
     void refuse(const std::string& file) { given.insert(file); }
+    // These are the files that there are. Of others nothing need be known.
+    void knowOnly(const std::vector<KeptFile>& files);
     void start(const std::string& dir, const std::string& file);
     // True once when the file at hand is done, whatever came of it.
     bool isDone();

@@ -467,3 +467,12 @@ TEST(Folder, AnHourOfForksStaysInItsBounds) {
         EXPECT_GT(read, 20U);
     }
 }
+
+// Years of files must not take memory.
+TEST(Packer, KnowsOnlyFilesThatAreThere) {
+    Packer packer;
+    packer.refuse("a.wyrt"), packer.refuse("b.wyrt");
+    packer.knowOnly({{"b.wyrt"}});
+    EXPECT_TRUE(packer.takes("a.wyrt"));
+    EXPECT_FALSE(packer.takes("b.wyrt"));
+}
