@@ -23,6 +23,14 @@ TEST(Check, SaysWhatIsThereAndWhatIsMissing) {
                               "/proc/loadavg: No such file or directory; run it as root\n");
 }
 
+TEST(Check, ProcessesThatAreHidden) {
+    Made machine("dir /proc\n");
+    const auto text = checked("proc");
+    EXPECT_NE(text.find("no /proc/1/io: No such file or directory; /proc hides the processes of others (hidepid)"),
+              text.npos)
+        << text;
+}
+
 TEST(Check, ToAFile) {
     Made machine("text /proc/stat \"\"\ntext /proc/loadavg \"\"\nfail open /locked/out EACCES\n");
     Settings settings;
