@@ -2,6 +2,7 @@
 // one.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -17,6 +18,9 @@ std::optional<int> endedChild();
 
 // Keeps this program's memory from being swapped out, as it is touched. False where that is not allowed.
 bool lockMemory();
+
+// As many files as are wanted may be open from now on, or as many as the limits allow, which it returns.
+uint64_t allowDescriptors(uint64_t wanted);
 
 // Whether work may be done in threads of its own: not on a made-up machine, whose runs are the same each time.
 bool mayRunThreads();

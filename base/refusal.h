@@ -4,6 +4,7 @@
 #include "base/masking.h"
 #include "base/outfile.h"
 
+#include <new>
 #include <span>
 #include <string>
 #include <string_view>
@@ -18,6 +19,14 @@ std::string whyUnknown(std::string_view option, std::string_view word, std::span
 int failed(const std::string& why);
 // "wyrt: WHY (see wyrt --help)": the command line is wrong. Returns WrongUsage.
 int refused(const std::string& why, std::string_view help = "wyrt --help");
+// Runs a command. That it finds no memory is such a message, too.
+template <typename Command> int withinMemory(const Command& command) {
+    try {
+        return command();
+    } catch (const std::bad_alloc&) {
+        return failed("there is not enough memory");
+    }
+}
 // Writes all that a command has to say. Returns Done, also when the reader has gone; Failed after a line about the
 // write that failed.
 int wrote(OutFile& out, std::string_view text);

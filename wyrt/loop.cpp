@@ -95,6 +95,14 @@ static std::string firstLine(const std::string& path) {
     return std::string(text.view().substr(0, text.view().find('\n')));
 }
 
+static void allowFiles() {
+    constexpr uint64_t Wanted = 256; // all areas have some 70 files open, and a few for each network namespace
+    const uint64_t allowed = allowDescriptors(Wanted);
+    if (allowed < Wanted)
+        putErr("wyrt: only " + std::to_string(allowed) +
+               " files may be open (ulimit -n); figures of files beyond them are missing\n");
+}
+
 static LogHead headOf(const Root& root) {
     char run[40];
     snprintf(run, sizeof run, "%llx-%x", static_cast<unsigned long long>(getRealtime()),
@@ -289,6 +297,7 @@ int Run::finish() {
 
 int Run::run() {
     head = headOf(root);
+    allowFiles();
     limits.set(settings.view.limits); // what it refuses was refused with the command line
     if (const int status = openLog(); status != Done) return status;
     if (tables && !screen.open(settings))

@@ -2,6 +2,7 @@
 
 #include "base/door.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 
@@ -46,6 +47,14 @@ static bool mayLockAll() {
 bool lockMemory() {
     constexpr int WhenTouched = 4; // MCL_ONFAULT, Linux 4.4
     return mayLockAll() && mlockall(MCL_CURRENT | MCL_FUTURE | WhenTouched) == 0;
+}
+
+uint64_t allowDescriptors(uint64_t wanted) {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= wanted) return wanted;
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, wanted);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? std::min<uint64_t>(limit.rlim_cur, wanted) : wanted;
 }
 
 bool mayRunThreads() { return true; }

@@ -5,6 +5,7 @@
 #include "base/outfile.h"
 #include "base/program.h"
 #include "base/wait.h"
+#include "tests/unit/child.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -13,7 +14,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -131,4 +134,20 @@ TEST(Memory, IsLockedOrNot) {
     if (!lockMemory()) GTEST_SKIP() << "not allowed here";
     std::string much(size_t{8} << 20, 'x');
     EXPECT_EQ(much.back(), 'x');
+}
+
+// In a process of its own, because a limit that was lowered stays.
+TEST(Descriptors, AsManyAsTheLimitsAllow) {
+    const pid_t child = fork();
+    if (child == 0) {
+        rlimit limit{20, 100};
+        bool good = setrlimit(RLIMIT_NOFILE, &limit) == 0;
+        good = good && allowDescriptors(10) == 10 && allowDescriptors(50) == 50;
+        good = good && getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur == 50;
+        good = good && allowDescriptors(500) == 100;
+        endChild(good ? 0 : 1);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }

@@ -32,5 +32,6 @@ std::optional<int> endedChild() {
 }
 
 bool lockMemory() { return false; }
+uint64_t allowDescriptors(uint64_t wanted) { return wanted; }
 
 bool mayRunThreads() { return false; }
