@@ -114,7 +114,7 @@ int wyrtMain(int argc, char** argv, Program classic) {
     const std::string_view first = argv[1];
     if (first == "--help") return showHelp();
     if (first == "--version") return wrote(std::string("wyrt ") + programVersion() + "\n");
-    if (const auto* command = findCommand(first)) return command->run(argc, argv);
+    if (const auto* command = findCommand(first)) return withinMemory([&] { return command->run(argc, argv); });
     if (const auto meant = nearlyCommand(first); !meant.empty())
         return refused("there is no command " + inQuotes(first) + "; the nearest is " + std::string(meant));
     return classic(argc, argv);

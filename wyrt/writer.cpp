@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <optional>
+#include <system_error>
 #include <thread>
 
 using namespace std::chrono_literals;
@@ -62,7 +63,8 @@ class ThreadWriter : public Writer {
     std::thread thread;
 
 public:
-    ThreadWriter(std::unique_ptr<LogTarget> to, int64_t sync_us);
+    // Throws std::system_error where no thread can begin.
+    ThreadWriter(std::shared_ptr<Shared> kept, int64_t sync_us);
     ~ThreadWriter() override { finish(); }
     bool ready() override { return !shared->failing && !shared->over && shared->queue.hasRoom(); }
     void put(Piece piece) override { shared->queue.put(std::move(piece)); }
@@ -104,8 +106,7 @@ static void writeAll(const std::shared_ptr<Shared>& shared, int64_t sync_us) {
     shared->ended.put(bool(good));
 }
 
-ThreadWriter::ThreadWriter(std::unique_ptr<LogTarget> to, int64_t sync_us) : shared(std::make_shared<Shared>()) {
-    shared->target = std::move(to);
+ThreadWriter::ThreadWriter(std::shared_ptr<Shared> kept, int64_t sync_us) : shared(std::move(kept)) {
     thread = std::thread([kept = shared, sync_us] { writeAll(kept, sync_us); });
 }
 
@@ -125,5 +126,11 @@ std::unique_ptr<Writer> directWriter(std::unique_ptr<LogTarget> target) {
 }
 
 std::unique_ptr<Writer> threadWriter(std::unique_ptr<LogTarget> target, int64_t sync_us) {
-    return std::make_unique<ThreadWriter>(std::move(target), sync_us);
+    const auto shared = std::make_shared<Shared>();
+    shared->target = std::move(target);
+    try {
+        return std::make_unique<ThreadWriter>(shared, sync_us);
+    } catch (const std::system_error&) { // limits of processes or memory
+        return directWriter(std::move(shared->target));
+    }
 }

@@ -17,8 +17,7 @@ static bool isThere(const std::string& name) {
     return getFileStatus(name.c_str(), status);
 }
 
-int wyrtlogMain(int argc, char** argv) {
-    const std::vector<std::string> words(argv + 1, argv + argc);
+static int runCommand(const std::vector<std::string>& words) {
     if (words.size() == 2 && words[0] == "pack") return pack(words[1]); // the recorder's
     if (words.empty() || !taskOf(words[0])) return refused("wyrtlog is the program that wyrt starts to read logs");
     auto line = parseCommandLine(words, isThere);
@@ -42,4 +41,8 @@ int wyrtlogMain(int argc, char** argv) {
         break;
     }
     return show(line.asked);
+}
+
+int wyrtlogMain(int argc, char** argv) {
+    return withinMemory([&] { return runCommand(std::vector<std::string>(argv + 1, argv + argc)); });
 }

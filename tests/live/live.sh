@@ -87,6 +87,26 @@ why=
 [ -s err ] && why="said $(head -n 1 err)"
 verdict 'nobody reads the log on' "$why"
 
+# --- Limits of this process
+
+(ulimit -n 24 && exec "$wyrt" live all -c 1 -i 50ms >out 2>err </dev/null)
+status=$?
+why=
+((status == 0)) || why="status $status"
+[[ $(<err) == 'wyrt: only 24 files may be open (ulimit -n); figures of files beyond them are missing' ]] || why="said $(<err)"
+verdict 'few descriptors' "$why"
+why=
+for ((limit = 8000; limit <= 32000; limit += 1500)); do
+    (ulimit -v "$limit" 2>/dev/null && exec "$wyrt" record all -c 2 -i 20ms >out 2>err </dev/null) 2>/dev/null
+    status=$?
+    # 127: not even the libraries found room.
+    case "$status $(<err)" in
+        '0 ' | '1 wyrt: there is not enough memory' | 127*) ;;
+        *) why="with $limit KB: status $status, $(head -n 1 err)" ;;
+    esac
+done
+verdict 'little memory' "$why"
+
 # An interval leaves at once.
 mkfifo pipe
 "$wyrt" record cpu -i 200ms -c 2 >pipe 2>err </dev/null &

@@ -1,5 +1,6 @@
 #include "wyrt/dispatch.h"
 
+#include "base/refusal.h"
 #include "tests/unit/made.h"
 #include "wyrt/version.h"
 
@@ -87,4 +88,10 @@ TEST(Dispatch, AnotherProgramDoesShow) {
     Made locked("text /usr/bin/wyrtlog \"\"\nfail open /usr/bin/wyrtlog EACCES\n");
     EXPECT_EQ(printed([] { EXPECT_EQ(statusOf({"wyrt", "info"}), 1); }, STDERR_FILENO),
               "wyrt: wyrtlog, which does info, cannot be started: Permission denied\n");
+}
+
+TEST(Dispatch, ThatThereIsNoMemoryIsALine) {
+    const auto none = []() -> int { throw std::bad_alloc(); };
+    EXPECT_EQ(printed([&] { EXPECT_EQ(withinMemory(none), Failed); }, STDERR_FILENO),
+              "wyrt: there is not enough memory\n");
 }
