@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Hostile logs given to every command that reads logs: it ends in time with a status of its own and at the most one line
-# for each log, in less than 64 MB, and prints no control character. SEEDS: how many logs of each random sort (3); COUNT:
-# how many columns, intervals ... the large ones have (20000).
+# for each log, in less than 64 MB, and prints no control character. SEEDS: how many logs of each random sort (2); COUNT:
+# how many columns, intervals ... the large ones have (5000).
 set -u
 # shellcheck source=tests/live/common.bash
 . "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
 
 wyrt=${WYRT:?WYRT must name the program}
 spoiler=${wyrt%/*}/live-spoiler
-seeds=${SEEDS:-3} count=${COUNT:-20000} first=${FIRST:-1}
+seeds=${SEEDS:-2} count=${COUNT:-5000} first=${FIRST:-1}
 skip() {
     echo "skip new-hostile: $1"
     exit 0

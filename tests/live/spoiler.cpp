@@ -18,9 +18,7 @@ using Random = std::mt19937_64;
 
 size_t upTo(Random& random, size_t most) { return most ? random() % (most + 1) : 0; }
 
-template <typename All> auto oneOf(Random& random, const All& all) {
-    return all[upTo(random, std::size(all) - 1)];
-}
+template <typename All> auto oneOf(Random& random, const All& all) { return all[upTo(random, std::size(all) - 1)]; }
 
 constexpr std::string_view Numbers[] = {"18446744073709551615",
                                         "18446744073709551616",
@@ -38,7 +36,8 @@ constexpr std::string_view Numbers[] = {"18446744073709551615",
                                         "0x10",
                                         "1e",
                                         "999999999999999999999999999999999999999999"};
-constexpr std::string_view Seconds[] = {"0.000000", "-1.000000", "999999999999.999999", "0.000001", "-0.000001", "1", ""};
+constexpr std::string_view Seconds[] = {"0.000000", "-1.000000", "999999999999.999999", "0.000001", "-0.000001",
+                                        "1",        ""};
 constexpr std::string_view Moments[] = {"0000-01-01T00:00:00.000+00:00", "9999-12-31T23:59:59.999-99:59",
                                         "1969-12-31T23:59:59.999+00:00", "2026-02-31T00:00:00.000+00:00",
                                         "2026-11-21T14:05:10.000-99:59", "2038-01-19T03:14:08.000+00:00"};
@@ -158,7 +157,8 @@ static std::string made(std::string_view how, size_t count) {
     end(log, Start, 0);
     for (size_t i = 1; i <= count; i++) {
         const bool many = how == "columns" || how == "kinds" || how == "rows";
-        const int64_t ms = Start + static_cast<int64_t>(many ? 1 : i) * (how == "leaps" ? int64_t{31556952} * 1000 : 1000);
+        const int64_t ms =
+            Start + static_cast<int64_t>(many ? 1 : i) * (how == "leaps" ? int64_t{31556952} * 1000 : 1000);
         if (how == "rows") things(log, ms, "x" + std::to_string(i), i);
         else if (how == "names") things(log, ms, "x" + std::to_string(i), i), end(log, ms, i);
         else if (how == "ticks" || how == "leaps") cpu(log, ms), end(log, ms, i);
