@@ -9,7 +9,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <pwd.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
@@ -201,13 +200,7 @@ void ShellCommand::close() {
     output = process = -1;
 }
 
-// --- Accounts, constants
-
-bool getUserName(uint32_t uid, std::string& name) {
-    const passwd* account = getpwuid(uid);
-    if (account) name = account->pw_name;
-    return account != nullptr;
-}
+// --- Constants
 
 bool getHostName(char* name, size_t size) { return gethostname(name, size) == 0; }
 

@@ -137,7 +137,8 @@ public:
 
 // --- Accounts, constants
 
-// The account name of a user id.
+// The account name of a user id. False with ETIMEDOUT in errno when who knows it did not answer in time; it should then
+// not be asked again.
 bool getUserName(uint32_t uid, std::string& name);
 bool getHostName(char* name, size_t size);
 int getPageSize();   // bytes

@@ -5,13 +5,17 @@
 #include "base/numbers.h"
 #include "parse/groupname.h"
 
+#include <cerrno>
 #include <cstdio>
 
 std::shared_ptr<const std::string> ProcReader::userOf(uint64_t uid) {
     auto& user = users[uid];
+    if (user) return user;
     std::string name;
-    if (!user && (root.isOther() || !getUserName(static_cast<uint32_t>(uid), name))) name = std::to_string(uid);
-    if (!user) user = std::make_shared<const std::string>(std::move(name));
+    errno = 0;
+    const bool found = !root.isOther() && !namesAreLate && getUserName(static_cast<uint32_t>(uid), name);
+    namesAreLate |= !found && errno == ETIMEDOUT;
+    user = std::make_shared<const std::string>(found ? std::move(name) : std::to_string(uid));
     return user;
 }
 

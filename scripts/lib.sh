@@ -99,6 +99,7 @@ package_of() {
         dygraphs) echo libjs-dygraphs ;;
         clang-sanitizers) echo libclang-rt-dev ;;
         clang-format) echo clang-format-19 ;;
+        dpkg-shlibdeps) echo dpkg-dev ;;
         *) echo "$1" ;;
     esac
 }

@@ -1,9 +1,11 @@
 #include "base/outfile.h"
 
+#include "base/door.h"
+#include "base/door/accounts.h"
+
 #include <cerrno>
 
 #include <fcntl.h>
-#include <grp.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -52,11 +54,10 @@ bool OutFile::size(uint64_t& bytes) {
 void OutFile::shareWithAdm() {
     constexpr mode_t Rights = 0640;
     constexpr auto Same = static_cast<uid_t>(-1);
-    group entry{};
-    group* found = nullptr;
-    char buffer[16384];
-    if (getgrnam_r("adm", &entry, buffer, sizeof buffer, &found) == 0 && found)
-        if (fchown(fd, Same, found->gr_gid) != 0) errno = 0; // it stays with the program's own group
+    Contents groups;
+    if (readFile("/etc/group", groups))
+        if (const auto adm = accountId(groups.view(), "adm"))
+            if (fchown(fd, Same, *adm) != 0) errno = 0; // it stays with the program's own group
     fchmod(fd, Rights);
 }
 

@@ -1,0 +1,49 @@
+#include "base/clock.h"
+#include "base/door.h"
+#include "base/door/accounts.h"
+#include "base/helper.h"
+
+#include <cerrno>
+
+#ifndef WYRT_STATIC
+#include <pwd.h>
+#endif
+
+// What getent prints for the user: nothing when there is none. None: it is late.
+static std::optional<std::string> askedOf(uint32_t uid, int64_t patience_us) {
+    Question question;
+    question.kind = Question::Kind::Tool;
+    question.words = {"getent", "passwd", std::to_string(uid)};
+    question.patience_us = patience_us;
+    question.most = 4096;
+    Helper helper;
+    const auto ticket = helper.ask(std::move(question));
+    helper.await(getMonotonic() + patience_us);
+    Answer answer;
+    if (helper.take(ticket, answer) != Helper::State::Answered || answer.error == ETIMEDOUT) return {};
+    return answer.text;
+}
+
+bool findUserName(const char* file, uint32_t uid, std::string& name, int64_t patience_us) {
+    Contents accounts;
+    if (readFile(file, accounts))
+        if (const auto found = accountName(accounts.view(), uid)) return name = *found, true;
+    const auto printed = askedOf(uid, patience_us);
+    errno = printed ? 0 : ETIMEDOUT; // at the end: the helper's processes change it
+    const auto found = printed ? accountName(*printed, uid) : std::nullopt;
+    if (found) name = *found;
+    return found.has_value();
+}
+
+#ifdef WYRT_STATIC
+bool getUserName(uint32_t uid, std::string& name) {
+    constexpr int64_t Patience = 500000; // us
+    return findUserName("/etc/passwd", uid, name, Patience);
+}
+#else
+bool getUserName(uint32_t uid, std::string& name) {
+    const passwd* account = getpwuid(uid);
+    if (account) name = account->pw_name;
+    return account != nullptr;
+}
+#endif
