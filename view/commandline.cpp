@@ -1,6 +1,7 @@
 #include "view/commandline.h"
 
 #include "base/masking.h"
+#include "base/nearest.h"
 #include "view/areas.h"
 
 #include <CLI/CLI.hpp>
@@ -36,6 +37,23 @@ std::string whyEmptyArgument(const CLI::App& app) {
         if (!option->get_positional() && option->count() && option->get_items_expected_max() > 0 &&
             option->results().back().empty())
             return option->get_name(false, true) + " has an empty argument";
+    return {};
+}
+
+std::string addConfigWord(const CLI::App& app, const std::string& option, const std::string& value,
+                          std::span<const std::string_view> excluded, std::span<const std::string_view> others,
+                          std::vector<std::string>& words) {
+    std::vector<std::string> names(others.begin(), others.end());
+    for (const auto* one : app.get_options())
+        for (const auto& name : one->get_lnames())
+            if (std::find(excluded.begin(), excluded.end(), name) == excluded.end()) names.push_back(name);
+    if (std::find(names.begin(), names.end(), option) == names.end()) {
+        const std::vector<std::string_view> known(names.begin(), names.end());
+        return "there is no option " + inQuotes(option) + "; the nearest is " + std::string(nearest(option, known));
+    }
+    const bool isFlag = app.get_option("--" + option)->get_items_expected_max() == 0;
+    if (!isFlag && value.empty()) return option + " has no value";
+    words.push_back("--" + option + (isFlag && value.empty() ? "" : "=" + value));
     return {};
 }
 

@@ -3,7 +3,9 @@
 
 #include "view/options.h"
 
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace CLI {
@@ -18,6 +20,12 @@ void addTableOptions(CLI::App& app, TableWords& typed, bool (*wanted)(const Tabl
 std::string parseWords(CLI::App& app, const std::vector<std::string>& words);
 // Why: an option has an empty argument. Empty: none has. It is asked after a look for --help.
 std::string whyEmptyArgument(const CLI::App& app);
+
+// Adds the word that a line `option = value` of a file stands for: a long name without its hyphens. `excluded` are
+// options that a file cannot have, `others` words that it can have beside the options. Returns why not; empty: it did.
+std::string addConfigWord(const CLI::App& app, const std::string& option, const std::string& value,
+                          std::span<const std::string_view> excluded, std::span<const std::string_view> others,
+                          std::vector<std::string>& words);
 
 // The parts of a help text: the options, a line each; the areas, those of live's default marked; the words of --sort.
 std::string optionLines(const CLI::App& app);

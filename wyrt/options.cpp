@@ -192,18 +192,11 @@ static std::vector<std::string> wordsOf(const CLI::App& app, const ConfigLine& l
             if (const auto word = takeWord(rest); !word.empty()) words.emplace_back(word);
         return words;
     }
-    std::vector<std::string> names{"areas"};
-    for (const auto* option : app.get_options())
-        for (const auto& name : option->get_lnames())
-            if (name != "help" && name != "config" && name != "root" && name != "output") names.push_back(name);
-    if (std::find(names.begin(), names.end(), line.option) == names.end()) {
-        const std::vector<std::string_view> known(names.begin(), names.end());
-        throw Refusal{"there is no option " + inQuotes(line.option) + "; the nearest is " +
-                      std::string(nearest(line.option, known))};
-    }
-    const bool isFlag = app.get_option("--" + line.option)->get_items_expected_max() == 0;
-    if (!isFlag && line.value.empty()) throw Refusal{line.option + " has no value"};
-    return {"--" + line.option + (isFlag && line.value.empty() ? "" : "=" + line.value)};
+    constexpr std::string_view Excluded[] = {"help", "config", "root", "output"}, Others[] = {"areas"};
+    std::vector<std::string> words;
+    if (auto why = addConfigWord(app, line.option, line.value, Excluded, Others, words); !why.empty())
+        throw Refusal{std::move(why)};
+    return words;
 }
 
 static void parseLine(Task task, const ConfigLine& line, Settings& settings) {

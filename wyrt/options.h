@@ -1,7 +1,7 @@
 // The command lines of live, record and check.
 #pragma once
 
-#include "wyrt/config.h"
+#include "base/config.h"
 #include "wyrt/settings.h"
 
 #include <string>

@@ -1,5 +1,5 @@
 // Options in files.
-#include "wyrt/config.h"
+#include "base/config.h"
 
 #include "tests/unit/made.h"
 #include "view/areas.h"

@@ -1,4 +1,4 @@
-#include "wyrt/config.h"
+#include "base/config.h"
 
 #include "base/door.h"
 #include "base/numbers.h"
@@ -24,8 +24,16 @@ void parseConfig(const std::string& file, std::string_view text, std::vector<Con
     }
 }
 
+bool readConfigFile(const std::string& path, std::vector<ConfigLine>& lines) {
+    constexpr size_t Most = 1 << 20; // bytes
+    Contents text;
+    if (!readFile(path.c_str(), text, Reading::Whole, Most)) return false;
+    if (text.error) return errno = text.error, false;
+    parseConfig(path, text.view(), lines);
+    return true;
+}
+
 bool readConfig(const std::string& folder, std::vector<ConfigLine>& lines, std::string& path) {
-    constexpr size_t Most = 1 << 20; // bytes of a file
     path = folder;
     Directory directory;
     if (!directory.open(folder.c_str())) return false;
@@ -38,10 +46,7 @@ bool readConfig(const std::string& folder, std::vector<ConfigLine>& lines, std::
     std::sort(names.begin(), names.end());
     for (const auto& name : names) {
         path = folder + "/" + name;
-        Contents text;
-        if (!readFile(path.c_str(), text, Reading::Whole, Most)) return false;
-        if (text.error) return errno = text.error, false;
-        parseConfig(path, text.view(), lines);
+        if (!readConfigFile(path, lines)) return false;
     }
     return true;
 }

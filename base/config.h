@@ -13,5 +13,7 @@ struct ConfigLine {
 // Adds the lines of one file. Empty ones, and those that begin with #, are comments. A flag has no value.
 void parseConfig(const std::string& file, std::string_view text, std::vector<ConfigLine>& lines);
 
+// The lines of one file. False: it cannot be read; errno has the reason.
+bool readConfigFile(const std::string& path, std::vector<ConfigLine>& lines);
 // All *.conf of a folder. False: a file, or the folder, cannot be read; errno has the reason and `path` names it.
 bool readConfig(const std::string& folder, std::vector<ConfigLine>& lines, std::string& path);
