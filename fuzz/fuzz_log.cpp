@@ -2,9 +2,9 @@
 // has all of its intervals; what was read as whole is written and read again as it was. With an odd first byte, lengths
 // and checksums are mended first, so that more is whole.
 #include "fuzz/check.h"
-#include "tests/mended.h"
 #include "record/seek.h"
 #include "record/sum.h"
+#include "tests/mended.h"
 
 #include <algorithm>
 #include <cstring>

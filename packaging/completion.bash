@@ -17,12 +17,13 @@ _wyrt_command() {
     local stats='--rows --by --color --no-pager'
     local exports='--format --kind --fields --rates --follow'
     local serves='--help --listen --state --since --by --top --all-rows'
+    local pushes='--url --ca --cert --key --token-file --user --password-file --cursor --once --config --kind --by --top --all-rows'
     local spans='--since --until'
     local cur=${COMP_WORDS[COMP_CWORD]} command=${COMP_WORDS[1]} words='' logs_too=0
 
     COMPREPLY=()
     case ${COMP_WORDS[COMP_CWORD - 1]} in
-        -o | --output | --save | --root | --dir | --config)
+        -o | --output | --save | --root | --dir | --config | --ca | --cert | --key | --token-file | --password-file | --cursor)
             mapfile -t COMPREPLY < <(compgen -f -- "$cur")
             compopt -o filenames 2>/dev/null
             return 0
@@ -30,7 +31,7 @@ _wyrt_command() {
         --color) words='auto always never' ;;
         --format) words='csv tsv jsonl sqlite openmetrics influx' ;;
         --by) words='command user unit'
-            [[ $command == serve ]] && words+=' container'
+            [[ $command == serve || $command == push ]] && words+=' container'
             [[ $command == stats ]] && words='process command user unit disk' ;;
         --state) words='ESTABLISHED SYN_SENT SYN_RECV FIN_WAIT1 FIN_WAIT2 CLOSE CLOSE_WAIT LAST_ACK LISTEN CLOSING ENDED'
             if [[ $command == serve ]]; then
@@ -39,7 +40,7 @@ _wyrt_command() {
                 return 0
             fi ;;
         --sort) words=$sorts ;;
-        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --port | --address | --at | --every | --since | --until | --kind | --fields | --max-use | --keep-free | --max-age | --sync | --listen | --top) return 0 ;;
+        -i | --interval | -c | --count | -n | --rows | -u | --user | -p | --pid | --command | --cgroup | --limit | --port | --address | --at | --every | --since | --until | --kind | --fields | --max-use | --keep-free | --max-age | --sync | --listen | --top | --url) return 0 ;;
         *)
             case $command in
                 live) words="$tasks $views $samples $lives" ;;
@@ -51,6 +52,7 @@ _wyrt_command() {
                 export) words="$logs $exports $spans" ;;
                 chart) words="$logs $spans --limit" ;;
                 serve) words=$serves ;;
+                push) words="--help --damaged $pushes $spans" ;;
                 info) words="$logs $infos" ;;
             esac
             [[ $cur == -* ]] || words=operands
@@ -58,8 +60,8 @@ _wyrt_command() {
     esac
     if [[ $words == operands ]]; then
         words=$areas
-        [[ $command == info || $command == why || $command == export || $command == chart || $command == serve ]] && words=''
-        [[ $command == show || $command == info || $command == why || $command == stats || $command == export || $command == chart || $command == serve ]] && logs_too=1
+        [[ $command == info || $command == why || $command == export || $command == chart || $command == serve || $command == push ]] && words=''
+        [[ $command == show || $command == info || $command == why || $command == stats || $command == export || $command == chart || $command == serve || $command == push ]] && logs_too=1
     fi
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
     if ((logs_too)); then
@@ -70,7 +72,7 @@ _wyrt_command() {
 }
 
 _wyrt() {
-    local commands='live record check show why stats export chart info'
+    local commands='live record check show why stats export chart serve push info'
     local flags='h e v H a b B V Z k f F S m t r'
     local valued='c s i I C T R g G p P o n d'
     local words='io time mem none ps'

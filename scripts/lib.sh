@@ -31,7 +31,7 @@ has_header() { printf '#include <%s>\n' "$1" | "${CXX:-c++}" -x c++ -E -o /dev/n
 # libraries_of ROOT: the needs that the program's sources bring, one a line. CMakeLists.txt finds them in the same way.
 libraries_of() {
     local need header
-    for need in cli11 libmnl zstd zlib sqlite3 microhttpd; do
+    for need in cli11 libmnl zstd zlib sqlite3 microhttpd curl; do
         header=$(header_of "$need")
         if grep -rqsF --include='*.h' --include='*.cpp' "#include <$header>" "${product[@]/#/$1/}"; then echo "$need"; fi
     done
@@ -48,6 +48,7 @@ header_of() {
         zlib) echo zlib.h ;;
         sqlite3) echo sqlite3.h ;;
         microhttpd) echo microhttpd.h ;;
+        curl) echo curl/curl.h ;;
     esac
 }
 
@@ -74,7 +75,7 @@ has_need() {
         compiler) if [ -n "${CXX:-}" ]; then has "$CXX"; else has c++ || has g++ || has clang++; fi ;;
         cmake) has_cmake ;;
         generator) has ninja || has make || has gmake ;;
-        gtest | cli11 | libmnl | zstd | zlib | sqlite3 | microhttpd) has_header "$(header_of "$1")" ;;
+        gtest | cli11 | libmnl | zstd | zlib | sqlite3 | microhttpd | curl) has_header "$(header_of "$1")" ;;
         dygraphs) [ -e /usr/share/javascript/dygraphs/dygraph.min.js ] ;;
         clang-sanitizers) has_clang_sanitizers ;;
         clang-format) clang_format >/dev/null ;;
@@ -96,6 +97,7 @@ package_of() {
         zlib) echo zlib1g-dev ;;
         sqlite3) echo libsqlite3-dev ;;
         microhttpd) echo libmicrohttpd-dev ;;
+        curl) echo libcurl4-openssl-dev ;;
         dygraphs) echo libjs-dygraphs ;;
         clang-sanitizers) echo libclang-rt-dev ;;
         clang-format) echo clang-format-19 ;;

@@ -72,16 +72,17 @@ static int record(int argc, char** argv) {
 // --- All commands
 
 static constexpr Command Commands[] = {
-    {"live",   live,          "tables, now",                                           "wyrt live cpu disk -i 5s"       },
-    {"record", record,        "a log, to a file or a pipe",                            "wyrt record -i 10s -o day.wyrt" },
-    {"check",  check,         "what can be seen here, and what would unlock the rest", "wyrt check"                     },
-    {"show",   runLogProgram, "the tables of a log",                                   "wyrt show day.wyrt"             },
-    {"why",    runLogProgram, "what was under pressure in a log, and who did it",      "wyrt why day.wyrt --since 14:05"},
-    {"stats",  runLogProgram, "minimum, mean, maximum of every figure; who used what", "wyrt stats --since 14:00"       },
-    {"export", runLogProgram, "a log for other programs: csv, jsonl, sqlite ...",      "wyrt export day.wyrt -o day.db" },
-    {"chart",  runLogProgram, "a page to look at, of a log",                           "wyrt chart day.wyrt -o day.html"},
-    {"serve",  runLogProgram, "the figures of a log for Prometheus, over HTTP",        "wyrt serve --state FILE"        },
-    {"info",   runLogProgram, "what a log holds",                                      "wyrt info day.wyrt"             },
+    {"live",   live,          "tables, now",                                           "wyrt live cpu disk -i 5s"         },
+    {"record", record,        "a log, to a file or a pipe",                            "wyrt record -i 10s -o day.wyrt"   },
+    {"check",  check,         "what can be seen here, and what would unlock the rest", "wyrt check"                       },
+    {"show",   runLogProgram, "the tables of a log",                                   "wyrt show day.wyrt"               },
+    {"why",    runLogProgram, "what was under pressure in a log, and who did it",      "wyrt why day.wyrt --since 14:05"  },
+    {"stats",  runLogProgram, "minimum, mean, maximum of every figure; who used what", "wyrt stats --since 14:00"         },
+    {"export", runLogProgram, "a log for other programs: csv, jsonl, sqlite ...",      "wyrt export day.wyrt -o day.db"   },
+    {"chart",  runLogProgram, "a page to look at, of a log",                           "wyrt chart day.wyrt -o day.html"  },
+    {"serve",  runLogProgram, "the figures of a log for Prometheus, over HTTP",        "wyrt serve --state FILE"          },
+    {"push",   runLogProgram, "logs to a store of time series, while they grow",       "wyrt push --url http://tsdb/write"},
+    {"info",   runLogProgram, "what a log holds",                                      "wyrt info day.wyrt"               },
 };
 
 static const Command* findCommand(std::string_view word) {

@@ -49,7 +49,9 @@ static std::unique_ptr<Format> makeSqlite(std::string path, const Choice& choice
 static std::unique_ptr<Format> makeOpenMetrics(Output& out, const Choice&) {
     return std::make_unique<OpenMetricsFormat>(out);
 }
-static std::unique_ptr<Format> makeInflux(Output& out, const Choice&) { return std::make_unique<InfluxFormat>(out); }
+static std::unique_ptr<Format> makeInflux(Output& out, const Choice&) {
+    return std::make_unique<InfluxFormat>([&out](std::string_view text) { return out.write(text); });
+}
 
 // clang-format off
 static constexpr FormatWord Words[] = {
@@ -69,23 +71,9 @@ static bool hasEnding(const FormatWord& word, const std::string& name) {
 
 // --- What was asked for
 
-// Words between commas.
-static std::vector<std::string> wordsOf(const std::string& list) {
-    std::vector<std::string> words;
-    for (size_t at = 0; at < list.size();) {
-        const auto comma = std::min(list.find(',', at), list.size());
-        if (comma > at) words.push_back(list.substr(at, comma - at));
-        at = comma + 1;
-    }
-    return words;
-}
-
 static std::string takeChoice(const Asked& asked, Choice& choice) {
-    choice.kinds = wordsOf(asked.kinds);
-    for (auto& kind : choice.kinds)
-        for (char& c : kind)
-            if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    choice.fields = wordsOf(asked.fields);
+    choice.kinds = kindWords(asked.kinds);
+    choice.fields = commaWords(asked.fields);
     choice.rates = asked.rates;
     if (!choice.fields.empty() && choice.kinds.size() != 1) return "--fields needs the one --kind that has them";
     return {};

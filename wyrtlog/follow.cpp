@@ -36,7 +36,7 @@ void Follower::look() {
 
 bool Follower::wait() {
     constexpr int64_t Period = 250000; // microseconds: nobody sees a delay, and a day of it costs seconds
-    const auto isOver = [this] { return signals.end() != 0 || signals.pipeClosed(); };
+    const auto isOver = [this] { return signals.end() != 0 || (own && signals.pipeClosed()); };
     if (isOver() || (watcher && !watcher->idle())) return false;
     waitUntil(getMonotonic() + Period, signals);
     if (isOver()) return false;

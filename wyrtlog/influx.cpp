@@ -38,7 +38,7 @@ bool InfluxFormat::point(const Group& group, Thing& thing, int64_t at_ms, const 
 }
 
 bool InfluxFormat::flush() {
-    const bool good = out.write(text);
+    const bool good = sink(text);
     text.clear();
     return good;
 }

@@ -3,8 +3,14 @@
 
 #include "wyrtlog/series.h"
 
+#include <functional>
+
 class InfluxFormat : public SeriesFormat {
-    Output& out;
+public:
+    using Sink = std::function<bool(std::string_view text)>; // false: it takes no more
+
+private:
+    Sink sink;
     std::string text;
 
 protected:
@@ -12,7 +18,8 @@ protected:
     bool point(const Group& group, Thing& thing, int64_t at_ms, const std::vector<char>& which) override;
 
 public:
-    explicit InfluxFormat(Output& file) : SeriesFormat("influx"), out(file) {}
+    explicit InfluxFormat(Sink to, SeriesChoice choice = {})
+        : SeriesFormat("influx", std::move(choice)), sink(std::move(to)) {}
     bool flush() override;
     bool finish() override { return flush(); }
     std::string failure() const override { return {}; }

@@ -1,5 +1,6 @@
 #include "wyrtlog/options.h"
 
+#include "base/config.h"
 #include "base/masking.h"
 #include "base/nearest.h"
 #include "base/refusal.h"
@@ -10,6 +11,8 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 namespace {
 struct Command {
@@ -40,7 +43,8 @@ static constexpr unsigned Shows = static_cast<unsigned>(LogTask::Show), Infos = 
                           Whys = static_cast<unsigned>(LogTask::Why), Exports = static_cast<unsigned>(LogTask::Export),
                           Charts = static_cast<unsigned>(LogTask::Chart),
                           Statistics = static_cast<unsigned>(LogTask::Stats),
-                          Serves = static_cast<unsigned>(LogTask::Serve), Every = ~0U;
+                          Serves = static_cast<unsigned>(LogTask::Serve), Pushes = static_cast<unsigned>(LogTask::Push),
+                          Every = ~0U;
 
 // clang-format off
 static constexpr Command Commands[] = {
@@ -50,25 +54,36 @@ static constexpr Command Commands[] = {
     {"export", LogTask::Export, "[LOG...]", "What a log holds, for other programs."},
     {"chart", LogTask::Chart, "[LOG...] -o FILE.html", "A page to look at: what happened, charts on one time axis, and the tables of the worst intervals."},
     {"serve", LogTask::Serve, "[LOG...]", "The figures of a log that grows, for Prometheus and others that ask for them over HTTP."},
+    {"push", LogTask::Push, "[DIR] --url URL", "Sends what a recorder writes, and has written, to a store of time series, by InfluxDB's line protocol."},
     {"info", LogTask::Info, "[LOG...]", "What a log holds: host, span, intervals, gaps, damage, and how much each kind takes."},
 };
 
 static constexpr Option Options[] = {
     {"--damaged",   "",     "what fails its checksum, too",                       Every & ~Serves, nullptr,         &Asked::damaged},
-    {"-o,--output", "FILE", "to FILE instead of standard output",                 Every & ~Serves, &Asked::output,  nullptr},
+    {"-o,--output", "FILE", "to FILE instead of standard output",                 Every & ~Serves & ~Pushes, &Asked::output,  nullptr},
     {"--format",    "WORD", "csv, tsv, jsonl, sqlite, openmetrics or influx; without it the ending of FILE tells", Exports, &Asked::format, nullptr},
-    {"--kind",      "KIND", "only these kinds of records: DISK or DISK,CPU",      Exports,      &Asked::kinds,   nullptr},
+    {"--kind",      "KIND", "only these kinds of records: DISK or DISK,CPU",      Exports | Pushes,      &Asked::kinds,   nullptr},
     {"--fields",    "LIST", "only these fields of one kind, in this order: time,name,reads", Exports, &Asked::fields, nullptr},
     {"--rates",     "",     "amounts a second instead of amounts",                Exports,      nullptr,         &Asked::rates},
     {"--by",        "WHAT", "who used what: by process, command, user, unit or disk", Statistics, &Asked::by, nullptr},
+    {"--url",       "URL",  "where to: http://127.0.0.1:8428/write",              Pushes,       &Asked::url,     nullptr},
+    {"--ca",        "FILE", "certificates that may sign the receiver's; those of the system unless given", Pushes, &Asked::ca, nullptr},
+    {"--cert",      "FILE", "our own certificate, and",                           Pushes,       &Asked::cert,    nullptr},
+    {"--key",       "FILE", "its key",                                            Pushes,       &Asked::key,     nullptr},
+    {"--token-file", "FILE", "holds a token",                                     Pushes,       &Asked::tokenFile, nullptr},
+    {"--user",      "NAME", "a name, whose password is in the file of",           Pushes,       &Asked::user,    nullptr},
+    {"--password-file", "FILE", "its password",                                   Pushes,       &Asked::passwordFile, nullptr},
+    {"--cursor",    "FILE", "keeps how far it has come; /var/lib/wyrt-push/cursor unless given", Pushes, &Asked::cursor, nullptr},
+    {"--once",      "",     "sends what is there, and ends",                      Pushes,       nullptr,         &Asked::once},
+    {"--config",    "FILE", "options from FILE, too: lines 'option = value'",     Pushes,       &Asked::config,  nullptr},
     {"--listen",    "ADDRESS:PORT", "where to answer; 127.0.0.1:9177 unless given",   Serves, &Asked::listen, nullptr},
     {"--state",     "FILE", "keeps the counters there, for the next start",       Serves,       &Asked::state,   nullptr},
-    {"--by",        "WHAT", "processes added up by command, user, unit or container", Serves,   &Asked::by,      nullptr},
-    {"--top",       "N",    "so many of an interval get series of their own; 20 unless given", Serves, &Asked::top, nullptr},
-    {"--all-rows",  "",     "a series for each process and thread instead",       Serves,       nullptr,         &Asked::allRows},
+    {"--by",        "WHAT", "processes added up by command, user, unit or container", Serves | Pushes,&Asked::by,      nullptr},
+    {"--top",       "N",    "so many of an interval get series of their own; 20 unless given", Serves | Pushes, &Asked::top, nullptr},
+    {"--all-rows",  "",     "a series for each process and thread instead",       Serves | Pushes,       nullptr,         &Asked::allRows},
     {"--at",        "TIME", "the interval of that moment: 14:05, -10m, yesterday 14:05", Shows, &Asked::at,   nullptr},
-    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Shows | Whys | Exports | Charts | Statistics | Serves, &Asked::since, nullptr},
-    {"--until",     "TIME", "up to then",                                         Shows | Whys | Exports | Charts | Statistics, &Asked::until, nullptr},
+    {"--since",     "TIME", "from then on: 14:05, -10m, yesterday, @1795266641",  Shows | Whys | Exports | Charts | Statistics | Serves | Pushes, &Asked::since, nullptr},
+    {"--until",     "TIME", "up to then",                                         Shows | Whys | Exports | Charts | Statistics | Pushes, &Asked::until, nullptr},
     {"--every",     "TIME", "intervals added up: 1m, 1h, 1d",                     Shows,        &Asked::every,   nullptr},
     {"-f,--follow", "",     "waits for what comes later; Ctrl-C ends it",         Shows | Exports,       nullptr,         &Asked::follow},
     {"--check",     "",     "verifies every checksum",                            Infos,        nullptr,         &Asked::check},
@@ -156,15 +171,38 @@ static std::string interpret(const CLI::App& app, const Typed& typed, Asked& ask
                                                     : "";
 }
 
-CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isLog)(const std::string& name)) {
+// The words that the file of --config stands for.
+static std::string addConfig(const CLI::App& app, const std::string& path, std::vector<std::string>& words) {
+    constexpr std::string_view Excluded[] = {"help", "config", "once"};
+    std::vector<ConfigLine> lines;
+    if (!readConfigFile(path, lines)) return inQuotes(path) + ": " + strerror(errno);
+    for (const auto& line : lines)
+        if (auto why = addConfigWord(app, line.option, line.value, Excluded, {}, words); !why.empty())
+            return oneLine(line.place) + ": " + why;
+    return {};
+}
+
+static CommandLine parsed(std::vector<std::string> words, LogTask task, bool (*isLog)(const std::string& name),
+                          bool withConfig) {
     CommandLine line;
-    line.asked.task = words.empty() ? LogTask::Show : taskOf(words[0]).value_or(LogTask::Show);
+    line.asked.task = task;
     CLI::App app;
     Typed typed;
     addOptions(app, line.asked, typed);
-    line.why = parseWords(app, {words.begin() + (words.empty() ? 0 : 1), words.end()});
+    line.why = parseWords(app, words);
     if (!line.why.empty()) return line;
     if (typed.help) line.help = helpText(line.asked, app);
-    else line.why = interpret(app, typed, line.asked, isLog);
+    else if (line.why = interpret(app, typed, line.asked, isLog);
+             line.why.empty() && !line.asked.config.empty() && withConfig) {
+        std::vector<std::string> all;
+        line.why = addConfig(app, line.asked.config, all);
+        all.insert(all.end(), words.begin(), words.end());
+        if (line.why.empty()) return parsed(std::move(all), task, isLog, false); // what is typed counts
+    }
     return line;
+}
+
+CommandLine parseCommandLine(const std::vector<std::string>& words, bool (*isLog)(const std::string& name)) {
+    const auto task = words.empty() ? LogTask::Show : taskOf(words[0]).value_or(LogTask::Show);
+    return parsed({words.begin() + (words.empty() ? 0 : 1), words.end()}, task, isLog, true);
 }

@@ -10,7 +10,16 @@
 #include <vector>
 
 // A bit each, so that an option can say which commands take it.
-enum class LogTask : unsigned { Show = 1, Why = 2, Info = 4, Export = 8, Chart = 16, Stats = 32, Serve = 128 };
+enum class LogTask : unsigned {
+    Show = 1,
+    Why = 2,
+    Info = 4,
+    Export = 8,
+    Chart = 16,
+    Stats = 32,
+    Serve = 128,
+    Push = 256
+};
 
 struct Asked {
     LogTask task = LogTask::Show;
@@ -28,9 +37,13 @@ struct Asked {
     bool rates = false;                // of export: amounts a second
     std::string by;                    // of stats: what the consumers are; of serve: how processes are added up
     std::string since, until;          // as they were typed; empty: the log's own ends
-    std::string listen, state, top;    // of serve, as they were typed; empty: not given
-    bool allRows = false;              // of serve: a series for each process
-    std::string at, every;             // of show, as they were typed; empty: not given
+    std::string url, cursor, config;   // of push
+    std::string ca, cert, key;         // of push: files
+    std::string tokenFile, user, passwordFile;
+    bool once = false;              // of push: what is there, and no more
+    std::string listen, state, top; // of serve and push, as they were typed; empty: not given
+    bool allRows = false;           // of serve and push: a series for each process
+    std::string at, every;          // of show, as they were typed; empty: not given
 };
 
 // The folder that is read when no log is named.

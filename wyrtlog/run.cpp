@@ -6,6 +6,7 @@
 #include "wyrtlog/export.h"
 #include "wyrtlog/info.h"
 #include "wyrtlog/pack.h"
+#include "wyrtlog/push.h"
 #include "wyrtlog/serve.h"
 #include "wyrtlog/show.h"
 #include "wyrtlog/stats.h"
@@ -33,6 +34,8 @@ static int runCommand(const std::vector<std::string>& words) {
         return stats(line.asked);
     case LogTask::Info:
         return info(line.asked);
+    case LogTask::Push:
+        return push(line.asked);
     case LogTask::Chart:
         return chart(line.asked);
     case LogTask::Serve:

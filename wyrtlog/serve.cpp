@@ -9,6 +9,7 @@
 #include "wyrtlog/intervals.h"
 #include "wyrtlog/reporter.h"
 #include "wyrtlog/scrape.h"
+#include "wyrtlog/seriesoptions.h"
 #include "wyrtlog/statefile.h"
 
 #include <algorithm>
@@ -18,7 +19,6 @@
 #include <mutex>
 
 static constexpr const char* Usually = "127.0.0.1:9177";
-static constexpr size_t UsualTop = 20, HighestTop = 200;
 
 namespace {
 struct Options {
@@ -197,14 +197,7 @@ static std::string takeOptions(const Asked& asked, Options& options) {
     if (!listen)
         return "--listen takes ADDRESS:PORT, such as 127.0.0.1:9177 or [::1]:9177, not " + inQuotes(asked.listen);
     options.listen = *listen;
-    auto& series = options.series;
-    series.endless = true;
-    series.rows = asked.allRows;
-    if (!asked.by.empty()) series.by = asked.by;
-    if (auto wrong = whyNotBy(series.by); !wrong.empty()) return wrong;
-    const auto top = asked.top.empty() ? UsualTop : wholeOf(asked.top);
-    if (!top || *top < 1 || *top > HighestTop) return "--top takes 1 to 200, not " + inQuotes(asked.top);
-    series.top = *top;
+    if (auto wrong = takeSeriesOptions(asked, options.series); !wrong.empty()) return wrong;
     options.bounds.since_ms = getRealtime() - Before;
     return takeBounds(asked, options.bounds);
 }

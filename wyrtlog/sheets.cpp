@@ -190,3 +190,23 @@ const Sheet* Sheets::findAnew(std::string_view tag) {
         if (byTag[i].first == tag) return &all[byTag[last = i].second];
     return nullptr;
 }
+
+// --- What was asked for
+
+std::vector<std::string> commaWords(const std::string& list) {
+    std::vector<std::string> words;
+    for (size_t at = 0; at < list.size();) {
+        const auto comma = std::min(list.find(',', at), list.size());
+        if (comma > at) words.push_back(list.substr(at, comma - at));
+        at = comma + 1;
+    }
+    return words;
+}
+
+std::vector<std::string> kindWords(const std::string& list) {
+    auto words = commaWords(list);
+    for (auto& kind : words)
+        for (char& c : kind)
+            if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    return words;
+}

@@ -46,6 +46,10 @@ struct Choice {
     bool rates = false;              // amounts are divided by the seconds
 };
 
+// Words between commas; kinds are in capital letters, however they were typed.
+std::vector<std::string> commaWords(const std::string& list);
+std::vector<std::string> kindWords(const std::string& list);
+
 class Sheets {
     Choice choice;
     std::vector<Sheet> all;

@@ -118,6 +118,10 @@ TEST(Completion, OptionsOfTheCommandsThatReadLogs) {
     EXPECT_EQ(why, longOptions("why"));
     EXPECT_EQ(listed({"logs", "stats", "spans"}), longOptions("stats"));
     EXPECT_EQ(listed({"logs", "exports", "spans"}), longOptions("export"));
+    auto push = listed({"pushes", "spans"});
+    push.insert(push.end(), {"--damaged", "--help"});
+    std::sort(push.begin(), push.end());
+    EXPECT_EQ(push, longOptions("push"));
     EXPECT_EQ(listed({"logs", "infos"}), longOptions("info"));
     auto chart = listed({"logs", "spans"});
     chart.emplace_back("--limit");
@@ -128,6 +132,6 @@ TEST(Completion, OptionsOfTheCommandsThatReadLogs) {
 
 TEST(Completion, Commands) {
     const auto words = getList("commands");
-    EXPECT_EQ(words.size(), 9U);
+    EXPECT_EQ(words.size(), 11U);
     for (auto& word : words) EXPECT_EQ(nearlyCommand(word + "x"), word);
 }

@@ -170,6 +170,14 @@ TEST(Documents, TheManualHasEveryOptionOfExport) {
     EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
 }
 
+TEST(Documents, TheManualHasEveryOptionOfPush) {
+    std::set<std::string> expected;
+    addEntries(parseCommandLine({"push", "--help"}, [](const std::string&) { return true; }).help, expected);
+    EXPECT_GT(expected.size(), 15U);
+    const auto entries = entriesOf(sectionOf("docs/wyrt-push.1", "OPTIONS"));
+    EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
+}
+
 TEST(Documents, TheManualHasEveryOptionOfChart) {
     std::set<std::string> expected;
     addEntries(parseCommandLine({"chart", "--help"}, [](const std::string&) { return true; }).help, expected);

@@ -26,7 +26,7 @@ private:
     using Devices = std::map<std::string, Device, std::less<>>;
 
     Devices disks, links, filesystems; // by name; more than one can look at are left out
-    Numbers protocols, states; // of TCP: counters; sockets by state
+    Numbers protocols, states;         // of TCP: counters; sockets by state
 
     static Device* find(Devices& devices, const std::string& key);
     static void set(Numbers& numbers, size_t shown, double value, Absent absent, Lines& lines);
