@@ -13,6 +13,7 @@
 #include "wyrtlog/statefile.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -40,6 +41,7 @@ class Service : public Watcher {
     MadeText texts[2]; // of the two expositions
     int64_t saved_us = getMonotonic();
     bool unsaved = false, failedToSave = false;
+    std::atomic<bool> caughtUp = false; // before that, counters would be below what they were before a restart
     Reporter reporter{[this](const void* asker) { onReport(asker); }, {}};
     HttpServer server{[this](auto& target, auto& accept, auto* by) { return answer(target, accept, by); },
                       [this](auto* by) { reporter.forget(by); }};
@@ -58,7 +60,7 @@ public:
     // Failed: the counters that were kept cannot be read.
     int load(Bounds& bounds);
     int run(const Options& options);
-    bool idle() override { return saveWhenDue(), true; }
+    bool idle() override { return caughtUp = true, saveWhenDue(), true; }
     Signals* signals() override { return &ownSignals; }
 };
 } // namespace
@@ -104,6 +106,7 @@ std::optional<HttpAnswer> Service::answer(const std::string& target, const std::
     case Resource::Index:
         return indexAnswer();
     case Resource::Metrics:
+        if (!caughtUp) return plainAnswer(503, "the log is being read; ask again in a moment\n");
         return metrics(negotiated(accept));
     case Resource::Health:
         return health();
@@ -173,6 +176,7 @@ int Service::run(const Options& options) {
     if (const auto no = server.start(options.listen); !no.empty())
         return failed("cannot listen on " + listen + ": " + no);
     reporter.start();
+    caughtUp = std::find(asked.logs.begin(), asked.logs.end(), "-") != asked.logs.end(); // it may never be
     putErr("wyrt: answers on http://" + listen + "/\n");
     auto followed = asked;
     followed.follow = true;

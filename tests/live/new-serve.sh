@@ -124,7 +124,7 @@ verdict 'while it records: well' "$(
     [ "$(status_of "$url/health")" = 200 ] || cat body
     grep -q '"status":"ok"' body || cat body
 )"
-curl -s "$url/metrics" >scraped
+curl -sf --retry 20 --retry-delay 1 "$url/metrics" >scraped
 if [ -n "$promtool" ]; then
     # 0: well; 3: only opinions on names.
     verdict 'promtool takes what it gives, and the names' "$("$promtool" check metrics 2>&1 <scraped)"
