@@ -280,8 +280,7 @@ rm -rf logs/*
 "$WYRT" record cpu --dir logs -i 1s -c 3 >/dev/null 2>&1
 serve logs --state state --top 20
 for ((try = 0; try < 40; try++)); do
-    curl -s "$url/metrics" >after
-    [ "$(total after)" != "$(total before)" ] && break
+    curl -sf "$url/metrics" >after && [ "$(total after)" != "$(total before)" ] && break
     sleep 0.1
 done
 new=$("$WYRT" export logs --format csv --kind CPU --fields switches | awk '{ sum += $1 } END { printf "%.0f\n", sum }')
