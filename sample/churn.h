@@ -45,5 +45,7 @@ class ChurnSampler {
 public:
     explicit ChurnSampler(const Root& where);
     NoReports reports() const { return state; }
+    // Whether a right forbids the reports: one question, which is asked once.
+    uint64_t notAllowed() const { return state == NoReports::Refused ? 1 : 0; }
     void sample(ChurnSample& now);
 };

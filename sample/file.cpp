@@ -148,7 +148,7 @@ void FileSampler::look(const Ran& ran, FileSample& now) {
     look.ran = true, look.wrote = ran.wrote;
     look.opened = pass > 1 && (isKnown || ran.fresh);
     if (!look.infos.open(procPath(pid, "fdinfo").c_str()) || !list(look.infos)) {
-        if (errno == EACCES || errno == EPERM) now.notAllowed++;
+        if (errno == EACCES || errno == EPERM) now.notAllowed++, forbidden++;
         if (isKnown) remove(place->second);
         return;
     }

@@ -138,6 +138,7 @@ class FileSampler {
     uint32_t pass = 0;
     size_t cursor = 0, cursorAt = 0; // the next process, and its next descriptor, to be read in turn
     uint64_t known = 0;              // descriptors of all processes
+    uint64_t forbidden = 0;          // folders of descriptors that a right forbade to read, so far
     int64_t before_ns = 0;           // realtime, of the sample before
 
     std::string procPath(uint32_t pid, const char* name) const;
@@ -180,4 +181,6 @@ public:
     explicit FileSampler(const Root& where);
     // `ran`: the processes that ran since the sample before; in the first sample all of them.
     void sample(std::span<const Ran> ran, FileSample& now);
+    // How many files and folders a right has forbidden to read so far.
+    uint64_t notAllowed() const { return text.denied + forbidden; }
 };

@@ -5,6 +5,7 @@
 #include "parse/process.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 
 // The threads that the process has now, in ascending order.
@@ -13,7 +14,10 @@ bool ThreadSampler::list(int pid) {
     snprintf(place, sizeof place, "%d/task", pid);
     tids.clear();
     if (!processes.isOpen() && !processes.open(root.path("/proc").c_str())) return false;
-    if (!tasks.open(processes, place) || !listing.start(tasks)) return false;
+    if (!tasks.open(processes, place) || !listing.start(tasks)) {
+        forbidden += errno == EACCES || errno == EPERM;
+        return false;
+    }
     Listing::Entry entry{};
     while (listing.next(entry)) {
         int tid = 0;

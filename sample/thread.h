@@ -61,6 +61,7 @@ class ThreadSampler {
     std::vector<Thread> found;             // working space
     std::vector<int> tids;
     int64_t bootBefore_us = 0;
+    uint64_t forbidden = 0; // folders
 
     bool list(int pid);
     bool readSchedule(int tid, ThreadCounters& counters);
@@ -73,4 +74,6 @@ public:
     explicit ThreadSampler(const Root& where) : root(where) {}
     // `ran` and `known` are of the same pass.
     void sample(std::span<const Ran> ran, const ProcSample& known, ThreadSample& now);
+    // How many files and folders a right has forbidden to read so far.
+    uint64_t notAllowed() const { return text.denied + forbidden; }
 };

@@ -173,6 +173,7 @@ class ThreadSource : public Source {
 public:
     explicit ThreadSource(const Shared& shared) : processes(*shared.processes), sampler(shared.root) {}
     void sample() override { sampler.sample(processes.ran(), processes.sampled(), threads); }
+    uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override { threadRows(threads, interval.threadsTotal, interval.threads); }
 };
 
@@ -186,6 +187,7 @@ class ChurnSource : public Source {
 public:
     explicit ChurnSource(const Shared& shared) : processes(*shared.processes), sampler(shared.root) {}
     void sample() override { sampler.sample(churn); }
+    uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override {
         churnRows(churn, processes.sampled(), interval.processes, waiting, interval.exits, interval.churnTotal,
                   interval.churn);
@@ -201,6 +203,7 @@ class FileSource : public Source {
 public:
     explicit FileSource(const Shared& shared) : sampler(shared.root), processes(*shared.processes) {}
     void sample() override { sampler.sample(processes.ran(), files); }
+    uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override { fileRows(files, interval.processes, interval.filesTotal, interval.files); }
 };
 // Sockets keep their last readings, too, and belong to processes.

@@ -535,8 +535,10 @@ TEST(Files, WhatMayNotBeRead) {
                         Fd{.pid = 300, .position = 500, .inode = 3}.text(),
                     {ran(100), ran(200), ran(300)});
     EXPECT_EQ(machine.now.notAllowed, 2U);
+    EXPECT_EQ(machine.sampler.notAllowed(), 2U);
     machine.next({ran(100), ran(300), ran(999)}); // 999 is gone
     EXPECT_EQ(machine.all.one()->not_allowed, 2U);
+    EXPECT_EQ(machine.sampler.notAllowed(), 4U);
     EXPECT_EQ(machine.all.one()->processes, 0U);
     machine.next({ran(300)});
     EXPECT_TRUE(machine.files.rows.empty()); // what happened meanwhile is not known
