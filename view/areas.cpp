@@ -10,6 +10,7 @@
 #include "view/memory.h"
 #include "view/net.h"
 #include "view/proc.h"
+#include "view/proclist.h"
 #include "view/proto.h"
 #include "view/self.h"
 #include "view/sock.h"
@@ -22,44 +23,41 @@
 // clang-format off
 static constexpr Area Areas[] = {
     {"why",      "what is under pressure, who did it, who suffers, and until when",
-                 "the sources of the other areas", "", false, showWhy},
+                 "the sources of the other areas", nullptr, false, showWhy},
     {"cpu",      "CPU shares, run queue, switches, interrupts, forks, load",
-                 "/proc/stat, /proc/loadavg", "", true, showCpu},
+                 "/proc/stat, /proc/loadavg", nullptr, true, showCpu},
     {"cores",    "the same shares for each core",
-                 "/proc/stat", "", false, showCores},
+                 "/proc/stat", nullptr, false, showCores},
     {"mem",      "available, anonymous, file, dirty, swap and its traffic, reclaim, faults, OOM kills",
-                 "/proc/meminfo, /proc/vmstat", "", true, showMemory},
+                 "/proc/meminfo, /proc/vmstat", nullptr, true, showMemory},
     {"pressure", "how long tasks waited for CPU, memory and I/O, as shares of the interval",
-                 "/proc/pressure", "", true, showPressure},
+                 "/proc/pressure", nullptr, true, showPressure},
     {"disk",     "reads, writes, discards and flushes of every block device, their waits, queue, busy",
-                 "/proc/diskstats, /sys/block", "busy read write wait queue", true, showDisks},
+                 "/proc/diskstats, /sys/block", diskSorts, true, showDisks},
     {"volumes",  "what the disks hold: partitions, multipath, RAID, crypt, LVM, btrfs, mounts, swap",
-                 "/sys/block, /run/udev/data, /proc/self/mountinfo", "", false, showVolumes},
+                 "/sys/block, /run/udev/data, /proc/self/mountinfo", nullptr, false, showVolumes},
     {"fs",       "size, free, inodes, growth and time until full of each filesystem; which does not answer",
-                 "/proc/self/mountinfo, statvfs", "", true, showFilesystems},
+                 "/proc/self/mountinfo, statvfs", nullptr, true, showFilesystems},
     {"net",      "traffic, errors and drops of interfaces, with their state, speed and addresses",
-                 "rtnetlink, /proc/net/dev", "bytes read write packets errors", true, showNet},
+                 "rtnetlink, /proc/net/dev", netSorts, true, showNet},
     {"proto",    "protocol counters that moved",
-                 "/proc/net/snmp, /proc/net/netstat, /proc/net/snmp6", "", false, showProtocols},
+                 "/proc/net/snmp, /proc/net/netstat, /proc/net/snmp6", nullptr, false, showProtocols},
     {"limits",   "how near: conntrack, open files, pids, threads, TCP memory, neighbours, backlog",
-                 "/proc/sys, /proc/net", "", true, showLimits},
+                 "/proc/sys, /proc/net", nullptr, true, showLimits},
     {"cgroup",   "units, containers and pods: CPU and quota, memory, I/O, pids, how near their limits they are",
-                 "/sys/fs/cgroup", "cpu mem io throttled pids", false, showCgroups},
+                 "/sys/fs/cgroup", cgroupSorts, false, showCgroups},
     {"proc",     "processes that ran or waited: CPU, memory and its growth, I/O, faults, unit, command",
-                 "/proc, /proc/1/io, CPU clocks",
-                 "cpu wait mem growth io read write faults swap children threads switches block files tcp",
-                 true, showProcesses},
+                 "/proc, /proc/1/io, CPU clocks", processSorts, true, showProcesses},
     {"thread",   "threads that ran or waited: CPU, waits, faults, core",
-                 "/proc/self/task", "cpu wait block faults", false, showThreads},
+                 "/proc/self/task", threadSorts, false, showThreads},
     {"churn",    "what began and ended: forks, children that lived shortly, exit codes and signals",
-                 "/proc/stat, taskstats", "ended cpu failed killed life", false, showChurn},
+                 "/proc/stat, taskstats", churnSorts, false, showChurn},
     {"file",     "open files that moved or were written, with process, path, filesystem and disk",
-                 "/proc/self/fdinfo, /proc/1/fdinfo", "forward back growth position size", false, showFiles},
+                 "/proc/self/fdinfo, /proc/1/fdinfo", fileSorts, false, showFiles},
     {"sock",     "sockets of all network namespaces: states, listeners, queues, bytes, retransmissions, owners",
-                 "sock_diag, /proc/net/snmp, /proc/net/sockstat, /proc/self/fd", "queue bytes received sent retransmitted drops rtt unread",
-                 false, showSockets},
+                 "sock_diag, /proc/net/snmp, /proc/net/sockstat, /proc/self/fd", socketSorts, false, showSockets},
     {"self",     "what wyrt itself costs, and what it could not do",
-                 "/proc/self", "", false, showSelf},
+                 "/proc/self", nullptr, false, showSelf},
 };
 // clang-format on
 
@@ -73,12 +71,9 @@ const Area* findArea(std::string_view word) {
 std::vector<std::string_view> sortWords(std::string_view shown) {
     std::vector<std::string_view> words;
     for (auto& area : Areas) {
-        if (!hasWord(shown, area.word)) continue;
-        for (auto rest = area.sorts; !rest.empty();) {
-            const auto word = rest.substr(0, rest.find(' '));
-            rest.remove_prefix(std::min(word.size() + 1, rest.size()));
+        if (!area.sorts || !hasWord(shown, area.word)) continue;
+        for (const auto word : area.sorts())
             if (std::find(words.begin(), words.end(), word) == words.end()) words.push_back(word);
-        }
     }
     return words;
 }

@@ -24,8 +24,8 @@ struct Area {
     std::string_view word;    // "disk"
     std::string_view help;    // one line
     std::string_view sources; // the kernel files that the area is read from, for `wyrt check`
-    std::string_view
-        sorts;      // the words that --sort knows here, the usual one first; empty: its order is always the same
+    // What --sort can be here, the usual one first; null: the order is always the same.
+    std::span<const std::string_view> (*sorts)();
     bool byDefault; // of `live` without areas
     void (*show)(const Interval& interval, const View& view, Page& page);
 };

@@ -17,6 +17,8 @@ static constexpr Order<CgroupRow> Orders[] = {
     {"pids",      [](const CgroupRow& r) { return valueOf(r.pids); }                               },
 };
 
+std::span<const std::string_view> cgroupSorts() { return wordsOf<Orders>(); }
+
 // Memory and tasks are there without anything happening.
 static bool isShown(const CgroupRow& row, std::string_view sort) {
     return sort == "mem" || sort == "pids" || valueOf(row.cpu_us) > 0 || valueOf(row.reads) + valueOf(row.writes) > 0 ||

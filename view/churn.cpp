@@ -18,6 +18,8 @@ static constexpr Order<ChurnRow> Orders[] = {
     {"life",   [](const ChurnRow& r) { return valueOf(r.life_us); }},
 };
 
+std::span<const std::string_view> churnSorts() { return wordsOf<Orders>(); }
+
 static std::vector<const ChurnRow*> ordered(const Interval& interval, const Filter& filter, std::string_view sort) {
     std::vector<const ChurnRow*> rows;
     for (auto& row : interval.churn.rows)

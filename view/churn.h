@@ -4,3 +4,5 @@
 #include "view/areas.h"
 
 void showChurn(const Interval& interval, const View& view, Page& page);
+// What --sort can be.
+std::span<const std::string_view> churnSorts();

@@ -82,7 +82,11 @@ std::string areaLines(bool marked) {
 
 std::string sortLines() {
     std::string text;
-    for (const auto& area : areas())
-        if (!area.sorts.empty()) addLine(std::string(area.word), area.sorts, text);
+    for (const auto& area : areas()) {
+        if (!area.sorts) continue;
+        std::string words;
+        for (const auto word : area.sorts()) words.append(words.empty() ? "" : " ").append(word);
+        addLine(std::string(area.word), words, text);
+    }
     return text;
 }

@@ -45,6 +45,8 @@ static constexpr Order<DiskRow> Orders[] = {
     {"queue", [](const DiskRow& r) { return valueOf(r.queue_us); }                     },
 };
 
+std::span<const std::string_view> diskSorts() { return wordsOf<Orders>(); }
+
 static double bytesOf(const DiskRow& row) { return valueOf(row.read_bytes) + valueOf(row.write_bytes); }
 
 static std::vector<const DiskRow*> ordered(const Interval& interval, const ViewRow& asked) {

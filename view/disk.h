@@ -7,3 +7,5 @@
 void showDisks(const Interval& interval, const View& view, Page& page);
 // The cells of the line for all disks.
 CellValues diskFigures(const Interval& interval);
+// What --sort can be.
+std::span<const std::string_view> diskSorts();

@@ -18,6 +18,8 @@ static constexpr Order<FileRow> Orders[] = {
     {"size",     [](const FileRow& r) { return valueOf(r.size); }                          },
 };
 
+std::span<const std::string_view> fileSorts() { return wordsOf<Orders>(); }
+
 // Where the figures are equal, as they are 0 for all that was written without a movement: by growth, then as they come.
 static std::vector<const FileRow*> ordered(const Interval& interval, const ViewRow& asked) {
     std::vector<const FileRow*> rows;

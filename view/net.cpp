@@ -53,6 +53,8 @@ static constexpr Order<LinkRow> Orders[] = {
      }                                                                                        },
 };
 
+std::span<const std::string_view> netSorts() { return wordsOf<Orders>(); }
+
 static std::vector<const LinkRow*> ordered(const Interval& interval, std::string_view sort) {
     std::vector<const LinkRow*> rows;
     for (auto& row : interval.links.rows)

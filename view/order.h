@@ -2,8 +2,10 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <iterator>
+#include <span>
 #include <string_view>
 
 template <typename Row> struct Order {
@@ -22,4 +24,14 @@ template <typename Row, size_t N> const Order<Row>* findOrder(const Order<Row> (
 template <typename Row, size_t N> const Order<Row>& orderOf(const Order<Row> (&orders)[N], std::string_view word) {
     const auto* found = findOrder(orders, word);
     return found ? *found : orders[0];
+}
+
+// The words of a table's orders, the usual one first.
+template <const auto& Orders> std::span<const std::string_view> wordsOf() {
+    static constexpr auto Words = [] {
+        std::array<std::string_view, std::size(Orders)> words;
+        for (size_t i = 0; i < words.size(); i++) words[i] = Orders[i].word;
+        return words;
+    }();
+    return Words;
 }

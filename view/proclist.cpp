@@ -1,6 +1,7 @@
 #include "view/proclist.h"
 
 #include "view/format.h"
+#include "view/order.h"
 
 #include <algorithm>
 #include <optional>
@@ -10,32 +11,27 @@
 // --- Order
 
 // clang-format off
-static constexpr ProcOrder Orders[] = {
-    {"cpu",      [](const ProcRow& r) { return valueOf(r.cpu_us); },                            false},
-    {"wait",     [](const ProcRow& r) { return valueOf(r.wait_us); },                           false},
-    {"mem",      [](const ProcRow& r) { return valueOf(r.rss); },                               true },
-    {"growth",   [](const ProcRow& r) { return valueOf(r.growth); },                            false},
-    {"io",       [](const ProcRow& r) { return valueOf(r.read_bytes) + valueOf(r.write_bytes); }, false},
-    {"read",     [](const ProcRow& r) { return valueOf(r.read_bytes); },                        false},
-    {"write",    [](const ProcRow& r) { return valueOf(r.write_bytes); },                       false},
+static constexpr Order<ProcRow> Orders[] = {
+    {"cpu",      [](const ProcRow& r) { return valueOf(r.cpu_us); }},
+    {"wait",     [](const ProcRow& r) { return valueOf(r.wait_us); }},
+    {"mem",      [](const ProcRow& r) { return valueOf(r.rss); }},
+    {"growth",   [](const ProcRow& r) { return valueOf(r.growth); }},
+    {"io",       [](const ProcRow& r) { return valueOf(r.read_bytes) + valueOf(r.write_bytes); }},
+    {"read",     [](const ProcRow& r) { return valueOf(r.read_bytes); }},
+    {"write",    [](const ProcRow& r) { return valueOf(r.write_bytes); }},
     // One major fault takes longer than any usual number of minor ones.
-    {"faults",   [](const ProcRow& r) { return valueOf(r.major_faults) * 1e9 + valueOf(r.minor_faults); }, false},
-    {"swap",     [](const ProcRow& r) { return valueOf(r.swap); },                              true },
-    {"children", [](const ProcRow& r) { return valueOf(r.children_us); },                       false},
-    {"threads",  [](const ProcRow& r) { return valueOf(r.threads); },                           true },
-    {"switches", [](const ProcRow& r) { return valueOf(r.voluntary) + valueOf(r.involuntary); },  false},
-    {"block",    [](const ProcRow& r) { return valueOf(r.block_us); },                          false},
-    {"files",    [](const ProcRow& r) { return valueOf(r.descriptors); },                       true },
-    {"tcp",      [](const ProcRow& r) { return valueOf(r.tcp_received) + valueOf(r.tcp_sent); }, false},
+    {"faults",   [](const ProcRow& r) { return valueOf(r.major_faults) * 1e9 + valueOf(r.minor_faults); }},
+    {"swap",     [](const ProcRow& r) { return valueOf(r.swap); }},
+    {"children", [](const ProcRow& r) { return valueOf(r.children_us); }},
+    {"threads",  [](const ProcRow& r) { return valueOf(r.threads); }},
+    {"switches", [](const ProcRow& r) { return valueOf(r.voluntary) + valueOf(r.involuntary); }},
+    {"block",    [](const ProcRow& r) { return valueOf(r.block_us); }},
+    {"files",    [](const ProcRow& r) { return valueOf(r.descriptors); }},
+    {"tcp",      [](const ProcRow& r) { return valueOf(r.tcp_received) + valueOf(r.tcp_sent); }},
 };
 // clang-format on
 
-std::span<const ProcOrder> procOrders() { return Orders; }
-
-const ProcOrder& procOrder(std::string_view word) {
-    const auto* found = std::find_if(std::begin(Orders), std::end(Orders), [&](auto& o) { return o.word == word; });
-    return found == std::end(Orders) ? Orders[0] : *found;
-}
+std::span<const std::string_view> processSorts() { return wordsOf<Orders>(); }
 
 // Whether anything happened.
 static bool isActive(const ProcRow& row) {
@@ -45,19 +41,19 @@ static bool isActive(const ProcRow& row) {
 }
 
 // The default order is of everything that happened; one that was asked for leaves out who has nothing of it.
-static bool isShown(const ProcRow& row, const ProcOrder& order) {
+static bool isShown(const ProcRow& row, const Order<ProcRow>& order) {
     return order.of(row) > 0 || (&order == Orders && isActive(row));
 }
 
-static bool precedes(const ProcRow& a, const ProcRow& b, const ProcOrder& order) {
-    for (const auto of : {order.of, Orders[0].of, procOrder("io").of}) {
+static bool precedes(const ProcRow& a, const ProcRow& b, const Order<ProcRow>& order) {
+    for (const auto of : {order.of, Orders[0].of, findOrder(Orders, "io")->of}) {
         const double left = of(a), right = of(b);
         if (left != right) return left > right;
     }
     return a.pid < b.pid;
 }
 
-static void cutTo(size_t most, const ProcOrder& order, std::vector<ProcLine>& lines) {
+static void cutTo(size_t most, const Order<ProcRow>& order, std::vector<ProcLine>& lines) {
     const auto end = lines.begin() + static_cast<std::ptrdiff_t>(std::min(most, lines.size()));
     std::partial_sort(lines.begin(), end, lines.end(),
                       [&](auto& a, auto& b) { return precedes(*a.row, *b.row, order); });
@@ -66,7 +62,7 @@ static void cutTo(size_t most, const ProcOrder& order, std::vector<ProcLine>& li
 
 std::vector<ProcLine> flatLines(const Interval& interval, const Filter& filter, std::string_view sort, size_t most,
                                 const ProcRow* culprit) {
-    const auto& order = procOrder(sort);
+    const auto& order = orderOf(Orders, sort);
     std::vector<ProcLine> lines;
     for (auto& row : interval.processes.rows)
         if (&row != culprit && isShown(row, order) && filter.wants(row)) lines.push_back({&row, 0, 1, {}});
@@ -165,7 +161,7 @@ std::vector<ProcLine> sumLines(const Interval& interval, const Filter& filter, s
         if (filter.wants(row)) add(row, by == "user" ? row.user : by == "unit" ? row.unit : row.name, 1);
     // Of the rows that found no room only the sum is known, not how many they were.
     if (interval.processes.rest && !filter.any()) add(*interval.processes.rest, "(others)", 0);
-    const auto& order = procOrder(sort);
+    const auto& order = orderOf(Orders, sort);
     std::vector<ProcLine> lines;
     for (size_t i = 0; i < all.size(); i++) {
         all[i].row = &sums[i];

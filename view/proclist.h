@@ -10,15 +10,8 @@
 #include <string_view>
 #include <vector>
 
-// What processes can be sorted by, most first.
-struct ProcOrder {
-    std::string_view word;
-    double (*of)(const ProcRow&);
-    bool level; // it is there without anything happening
-};
-std::span<const ProcOrder> procOrders();
-// The first one for a word that is none of them.
-const ProcOrder& procOrder(std::string_view word);
+// What processes can be sorted by.
+std::span<const std::string_view> processSorts();
 
 // A line of the table.
 struct ProcLine {

@@ -178,6 +178,8 @@ static constexpr Order<SockRow> Orders[] = {
 };
 // clang-format on
 
+std::span<const std::string_view> socketSorts() { return wordsOf<Orders>(); }
+
 // Those that are equal in one figure go by the next.
 static std::vector<const SockRow*> ordered(const Interval& interval, const ViewRow& asked, const Filter& filter) {
     std::vector<const SockRow*> rows;

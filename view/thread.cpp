@@ -17,6 +17,8 @@ static constexpr Order<ThreadRow> Orders[] = {
 };
 // clang-format on
 
+std::span<const std::string_view> threadSorts() { return wordsOf<Orders>(); }
+
 // A process with one thread is that thread, and has no row of its own among them.
 static ThreadRow threadOf(const ProcRow& process) {
     ThreadRow row;
