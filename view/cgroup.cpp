@@ -133,5 +133,5 @@ void showCgroups(const Interval& interval, const View& view, Page& page) {
         cells(*rows[i], static_cast<double>(interval.cgroups.elapsed_us), nameWidth(page.width()), table);
     table.show(page);
     if (rows.size() > shown) sum += ", " + std::to_string(rows.size() - shown) + " more that were active";
-    page.line(sum, Tone::Dim);
+    page.clauses(sum, Tone::Dim);
 }

@@ -147,8 +147,8 @@ void showChurn(const Interval& interval, const View& view, Page& page) {
     auto rows = ordered(interval, filter, view.asked.sort);
     rows.resize(std::min(rows.size(), view.rowsOr(MostRows)));
     const auto text = summary(interval, *all, elapsed_us / 1e6);
-    if (rows.empty()) page.line("CHURN  " + text);
-    else showParents(rows, elapsed_us, page), page.line(text, Tone::Dim);
+    if (rows.empty()) page.clauses("CHURN  " + text);
+    else showParents(rows, elapsed_us, page), page.clauses(text, Tone::Dim);
     if (filter.any()) return; // how others ended does not belong to them
     auto exits = notable(interval);
     exits.resize(std::min(exits.size(), view.rowsOr(MostExits)));

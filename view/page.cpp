@@ -21,8 +21,15 @@ static std::string_view startOf(Tone tone) {
     return {};
 }
 
+static std::string_view cutBeforeNumber(std::string_view text, size_t width) {
+    constexpr std::string_view Number = "0123456789.", Goes = "0123456789.KMGTPE%";
+    const auto kept = cutToWidth(text, width);
+    if (kept.size() == text.size() || kept.empty() || Goes.find(text[kept.size()]) == Goes.npos) return kept;
+    return kept.substr(0, kept.find_last_not_of(Number) + 1); // npos + 1: 0
+}
+
 void Page::piece(std::string_view text, size_t& used, Tone tone) {
-    if (columns) text = cutToWidth(text, columns - std::min(columns, used));
+    if (columns) text = cutBeforeNumber(text, columns - std::min(columns, used));
     used += textWidth(text);
     const auto start = colors && !text.empty() ? startOf(tone) : std::string_view{};
     out += start, out += text;
@@ -39,6 +46,18 @@ void Page::line(std::string_view text, Tone tone) {
     size_t used = 0;
     piece(text, used, tone);
     newline();
+}
+
+void Page::clauses(std::string_view text, Tone tone) {
+    if (columns && textWidth(text) > columns) {
+        const auto fitting = text.substr(0, cutToWidth(text, columns).size() + 2); // with what may follow a clause
+        const auto comma = fitting.rfind(", "), semicolon = fitting.rfind("; ");
+        const auto end = comma == fitting.npos       ? semicolon
+                         : semicolon == fitting.npos ? comma
+                                                     : std::max(comma, semicolon);
+        text = text.substr(0, end);
+    }
+    line(text, tone);
 }
 
 // --- Tables

@@ -26,7 +26,7 @@ enum class Tone : unsigned char {
     Dim     // unimportant
 };
 
-// Lines of text, cut to the width of a terminal where there is one.
+// Lines of text, cut to the width of a terminal where there is one. No number is cut in half: it would be another one.
 class Page {
     std::string out;
     size_t columns;
@@ -38,6 +38,8 @@ public:
     size_t width() const { return columns; }
     // A whole line without its newline.
     void line(std::string_view text, Tone tone = Tone::Plain);
+    // A line of clauses, with commas or semicolons between them: those that do not fit are left out whole.
+    void clauses(std::string_view text, Tone tone = Tone::Plain);
     // Adds text to a line that tones can change in; `used` is what the line has so far.
     void piece(std::string_view text, size_t& used, Tone tone = Tone::Plain);
     void newline();

@@ -180,15 +180,15 @@ void showProcesses(const Interval& interval, const View& view, Page& page) {
         std::vector<ProcRow> sums;
         const auto lines = sumLines(interval, filter, asked.by, asked.sort, view.rowsOr(MostRows), sums);
         const auto text = summary(*all, lines.size(), " sums shown");
-        if (lines.empty()) return page.line("PROC  " + text);
+        if (lines.empty()) return page.clauses("PROC  " + text);
         showSums(lines, asked.by, elapsed_us, page);
-        return page.line(text, Tone::Dim);
+        return page.clauses(text, Tone::Dim);
     }
     const auto* culprit = culpritOf(interval);
     auto lines = flatLines(interval, filter, asked.sort, view.rowsOr(MostRows), culprit);
     if (asked.tree) lines = treeLines(interval, lines);
     const auto text = summary(*all, lines.size(), " shown");
-    if (lines.empty()) return page.line("PROC  " + text);
+    if (lines.empty()) return page.clauses("PROC  " + text);
     showLines(lines, culprit, elapsed_us, page);
-    page.line(text, Tone::Dim);
+    page.clauses(text, Tone::Dim);
 }

@@ -247,7 +247,7 @@ static void showConnections(const Interval& interval, const View& view, const Fi
 void showSockets(const Interval& interval, const View& view, Page& page) {
     if (interval.namespaces.rows.empty()) return;
     showStates(interval, page);
-    page.line((interval.socketsTotal.rows.empty() ? "SOCK  " : "      ") + countersText(interval), Tone::Dim);
+    page.clauses((interval.socketsTotal.rows.empty() ? "SOCK  " : "      ") + countersText(interval), Tone::Dim);
     const Filter filter(view.asked, interval);
     showListeners(interval, view, filter, page);
     showConnections(interval, view, filter, page);

@@ -77,7 +77,7 @@ void showThreads(const Interval& interval, const View& view, Page& page) {
     const std::string sum = std::to_string(all->threads) +
                             " threads of the processes that ran: " + std::to_string(all->ran) + " ran, " +
                             std::to_string(rows.size()) + " shown";
-    if (rows.empty()) return page.line("THREAD  " + sum);
+    if (rows.empty()) return page.clauses("THREAD  " + sum);
     const auto elapsed_us = static_cast<double>(interval.threadsTotal.elapsed_us);
     Table table(Columns);
     for (auto& row : rows) {
@@ -95,5 +95,5 @@ void showThreads(const Interval& interval, const View& view, Page& page) {
         table.cell(safeText(row.name)), table.cell(safeText(row.process));
     }
     table.show(page);
-    page.line(sum, Tone::Dim);
+    page.clauses(sum, Tone::Dim);
 }

@@ -129,7 +129,7 @@ static void showFinding(const Interval& interval, const WhyRow& why, Page& page)
             line.append(width - std::min(width, textWidth(culprit.who)) + 3, ' ').append(culprit.evidence);
         page.line(line);
     }
-    if (!text.after.empty()) page.line("   " + text.after);
+    if (!text.after.empty()) page.clauses("   " + text.after);
     if (!why.worst.empty())
         page.line("   in " + countText(static_cast<double>(why.intervals)) + " intervals, " +
                   spanText(static_cast<double>(why.lasted_us) / 1e6) + ", from " + safeText(why.since) + " to " +
@@ -138,10 +138,10 @@ static void showFinding(const Interval& interval, const WhyRow& why, Page& page)
 
 void showWhy(const Interval& interval, const View&, Page& page) {
     if (!isJudged(interval)) return page.line("no figures to find causes by");
-    if (interval.why.rows.empty()) return page.line(calmText(interval));
+    if (interval.why.rows.empty()) return page.clauses(calmText(interval));
     for (auto& why : interval.why.rows) showFinding(interval, why, page);
     const auto nearest = nearestText(interval);
-    if (!nearest.empty()) page.line("not under pressure (nearest): " + nearest, Tone::Dim);
+    if (!nearest.empty()) page.clauses("not under pressure (nearest): " + nearest, Tone::Dim);
 }
 
 // --- The line

@@ -46,6 +46,32 @@ TEST(Texts, ControlsDoNotReachATerminal) {
     EXPECT_EQ(cutToWidth("a\xE6\x97\xA5z", 2), "a");
 }
 
+static std::string cutLine(size_t width, const char* text, bool clauses) {
+    Page page(width, false);
+    if (clauses) page.clauses(text);
+    else page.line(text);
+    return page.text();
+}
+
+TEST(Page, ClausesAreLeftOutWhole) {
+    const char* const text = "9 processes: 2 ran, 1 shown; CPU 99.4%, irq 1%";
+    EXPECT_EQ(cutLine(0, text, true), std::string(text) + "\n");
+    EXPECT_EQ(cutLine(46, text, true), std::string(text) + "\n");
+    EXPECT_EQ(cutLine(45, text, true), "9 processes: 2 ran, 1 shown; CPU 99.4%\n");
+    EXPECT_EQ(cutLine(38, text, true), "9 processes: 2 ran, 1 shown; CPU 99.4%\n");
+    EXPECT_EQ(cutLine(37, text, true), "9 processes: 2 ran, 1 shown\n");
+    EXPECT_EQ(cutLine(5, text, true), "9 pro\n"); // not even one fits
+}
+
+TEST(Page, NoNumberIsCutInHalf) {
+    EXPECT_EQ(cutLine(7, "at 5678 bytes", false), "at 5678\n");
+    EXPECT_EQ(cutLine(6, "at 5678 bytes", false), "at\n");
+    EXPECT_EQ(cutLine(5, "at 5.8G", false), "at\n");
+    EXPECT_EQ(cutLine(6, "at 5.8G", false), "at\n");
+    EXPECT_EQ(cutLine(9, "cc1plus[20257]", false), "cc1plus[\n");
+    EXPECT_EQ(cutLine(3, "12345", false), "\n");
+}
+
 static constexpr Column Columns[] = {
     {"NAME", 6, 0, true},
     {"a/s", 4, 2, false},
@@ -83,6 +109,6 @@ TEST(Tables, ANoteStandsBesideTheTitlesOrBelowTheRows) {
 
 TEST(Tables, ColoursTakeNoRoom) {
     Page page(8, true);
-    page.line("0123456789", Tone::Bad);
-    EXPECT_EQ(page.text(), "\x1B[1;31m01234567\x1B[0m\n");
+    page.line("abcdefghij", Tone::Bad);
+    EXPECT_EQ(page.text(), "\x1B[1;31mabcdefgh\x1B[0m\n");
 }

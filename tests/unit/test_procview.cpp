@@ -65,7 +65,7 @@ TEST(ProcView, ARowSaysWhatAProcessDid) {
     EXPECT_EQ(shown(interval, {}, 80),
               "PROC     pid user     S  cpu% wait%   rss  +mem rMB/s wMB/s command\n"
               "        4411 root     D  31.0   0.4  9.1M -2.0K   0.0 183.0 rsync -a /srv\\x1B[2J\n"
-              "412 processes: 38 ran, 1 shown, 2 blocked, 1 zombie; 28 started, 27 ended; CPU a\n");
+              "412 processes: 38 ran, 1 shown, 2 blocked, 1 zombie; 28 started, 27 ended\n");
 }
 
 TEST(ProcView, NothingHappened) {
