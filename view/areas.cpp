@@ -55,7 +55,7 @@ static constexpr Area Areas[] = {
     {"file",     "open files that moved or were written, with process, path, filesystem and disk",
                  "/proc/self/fdinfo, /proc/1/fdinfo", fileSorts, false, showFiles},
     {"sock",     "sockets of all network namespaces: states, listeners, queues, bytes, retransmissions, owners",
-                 "sock_diag, /proc/net/snmp, /proc/net/sockstat, /proc/self/fd", socketSorts, false, showSockets},
+                 "sock_diag, /proc/net/snmp, /proc/net/sockstat, /proc/1/fd, /proc/1/ns/net", socketSorts, false, showSockets},
     {"self",     "what wyrt itself costs, and what it could not do",
                  "/proc/self", nullptr, false, showSelf},
 };
