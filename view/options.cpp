@@ -11,7 +11,7 @@
 // clang-format off
 static constexpr TableOption Options[] = {
     {"-n,--rows",    "ROWS",   "at the most so many rows in a table",              &TableWords::rows,    nullptr},
-    {"--sort",       "WORD",   "what most of comes first, see below",             &TableWords::sort,    nullptr},
+    {"--sort",       "WORD",   "rows with most of it come first, see below",      &TableWords::sort,    nullptr},
     {"-u,--user",    "USER",   "processes of these users (names or numbers)",      &TableWords::user,    nullptr},
     {"-p,--pid",     "PID",    "these processes: 811 or 811,4411",                 &TableWords::pid,     nullptr},
     {"--command",    "REGEX",  "processes whose name or command line matches",     &TableWords::command, nullptr},
@@ -78,6 +78,8 @@ std::string takeTableWords(const TableWords& typed, ViewRow& view) {
             return std::string(text.name) + " takes at most " + std::to_string(MostText) + " bytes";
         if (text.to) *text.to = *text.from;
     }
+    // All paths of groups begin with a slash.
+    if (!view.cgroup.empty() && view.cgroup.front() != '/') view.cgroup.insert(0, "/");
     if (typed.rows) {
         uint64_t rows = 0;
         if (!toNumber(std::string_view(*typed.rows), rows) || rows == 0)

@@ -140,6 +140,16 @@ TEST(TableOptions, WhatIsTypedReplacesWhatWas) {
     EXPECT_TRUE(view.tree && view.by.empty());
 }
 
+TEST(TableOptions, PathsOfGroupsBeginWithASlash) {
+    for (const char* typed : {"system.slice", "/system.slice"}) {
+        TableWords words;
+        words.cgroup = typed;
+        ViewRow view;
+        EXPECT_EQ(takeTableWords(words, view), "");
+        EXPECT_EQ(view.cgroup, "/system.slice");
+    }
+}
+
 TEST(TableOptions, WhatIsRefused) {
     const auto why = [](auto set) {
         TableWords typed;
