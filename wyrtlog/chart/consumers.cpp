@@ -10,11 +10,11 @@ static constexpr size_t MostLevels = 200000;
 
 // --- Processes
 
-// CPU time that was used, whoever did it, in microseconds.
+// CPU time that was used, whoever did it, in microseconds. What the host took away (steal) was used by nobody here.
 static double usedCpu(const Interval& interval) {
     const auto* row = interval.cpu.one();
     return row ? valueOf(row->user_us) + valueOf(row->nice_us) + valueOf(row->system_us) + valueOf(row->irq_us) +
-                     valueOf(row->softirq_us) + valueOf(row->steal_us)
+                     valueOf(row->softirq_us)
                : 0;
 }
 
