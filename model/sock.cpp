@@ -1,5 +1,7 @@
 #include "model/sock.h"
 
+#include "model/amounts.h"
+
 #include <algorithm>
 #include <unordered_map>
 
@@ -58,9 +60,6 @@ static void spaceRow(const SockSample& sample, const SockSpace& space, const Pro
         if (space.lost) row.ended = space.ended, row.reports_lost = space.lost;
     }
     if (!space.paired || !is.known) return;
-    const auto grown = [](uint64_t before, uint64_t after) {
-        return after < before ? std::optional<uint64_t>() : std::optional(after - before);
-    };
     row.connects = grown(was.tcp.connects, is.tcp.connects), row.accepts = grown(was.tcp.accepts, is.tcp.accepts);
     row.failed = grown(was.tcp.failed, is.tcp.failed), row.resets = grown(was.tcp.resets, is.tcp.resets);
     row.segments_in = grown(was.tcp.segments_in, is.tcp.segments_in);
@@ -161,7 +160,6 @@ struct Candidate {
 
     uint64_t received() const { return before ? socket->counters.received - before->received : 0; }
     uint64_t sent() const { return before ? socket->counters.sent - before->sent : 0; }
-    static uint64_t grown32(uint32_t from, uint32_t to) { return static_cast<uint32_t>(to - from); }
     uint64_t of(uint32_t SocketCounters::* counter) const {
         return before ? grown32(before->*counter, socket->counters.*counter) : 0;
     }

@@ -5,7 +5,7 @@
 #include "view/order.h"
 
 #include <algorithm>
-#include <cstring>
+#include <span>
 #include <vector>
 
 // --- Whose children
@@ -65,7 +65,7 @@ static void showParents(std::span<const ChurnRow* const> rows, double elapsed_us
 
 // --- How those ended that a sample saw
 
-// "signal 9 (Killed)" or "code 3".
+// "signal 9 KILL" or "code 3".
 static std::string endText(const ExitRow& row) {
     if (row.signal.value_or(0) == 0) return "code " + std::to_string(row.code.value_or(0));
     std::string text = "signal " + std::to_string(*row.signal);

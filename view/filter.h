@@ -17,8 +17,8 @@ struct Owner {
     std::string_view user, name, command, cgroup;
 };
 
-// Whether `path` is the group `above` or below it. Blanks and slashes at the end of `above` do not count; without
-// `above` every group is below it.
+// Whether `path` is the group `above` or below it. Slashes at the end of `above` do not count; without `above` every
+// group is below it.
 bool isGroupBelow(std::string_view path, std::string_view above);
 
 class Filter {

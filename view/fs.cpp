@@ -5,12 +5,15 @@
 #include <algorithm>
 #include <vector>
 
-// "stuck since 14:05:08"
+// "stuck since 14:05:08"; with the day when that was not in the last 24 hours.
 static std::string stuckText(Moment end, uint64_t stuck_us) {
+    constexpr uint64_t DayUs = 86400000000;
+    constexpr size_t Date = 10, Time = 8; // characters
     end.epoch_ms -= static_cast<int64_t>(stuck_us / 1000);
     std::string text;
     appendMoment(text, end);
-    return "stuck since " + text.substr(11, 8);
+    const auto day = stuck_us >= DayUs ? text.substr(0, Date) + " " : std::string();
+    return "stuck since " + day + text.substr(Date + 1, Time);
 }
 
 // Its device without the folder of devices, and its type.

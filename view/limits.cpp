@@ -40,9 +40,7 @@ void showLimits(const Interval& interval, const View&, Page& page) {
                                                                           : use.value_or(0) >= NearLimit ? Tone::Notice
                                                                                                          : Tone::Plain);
         table.cell(number(row.use)), table.cell(number(row.limit));
-        table.cell(row.reached && all.elapsed_us > 0 ? countText(static_cast<double>(*row.reached) / all.seconds())
-                                                     : std::string(NoValue),
-                   reached ? Tone::Notice : Tone::Plain);
+        table.cell(rateText(row.reached, all.seconds()), reached ? Tone::Notice : Tone::Plain);
     }
     if (table.empty()) return showNearest(all.rows, page);
     table.show(page);

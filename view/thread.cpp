@@ -82,9 +82,7 @@ void showThreads(const Interval& interval, const View& view, Page& page) {
     Table table(Columns);
     for (auto& row : rows) {
         const auto share = [&](const std::optional<uint64_t>& us) { table.cell(percentText(us, elapsed_us)); };
-        const auto rate = [&](const std::optional<uint64_t>& count) {
-            table.cell(count && elapsed_us > 0 ? countText(valueOf(count) * 1e6 / elapsed_us) : std::string(NoValue));
-        };
+        const auto rate = [&](const std::optional<uint64_t>& count) { table.cell(rateText(count, elapsed_us / 1e6)); };
         table.cell(std::to_string(row.tid)), table.cell(std::to_string(row.pid));
         table.cell(row.state ? safeText({&row.state, 1}) : std::string(NoValue),
                    row.state == 'D' ? Tone::Notice : Tone::Plain);

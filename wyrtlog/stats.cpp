@@ -97,12 +97,12 @@ static std::string valueText(const SheetColumn& column, double value) {
     const bool rate = column.role == Role::Amount;
     const auto end = [&](std::string text) { return rate ? text + "/s" : text; };
     if (column.unit == "us") return rate ? fixedText(value / 1e4, 1) + "%" : fixedText(value / 1e3, 1) + "ms";
-    if (column.unit == "B") return end(value < 0 ? "-" + sizeText(-value) : sizeText(value));
-    if (column.unit == "B/s") return (value < 0 ? "-" + sizeText(-value) : sizeText(value)) + "/s";
+    if (column.unit == "B") return end(sizeText(value));
+    if (column.unit == "B/s") return sizeText(value) + "/s";
     if (column.unit == "bit/s") return bitsText(value);
     if (column.unit == "%") return fixedText(value, 1) + "%";
     if (column.unit == "s") return spanText(value);
-    return end(value < 0 ? "-" + countText(-value) : countText(value));
+    return end(countText(value));
 }
 
 // The day only where the span has several.
@@ -308,7 +308,8 @@ int stats(const Asked& asked) {
     Page page(out.width(), out.colored());
     std::string title = safeText(host) + "  ";
     appendMoment(title, from), title += " to ", appendMoment(title, to);
-    page.line(title + "  " + std::to_string(intervals.given()) + " intervals", Tone::Title);
+    title += "  " + std::to_string(intervals.given()) + (intervals.given() == 1 ? " interval" : " intervals");
+    page.line(title, Tone::Title);
     page.line("");
     const bool withDay = timeText(from, true).substr(0, 10) != timeText(to, true).substr(0, 10);
     for (auto& area : Areas)
