@@ -87,7 +87,7 @@ struct HttpReceiver::State {
         if (easy) curl_easy_cleanup(easy);
         if (multi) curl_multi_cleanup(multi);
     }
-    std::optional<CURLcode> perform(Signals& signals);
+    std::optional<CURLcode> perform(Signals& until);
 };
 
 // What a receiver says after its first words is read and forgotten.
@@ -121,7 +121,7 @@ HttpReceiver::HttpReceiver(HttpSettings what, Signals& ending)
 HttpReceiver::~HttpReceiver() = default;
 
 // Waits for the end of the transfer. None: a signal came first.
-std::optional<CURLcode> HttpReceiver::State::perform(Signals& signals) {
+std::optional<CURLcode> HttpReceiver::State::perform(Signals& until) {
     curl_multi_add_handle(multi, easy);
     std::optional<CURLcode> result;
     bool ended = false;
@@ -132,10 +132,10 @@ std::optional<CURLcode> HttpReceiver::State::perform(Signals& signals) {
             if (message->msg == CURLMSG_DONE) result = message->data.result;
         if (result) break;
         constexpr int Period = 1000; // milliseconds
-        curl_waitfd ending{signals.handle(), CURL_WAIT_POLLIN, 0};
+        curl_waitfd ending{until.handle(), CURL_WAIT_POLLIN, 0};
         if (curl_multi_poll(multi, &ending, ending.fd >= 0 ? 1 : 0, Period, nullptr) != CURLM_OK)
             result = CURLE_FAILED_INIT;
-        ended = signals.end() != 0;
+        ended = until.end() != 0;
     }
     curl_multi_remove_handle(multi, easy);
     return result;
