@@ -40,10 +40,15 @@ static std::string serviceOf(const SockSample& sample, const Socket& socket, uin
 
 // --- Namespaces
 
+std::string spaceNameOf(uint32_t pid, const ProcSample& processes) {
+    const auto* process = processOf(processes, pid);
+    if (!process) return {};
+    return process->group && !process->group->unit.empty() ? process->group->unit : process->name;
+}
+
 static void spaceRow(const SockSample& sample, const SockSpace& space, const ProcSample& processes, NetnsRow& row) {
     row.netns = space.inode, row.own = space.own, row.known = space.known;
-    if (const auto* process = space.own ? nullptr : processOf(processes, space.pid))
-        row.name = process->group && !process->group->unit.empty() ? process->group->unit : process->name;
+    if (!space.own) row.name = spaceNameOf(space.pid, processes);
     if (space.known) {
         row.sockets = 0;
         for (size_t group = 0; group + 1 < SocketGroups; group++) *row.sockets += space.counts[group].sockets;

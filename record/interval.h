@@ -45,6 +45,7 @@ struct Interval {
     Rows<FsRow> filesystems;
     Rows<LinksRow> linksTotal;
     Rows<LinkRow> links;
+    Rows<SpaceLinkRow> spaceLinks;
     Rows<AddressRow> addresses;
     Rows<ProtocolsRow> protocolsTotal;
     Rows<ProtocolRow> protocols;
@@ -91,6 +92,7 @@ template <typename I, typename F> void eachKind(I& interval, F&& f) {
     f(FsKind, interval.filesystems);
     f(LinksKind, interval.linksTotal);
     f(LinkKind, interval.links);
+    f(SpaceLinkKind, interval.spaceLinks);
     f(AddressKind, interval.addresses);
     f(ProtocolsKind, interval.protocolsTotal);
     f(ProtocolKind, interval.protocols);

@@ -1,4 +1,5 @@
-// Network interfaces (LINK), their addresses (ADDR), and all interfaces together (LINKS).
+// Network interfaces (LINK), those of other network namespaces (NSLINK), their addresses (ADDR), and all interfaces
+// together (LINKS).
 #pragma once
 
 #include "record/kind.h"
@@ -43,6 +44,22 @@ inline constexpr auto LinkKind = kind<LinkRow>(
     amount("tx_aborted", "", &LinkRow::tx_aborted), amount("tx_carrier", "", &LinkRow::tx_carrier),
     amount("tx_fifo", "", &LinkRow::tx_fifo), amount("tx_heartbeat", "", &LinkRow::tx_heartbeat),
     amount("tx_window", "", &LinkRow::tx_window));
+
+// An interface of a network namespace that wyrt does not run in. A few namespaces are read in a sample, so each row has
+// a span of its own.
+struct SpaceLinkRow : LinkTraffic {
+    uint64_t netns = 0;              // inode of the namespace
+    std::string name;                // of the interface
+    std::string space;               // the container, pod, unit or process that it belongs to
+    std::optional<uint64_t> span_us; // since the namespace was read last: the traffic's time
+};
+inline constexpr auto SpaceLinkKind = kind<SpaceLinkRow>(
+    "NSLINK", id("netns", &SpaceLinkRow::netns), id("name", &SpaceLinkRow::name), label("space", &SpaceLinkRow::space),
+    amount("span", "us", &SpaceLinkRow::span_us), amount("rx_bytes", "B", &SpaceLinkRow::rx_bytes),
+    amount("tx_bytes", "B", &SpaceLinkRow::tx_bytes), amount("rx_packets", "", &SpaceLinkRow::rx_packets),
+    amount("tx_packets", "", &SpaceLinkRow::tx_packets), amount("rx_errors", "", &SpaceLinkRow::rx_errors),
+    amount("tx_errors", "", &SpaceLinkRow::tx_errors), amount("rx_dropped", "", &SpaceLinkRow::rx_dropped),
+    amount("tx_dropped", "", &SpaceLinkRow::tx_dropped));
 
 // The packets that entered and left the machine: without loopback, and each counted at one interface only.
 struct LinksRow : LinkTraffic {

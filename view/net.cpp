@@ -78,6 +78,25 @@ static std::string addressText(std::string_view addresses, size_t width) {
     return safeText(addresses);
 }
 
+// Those of other network namespaces, with most traffic first.
+static std::vector<const SpaceLinkRow*> othersOf(const Interval& interval) {
+    std::vector<const SpaceLinkRow*> rows;
+    for (auto& row : interval.spaceLinks.rows)
+        if (isActive(row) && row.name != "lo") rows.push_back(&row);
+    std::stable_sort(rows.begin(), rows.end(), [](auto* a, auto* b) {
+        return valueOf(a->rx_bytes) + valueOf(a->tx_bytes) > valueOf(b->rx_bytes) + valueOf(b->tx_bytes);
+    });
+    return rows;
+}
+
+// A namespace is not read in each sample, so its traffic has a time of its own.
+static void otherCells(const SpaceLinkRow& row, Table& table) {
+    table.cell(safeText(row.name));
+    figureCells(trafficFigures(row, valueOf(row.span_us) / 1e6), table);
+    table.cell(""), table.cell(""), table.cell("");
+    table.cell("in " + (row.space.empty() ? "network " + std::to_string(row.netns) : safeText(row.space)));
+}
+
 static std::string countOf(uint64_t number, std::string_view what) {
     return std::to_string(number) + " " + std::string(what) + (number == 1 ? "" : "s");
 }
@@ -98,7 +117,8 @@ void showNet(const Interval& interval, const View& view, Page& page) {
     };
     const auto* all = interval.linksTotal.one();
     if (!all) return;
-    if (all->idle == all->links) {
+    const auto others = othersOf(interval);
+    if (all->idle == all->links && others.empty()) {
         size_t used = 0;
         page.piece("NET", used, Tone::Title);
         page.piece("  " + countOf(all->links, "interface") + ", idle", used);
@@ -123,10 +143,11 @@ void showNet(const Interval& interval, const View& view, Page& page) {
         figureCells(netFigures(interval), table);
         table.cell(""), table.cell(""), table.cell("");
         const uint64_t shown = std::min<uint64_t>(rows.size(), view.rowsOr(Most)), active = all->links - all->idle;
-        std::string others = all->idle ? std::to_string(all->idle) + " idle" : std::string();
-        if (active > shown) others += (others.empty() ? "" : ", ") + std::to_string(active - shown) + " not shown";
-        table.cell(others);
+        std::string note = all->idle ? std::to_string(all->idle) + " idle" : std::string();
+        if (active > shown) note += (note.empty() ? "" : ", ") + std::to_string(active - shown) + " not shown";
+        table.cell(note);
         if (view.extremes) view.extremes->rows("NET", table, SpeedToAddress);
     }
+    for (size_t i = 0; i < std::min(others.size(), view.rowsOr(Most)); i++) otherCells(*others[i], table);
     table.show(page);
 }

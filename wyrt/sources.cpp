@@ -10,6 +10,7 @@
 #include "model/limits.h"
 #include "model/memory.h"
 #include "model/net.h"
+#include "model/netspaces.h"
 #include "model/pressure.h"
 #include "model/proc.h"
 #include "model/procshown.h"
@@ -158,11 +159,13 @@ public:
 };
 
 // What sources have in common.
+class SockSource;
 struct Shared {
     const Root& root;
     Helper& helper;
     const ViewRow& asked;
     const ProcSource* processes = nullptr; // made before the sources that need it
+    const SockSource* sockets = nullptr;
 };
 
 class ThreadSource : public Source {
@@ -219,6 +222,23 @@ public:
     void sample() override { sampler.sample(processes.ran(), processes.sampled().gone, sockets); }
     uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override { sockRows(sockets, processes.sampled(), asked, interval); }
+    const ProcSample& ofProcesses() const { return processes.sampled(); }
+    const SockSample& sampled() const { return sockets; }
+};
+
+// The interfaces of other network namespaces, which the area of sockets finds.
+class NetSpaceSource : public Source {
+    NetSpaceSampler sampler;
+    NetSpaceSample links;
+    const SockSource& sockets;
+
+public:
+    NetSpaceSource(const Root& root, const SockSource& found) : sampler(root), sockets(found) {}
+    void sample() override { sampler.sample(sockets.sampled().spaces, links); }
+    uint64_t notAllowed() const override { return sampler.notAllowed(); }
+    void rows(Interval& interval) override {
+        netSpaceRows(links, sockets.ofProcesses(), interval.complete, interval.spaceLinks);
+    }
 };
 } // namespace
 
@@ -235,6 +255,17 @@ static std::unique_ptr<Source> makeProcesses(Shared& shared) {
     auto source = std::make_unique<ProcSource>(shared.root, shared.helper, shared.asked);
     shared.processes = source.get();
     return source;
+}
+
+static std::unique_ptr<Source> makeSockets(Shared& shared) {
+    auto source = std::make_unique<SockSource>(shared);
+    shared.sockets = source.get();
+    return source;
+}
+
+// Null: nothing looks for network namespaces.
+static std::unique_ptr<Source> makeNetSpaces(Shared& shared) {
+    return shared.sockets ? std::make_unique<NetSpaceSource>(shared.root, *shared.sockets) : nullptr;
 }
 
 template <typename Sampler, typename Sample, auto Fill> static std::unique_ptr<Source> make(Shared& shared) {
@@ -265,7 +296,8 @@ static constexpr Maker Makers[] = {
     {"thread",                     makeOfProcesses<ThreadSource>},
     {"churn why",                  makeOfProcesses<ChurnSource>},
     {"file why",                   makeOfProcesses<FileSource>},
-    {"sock proc why",              makeOfProcesses<SockSource>},
+    {"sock proc why",              makeSockets},
+    {"net",                        makeNetSpaces},
     {"volumes disk file why",      makeSource<VolumeSource>},
 };
 // clang-format on
@@ -286,6 +318,7 @@ std::vector<std::unique_ptr<Source>> makeSources(std::string_view areas, const R
     // The usual tables begin with a line of findings.
     const std::string words = std::string(areas) + (needsFindings(areas) ? " why" : "");
     for (const auto& maker : Makers)
-        if (maker.areas.empty() || anyOf(maker.areas, words)) sources.push_back(maker.make(shared));
+        if (maker.areas.empty() || anyOf(maker.areas, words))
+            if (auto source = maker.make(shared)) sources.push_back(std::move(source));
     return sources;
 }

@@ -22,6 +22,7 @@ static constexpr MetricKind Kinds[] = {
     {"FS",       "filesystem",   {{{"mount", "mount"}, {"dev", "device"}}}, {"source", "type"}},
     {"LINKS",    "links",        {}, {}},
     {"LINK",     "link",         {{{"name", "interface"}, {"index", "index"}}}, {"kind", "state", "master"}},
+    {"NSLINK",   "network_interface", {{{"netns", "netns"}, {"name", "interface"}}}, {"space"}},
     {"PROTO",    "protocol",     {{{"protocol", "protocol"}, {"name", "name"}}}, {}},
     {"NETNS",    "network",      {{{"netns", "netns"}}}, {"name"}},
     {"SOCKS",    "sockets",      {{{"netns", "netns"}, {"protocol", "protocol"}, {"family", "family"}}}, {}},
