@@ -299,6 +299,8 @@ VolumeMap volumeMap(const VolumeSample& sample) {
     }
     for (auto& device : sample.devices)
         if (!isHidden(device)) builder.addDevice(device);
+    for (auto& device : sample.devices)
+        if (!device.dmName.empty()) builder.map.mapped[devOf(device)] = labelOf(device);
     for (auto& device : sample.devices) builder.addEdges(device);
     for (auto& volume : sample.btrfs) builder.addBtrfs(volume);
     builder.addMounts();

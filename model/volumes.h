@@ -4,6 +4,7 @@
 #include "record/volumes.h"
 #include "sample/volumes.h"
 
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
@@ -14,6 +15,7 @@ struct VolumeMap {
     std::vector<HoldsRow> holds;
     std::vector<MountRow> mounts;
     std::vector<VolumeGroupRow> groups;
+    std::map<std::string, std::string, std::less<>> mapped; // volumes of all mapped devices by dev, hidden ones, too
 };
 
 VolumeMap volumeMap(const VolumeSample& sample);

@@ -24,6 +24,7 @@ struct DiskRow : DiskActivity {
     std::string kind;       // disk, partition, dm, md, bcache, loop, ram, zram, path
     bool stacked = false;   // stands on other devices, which count the same transfers: not part of DISKS
     uint64_t in_flight = 0; // requests at the end
+    std::string volume;     // of a mapped device, whose own name is a number: vg/lv, or the name of the map
     std::string holds;      // what stands on it, in short: "vg_data: backup /srv/backup, p1 /boot"
 };
 inline constexpr auto DiskKindOf = kind<DiskRow>(
@@ -36,7 +37,7 @@ inline constexpr auto DiskKindOf = kind<DiskRow>(
     amount("discard_bytes", "B", &DiskRow::discard_bytes), amount("discard_us", "us", &DiskRow::discard_us),
     amount("flushes", "", &DiskRow::flushes), amount("flush_us", "us", &DiskRow::flush_us),
     amount("busy_us", "us", &DiskRow::busy_us), amount("queue_us", "us", &DiskRow::queue_us),
-    level("in_flight", "", &DiskRow::in_flight), label("holds", &DiskRow::holds));
+    level("in_flight", "", &DiskRow::in_flight), label("volume", &DiskRow::volume), label("holds", &DiskRow::holds));
 
 // All devices that stand on no other, but for loop, ram and zram, whose transfers are those of files or of memory.
 struct DisksRow : DiskActivity {

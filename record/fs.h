@@ -11,6 +11,7 @@ struct FsRow {
     std::string point;  // where it is mounted
     std::string device; // 8:1; a number of its own (0:45) for one that is on no single disk
     std::string source, type;
+    std::string volume; // where its device is a mapped one: vg/lv, or the name of the map
     bool remote = false, read_only = false;
     std::optional<uint64_t> size, used, available; // bytes; available to ordinary users
     std::optional<uint64_t> inodes, inodes_free;   // none: it does not count them
@@ -22,12 +23,12 @@ struct FsRow {
 };
 inline constexpr auto FsKind = kind<FsRow>(
     "FS", id("mount", &FsRow::point), id("dev", &FsRow::device), label("source", &FsRow::source),
-    label("type", &FsRow::type), level("remote", "", &FsRow::remote), level("read_only", "", &FsRow::read_only),
-    level("size", "B", &FsRow::size), level("used", "B", &FsRow::used), level("available", "B", &FsRow::available),
-    level("inodes", "", &FsRow::inodes), level("inodes_free", "", &FsRow::inodes_free),
-    amount("growth", "B", &FsRow::growth), level("growth_rate", "B/s", &FsRow::growth_rate),
-    level("full_in", "s", &FsRow::full_in_s), level("stuck", "us", &FsRow::stuck_us),
-    level("error", "", &FsRow::error));
+    label("type", &FsRow::type), label("volume", &FsRow::volume), level("remote", "", &FsRow::remote),
+    level("read_only", "", &FsRow::read_only), level("size", "B", &FsRow::size), level("used", "B", &FsRow::used),
+    level("available", "B", &FsRow::available), level("inodes", "", &FsRow::inodes),
+    level("inodes_free", "", &FsRow::inodes_free), amount("growth", "B", &FsRow::growth),
+    level("growth_rate", "B/s", &FsRow::growth_rate), level("full_in", "s", &FsRow::full_in_s),
+    level("stuck", "us", &FsRow::stuck_us), level("error", "", &FsRow::error));
 
 struct FsTotalRow {
     uint64_t filesystems = 0;

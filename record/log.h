@@ -104,7 +104,6 @@ private:
     void takeHeadLine(std::string_view line, size_t& cells);
     bool takeView(std::string_view line);
     template <typename Kind> std::vector<size_t> placesIn(const Kind& kind) const;
-    void makePlans();
     bool takeLines(Interval& interval);
     bool takeRows(const LineRun& run, Interval& interval);
 };

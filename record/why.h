@@ -12,7 +12,7 @@
 // A finding: a figure is beyond its limit.
 struct WhyRow {
     uint64_t rank = 0;    // 1 is the worst
-    std::string resource; // CPU, MEMORY, DISK, FS, QUOTA, LINK, LIMIT, FORKS, BLOCKED
+    std::string resource; // CPU, MEMORY, DISK, FS, QUOTA, LINK, LIMIT, FORKS, BLOCKED, LISTEN, TCP, SOCKET
     std::string object;   // which one: sdb, /srv/backup, a group's path; empty: the machine
     std::string rule;     // the limit that it is beyond, as --limit names it: "disk.wait"
     std::string figure;   // what was measured: "writes wait"
@@ -29,7 +29,7 @@ struct WhyRow {
     uint64_t intervals = 1;   // in which it was one
     uint64_t lasted_us = 0;   // their time
     std::string worst;        // time of the worst, whose figures these are; empty: there is only one
-    std::string since, until; // end of the first, of the last; empty: there is only one
+    std::string since, until; // start of the first, end of the last; empty: there is only one
 };
 inline constexpr auto WhyKind =
     kind<WhyRow>("WHY", id("rank", &WhyRow::rank), id("resource", &WhyRow::resource), id("object", &WhyRow::object),
@@ -105,10 +105,4 @@ inline const WhoRow* firstCulprit(const Rows<WhoRow>& culprits) {
     for (auto& row : culprits.rows)
         if (row.pid && row.mark != '?' && (!first || row.rank < first->rank)) first = &row;
     return first;
-}
-// Whether a finding names the process.
-inline bool isCulprit(const Rows<WhoRow>& culprits, uint64_t pid, uint64_t start) {
-    for (auto& row : culprits.rows)
-        if (row.pid == pid && row.start == start) return true;
-    return false;
 }

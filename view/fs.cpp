@@ -16,9 +16,9 @@ static std::string stuckText(Moment end, uint64_t stuck_us) {
     return "stuck since " + day + text.substr(Date + 1, Time);
 }
 
-// Its device without the folder of devices, and its type.
+// Its volume, or its device without the folder of devices, and its type.
 static std::string sourceText(const FsRow& row) {
-    std::string_view source = row.source;
+    std::string_view source = row.volume.empty() ? row.source : row.volume;
     for (std::string_view folder : {"/dev/mapper/", "/dev/"})
         if (source.starts_with(folder)) {
             source.remove_prefix(folder.size());

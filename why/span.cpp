@@ -14,6 +14,10 @@ static std::string textOf(Moment moment) {
     return text;
 }
 
+static Moment beginOf(const Interval& interval) {
+    return {interval.time.epoch_ms - interval.elapsed_us / 1000, interval.time.offset_min};
+}
+
 void Span::addDoer(const WhoRow& row, Entry& entry) {
     if (row.mark == '?') {
         entry.rest = row.name;
@@ -37,7 +41,7 @@ void Span::add(const Interval& interval) {
         if (entries.size() >= MostEntries && !entries.contains(key)) continue;
         auto& entry = entries[key];
         const bool first = entry.worst.since.empty();
-        const auto since = first ? textOf(interval.time) : entry.worst.since;
+        const auto since = first ? textOf(beginOf(interval)) : entry.worst.since;
         const uint64_t before = first ? 0 : entry.worst.intervals;
         const uint64_t lasted_us =
             entry.worst.lasted_us + static_cast<uint64_t>(std::max<int64_t>(interval.elapsed_us, 0));

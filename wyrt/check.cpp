@@ -24,7 +24,7 @@ static constexpr Unlock Unlocks[] = {
     {"/proc/pressure",  "needs Linux 4.20 with PSI, and the kernel parameter psi=1 where it is off"},
     {"/sys/fs/cgroup",  "mount the control groups: mount -t cgroup2 none /sys/fs/cgroup"           },
     {"/run/udev/data",  "udev does not run here; names come from /sys alone"                       },
-    {"/proc/1/",        "/proc hides the processes of others (hidepid); run it as root"            },
+    {"/proc/1/",        "needs root where /proc is mounted with hidepid"                           },
     {"/proc/net/snmp6", "IPv6 is off: the kernel parameter ipv6.disable"                           },
 };
 

@@ -67,13 +67,15 @@ static void fillLimits(const LimitSample* before, const LimitSample& now, Interv
 }
 
 namespace {
-// The map has rows in the first interval of a log and whenever something in it has changed. The disks and files of the
-// interval, which come before it in the list, are told what they hold and where they are.
+// The map has rows in the first interval of a log and whenever something in it has changed. The disks,
+// filesystems and files of the interval, which come before it in the list, get from it what they hold and where they
+// are.
 class VolumeSource : public Source {
     VolumeSampler sampler;
-    Interval map;                                         // as it is now
-    std::map<std::string, std::string, std::less<>> held; // what was asked for so far, by device number
-    std::map<std::string, VolumePlace> places;            // the same, of filesystems, by device number and mount
+    Interval map;                                           // as it is now
+    std::map<std::string, std::string, std::less<>> mapped; // volumes of mapped devices, by device number
+    std::map<std::string, std::string, std::less<>> held;   // what was asked for so far, by device number
+    std::map<std::string, VolumePlace> places;              // the same, of filesystems, by device number and mount
     bool known = false, changed = true;
 
     template <typename Row> static void put(Rows<Row>& to, std::vector<Row>&& rows) {
@@ -86,9 +88,15 @@ class VolumeSource : public Source {
         put(map.holds, std::move(made.holds));
         put(map.mounts, std::move(made.mounts));
         put(map.volumeGroups, std::move(made.groups));
+        mapped = std::move(made.mapped);
         held.clear();
         places.clear();
         known = true;
+    }
+
+    std::string_view volumeOf(const std::string& device) const {
+        const auto found = mapped.find(device);
+        return found == mapped.end() ? std::string_view() : found->second;
     }
 
     void setPlaces(Interval& interval) {
@@ -117,8 +125,9 @@ public:
         for (auto& disk : interval.disks.rows) {
             auto found = held.find(disk.device);
             if (found == held.end()) found = held.emplace(disk.device, holds(map, disk.device)).first;
-            disk.holds = found->second;
+            disk.holds = found->second, disk.volume = volumeOf(disk.device);
         }
+        for (auto& filesystem : interval.filesystems.rows) filesystem.volume = volumeOf(filesystem.device);
         setPlaces(interval);
     }
 };
@@ -298,7 +307,7 @@ static constexpr Maker Makers[] = {
     {"file why",                   makeOfProcesses<FileSource>},
     {"sock proc why",              makeSockets},
     {"net",                        makeNetSpaces},
-    {"volumes disk file why",      makeSource<VolumeSource>},
+    {"volumes disk fs file why",   makeSource<VolumeSource>},
 };
 // clang-format on
 

@@ -49,7 +49,6 @@ bool SeriesFormat::head(const LogHead& head, const Sheets& sheets) {
         for (auto& group : groups)
             for (auto& [labels, thing] : group.things)
                 if (thing.host == host->number) thing.alive = false; // until the new run shows it
-        host->volumes.clear();
     }
     groupOf.assign(sheets.sheets().size(), NoGroup);
     columns.assign(sheets.sheets().size(), {});
@@ -167,8 +166,6 @@ SeriesFormat::Thing* SeriesFormat::thingOf(Group& group, const Sheet& sheet, con
     if (summed && group.candidates.size() == MostCandidates) return &othersOf(group);
     if (!summed && !makeRoom(group, false)) return dropped++, nullptr;
     auto thing = made(key, host->number, group.metrics.size());
-    if (group.kind->tag == "DISK" && textOf(sheet, cells, "name").starts_with("dm-"))
-        thing.volume = textOf(sheet, cells, "dev");
     return &(summed ? group.candidates : group.things).emplace(key, std::move(thing)).first->second;
 }
 
@@ -192,13 +189,6 @@ void SeriesFormat::takeInfo(Group& group, const Sheet& sheet, const Cells& cells
     if (thing.details == name) return;
     if (const auto old = group.things.find(thing.details); old != group.things.end()) old->second.alive = false;
     thing.details = name;
-}
-
-void SeriesFormat::takeVolume(const Sheet& sheet, const Cells& cells) {
-    constexpr size_t Most = 10000;
-    const std::string device(textOf(sheet, cells, "dev"));
-    const auto label = textOf(sheet, cells, "label");
-    if (!label.empty() && host->volumes.size() < Most) host->volumes[device] = label;
 }
 
 // False: a cell does not fit its field.
@@ -231,7 +221,6 @@ bool SeriesFormat::line(const Sheet& sheet, const Cells& cells, std::string_view
     if (groupOf[sheet.number] == NoGroup) return true;
     if (!host) return dropped++, true;
     auto& group = groups[groupOf[sheet.number]];
-    if (group.kind->tag == "VOLUME") takeVolume(sheet, cells);
     bool ids = false, identified = false;
     for (auto& column : sheet.columns)
         if (column.role == Role::Id) ids = true, identified |= !cells[column.place].empty();
@@ -301,11 +290,6 @@ void SeriesFormat::give(Group& group, Thing& thing, int64_t at_ms, bool levels) 
 }
 
 void SeriesFormat::giveAll(Group& group, Thing& thing) {
-    if (!thing.volume.empty()) {
-        if (const auto volume = host->volumes.find(thing.volume); volume != host->volumes.end())
-            addLabel(thing.labels, "volume", cutLabel(volume->second));
-        thing.volume.clear();
-    }
     if (thing.info) {
         if (!thing.alive || thing.last_ms == Never || end_ms - thing.last_ms >= Heartbeat) {
             thing.alive = true;

@@ -16,7 +16,6 @@ public:
     // One thing with all its series.
     struct Thing {
         std::string labels; // as the format has them
-        std::string volume; // of a device-mapper disk its device number, until its label is known
         size_t host = 0;
         bool alive = true;                   // the run at hand has shown it
         bool touched = false;                // in this interval
@@ -45,8 +44,7 @@ private:
         std::string lastRun; // of the last interval that was counted
         uint64_t last = 0;   // its number
         int64_t last_ms = Never;
-        bool loaded = false;                                     // nothing was counted since the totals were loaded
-        std::map<std::string, std::string, std::less<>> volumes; // labels of device-mapper volumes by device number
+        bool loaded = false; // nothing was counted since the totals were loaded
     };
     const std::string word;
     const SeriesChoice wanted;
@@ -73,7 +71,6 @@ private:
     void admit(Group& group);
     void giveAll(Group& group, Thing& thing);
     void give(Group& group, Thing& thing, int64_t at_ms, bool levels);
-    void takeVolume(const Sheet& sheet, const Cells& cells);
     bool isCounted(const Interval& interval) const;
 
 protected:

@@ -4,12 +4,12 @@
 #include "base/door.h"
 #include "base/program.h"
 #include "base/refusal.h"
-#include "wyrtlog/answers.h"
-#include "wyrtlog/httpserver.h"
 #include "wyrtlog/intervals.h"
-#include "wyrtlog/reporter.h"
-#include "wyrtlog/scrape.h"
 #include "wyrtlog/seriesoptions.h"
+#include "wyrtlog/serve/answers.h"
+#include "wyrtlog/serve/httpserver.h"
+#include "wyrtlog/serve/reporter.h"
+#include "wyrtlog/serve/scrape.h"
 #include "wyrtlog/statefile.h"
 
 #include <algorithm>

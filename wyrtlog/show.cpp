@@ -10,6 +10,8 @@
 #include "wyrtlog/intervals.h"
 #include "wyrtlog/output.h"
 
+#include <utility>
+
 // What the log was shown with, but for what is asked for now.
 static ViewRow viewOf(const ViewRow& then, const Asked& asked) {
     ViewRow view = then;
@@ -27,11 +29,11 @@ class Tables {
     ViewRow view;
     int64_t every_ms = 0; // 0: each interval by itself
     IntervalSum sum;
-    TableExtremes extremes; // of the intervals in it
-    int64_t turn = 0;       // which span of --every the sum is of
+    TableExtremes extremes;           // of the intervals in it
+    std::pair<int64_t, int16_t> turn; // which span of --every the sum is of
 
     bool show(Interval& interval);
-    int64_t turnOf(const Interval& interval) const;
+    std::pair<int64_t, int16_t> turnOf(const Interval& interval) const;
 
 public:
     std::string wrong; // why --sort cannot be used with the log's areas
@@ -47,7 +49,7 @@ public:
 bool Tables::show(Interval& interval) {
     // A log that was not made for findings is asked for them now, as are sums, and one for which other limits are
     // given.
-    if (hasWord(view.areas, "why") && (every_ms > 0 || asked.table.limits || !isJudged(interval))) {
+    if (needsFindings(view.areas) && (every_ms > 0 || asked.table.limits || !isJudged(interval))) {
         Limits limits;
         limits.set(view.limits);
         judge(interval, limits);
@@ -57,11 +59,13 @@ bool Tables::show(Interval& interval) {
     return out.write(page.text());
 }
 
-// Minutes, hours and days are those of local time. The interval that ends with one belongs to it.
-int64_t Tables::turnOf(const Interval& interval) const {
-    constexpr int64_t MinuteMs = 60000;
-    const int64_t local = interval.time.epoch_ms + interval.time.offset_min * MinuteMs - 1;
-    return local / every_ms - (local % every_ms < 0 ? 1 : 0);
+// Minutes, hours and days are those of local time. The interval that ends with one belongs to it. When summer time
+// ends, the same hour comes twice.
+std::pair<int64_t, int16_t> Tables::turnOf(const Interval& interval) const {
+    constexpr int64_t MinuteMs = 60000, HourMs = 60 * MinuteMs;
+    const int16_t offset_min = interval.time.offset_min;
+    const int64_t local = interval.time.epoch_ms + offset_min * MinuteMs - 1;
+    return {local / every_ms - (local % every_ms < 0 ? 1 : 0), every_ms <= HourMs ? offset_min : int16_t{0}};
 }
 
 bool Tables::finish() {
@@ -82,7 +86,7 @@ bool Tables::add(const LogReader& reader, bool changed, Interval& interval) {
         if (!wrong.empty()) return false;
     }
     if (every_ms == 0) return show(interval);
-    const int64_t now = turnOf(interval);
+    const auto now = turnOf(interval);
     if (now != turn && !finish()) return false;
     turn = now;
     sum.add(interval);

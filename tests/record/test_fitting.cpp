@@ -76,7 +76,7 @@ TEST(Fitting, LargeFirstIntervals) {
 
 // Without the bound it would be damaged.
 TEST(Fitting, WhatReadersTake) {
-    Interval interval = machineOf(40000), read;
+    Interval interval = machineOf(60000), read;
     std::string log;
     LogWriter writer;
     writer.head({"1.2.0", "db7", "boot", "run"}, {}, interval.time, log);

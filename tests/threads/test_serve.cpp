@@ -2,8 +2,8 @@
 // get.
 #include "base/clock.h"
 #include "base/wait.h"
-#include "wyrtlog/httpserver.h"
-#include "wyrtlog/reporter.h"
+#include "wyrtlog/serve/httpserver.h"
+#include "wyrtlog/serve/reporter.h"
 
 #include <atomic>
 #include <chrono>

@@ -573,13 +573,9 @@ static std::string diskLog(const std::vector<std::vector<std::pair<std::string, 
         interval.elapsed_us = each_ms * 1000;
         for (auto& [name, reads] : disks) {
             auto& disk = interval.disks.rows.emplace_back();
+            if (name == "dm-0") disk.volume = "vg/root";
             disk.name = name, disk.device = name + ":0", disk.reads = reads, disk.busy_us = 1500000, disk.in_flight = 2;
             if (name.empty()) interval.disks.rest = disk, interval.disks.rows.pop_back();
-        }
-        if (number == 1) {
-            auto& volume = interval.volumes.rows.emplace_back();
-            volume.dev = "dm-0:0", volume.label = "vg/root";
-            interval.volumes.sampled = true;
         }
         interval.disks.sampled = true, interval.disks.elapsed_us = each_ms * 1000;
         writer.interval(interval, log);
@@ -618,7 +614,7 @@ TEST(ExportSeries, CountersGrowOverTheSpan) {
     EXPECT_NE(metrics.find("wyrt_disk_busy_seconds_total{host=\"db7\",disk=\"sda\"} 4.5 1795266350.000\n"),
               metrics.npos);
     EXPECT_EQ(linesWith(metrics, "wyrt_disk_info"),
-              "wyrt_disk_info{host=\"db7\",disk=\"dm-0\",dev=\"dm-0:0\"} 1 1795266320.000\n"
+              "wyrt_disk_info{host=\"db7\",disk=\"dm-0\",volume=\"vg/root\",dev=\"dm-0:0\"} 1 1795266320.000\n"
               "wyrt_disk_info{host=\"db7\",disk=\"sda\",dev=\"sda:0\"} 1 1795266320.000\n"
               "wyrt_disk_info{host=\"db7\",disk=\"sdb\",dev=\"sdb:0\"} 1 1795266350.000\n");
     EXPECT_TRUE(metrics.ends_with("\n# EOF\nstatus 0\n"));

@@ -98,6 +98,30 @@ TEST(LogSpans, IntervalsAreAddedUp) {
     }
 }
 
+// 2026-10-25 at 01:00 UTC clocks in Berlin go from 3 back to 2: two hours have the same local time.
+TEST(LogSpans, TheHourThatComesTwice) {
+    constexpr int64_t Change = 1792890000000, Quarter = 900000; // ms
+    Made machine("");
+    ViewRow view;
+    view.areas = "cpu";
+    std::string log;
+    LogWriter().head({"1.2.0", "db7", "boot", "run"}, view, {Change, 120}, log);
+    for (int64_t i = -3; i <= 4; i++) {
+        Interval interval;
+        interval.number = static_cast<uint64_t>(i + 4), interval.elapsed_us = Quarter * 1000;
+        interval.time = {Change + i * Quarter, i <= 0 ? int16_t{120} : int16_t{60}};
+        interval.cpu.sampled = true, interval.cpu.elapsed_us = interval.elapsed_us;
+        interval.cpu.rows.emplace_back().forks = 900;
+        LogWriter().interval(interval, log);
+    }
+    save("/a.wyrt", log);
+    const auto hours = run({"show", "/a.wyrt", "--every", "1h"});
+    EXPECT_NE(hours.find("#4  3600.000 s"), std::string::npos) << hours;
+    EXPECT_NE(hours.find("#8  3600.000 s"), std::string::npos) << hours;
+    const auto day = run({"show", "/a.wyrt", "--every", "1d"});
+    EXPECT_NE(day.find("#8  7200.000 s"), std::string::npos) << day;
+}
+
 // Tables with one row for the machine have the least and the largest figures of the intervals below their sum.
 TEST(LogSpans, LeastAndLargest) {
     Made machine("");

@@ -2,7 +2,7 @@
 #include "base/infile.h"
 #include "tests/unit/logcommand.h"
 #include "tests/unit/serieslog.h"
-#include "wyrtlog/answers.h"
+#include "wyrtlog/serve/answers.h"
 #include "wyrtlog/statefile.h"
 
 #include <sstream>

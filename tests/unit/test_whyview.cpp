@@ -135,7 +135,7 @@ TEST(WhySpan, AmountsAreAddedAndTheWorstIsNamed) {
     EXPECT_EQ(why.resource, "DISK");
     EXPECT_EQ(why.intervals, 7U);
     EXPECT_EQ(why.lasted_us, 14U * Second);
-    EXPECT_EQ(why.since, "2026-11-21T14:05:16.000+01:00");
+    EXPECT_EQ(why.since, "2026-11-21T14:05:14.000+01:00");
     EXPECT_EQ(why.until, "2026-11-21T14:05:28.000+01:00");
     EXPECT_EQ(why.worst, "2026-11-21T14:05:22.000+01:00");
     EXPECT_EQ(why.total, 7U * 400 * MiB);
@@ -150,7 +150,7 @@ TEST(WhySpan, AmountsAreAddedAndTheWorstIsNamed) {
     EXPECT_EQ(result.who.rows[0].amount, 6U * 368 * MiB);
     EXPECT_EQ(result.who.rows[0].evidence.substr(0, 42), "2.2G in all; at its most 183.0 MB/s, fd 5 ");
     const auto text = shown(result);
-    EXPECT_NE(text.find("   in 7 intervals, 14s, from 2026-11-21T14:05:16.000+01:00 to 2026-11-21T14:05:28.000+01:00; "
+    EXPECT_NE(text.find("   in 7 intervals, 14s, from 2026-11-21T14:05:14.000+01:00 to 2026-11-21T14:05:28.000+01:00; "
                         "worst 2026-11-21T14:05:22.000+01:00\n"),
               std::string::npos)
         << text;

@@ -1,7 +1,7 @@
 // What is asked of `wyrt serve`, taken apart. Pure.
 #pragma once
 
-#include "wyrtlog/scrape.h"
+#include "wyrtlog/serve/scrape.h"
 
 #include <cstdint>
 #include <optional>

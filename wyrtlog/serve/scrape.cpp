@@ -1,4 +1,4 @@
-#include "wyrtlog/scrape.h"
+#include "wyrtlog/serve/scrape.h"
 
 #include "wyrtlog/openmetrics.h"
 

@@ -2,7 +2,7 @@
 // limits on everything that a client can make grow or last.
 #pragma once
 
-#include "wyrtlog/request.h"
+#include "wyrtlog/serve/request.h"
 
 #include <cstdint>
 #include <functional>

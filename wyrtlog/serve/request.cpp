@@ -1,4 +1,4 @@
-#include "wyrtlog/request.h"
+#include "wyrtlog/serve/request.h"
 
 #include "wyrtlog/cells.h"
 

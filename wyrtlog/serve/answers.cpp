@@ -1,4 +1,4 @@
-#include "wyrtlog/answers.h"
+#include "wyrtlog/serve/answers.h"
 
 #include "record/moment.h"
 #include "wyrtlog/jsonl.h"

@@ -1,9 +1,9 @@
 // What `wyrt serve` answers. Pure.
 #pragma once
 
-#include "wyrtlog/httpserver.h"
-#include "wyrtlog/reporter.h"
-#include "wyrtlog/request.h"
+#include "wyrtlog/serve/httpserver.h"
+#include "wyrtlog/serve/reporter.h"
+#include "wyrtlog/serve/request.h"
 
 #include <memory>
 #include <string>

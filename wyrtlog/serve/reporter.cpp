@@ -1,4 +1,4 @@
-#include "wyrtlog/reporter.h"
+#include "wyrtlog/serve/reporter.h"
 
 #include "base/clock.h"
 #include "base/wait.h"

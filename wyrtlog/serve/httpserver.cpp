@@ -1,4 +1,4 @@
-#include "wyrtlog/httpserver.h"
+#include "wyrtlog/serve/httpserver.h"
 
 #include "base/clock.h"
 
