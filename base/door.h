@@ -137,9 +137,11 @@ public:
 
 // --- Accounts, constants
 
-// The account name of a user id. False with ETIMEDOUT in errno when who knows it did not answer in time; it should then
-// not be asked again.
+// The account name of a user id, as the C library finds it: a directory service may take as long as it likes.
 bool getUserName(uint32_t uid, std::string& name);
+// The same within half a second: from /etc/passwd, else from what getent says. False with ETIMEDOUT in errno when that
+// is late; it should then not be asked again.
+bool getUserNameInTime(uint32_t uid, std::string& name);
 bool getHostName(char* name, size_t size);
 int getPageSize();   // bytes
 int getClockTicks(); // per second

@@ -13,7 +13,7 @@ std::shared_ptr<const std::string> ProcReader::userOf(uint64_t uid) {
     if (user) return user;
     std::string name;
     errno = 0;
-    const bool found = !root.isOther() && !namesAreLate && getUserName(static_cast<uint32_t>(uid), name);
+    const bool found = !root.isOther() && !namesAreLate && getUserNameInTime(static_cast<uint32_t>(uid), name);
     namesAreLate |= !found && errno == ETIMEDOUT;
     user = std::make_shared<const std::string>(found ? std::move(name) : std::to_string(uid));
     return user;

@@ -1,4 +1,5 @@
-// Accounts without the name services of the C library, which a static program cannot load. Part of the door.
+// Accounts without the name services of the C library, which may hang, and which a static program cannot load. Part of
+// the door.
 #pragma once
 
 #include <cstdint>

@@ -35,11 +35,13 @@ bool findUserName(const char* file, uint32_t uid, std::string& name, int64_t pat
     return found.has_value();
 }
 
-#ifdef WYRT_STATIC
-bool getUserName(uint32_t uid, std::string& name) {
+bool getUserNameInTime(uint32_t uid, std::string& name) {
     constexpr int64_t Patience = 500000; // us
     return findUserName("/etc/passwd", uid, name, Patience);
 }
+
+#ifdef WYRT_STATIC
+bool getUserName(uint32_t uid, std::string& name) { return getUserNameInTime(uid, name); }
 #else
 bool getUserName(uint32_t uid, std::string& name) {
     const passwd* account = getpwuid(uid);

@@ -63,6 +63,9 @@ TEST(Accounts, FileComesFirst) {
 TEST(Accounts, GetentKnowsTheRest) {
     std::string name, known;
     ASSERT_TRUE(getUserName(0, known));
+    std::string same;
+    ASSERT_TRUE(getUserNameInTime(0, same));
+    EXPECT_EQ(same, known);
     EXPECT_TRUE(findUserName("/nonexistent", 0, name, Patience));
     EXPECT_EQ(name, known);
 }

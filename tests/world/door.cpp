@@ -254,6 +254,8 @@ bool getUserName(uint32_t uid, std::string& name) {
     return user != nullptr;
 }
 
+bool getUserNameInTime(uint32_t uid, std::string& name) { return getUserName(uid, name); }
+
 bool getHostName(char* name, size_t size) {
     if (failed(world().hostError)) return false;
     strncpy(name, world().hostName.c_str(), size);
