@@ -18,7 +18,7 @@ offers() {
 }
 
 offers '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
-offers '' 'live record check show why stats export chart info -h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
+offers '' 'live record check show why stats export chart serve push info -h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
 offers -b -Z '-Z'
 offers -p '' ''
 offers -p 24 '-' '-h -e -v -H -a -b -B -V -Z -k -f -F -S -m -t -r -c -s -i -I -C -T -R -g -G -p -P -o -n -d'
@@ -39,7 +39,7 @@ cd "$sandbox" || exit 1
 touch day.wyrt net.wyrt
 
 offers l 'live'
-offers s 'show stats'
+offers s 'show stats serve'
 offers re 'record'
 offers classic ''
 offers live d 'disk'
