@@ -76,3 +76,31 @@ cells PROTO protocol name amount | awk '$3 != "" { sum[$1 $2] += $3 } END { for 
 why=$(diff expected seen)
 grep -q '^UdpOutDatagrams 40$' seen || why="40 datagrams were sent, and record has $(grep UdpOut seen)"
 verdict new-net-counters "$why"
+
+# The interfaces of another namespace, while a process is in it: what they have moved in all, from the first sample on.
+unshare --net bash -c 'ip link set lo up; echo $$ >inside; exec sleep 30' &
+other=$!
+trap 'kill "$other" 2>/dev/null; rm -rf "$sandbox"' EXIT
+for ((i = 0; i < 100; i++)); do [ -s inside ] && break; sleep 0.02; done
+inside=$(<inside)
+moved() { awk '{ sub(":", " ") } $1 == "lo" { print $2, $3 }' "/proc/$inside/net/dev"; }
+read -r rx_bytes rx_packets <<<"$(moved)"
+"$WYRT" record net proc -i 300ms -c 6 -o log 2>errors &
+program=$!
+for ((i = 0; i < 100; i++)); do
+    grep -q '^END,' log 2>/dev/null && grep -q '^NSLINK,' log && break
+    sleep 0.02
+done
+# shellcheck disable=SC2016 # the other bash counts
+nsenter --net="/proc/$inside/ns/net" bash -c 'for ((i = 0; i < 60; i++)); do echo "datagram $i" >/dev/udp/127.0.0.1/9; done' 2>/dev/null
+wait "$program" || bad new-net-namespace "record ended with $?: $(head -n 1 errors)"
+program=
+read -r rx_bytes_now rx_packets_now <<<"$(moved)"
+expected="$((rx_bytes_now - rx_bytes)) $((rx_packets_now - rx_packets))"
+number=$(stat -Lc %i "/proc/$inside/ns/net")
+seen=$(cells NSLINK netns name rx_bytes rx_packets | awk -v wanted="$number" '$1 == wanted && $2 == "lo" { a += $3; b += $4 } END { print a + 0, b + 0 }')
+why=
+[ "$seen" = "$expected" ] || why="record has $seen, the kernel $expected"
+[ "${expected#* }" -ge 60 ] || why="only $expected was sent"
+kill "$other" 2>/dev/null
+verdict new-net-namespace "$why"
