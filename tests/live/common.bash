@@ -59,3 +59,21 @@ server() {
     (cd "$folder" && apt-get -q download "$2" && dpkg-deb -x "$2"_*.deb "$2" && rm -f "$2"_*.deb) >/dev/null 2>&1
     if [ -x "$folder/$2/usr/bin/$1" ]; then found=$folder/$2/usr/bin/$1; fi
 }
+
+# groupFor NAME: sets `group` to a new control group, of version 2 or of version 1's pids. Empty: none can be made.
+# shellcheck disable=SC2034
+groupFor() {
+    local folder
+    group=
+    for folder in /sys/fs/cgroup /sys/fs/cgroup/pids; do
+        if [ -e "$folder/cgroup.procs" ] && mkdir "$folder/wyrt-$1-$$" 2>/dev/null; then group=$folder/wyrt-$1-$$; fi
+    done
+}
+
+# leaveGroup: ends the jobs of the script, and the group.
+leaveGroup() {
+    # shellcheck disable=SC2046 # one argument for each process
+    kill -9 $(jobs -p) 2>/dev/null
+    wait 2>/dev/null
+    if [ -n "$group" ]; then rmdir "$group"/* "$group" 2>/dev/null; fi
+}

@@ -15,16 +15,10 @@ fi
 in_namespaces new-attack
 export LC_ALL=C
 sandbox=$(mktemp -d) || exit 1
-group=
-for folder in /sys/fs/cgroup /sys/fs/cgroup/pids; do
-    if [ -e "$folder/cgroup.procs" ] && mkdir "$folder/wyrt-attack-$$" 2>/dev/null; then group=$folder/wyrt-attack-$$; fi
-done
+groupFor attack
 finish() {
     cd / || exit 1
-    # shellcheck disable=SC2046 # one argument for each process
-    kill -9 $(jobs -p) 2>/dev/null
-    wait 2>/dev/null
-    if [ -n "$group" ]; then rmdir "$group"/* "$group" 2>/dev/null; fi
+    leaveGroup
     umount -l "$sandbox" 2>/dev/null # with all mounts below it
     rm -rf --one-file-system "$sandbox"
 }

@@ -20,16 +20,10 @@ for tool in ip mount "$churner"; do
 done
 
 sandbox=$(mktemp -d) || exit 1
-group='' # of version 2, or of version 1's pids
-for folder in /sys/fs/cgroup /sys/fs/cgroup/pids; do
-    if [ -e "$folder/cgroup.procs" ] && mkdir "$folder/wyrt-soak-$$" 2>/dev/null; then group=$folder/wyrt-soak-$$; fi
-done
+groupFor soak
 finish() {
     cd / || exit 1
-    # shellcheck disable=SC2046 # one argument for each process
-    kill -9 $(jobs -p) 2>/dev/null
-    wait 2>/dev/null
-    if [ -n "$group" ]; then rmdir "$group"/* "$group" 2>/dev/null; fi
+    leaveGroup
     umount -l "$sandbox"/come/* 2>/dev/null
     rm -rf --one-file-system "$sandbox"
 }

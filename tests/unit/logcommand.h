@@ -6,6 +6,7 @@
 #include "tests/unit/made.h"
 #include "wyrtlog/run.h"
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -28,4 +29,13 @@ inline std::string run(std::vector<std::string> words) {
         printf("status %d\n", status);
         fflush(stdout);
     });
+}
+
+// The lines that have this in them.
+inline std::string linesWith(const std::string& text, const std::string& part) {
+    std::istringstream lines(text);
+    std::string all;
+    for (std::string line; std::getline(lines, line);)
+        if (line.find(part) != line.npos) all += line + "\n";
+    return all;
 }

@@ -583,14 +583,6 @@ static std::string diskLog(const std::vector<std::vector<std::pair<std::string, 
     return log;
 }
 
-static std::string linesWith(const std::string& text, const std::string& part) {
-    std::istringstream lines(text);
-    std::string all;
-    for (std::string line; std::getline(lines, line);)
-        if (line.find(part) != line.npos) all += line + "\n";
-    return all;
-}
-
 TEST(ExportSeries, CountersGrowOverTheSpan) {
     Made machine("");
     save("/a.wyrt", diskLog({{{"sda", 5}, {"dm-0", 1}}, {{"sda", 7}}, {}, {{"sda", 1}, {"sdb", 3}, {"", 9}}}));

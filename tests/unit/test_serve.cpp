@@ -115,14 +115,6 @@ TEST(Answers, WhereARestartGoesOn) {
 
 // --- The text of the series
 
-static std::string linesWith(const std::string& text, const std::string& part) {
-    std::istringstream lines(text);
-    std::string all;
-    for (std::string line; std::getline(lines, line);)
-        if (line.find(part) != line.npos) all += line + "\n";
-    return all;
-}
-
 TEST(Scrape, LastValues) {
     SeriesLog log;
     auto& disk = log.disk("sda", 5);
