@@ -226,7 +226,7 @@ TEST(Push, OnceGivesUp) {
         MadeReceiver receiver;
         MadeWorld world;
         Delivery delivery(receiver, world.hooks(), 5);
-        receiver.answer = [&](auto&) { return Reply{status, "", {}}; };
+        receiver.answer = [&, code = status](auto&) { return Reply{code, "", {}}; };
         EXPECT_EQ(delivery.deliver(lines(10)), Delivery::Result::GivenUp);
         EXPECT_EQ(receiver.requests, requests) << status;
     }
@@ -292,7 +292,7 @@ TEST(Push, GoesOnWhereItWas) {
 
     Made again("dir /state\n");
     MadeReceiver receiver;
-    for (const uint64_t last : {5, 5, 6, 20}) {
+    for (const uint64_t last : {5U, 5U, 6U, 20U}) {
         save(Name, logOf(1, last));
         EXPECT_EQ(pushed(receiver), Done);
     }
