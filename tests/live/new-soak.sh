@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # `wyrt record --dir` of every area with small files, compression and bounds, while processes, threads, connections,
 # files, control groups, mounts, interfaces and network namespaces come and go. Memory, descriptors and threads must not
-# grow, no namespace may be kept alive, no interval may be lost, and every sum must be what the kernel counted. Runs in
-# namespaces of its own. SAMPLES: how many at the least (150), every INTERVAL milliseconds (50). LOG: a file for the
+# grow, no namespace may be kept alive, no interval may be lost, and every sum must be what the kernel counted. Beside it
+# `wyrt push` sends the logs and `wyrt serve` is asked every second: neither may grow, and both must end with the same sum.
+# Runs in namespaces of its own. SAMPLES: how many at the least (150), every INTERVAL milliseconds (50). LOG: a file for the
 # measured figures.
 set -u
 # shellcheck source=tests/live/common.bash
@@ -15,7 +16,7 @@ in_namespaces new-soak
 export LC_ALL=C
 
 [ -x "${wyrt%/*}/wyrtlog" ] || { echo 'skip new-soak: wyrtlog is not beside wyrt'; exit 0; }
-for tool in ip mount "$churner"; do
+for tool in ip mount python3 "$churner"; do
     command -v "$tool" >/dev/null || { echo "skip new-soak: there is no $tool"; exit 0; }
 done
 
@@ -135,17 +136,48 @@ keep() {
     done
 }
 
-measure() { # adds a line: seconds, KB resident, KB anonymous, descriptors, threads; starts no process
-    local key value rss=0 own=0 threads=0 fd=(/proc/"$run"/fd/*)
+measure() { # PID FILE: adds a line: seconds, KB resident, KB anonymous, descriptors, threads; starts no process
+    local key value rss=0 own=0 threads=0 fd=(/proc/"$1"/fd/*)
     while read -r key value _; do
         case $key in
             VmRSS:) rss=$value ;;
             RssAnon:) own=$value ;;
             Threads:) threads=$value ;;
         esac
-    done <"/proc/$run/status"
-    echo "$SECONDS $rss $own ${#fd[@]} $threads" >>memory
+    done <"/proc/$1/status"
+    echo "$SECONDS $rss $own ${#fd[@]} $threads" >>"$2"
 }
+
+# Takes what is pushed and asks what is served; `pushed` and `served` have how often the processors switched, as they know
+# it, and `unanswered` what went wrong.
+cat >store.py <<'END'
+import gzip, http.server, os, re, threading, time, urllib.request
+def write(name, text):
+    with open(name + ".new", "w") as file: file.write(text)
+    os.rename(name + ".new", name)
+class Store(http.server.BaseHTTPRequestHandler):
+    protocol_version = "HTTP/1.1"
+    def log_message(self, *words): pass
+    def do_POST(self):
+        body = gzip.decompress(self.rfile.read(int(self.headers["Content-Length"]))).decode()
+        found = re.findall(r"^wyrt_cpu,\S* \S*switches_total=(\d+)i", body, re.M)
+        if found: write("pushed", found[-1])
+        self.send_response(204)
+        self.send_header("Content-Length", "0")
+        self.end_headers()
+threading.Thread(target=http.server.ThreadingHTTPServer(("127.0.0.1", 8428), Store).serve_forever, daemon=True).start()
+begun = False
+while True:
+    time.sleep(1)
+    try:
+        page = urllib.request.urlopen("http://127.0.0.1:9428/metrics", timeout=20).read().decode()
+        begun = True
+        found = re.findall(r"^wyrt_cpu_switches_total\S* (\d+)", page, re.M)
+        if found: write("served", found[-1])
+    except Exception as why:
+        if not begun: continue
+        with open("unanswered", "a") as file: print(repr(why), file=file)
+END
 
 # --- The run
 
@@ -159,6 +191,13 @@ for ((i = 0; i < 500; i++)); do
     pause 0.01
 done
 counters >inner1
+python3 store.py 2>store.err &
+store=$!
+for ((i = 0; i < 200; i++)); do (exec 3<>/dev/tcp/127.0.0.1/8428) 2>/dev/null && break; pause 0.05; done
+"$wyrt" push logs --cursor cursor --url http://127.0.0.1:8428/write 2>push.err &
+push=$!
+"$wyrt" serve logs --listen 127.0.0.1:9428 --state state 2>serve.err &
+serve=$!
 keep &
 keeper=$!
 SECONDS=0
@@ -168,11 +207,12 @@ for work in processes files mounts networks traffic ${group:+groups}; do
 done
 "$churner" &
 busy+=($!)
-: >memory
 number=0
 while ((number < samples)) && kill -0 "$run" 2>/dev/null; do
     pause 0.25
-    measure
+    measure "$run" memory
+    measure "$push" memory.push
+    measure "$serve" memory.serve
     read -r number < <(tail -c 300 logs/current.wyrt | sed -n 's/^END,[^,]*,[^,]*,\([0-9]*\),.*/\1/p' | tail -n 1)
 done
 kill "${busy[@]}" && wait "${busy[@]}" 2>/dev/null
@@ -199,8 +239,12 @@ why=
 ((status == 0)) || why="status $status"
 verdict 'soak: it ends by itself' "${why:-$(<err)}"
 verdict 'soak: memory, descriptors and threads' "$(growth memory 'KB resident:1024' 'KB anonymous:1024' descriptors:3 threads:0)"
-awk 'NR == 1 || NR % every == 0 { print "after " $1 " s: resident " $2 " KB, anonymous " $3 " KB, descriptors " $4 ", threads " $5 }' \
-    every="$(($(wc -l <memory) / 20 + 1))" memory >>"$log"
+verdict 'soak: memory, descriptors and threads of push' "$(growth memory.push 'KB resident:4096' 'KB anonymous:4096' descriptors:3 threads:0)"
+verdict 'soak: memory, descriptors and threads of serve' "$(growth memory.serve 'KB resident:4096' 'KB anonymous:4096' descriptors:3 threads:0)"
+for file in memory memory.push memory.serve; do
+    awk 'NR == 1 || NR % every == 0 { print name " after " $1 " s: resident " $2 " KB, anonymous " $3 " KB, descriptors " $4 ", threads " $5 }' \
+        name="$file" every="$(($(wc -l <memory) / 20 + 1))" "$file" >>"$log"
+done
 
 "$wyrt" info --check kept >info 2>&1
 figure() { sed -n "s/^$1 *\([0-9]*\).*/\1/p" info; }
@@ -233,3 +277,19 @@ why=$(for file in outer1 inner1 inner2 outer2 sums; do sed "s/^/$file /" "$file"
     }' figures=figures)
 sort figures >>"$log"
 verdict 'soak: sums are what the kernel counted' "$why"
+
+# --- What the others have
+
+switches=$(sed -n 's/^CPU.switches //p' sums)
+for name in pushed served; do
+    for ((i = 0; i < 100; i++)); do
+        [ "$(cat "$name" 2>/dev/null)" = "$switches" ] && break
+        pause 0.1
+    done
+    echo "$name CPU.switches $(cat "$name" 2>&1)" >>"$log"
+    verdict "soak: the sum that is $name" "$([ "$(cat "$name" 2>&1)" = "$switches" ] || echo "$(cat "$name" 2>&1), not $switches $(cat unanswered "${name%ed}.err" 2>/dev/null)")"
+done
+verdict 'soak: every question is answered' "$(tail -n 1 unanswered 2>/dev/null)"
+kill "$push" "$serve" && wait "$push" "$serve"
+verdict 'soak: push and serve have no trouble' "$(grep -hv ' answers on ' push.err serve.err store.err)"
+kill "$store"
