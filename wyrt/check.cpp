@@ -28,8 +28,11 @@ static constexpr Unlock Unlocks[] = {
     {"/proc/net/snmp6", "IPv6 is off: the kernel parameter ipv6.disable"                           },
 };
 
+static bool isForbidden(int error) { return error == EACCES || error == EPERM; }
+
 static std::string howTo(std::string_view source, int error) {
-    if (error == EACCES || error == EPERM) return "run it as root";
+    if (isForbidden(error))
+        return source.starts_with("/proc/1/") ? "run it as root (CAP_SYS_PTRACE)" : "run it as root";
     for (const auto& unlock : Unlocks)
         if (source.starts_with(unlock.source)) return unlock.how;
     return {};
@@ -43,6 +46,14 @@ static std::vector<std::string> filesOf(std::string_view sources) {
         if (word.starts_with('/')) files.push_back(word);
     }
     return files;
+}
+
+// The error number that keeps a source from being read; 0: nothing does. Anybody may open some files of a process, and
+// only reading tells that the right is lacking.
+static int whyUnreadable(const std::string& path) {
+    Contents text;
+    if (!readFile(path.c_str(), text, Reading::Whole, 1)) return errno;
+    return isForbidden(text.error) ? text.error : 0;
 }
 
 // Why ends of processes are not reported, and what helps; empty: they are.
@@ -66,11 +77,11 @@ static std::string lineOf(const Area& area, const std::string& root) {
     size_t seen = 0;
     const auto files = filesOf(area.sources);
     for (const auto& file : files) {
-        if (canOpen((root + file).c_str())) {
+        const int error = whyUnreadable(root + file);
+        if (!error) {
             seen++;
             continue;
         }
-        const int error = errno;
         missing += "; no " + file + ": " + strerror(error);
         if (const auto unlock = howTo(file, error); !unlock.empty() && how.empty()) how = "; " + unlock;
     }

@@ -31,6 +31,17 @@ TEST(Check, ProcessesThatAreHidden) {
         << text;
 }
 
+TEST(Check, AFileThatOpensAndCannotBeRead) {
+    Made machine("dir /proc\ntext /proc/1/io \"\"\n");
+    EXPECT_EQ(checked("proc").find("no /proc/1/io"), std::string::npos);
+    Made locked("dir /proc\ntext /proc/1/io \"\"\nfail read /proc/1/io EACCES\n");
+    const auto text = checked("proc");
+    EXPECT_NE(text.find("part  /proc, /proc/1/io, CPU clocks; no /proc/1/io: Permission denied; run it as root "
+                        "(CAP_SYS_PTRACE)\n"),
+              text.npos)
+        << text;
+}
+
 TEST(Check, ToAFile) {
     Made machine("text /proc/stat \"\"\ntext /proc/loadavg \"\"\nfail open /locked/out EACCES\n");
     Settings settings;
