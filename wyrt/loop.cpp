@@ -234,7 +234,7 @@ bool Run::write() {
 
 bool Run::show() {
     shown = true;
-    if (screen.isHeld()) return true;
+    if (screen.isHeld()) return screen.markHeld();
     Page page(screen.width(), screen.color());
     showInterval(interval, {head, settings.view}, page);
     return screen.show(page.text());
@@ -296,6 +296,8 @@ int Run::finish() {
 }
 
 int Run::run() {
+    if (const auto proc = root.path("/proc"); root.isOther() && !canOpen(proc.c_str()))
+        return failed(inQuotes(proc) + " cannot be read: " + strerror(errno));
     head = headOf(root);
     allowFiles();
     limits.set(settings.view.limits); // what it refuses was refused with the command line

@@ -49,6 +49,18 @@ bool Screen::show(std::string_view page) {
     return good;
 }
 
+bool Screen::markHeld() {
+    constexpr std::string_view Mark = " held ";
+    const auto size = getTerminalSize();
+    if (!size || size->columns < static_cast<int>(Mark.size())) return true;
+    const std::string column = std::to_string(size->columns - static_cast<int>(Mark.size()) + 1);
+    std::string text = "\0337\033[1;" + column + "H"; // the cursor's place is kept
+    text.append(colors ? "\033[7m" : "").append(Mark).append(colors ? "\033[0m" : "").append("\0338");
+    if (putUntilSignal(signals, text)) return true;
+    failure = errno;
+    return false;
+}
+
 Screen::Key Screen::take() {
     while (keys) {
         const auto key = keys->take();

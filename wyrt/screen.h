@@ -31,6 +31,8 @@ public:
     size_t width() const; // 0: no limit
     // Shows a page. False: the output takes no more, see error().
     bool show(std::string_view page);
+    // Marks the upper right corner of a screen that is held. False: as for show.
+    bool markHeld();
     int error() const { return failure; }
     int handle() const { return keys ? keys->handle() : -1; }
     enum class Key { None, Quit, Hold };

@@ -128,6 +128,14 @@ status=$?
 verdict 'the output is full' "$why"
 
 why=
+"$wyrt" live cpu -c 1 -i 50ms --root /nowhere >out 2>err </dev/null
+status=$?
+((status == 1)) || why="status $status"
+[ -s out ] && why='it ran'
+[[ $(<err) == "wyrt: '/nowhere/proc' cannot be read: No such file or directory" ]] || why="said $(<err)"
+verdict 'a root without files' "$why"
+
+why=
 "$wyrt" live cpu -c 1 -i 50ms --save /nowhere/log >out 2>err </dev/null
 status=$?
 ((status == 1)) || why="status $status"
