@@ -20,12 +20,29 @@ void addTableOptions(CLI::App& app, TableWords& typed, bool (*wanted)(const Tabl
     }
 }
 
+// No option has this name.
+static std::string whyNoOption(const CLI::App& app, const std::string& word) {
+    std::vector<std::string> names;
+    for (const auto* option : app.get_options()) {
+        for (const auto& name : option->get_snames()) names.push_back("-" + name);
+        for (const auto& name : option->get_lnames()) names.push_back("--" + name);
+    }
+    const std::vector<std::string_view> known(names.begin(), names.end());
+    return "there is no option " + inQuotes(word) + "; the nearest is " + std::string(nearest(word, known));
+}
+
 std::string parseWords(CLI::App& app, const std::vector<std::string>& words) {
     for (auto* option : app.get_options())
         if (!option->get_positional() && option->get_multi_option_policy() == CLI::MultiOptionPolicy::Throw)
             option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     try {
         app.parse(std::vector<std::string>(words.rbegin(), words.rend())); // the last word first, as it takes them
+    } catch (const CLI::ExtrasError&) {
+        return whyNoOption(app, app.remaining().front());
+    } catch (const CLI::ArgumentMismatch& error) {
+        const std::string text = error.what(), name = text.substr(0, text.find(':'));
+        const auto* option = app.get_option_no_throw(name);
+        return option ? name + " needs a value: " + option->get_type_name() : oneLine(text);
     } catch (const CLI::Error& error) {
         return oneLine(error.what());
     }

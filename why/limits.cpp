@@ -1,10 +1,13 @@
 #include "why/limits.h"
 
 #include "base/figures.h"
+#include "base/masking.h"
+#include "base/nearest.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <vector>
 
 // clang-format off
 static constexpr RuleText Texts[] = {
@@ -196,6 +199,12 @@ static std::string_view exampleOf(Measure measure) {
     return "4MB/s";
 }
 
+static std::string nearestTo(std::string_view name) {
+    std::vector<std::string_view> known;
+    for (const auto& rule : rules()) known.push_back(rule.name);
+    return std::string(nearest(name, known));
+}
+
 std::string Limits::set(std::string_view text) {
     for (size_t at = 0; at < text.size();) {
         const auto end = std::min(text.find(' ', at), text.size());
@@ -205,10 +214,10 @@ std::string Limits::set(std::string_view text) {
         const auto equals = std::min(word.find('='), word.size());
         const auto name = word.substr(0, equals);
         const auto* found = findRule(name);
-        if (!found) return "there is no limit \"" + std::string(name) + "\"";
+        if (!found) return "there is no limit " + inQuotes(name) + "; the nearest is " + nearestTo(name);
         auto& value = values[static_cast<size_t>(found->rule)];
         if (!readLimit(found->measure, word.substr(std::min(equals + 1, word.size())), value))
-            return "the limit \"" + std::string(word) + "\" is not like " + std::string(name) + "=" +
+            return "the limit " + inQuotes(word) + " is not like " + std::string(name) + "=" +
                    std::string(exampleOf(found->measure));
     }
     return {};

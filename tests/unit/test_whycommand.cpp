@@ -63,7 +63,7 @@ TEST(WhyCommand, SpansAndLimits) {
         {{"--limit", "disk.wait=50ms"}, "nothing under pressure; nearest: disk sdb waits 41.2 ms (50)"},
         {{"--limit", "disk.wait=5ms", "--limit", "disk.queue=0.1", "--limit=disk.stall=1"},
          "   in 10 intervals, 20s, from"},
-        {{"--limit", "disk.wiat=5ms"}, "there is no limit \"disk.wiat\""},
+        {{"--limit", "disk.wiat=5ms"}, "there is no limit 'disk.wiat'; the nearest is disk.wait"},
         {{"--limit", "disk.wait=5q"}, "is not like disk.wait=50ms"},
     };
     for (auto& c : Cases) {
@@ -72,7 +72,7 @@ TEST(WhyCommand, SpansAndLimits) {
         const auto said = run(words);
         EXPECT_NE(said.find(c.said), said.npos) << c.words[1] << ": " << said;
         const bool wrong =
-            c.said[0] == 'w' || said.find("limit \"") != said.npos || said.find("is not like") != said.npos;
+            c.said[0] == 'w' || said.find("limit '") != said.npos || said.find("is not like") != said.npos;
         const bool none = std::string_view(c.said).starts_with("there is no interval");
         EXPECT_TRUE(said.ends_with(wrong ? "status 2\n" : none ? "status 1\n" : "status 0\n")) << said;
     }

@@ -33,8 +33,8 @@ TEST(WhyLimits, AreReadWithTheirUnits) {
 }
 
 TEST(WhyLimits, WhatIsNoLimit) {
-    EXPECT_EQ(Limits().set("disk.wiat=5"), "there is no limit \"disk.wiat\"");
-    EXPECT_EQ(Limits().set("disk.wait=x"), "the limit \"disk.wait=x\" is not like disk.wait=50ms");
+    EXPECT_EQ(Limits().set("disk.wiat=5"), "there is no limit 'disk.wiat'; the nearest is disk.wait");
+    EXPECT_EQ(Limits().set("disk.wait=x"), "the limit 'disk.wait=x' is not like disk.wait=50ms");
     for (const char* text : {"disk.wait", "disk.wait=", "disk.wait=-1", "disk.wait=5%", "disk.wait=5 ms",
                              "disk.wait=nan", "disk.wait=inf", "mem.available=5s", "blocked.tasks=5x", "mem.swap=5ms",
                              "fs.full_in=4x", "forks.rate=5%", "=5", "disk.wait=1e999", "disk.wait==5"})
