@@ -1,6 +1,7 @@
 #include "wyrtlog/export.h"
 
 #include "base/door.h"
+#include "base/folder.h"
 #include "base/held.h"
 #include "base/infile.h"
 #include "base/nearest.h"
@@ -248,7 +249,10 @@ int exportLog(const Asked& asked) {
     if (word && wrong.empty()) wrong = takeLogs(asked, *word, classic);
     if (!wrong.empty()) return refused(wrong, "wyrt export --help");
     const auto exportAll = classic ? exportClassic : exportTo;
-    if (!folder.empty()) return exportAll(*word->inFolder(folder, choice), asked, choice, bounds);
+    if (!folder.empty()) {
+        if (!makeFolder(folder.c_str())) return failed(inQuotes(folder) + " cannot be made: " + strerror(errno));
+        return exportAll(*word->inFolder(folder, choice), asked, choice, bounds);
+    }
     if (word->inFile) return exportAll(*word->inFile(asked.output, choice), asked, choice, bounds);
     Output out;
     auto plain = asked;

@@ -255,6 +255,15 @@ TEST(Export, CsvInAFolder) {
     EXPECT_EQ(countOf(textOf("/folder/CPU.csv"), "\n"), 3U);
     EXPECT_EQ(countOf(textOf("/folder/DISK.csv"), "\ndb7,2026"), 2 * (std::size(Hostile) + 1));
     EXPECT_EQ(countOf(textOf("/folder/DISK.jsonl"), "{\"record\":\"DISK\""), 2 * (std::size(Hostile) + 1));
+    EXPECT_EQ(runHere({"/a.wyrt", "--format", "csv", "-o", "/folder/new/"}), 0); // is made
+    EXPECT_EQ(textOf("/folder/new/CPU.csv"), textOf("/folder/CPU.csv"));
+}
+
+TEST(Export, AFolderThatCannotBeMade) {
+    Made machine("fail make /folder EACCES\n");
+    save("/a.wyrt", logOf(1));
+    EXPECT_EQ(exported({"/a.wyrt", "--format", "csv", "-o", "/folder/"}),
+              "wyrt: '/folder/' cannot be made: Permission denied\nstatus 1\n");
 }
 
 TEST(Export, JsonLines) {
