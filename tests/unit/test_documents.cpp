@@ -2,8 +2,10 @@
 #include "classic/monitor/options.h"
 #include "record/classic/kinds.h"
 #include "record/interval.h"
+#include "tests/unit/made.h"
 #include "view/areas.h"
 #include "view/options.h"
+#include "wyrt/dispatch.h"
 #include "wyrt/options.h"
 #include "wyrtlog/options.h"
 
@@ -145,53 +147,54 @@ TEST(Documents, TheManualHasEveryOptionOfLiveRecordAndCheck) {
     EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
 }
 
-TEST(Documents, TheManualHasEveryOptionOfShowWhyAndInfo) {
-    std::set<std::string> expected;
-    for (auto command : {"show", "why", "info"})
-        addEntries(parseCommandLine({command, "--help"}, [](const std::string&) { return true; }).help, expected);
-    EXPECT_GT(expected.size(), 8U);
-    const auto entries = entriesOf(sectionOf("docs/wyrt-show.1", "OPTIONS"));
-    EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
+TEST(Documents, TheManualsHaveEveryOptionOfTheirCommands) {
+    const struct {
+        const char* manual;
+        std::vector<const char*> commands;
+    } pages[] = {
+        {"docs/wyrt-show.1", {"show", "why", "info"}},
+        {"docs/wyrt-stats.1", {"stats"}},
+        {"docs/wyrt-export.1", {"export"}},
+        {"docs/wyrt-push.1", {"push"}},
+        {"docs/wyrt-chart.1", {"chart"}},
+        {"docs/wyrt-serve.1", {"serve"}},
+    };
+    for (auto& page : pages) {
+        std::set<std::string> expected;
+        for (auto command : page.commands)
+            addEntries(parseCommandLine({command, "--help"}, [](const std::string&) { return true; }).help, expected);
+        EXPECT_GT(expected.size(), 4U) << page.manual;
+        const auto entries = entriesOf(sectionOf(page.manual, "OPTIONS"));
+        EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end())) << page.manual;
+    }
 }
 
-TEST(Documents, TheManualHasEveryOptionOfStats) {
-    std::set<std::string> expected;
-    addEntries(parseCommandLine({"stats", "--help"}, [](const std::string&) { return true; }).help, expected);
-    EXPECT_GT(expected.size(), 8U);
-    const auto entries = entriesOf(sectionOf("docs/wyrt-stats.1", "OPTIONS"));
-    EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
+// "  show     the tables of a log ...": each word of the list of commands.
+TEST(Documents, TheManualOfTheClassicFormNamesEveryCommand) {
+    std::vector<std::string> arguments{"wyrt", "--help"};
+    std::vector<char*> argv{arguments[0].data(), arguments[1].data(), nullptr};
+    std::istringstream help(printed([&] { wyrtMain(2, argv.data(), nullptr); }));
+    std::vector<std::string> words;
+    for (std::string line; std::getline(help, line);)
+        if (line.starts_with("  ")) words.push_back(line.substr(2, line.find(' ', 2) - 2));
+    ASSERT_GT(words.size(), 2U);
+    std::string list = words[0];
+    for (size_t i = 1; i < words.size(); i++) list += (i + 1 < words.size() ? R"( ", " )" : R"( " or " )") + words[i];
+    EXPECT_NE(sectionOf("docs/wyrt.1", "DESCRIPTION").find("\n.BR " + list + "\n"), std::string::npos) << list;
 }
 
-TEST(Documents, TheManualHasEveryOptionOfExport) {
-    std::set<std::string> expected;
-    addEntries(parseCommandLine({"export", "--help"}, [](const std::string&) { return true; }).help, expected);
-    EXPECT_GT(expected.size(), 8U);
-    const auto entries = entriesOf(sectionOf("docs/wyrt-export.1", "OPTIONS"));
-    EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
-}
-
-TEST(Documents, TheManualHasEveryOptionOfPush) {
-    std::set<std::string> expected;
-    addEntries(parseCommandLine({"push", "--help"}, [](const std::string&) { return true; }).help, expected);
-    EXPECT_GT(expected.size(), 15U);
-    const auto entries = entriesOf(sectionOf("docs/wyrt-push.1", "OPTIONS"));
-    EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
-}
-
-TEST(Documents, TheManualHasEveryOptionOfChart) {
-    std::set<std::string> expected;
-    addEntries(parseCommandLine({"chart", "--help"}, [](const std::string&) { return true; }).help, expected);
-    EXPECT_GT(expected.size(), 4U);
-    const auto entries = entriesOf(sectionOf("docs/wyrt-chart.1", "OPTIONS"));
-    EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
-}
-
-TEST(Documents, TheManualHasEveryOptionOfServe) {
-    std::set<std::string> expected;
-    addEntries(parseCommandLine({"serve", "--help"}, [](const std::string&) { return true; }).help, expected);
-    EXPECT_GT(expected.size(), 5U);
-    const auto entries = entriesOf(sectionOf("docs/wyrt-serve.1", "OPTIONS"));
-    EXPECT_EQ(entries, std::multiset<std::string>(expected.begin(), expected.end()));
+// In such a line all words after the full stop would be set in turns of two fonts and without blanks.
+TEST(Documents, TheManualsHaveNoSentenceInALineOfTwoFonts) {
+    for (auto& entry : fs::directory_iterator("docs")) {
+        const auto extension = entry.path().extension().string();
+        if (extension.size() != 2 || !std::isdigit(static_cast<unsigned char>(extension[1]))) continue;
+        std::istringstream lines(textOf(entry.path()));
+        for (std::string line; std::getline(lines, line);)
+            for (std::string_view macro : {".BR ", ".RB ", ".IR ", ".RI ", ".BI ", ".IB "}) {
+                const bool glued = line.starts_with(macro) && line.find(" . ") != line.npos;
+                EXPECT_FALSE(glued) << entry.path() << ": " << line;
+            }
+    }
 }
 
 TEST(Documents, TheManualHasEveryKindOfTheLog) {
