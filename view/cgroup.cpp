@@ -121,7 +121,7 @@ void showCgroups(const Interval& interval, const View& view, Page& page) {
     if (!all) return;
     const auto rows = ordered(interval, view.asked);
     const size_t shown = std::min(rows.size(), view.rowsOr(MostRows));
-    std::string sum = std::to_string(all->groups) + (all->groups == 1 ? " group" : " groups") + ", " +
+    std::string sum = counted(all->groups, "group") + ", " +
                       (all->idle == all->groups ? std::string() : std::to_string(all->idle) + " ") + "idle";
     if (shown == 0) {
         size_t used = 0;

@@ -133,8 +133,8 @@ static std::string summary(const Interval& interval, const ChurnsRow& all, doubl
     if (const auto* seen = interval.processesTotal.one(); seen && seen->started && seen->ended)
         text += "; " + std::to_string(*seen->started) + " started, " + std::to_string(*seen->ended) + " ended";
     if (all.unseen) text += ", " + std::to_string(*all.unseen) + " lived and died in between";
-    else text += "; ends are not reported: wyrt check";
-    if (all.lost > 0) text += "; reports were lost " + std::to_string(all.lost) + (all.lost == 1 ? " time" : " times");
+    else text += "; what ends in between is not reported: wyrt check";
+    if (all.lost > 0) text += "; reports were lost " + counted(all.lost, "time");
     return text;
 }
 

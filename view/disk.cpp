@@ -89,7 +89,7 @@ void showDisks(const Interval& interval, const View& view, Page& page) {
     if (rows.empty() && all->idle == all->disks) {
         size_t used = 0;
         page.piece("DISK", used, Tone::Title);
-        page.piece("  " + std::to_string(all->disks) + (all->disks == 1 ? " disk" : " disks") + ", idle", used);
+        page.piece("  " + counted(all->disks, "disk") + ", idle", used);
         return page.newline();
     }
     Table table(Columns);

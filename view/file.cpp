@@ -106,7 +106,7 @@ void showFiles(const Interval& interval, const View& view, Page& page) {
     if (const auto at = std::find(rows.begin(), rows.end(), culprit); at != rows.end())
         std::rotate(rows.begin(), at, at + 1);
     const size_t shown = std::min(view.rowsOr(Usual), rows.size());
-    if (shown == 0) return page.clauses("FILE " + footer(*all, 0));
+    if (shown == 0) return page.clauses("FILE  " + footer(*all, 0));
     Table table(Columns);
     for (size_t i = 0; i < shown; i++)
         cells(*rows[i], rows[i] == culprit, interval.files.seconds(), page.width(), table);

@@ -13,6 +13,10 @@ std::string speedText(const std::optional<uint64_t>& bytes, double seconds) {
     return bytes && seconds > 0 ? fixedText(valueOf(bytes) / MB / seconds, 1) : std::string(NoValue);
 }
 
+std::string counted(uint64_t number, std::string_view what, std::string_view ending) {
+    return std::to_string(number).append(" ").append(what).append(number == 1 ? "" : ending);
+}
+
 std::string percentText(std::optional<double> part, double whole) {
     return part && whole > 0 ? fixedText(*part * 100 / whole, 1) : std::string(NoValue);
 }

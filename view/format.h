@@ -23,6 +23,9 @@ std::string rateText(const std::optional<uint64_t>& amount, double seconds);
 // The same of bytes, in MB (1048576) a second with one decimal.
 std::string speedText(const std::optional<uint64_t>& bytes, double seconds);
 
+// "1 disk", "2 disks"; with `ending` "es" "2 processes".
+std::string counted(uint64_t number, std::string_view what, std::string_view ending = "s");
+
 // A share of a whole in percent, one decimal; "-" without a whole.
 std::string percentText(std::optional<double> part, double whole);
 

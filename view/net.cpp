@@ -97,10 +97,6 @@ static void otherCells(const SpaceLinkRow& row, Table& table) {
     table.cell("in " + (row.space.empty() ? "network " + std::to_string(row.netns) : safeText(row.space)));
 }
 
-static std::string countOf(uint64_t number, std::string_view what) {
-    return std::to_string(number) + " " + std::string(what) + (number == 1 ? "" : "s");
-}
-
 void showNet(const Interval& interval, const View& view, Page& page) {
     static constexpr Column Columns[] = {
         {"NET",     10, 0, true },
@@ -121,7 +117,7 @@ void showNet(const Interval& interval, const View& view, Page& page) {
     if (all->idle == all->links && others.empty()) {
         size_t used = 0;
         page.piece("NET", used, Tone::Title);
-        page.piece("  " + countOf(all->links, "interface") + ", idle", used);
+        page.piece("  " + counted(all->links, "interface") + ", idle", used);
         return page.newline();
     }
     const double seconds = interval.links.seconds();

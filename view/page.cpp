@@ -49,15 +49,22 @@ void Page::line(std::string_view text, Tone tone) {
 }
 
 void Page::clauses(std::string_view text, Tone tone) {
-    if (columns && textWidth(text) > columns) {
-        const auto fitting = text.substr(0, cutToWidth(text, columns).size() + 2); // with what may follow a clause
+    size_t used = 0;
+    clauses(text, used, tone);
+    newline();
+}
+
+void Page::clauses(std::string_view text, size_t& used, Tone tone) {
+    const size_t room = columns - std::min(columns, used);
+    if (columns && textWidth(text) > room) {
+        const auto fitting = text.substr(0, cutToWidth(text, room).size() + 2); // with what may follow a clause
         const auto comma = fitting.rfind(", "), semicolon = fitting.rfind("; ");
         const auto end = comma == fitting.npos       ? semicolon
                          : semicolon == fitting.npos ? comma
                                                      : std::max(comma, semicolon);
         text = text.substr(0, end);
     }
-    line(text, tone);
+    piece(text, used, tone);
 }
 
 // --- Tables

@@ -40,6 +40,8 @@ public:
     void line(std::string_view text, Tone tone = Tone::Plain);
     // A line of clauses, with commas or semicolons between them: those that do not fit are left out whole.
     void clauses(std::string_view text, Tone tone = Tone::Plain);
+    // Adds such clauses to a line.
+    void clauses(std::string_view text, size_t& used, Tone tone = Tone::Plain);
     // Adds text to a line that tones can change in; `used` is what the line has so far.
     void piece(std::string_view text, size_t& used, Tone tone = Tone::Plain);
     void newline();

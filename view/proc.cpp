@@ -142,12 +142,10 @@ static void showSums(const std::vector<ProcLine>& lines, std::string_view by, do
 
 // "412 processes: 38 ran, 14 shown; 28 started, 27 ended; CPU accounted for 99.2% (irq 4.0%); 3 without I/O figures"
 static std::string summary(const ProcsRow& all, size_t shown, const char* what) {
-    std::string text = std::to_string(all.processes) + " processes: " + std::to_string(all.ran) + " ran, " +
+    std::string text = counted(all.processes, "process", "es") + ": " + std::to_string(all.ran) + " ran, " +
                        std::to_string(shown) + what;
-    const auto state = [&](uint64_t count, const char* word) {
-        if (count > 0) text += ", " + std::to_string(count) + word;
-    };
-    state(all.blocked, " blocked"), state(all.zombies, all.zombies == 1 ? " zombie" : " zombies");
+    if (all.blocked > 0) text += ", " + std::to_string(all.blocked) + " blocked";
+    if (all.zombies > 0) text += ", " + counted(all.zombies, "zombie");
     if (all.started && all.ended)
         text += "; " + std::to_string(*all.started) + " started, " + std::to_string(*all.ended) + " ended";
     // Of less CPU time the clock's ticks and the reading itself are too large a part.

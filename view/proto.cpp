@@ -21,7 +21,7 @@ void showProtocols(const Interval& interval, const View& view, Page& page) {
     if (all->moved == 0) {
         size_t used = 0;
         page.piece("PROTO", used, Tone::Title);
-        page.piece("  " + std::to_string(all->counters) + " counters, none moved", used);
+        page.piece("  " + counted(all->counters, "counter") + ", none moved", used);
         return page.newline();
     }
     // Equal ones in the kernel's order.

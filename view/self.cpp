@@ -55,7 +55,7 @@ void showTop(const Interval& interval, const View& view, Page& page) {
                        fixedText(static_cast<double>(interval.elapsed_us) / 1e6, 3) + " s";
     if (interval.damaged) line += "  DAMAGED: its bytes have changed";
     std::vector<Fact> facts;
-    if (host && host->cpus) facts.push_back({std::to_string(*host->cpus) + (*host->cpus == 1 ? " CPU" : " CPUs"), 1});
+    if (host && host->cpus) facts.push_back({counted(*host->cpus, "CPU"), 1});
     if (host && host->memory) facts.push_back({sizeText(static_cast<double>(*host->memory)), 2});
     if (host) facts.push_back({"Linux " + safeText(host->kernel), 5});
     if (host && host->uptime_s) facts.push_back({"up " + spanText(static_cast<double>(*host->uptime_s)), 4});

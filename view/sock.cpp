@@ -80,7 +80,7 @@ static std::string countersText(const Interval& interval) {
     some(sum.cookies, " SYN cookies/s"), some(sum.udp_full, " datagrams without room/s");
     if (time_wait > 0) text += ", " + countText(static_cast<double>(time_wait)) + " in TIME_WAIT";
     if (sum.reports_lost.value_or(0) > 0) text += "; reports of ended sockets were lost";
-    if (others > 0) text += "; " + std::to_string(others) + (others == 1 ? " other network" : " other networks");
+    if (others > 0) text += "; " + counted(others, "other network");
     if (unknown > 0) text += "; sockets not known: wyrt check";
     return text;
 }

@@ -74,8 +74,8 @@ void showThreads(const Interval& interval, const View& view, Page& page) {
     const auto* all = interval.threadsTotal.one();
     if (!all) return;
     const auto rows = ordered(interval, view, view.rowsOr(MostRows));
-    const std::string sum = std::to_string(all->threads) +
-                            " threads of the processes that ran: " + std::to_string(all->ran) + " ran, " +
+    const std::string sum = counted(all->threads, "thread") +
+                            " of the processes that ran: " + std::to_string(all->ran) + " ran, " +
                             std::to_string(rows.size()) + " shown";
     if (rows.empty()) return page.clauses("THREAD  " + sum);
     const auto elapsed_us = static_cast<double>(interval.threadsTotal.elapsed_us);

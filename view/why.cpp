@@ -117,7 +117,7 @@ static void showFinding(const Interval& interval, const WhyRow& why, Page& page)
     const std::string rank = std::to_string(why.rank);
     size_t used = 0;
     page.piece(rank + std::string(3 - std::min<size_t>(2, rank.size()), ' ') + text.heading, used, Tone::Bad);
-    page.piece("   " + text.figures, used);
+    page.clauses("   " + text.figures, used);
     page.newline();
     size_t width = 0;
     for (auto& culprit : text.culprits)
@@ -127,13 +127,13 @@ static void showFinding(const Interval& interval, const WhyRow& why, Page& page)
         line.append(culprit.share).append(" ").append(culprit.who);
         if (!culprit.evidence.empty())
             line.append(width - std::min(width, textWidth(culprit.who)) + 3, ' ').append(culprit.evidence);
-        page.line(line);
+        page.clauses(line);
     }
     if (!text.after.empty()) page.clauses("   " + text.after);
     if (!why.worst.empty())
-        page.line("   in " + countText(static_cast<double>(why.intervals)) + " intervals, " +
-                  spanText(static_cast<double>(why.lasted_us) / 1e6) + ", from " + safeText(why.since) + " to " +
-                  safeText(why.until) + "; worst " + safeText(why.worst));
+        page.clauses("   in " + countText(static_cast<double>(why.intervals)) + " intervals, " +
+                     spanText(static_cast<double>(why.lasted_us) / 1e6) + ", from " + safeText(why.since) + " to " +
+                     safeText(why.until) + "; worst " + safeText(why.worst));
 }
 
 void showWhy(const Interval& interval, const View&, Page& page) {

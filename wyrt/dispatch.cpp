@@ -73,7 +73,7 @@ static int record(int argc, char** argv) {
 
 static constexpr Command Commands[] = {
     {"live",   live,          "tables, now",                                           "wyrt live cpu disk -i 5s"         },
-    {"record", record,        "a log, to a file or a pipe",                            "wyrt record -i 10s -o day.wyrt"   },
+    {"record", record,        "a log, to a file, a pipe or a folder kept in bounds",   "wyrt record -i 10s -o day.wyrt"   },
     {"check",  check,         "what can be seen here, and what would unlock the rest", "wyrt check"                       },
     {"show",   runLogProgram, "the tables of a log",                                   "wyrt show day.wyrt"               },
     {"why",    runLogProgram, "what was under pressure in a log, and who did it",      "wyrt why day.wyrt --since 14:05"  },

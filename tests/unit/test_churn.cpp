@@ -268,7 +268,7 @@ TEST(ChurnModel, WithoutReportsOnlyTheParentsTell) {
     made.rows();
     EXPECT_EQ(made.shown(), "CHURN              ppid ended/s fail/s kill/s  cpu% life_ms unit     command\n"
                             "make                  7       -      -      -  25.0       -          -\n"
-                            "- forks/s; 3 started, 4 ended; ends are not reported: wyrt check\n");
+                            "- forks/s; 3 started, 4 ended; what ends in between is not reported: wyrt check\n");
     EXPECT_FALSE(made.interval.churnTotal.rows[0].ended || made.interval.churnTotal.rows[0].unseen);
 }
 

@@ -115,7 +115,7 @@ TEST(FileView, OfALongPathTheEndIsShownOnATerminal) {
 TEST(FileView, NothingMoved) {
     auto interval = intervalOf({});
     interval.filesTotal.rows[0] = {3, 40, 0, 0, 0, 5000};
-    EXPECT_EQ(shown(interval), "FILE none moved; 40 descriptors of 3 processes that ran, 5000 known\n");
+    EXPECT_EQ(shown(interval), "FILE  none moved; 40 descriptors of 3 processes that ran, 5000 known\n");
     interval.filesTotal.rows[0] = {};
     EXPECT_EQ(shown(interval), "");
     EXPECT_EQ(shown(Interval{}), "");

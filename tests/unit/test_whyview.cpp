@@ -20,9 +20,9 @@ static std::string lineOf(const Interval& interval) {
     return page.text();
 }
 
-static std::string shown(WhyMachine& machine) {
+static std::string shown(WhyMachine& machine, size_t width = 0) {
     judge(machine.interval, machine.limits);
-    return shown(machine.interval);
+    return shown(machine.interval, width);
 }
 
 static WhyMachine saturated() {
@@ -54,6 +54,18 @@ TEST(WhyView, AFindingWithCulpritsAndSufferers) {
     EXPECT_EQ(lineOf(machine.interval),
               "WHY   1 of 1  DISK sdb writes wait 41.2 ms: 92% ~ rsync[4411] root backup.service "
               "/srv/db7.tar\n");
+}
+
+// What finds no room is left out whole, so that no figure stands without its number and no name in part.
+TEST(WhyView, NarrowTerminal) {
+    auto machine = saturated();
+    const auto text = shown(machine, 72);
+    EXPECT_EQ(text.substr(0, text.find("not under")),
+              "1  DISK sdb   writes wait 41.2 ms (limit 20), queue 17.0\n"
+              "   92% ~ rsync[4411] root backup.service   183.0 MB/s, fd 5 /srv/db7.tar\n"
+              "    4% ~ postgres[2210] postgres           8.0 MB/s\n"
+              "    4% ? write-back of earlier writes and not accounted for\n"
+              "   suffer: blocked: postgres x8, rsyslogd[700]\n");
 }
 
 TEST(WhyView, Calm) {
