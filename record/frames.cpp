@@ -111,7 +111,11 @@ LogFrames::Found LogFrames::next(Frame& frame) {
             continue;
         }
         Ending ending;
-        if (!parseEnding(line, ending)) return finish(start, nullptr, false, scanned, frame), Found::Frame;
+        if (!parseEnding(line, ending)) {
+            // Where a run was cut off, the head of the next one can follow in the same line.
+            const auto head = line.find("#wyrt,");
+            return finish(start, nullptr, false, head == line.npos ? scanned : start + head, frame), Found::Frame;
+        }
         const size_t bytes = start - begin;
         if (ending.bytes < bytes && isWhole(start - ending.bytes, start, ending, Check::Sums)) {
             // The END of the frame before is missing: the text before this one is damaged, this one is whole. The next

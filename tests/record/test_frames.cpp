@@ -322,6 +322,17 @@ TEST(Damage, TwoWritersInterleaved) {
     EXPECT_EQ(wholeOf(one + two), possible);
 }
 
+// A run that was cut off, wherever, takes nothing of the next one with it.
+TEST(Damage, ARunAfterACut) {
+    const auto whole = logOf(2);
+    const size_t last = logOf(1).size();
+    for (size_t cut = last; cut < whole.size(); cut++) {
+        uint64_t damaged = 0;
+        EXPECT_EQ(wholeOf(whole.substr(0, cut) + whole, &damaged), (std::vector<uint64_t>{1, 1, 2})) << cut;
+        EXPECT_EQ(damaged, cut > last ? 1U : 0U) << cut;
+    }
+}
+
 TEST(Damage, BlocksOfZeros) {
     const auto good = logOf(6);
     const size_t begin = good.find("\nCORE,", good.find("END,", good.find("END,", good.find("\nEND,") + 5) + 5)) + 20;
