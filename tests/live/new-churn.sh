@@ -13,11 +13,11 @@ program=
 trap '[ -n "$program" ] && kill "$program" 2>/dev/null; rm -rf "$sandbox"' EXIT
 cd "$sandbox" || exit 1
 
-# cells KIND FIELD... : these fields of the log's lines of a kind, by the names of its head.
+# cells KIND FIELD... : these fields of the log's lines of a kind, by the names of its head, with tabs between them.
 cells() {
     awk -F, -v kind="$1" -v names="${*:2}" '
         $1 == "#" kind { for (i = 1; i <= NF; i++) at[$i] = i; n = split(names, wanted, " ") }
-        $1 == kind { for (i = 1; i <= n; i++) printf "%s%s", $at[wanted[i]], i < n ? " " : "\n" }' log
+        $1 == kind { for (i = 1; i <= n; i++) printf "%s%s", $at[wanted[i]], i < n ? "\t" : "\n" }' log
 }
 
 "$WYRT" record proc churn -i 500ms -o log 2>errors &
@@ -35,10 +35,10 @@ wait "$program"
 program=
 started=$(<started)
 
-read -r forks ended lost < <(cells CHURNS forks ended lost | awk '{ f += $1; e += $2; l += $3 } END { print f, e == "" ? "-" : e, l }')
+read -r forks ended lost < <(cells CHURNS forks ended lost | awk -F '\t' '{ f += $1; e += $2; l += $3 } END { print f, e == "" ? "-" : e, l }')
 verdict "new-churn: the kernel counts at least the $started that began" \
     "$([ "${forks:-0}" -ge "$started" ] || echo "$forks forks")"
-children=$(cells PROC pid children | awk -v pid="$parent" '$1 == pid { c += $2 } END { print c + 0 }')
+children=$(cells PROC pid children | awk -F '\t' -v pid="$parent" '$1 == pid { c += $2 } END { print c + 0 }')
 echo "# $started processes; their parent's children: $children us"
 
 if [ "$(cells CHURNS ended | tail -n 1)" = "" ]; then
@@ -48,9 +48,9 @@ fi
 [ "$lost" = 0 ] || { echo "skip new-churn reports: $lost times reports were lost"; exit 0; }
 # Most are seen by no sample; the others have an EXIT.
 read -r unseen failed killed < <(cells CHURN ppid command ended failed killed |
-    awk -v pid="$parent" '$1 == pid && $2 == "short" { e += $3; f += $4; k += $5 } END { print e + 0, f + 0, k + 0 }')
+    awk -F '\t' -v pid="$parent" '$1 == pid && $2 == "short" { e += $3; f += $4; k += $5 } END { print e + 0, f + 0, k + 0 }')
 read -r seen seenFailed seenKilled < <(cells EXIT ppid name code signal |
-    awk -v pid="$parent" '$1 == pid { e++; f += $4 == 0 && $3 > 0; k += $4 > 0 } END { print e + 0, f + 0, k + 0 }')
+    awk -F '\t' -v pid="$parent" '$1 == pid { e++; f += $4 == 0 && $3 > 0; k += $4 > 0 } END { print e + 0, f + 0, k + 0 }')
 verdict "new-churn: every process that ended is counted once" \
     "$([ $((unseen + seen)) = "$started" ] || echo "$unseen summed and $seen with a row of their own, of $started")"
 verdict "new-churn: by their codes" \

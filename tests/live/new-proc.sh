@@ -173,10 +173,15 @@ if mkdir "$group" 2>/dev/null; then
     kill -KILL "$loader"
     wait "$loader" 2>/dev/null
     for ((i = 0; i < 50; i++)); do rmdir "$group" 2>/dev/null && break; sleep 0.1; done
-    why=$({ cells grouped PROC name cpu children; cells grouped CGROUP path cpu; } | awk -v path="/${group##*/}" '
-        NF == 3 && $1 == "live-churner" { sum += $2 + $3 }
+    why=$({ cells grouped PROC pid ppid cpu children; cells grouped CGROUP path cpu; } | awk -F '\t' -v path="/${group##*/}" -v loader="$loader" '
+        NF == 4 { parent[$1] = $2; used[$1] += $3 + $4 }
         NF == 2 && $1 == path { usage += $2 }
         END {
+            for (pid in used) {
+                above = pid
+                for (i = 0; i < 9 && above != loader && above in parent; i++) above = parent[above]
+                if (above == loader) sum += used[pid]
+            }
             if (usage < 200000) printf "the group used only %d us\n", usage
             else if (sum < usage * 0.99 || sum > usage * 1.01) printf "%d of %d us\n", sum, usage
         }')
