@@ -230,11 +230,8 @@ void SockSampler::sweep(uint16_t space, uint8_t protocol) {
 
 // The process that has the listener of its port; of a connection to elsewhere, one that talked to the same peer.
 uint32_t SockSampler::ownerOfEnded(const Socket& socket) const {
-    for (const auto& listener : now->listeners) {
-        const auto& known = now->table.slots[listener.socket];
-        if (!known.free && known.space == socket.space && known.ends.port == socket.ends.port && known.owner)
-            return known.owner;
-    }
+    const auto accepting = acceptors.find(socket.ends.port);
+    if (accepting != acceptors.end()) return accepting->second;
     const auto found = clients.find(digestOf(peerOf(socket)));
     return found == clients.end() ? 0 : found->second;
 }
@@ -270,6 +267,11 @@ void SockSampler::end(const InetSocket& from) {
 
 void SockSampler::takeEvents() {
     auto& own = now->spaces[0];
+    acceptors.clear();
+    for (const auto& listener : now->listeners) {
+        const auto& socket = now->table.slots[listener.socket];
+        if (!socket.free && socket.space == 0 && socket.owner) acceptors.try_emplace(socket.ends.port, socket.owner);
+    }
     while (events.take(piece))
         eachMessage(piece.view(), [&](uint16_t, std::string_view payload) {
             const auto socket = parseInetSocket(payload);
@@ -507,6 +509,22 @@ void SockSampler::countPorts() {
 
 // --- A pass
 
+// The processes that accept from listeners in trouble; of all listeners in the first passes.
+void SockSampler::findListenerOwners() {
+    std::vector<WantedInode> inodes;
+    for (uint32_t i = 0; i < now->listeners.size(); i++) {
+        const auto& listener = now->listeners[i];
+        const auto& socket = now->table.slots[listener.socket];
+        if (now->pass <= 2 || listener.drops > 0 || socket.receive_queue > 0) inodes.emplace_back(socket.inode, i);
+    }
+    std::vector<SocketHolder> holders;
+    owners.ownersOf(inodes, holders);
+    for (const auto& [at, pid] : holders) {
+        auto& pids = now->listeners[at].owners;
+        if (pids.empty() || pids.back() != pid) pids.push_back(pid);
+    }
+}
+
 // What the tables need besides the changes.
 void SockSampler::finish(std::span<const Ran> ran) {
     constexpr size_t MostClients = 4096;
@@ -539,9 +557,7 @@ void SockSampler::finish(std::span<const Ran> ran) {
         if (found != now->listeners.end() && found->socket == change.socket)
             found->drops = slots[change.socket].counters.drops - change.before.drops;
     }
-    for (auto& listener : now->listeners)
-        if (now->pass <= 2 || listener.drops > 0 || slots[listener.socket].receive_queue > 0)
-            owners.ownersOf(slots[listener.socket].inode, listener.owners);
+    findListenerOwners();
     if (now->spaces[0].listed) countPorts();
 }
 

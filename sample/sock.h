@@ -119,7 +119,8 @@ class SockSampler {
     unsigned uncertain = 0, unixAge = 0;
     uint64_t unixUsed = 0;
     uint16_t firstPort = 0, lastPort = 0;
-    std::unordered_map<uint64_t, uint32_t> clients; // who talked to a peer, by a digest of its address and port
+    std::unordered_map<uint64_t, uint32_t> clients;   // who talked to a peer, by a digest of its address and port
+    std::unordered_map<uint16_t, uint32_t> acceptors; // who has a listener of the own namespace, by its port
     struct Asking {
         uint16_t space = 0;
         Helper::Ticket ticket = 0;
@@ -165,6 +166,7 @@ class SockSampler {
     void askOther(uint16_t at);
     void takeOthers();
     void removeSpace(uint16_t at);
+    void findListenerOwners();
     void finish(std::span<const Ran> ran);
 
 public:
@@ -177,4 +179,5 @@ public:
     // keeps the sockets.
     void sample(std::span<const Ran> ran, std::span<const GoneProcess> gone, SockSample& to);
     uint64_t notAllowed() const { return forbidden + owners.notAllowed() + text.denied; }
+    uint64_t comparisons() const { return owners.comparisons(); }
 };

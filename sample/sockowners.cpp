@@ -142,25 +142,36 @@ void SocketOwners::merge(Process& process, SocketTable& table) {
 
 // --- Who has what
 
-bool SocketOwners::isFound(const SocketTable& table) const {
-    return std::all_of(wanted.begin(), wanted.end(), [&](auto& w) { return table.slots[w.second].owner != 0; });
+// Whether all that are wanted have an owner. `from`: those before it had one when this was asked last; while descriptors
+// are looked at, one can lose it again.
+bool SocketOwners::isFound(const SocketTable& table, size_t& from) {
+    const auto skip = [&](size_t at) {
+        while (at < wanted.size() && table.slots[wanted[at].second].owner != 0) at++, compared++;
+        return at;
+    };
+    from = skip(from);
+    if (from == wanted.size()) from = skip(0);
+    return from == wanted.size();
 }
 
-// Calls f(process, socket) for each known descriptor of a wanted socket.
-template <typename F> void SocketOwners::eachWanted(bool ranOnly, F&& f) {
+// Calls f(process, what it is wanted for) for each known descriptor of a wanted socket.
+template <typename F> void SocketOwners::eachHolder(const std::vector<WantedInode>& sorted, Among which, F&& f) {
+    if (sorted.empty()) return;
     for (const auto& process : processes) {
-        if (process.pid == 0 || (ranOnly && process.ran != pass)) continue;
+        if (process.pid == 0 || (which == Among::Ran && process.ran != pass)) continue;
+        compared += process.sockets.size();
         for (const auto& held : process.sockets) {
-            const auto at = std::lower_bound(wanted.begin(), wanted.end(), std::pair(held.inode, uint32_t{0}));
-            if (at != wanted.end() && at->first == held.inode) f(process, at->second);
+            const auto at = std::lower_bound(sorted.begin(), sorted.end(), WantedInode(held.inode, 0));
+            if (at != sorted.end() && at->first == held.inode) f(process, at->second);
         }
     }
 }
 
 // Among the descriptors of processes that ran, which are looked at again.
 void SocketOwners::searchRan(std::span<const Ran> ran, SocketTable& table) {
+    size_t ownedUpTo = 0;
     for (const auto& one : ran) {
-        if (isFound(table)) return;
+        if (isFound(table, ownedUpTo)) return;
         const auto place = places.find(static_cast<uint32_t>(one.pid));
         // What was looked at in turn had sockets then that may have ended since.
         if (place == places.end() || processes[place->second].searched == pass) continue;
@@ -228,20 +239,19 @@ void SocketOwners::find(std::span<const Ran> ran, const std::vector<uint32_t>& a
     const auto take = [&](const Process& process, uint32_t at) {
         if (table.slots[at].owner == 0) table.slots[at].owner = process.pid;
     };
-    eachWanted(true, take);
+    eachHolder(wanted, Among::Ran, take);
     searchRan(ran, table);
-    eachWanted(false, take);
+    eachHolder(wanted, Among::All, take);
     for (auto& [inode, at] : wanted) table.slots[at].owners = 0;
-    eachWanted(false, [&](const Process&, uint32_t at) {
+    eachHolder(wanted, Among::All, [&](const Process&, uint32_t at) {
         if (table.slots[at].owners < UINT16_MAX) table.slots[at].owners++;
     });
     for (auto& [inode, at] : wanted)
         if (table.slots[at].owner == 0 && ++table.slots[at].searched < Searches) ownerless.push_back(at);
 }
 
-void SocketOwners::ownersOf(uint32_t inode, std::vector<uint32_t>& pids) const {
-    for (const auto& process : processes)
-        if (process.pid && std::any_of(process.sockets.begin(), process.sockets.end(),
-                                       [&](const Held& held) { return held.inode == inode; }))
-            pids.push_back(process.pid);
+void SocketOwners::ownersOf(std::vector<WantedInode>& sockets, std::vector<SocketHolder>& holders) {
+    std::sort(sockets.begin(), sockets.end());
+    eachHolder(sockets, Among::All,
+               [&](const Process& process, uint32_t what) { holders.push_back({what, process.pid}); });
 }

@@ -18,6 +18,13 @@
 #include <unordered_map>
 #include <vector>
 
+// The inode of a socket whose owners are searched for, and what the caller knows it by.
+using WantedInode = std::pair<uint32_t, uint32_t>;
+
+struct SocketHolder {
+    uint32_t what = 0, pid = 0; // what: as in WantedInode
+};
+
 // A network namespace that processes are in.
 struct ProcessSpace {
     uint32_t inode = 0;
@@ -44,15 +51,15 @@ class SocketOwners {
     std::vector<Process> processes;
     std::vector<uint32_t> unused;
     std::unordered_map<uint32_t, uint32_t> places;     // by pid
-    std::vector<Held> found;                           // working space
-    std::vector<std::pair<uint32_t, uint32_t>> wanted; // inodes and sockets whose owner is searched for
-    std::vector<uint32_t> ownerless;                   // sockets that are to be searched for
+    std::vector<Held> found;         // working space
+    std::vector<WantedInode> wanted; // with the places of the sockets
+    std::vector<uint32_t> ownerless; // sockets that are to be searched for
     std::vector<ProcessSpace> spaceList;
     bool spacesChanged = true;
     uint32_t pass = 0;
     size_t cursor = 0;  // the next process to be looked at in turn
     int64_t credit = 0; // links that may be read for that; below 0: too many were
-    uint64_t descriptors = 0, forbidden = 0;
+    uint64_t descriptors = 0, forbidden = 0, compared = 0;
     static constexpr uint8_t Settling = 3; // passes in which a new process may still change its namespace
 
     static constexpr size_t Known = 8; // descriptors whose link is not read cost as much as one that is
@@ -65,9 +72,10 @@ class SocketOwners {
     void merge(Process& process, SocketTable& table);
     static void own(const Process& process, uint32_t inode, SocketTable& table);
     void disown(uint32_t inode, SocketTable& table);
-    template <typename F> void eachWanted(bool ranOnly, F&& f);
+    enum class Among { All, Ran };
+    template <typename F> void eachHolder(const std::vector<WantedInode>& sorted, Among which, F&& f);
     void searchRan(std::span<const Ran> ran, SocketTable& table);
-    bool isFound(const SocketTable& table) const;
+    bool isFound(const SocketTable& table, size_t& from);
 
 public:
     static constexpr size_t Turn = 2048;   // passes in which all descriptors are looked at again
@@ -82,9 +90,12 @@ public:
     void add(uint32_t at) { ownerless.push_back(at); }
     // Finds the owners of sockets that have none, and of `acted`: sockets that moved by the hand of a process.
     void find(std::span<const Ran> ran, const std::vector<uint32_t>& acted, SocketTable& table);
-    // All processes that have a socket.
-    void ownersOf(uint32_t inode, std::vector<uint32_t>& pids) const;
+    // All processes that have one of these sockets. One with several descriptors of a socket may be there as often.
+    // Sorts the sockets, and goes through all descriptors once.
+    void ownersOf(std::vector<WantedInode>& sockets, std::vector<SocketHolder>& holders);
     // The network namespaces of all processes, by inode.
     const std::vector<ProcessSpace>& spaces();
     uint64_t notAllowed() const { return forbidden; }
+    // Descriptors and sockets that the searches have gone through since the start.
+    uint64_t comparisons() const { return compared; }
 };
