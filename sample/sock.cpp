@@ -218,12 +218,10 @@ void SockSampler::drop(uint32_t at) {
 // What is on no whole list any more is gone. Its report may come late, so it is kept for one more pass.
 void SockSampler::sweep(uint16_t space, uint8_t protocol) {
     const bool late = space == 0 && protocol == IPPROTO_TCP && reported;
-    auto& slots = now->table.slots;
-    for (uint32_t at = 0; at < slots.size(); at++) {
-        const auto& socket = slots[at];
-        if (socket.free || socket.space != space || socket.protocol != protocol || socket.seen == now->pass) continue;
-        if (!late || socket.seen + 2 <= now->pass) drop(at);
-    }
+    now->table.each(space, protocol, [&](uint32_t at) {
+        const auto seen = now->table.slots[at].seen;
+        if (seen != now->pass && (!late || seen + 2 <= now->pass)) drop(at);
+    });
 }
 
 // --- Sockets that ended
@@ -352,7 +350,8 @@ void SockSampler::askFor(const std::vector<uint32_t>& sockets) {
 }
 
 // Those with something in a queue. Listeners are listed instead: several can have the same address.
-void SockSampler::queuedOf(uint16_t space, uint8_t protocol, std::vector<uint32_t>& sockets) const {
+void SockSampler::queuedOf(uint16_t space, uint8_t protocol, std::vector<uint32_t>& sockets) {
+    compared += now->queued.size();
     for (const auto at : now->queued) {
         const auto& socket = now->table.slots[at];
         if (!socket.free && socket.space == space && socket.protocol == protocol && socket.seen != now->pass &&

@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -127,6 +128,15 @@ class SockSampler {
         bool tcp = false, udp = false; // all of these were asked for
     };
     std::vector<Asking> asking;
+    // Other namespaces: their places in the sample, places that are free, and sockets with something in a queue.
+    std::unordered_map<uint32_t, uint16_t> places; // by inode
+    std::set<uint16_t> unusedPlaces;
+    struct QueuedThere {
+        uint16_t space = 0;
+        uint32_t socket = 0;
+    };
+    std::vector<QueuedThere> queuedThere; // by namespace
+    uint64_t compared = 0;
 
     // --- Counters
     bool readCounters(SockSpace& space);
@@ -154,7 +164,7 @@ class SockSampler {
     void askFor(const std::vector<uint32_t>& sockets);
     static std::string listRequest(uint8_t protocol, uint8_t family);
     static std::string singleRequestOf(const Socket& socket);
-    void queuedOf(uint16_t space, uint8_t protocol, std::vector<uint32_t>& sockets) const;
+    void queuedOf(uint16_t space, uint8_t protocol, std::vector<uint32_t>& sockets);
     void listUnix(SockSpace& own);
     bool isExplained(uint64_t segments);
     void sampleTcp(SockSpace& own);
@@ -163,6 +173,7 @@ class SockSampler {
     void sampleOwn();
     uint16_t spaceOf(uint32_t inode);
     void sampleOthers();
+    void gatherQueued();
     void askOther(uint16_t at);
     void takeOthers();
     void removeSpace(uint16_t at);
@@ -179,5 +190,6 @@ public:
     // keeps the sockets.
     void sample(std::span<const Ran> ran, std::span<const GoneProcess> gone, SockSample& to);
     uint64_t notAllowed() const { return forbidden + owners.notAllowed() + text.denied; }
-    uint64_t comparisons() const { return owners.comparisons(); }
+    // Descriptors and sockets that were gone through since the start, besides what the kernel has given.
+    uint64_t comparisons() const { return compared + owners.comparisons(); }
 };

@@ -27,12 +27,20 @@ uint32_t SocketOwners::placeOf(uint32_t pid, uint64_t start, SocketTable& table)
 
 void SocketOwners::remove(uint32_t place, SocketTable& table) {
     auto& process = processes[place];
+    spacesChanged |= isNamed(process);
     for (const auto& held : process.sockets) disown(held.inode, table);
     descriptors -= process.sockets.size();
     places.erase(process.pid);
     process = Process();
     unused.push_back(place);
-    spacesChanged = true;
+}
+
+// Whether the list of namespaces has this process, or lacks its namespace.
+bool SocketOwners::isNamed(const Process& process) const {
+    if (process.space == 0) return false;
+    const auto is = std::lower_bound(spaceList.begin(), spaceList.end(), process.space,
+                                     [](auto& space, uint32_t inode) { return space.inode < inode; });
+    return is == spaceList.end() || is->inode != process.space || is->pid == process.pid;
 }
 
 // "net:[4026531840]"
@@ -45,13 +53,15 @@ void SocketOwners::readSpace(Process& process) {
     uint32_t inode = 0;
     if (text.starts_with("net:[") && text.ends_with("]")) toNumber(text.substr(5, text.size() - 6), inode);
     if (inode == process.space) return;
+    spacesChanged |= isNamed(process);
     process.space = inode;
-    spacesChanged = true;
+    spacesChanged |= isNamed(process);
 }
 
 const std::vector<ProcessSpace>& SocketOwners::spaces() {
     if (!spacesChanged) return spaceList;
     spacesChanged = false;
+    compared += processes.size();
     std::map<uint32_t, uint32_t> pids;
     for (const auto& process : processes)
         if (process.pid && process.space) pids.try_emplace(process.space, process.pid);

@@ -54,8 +54,9 @@ class SocketOwners {
     std::vector<Held> found;         // working space
     std::vector<WantedInode> wanted; // with the places of the sockets
     std::vector<uint32_t> ownerless; // sockets that are to be searched for
-    std::vector<ProcessSpace> spaceList;
+    std::vector<ProcessSpace> spaceList; // by inode
     bool spacesChanged = true;
+    bool isNamed(const Process& process) const;
     uint32_t pass = 0;
     size_t cursor = 0;  // the next process to be looked at in turn
     int64_t credit = 0; // links that may be read for that; below 0: too many were

@@ -8,25 +8,41 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+static constexpr uint8_t Protocols[] = {IPPROTO_TCP, IPPROTO_UDP};
+
+// The place of a namespace, a new one if need be. 0: there is no room for another one.
 uint16_t SockSampler::spaceOf(uint32_t inode) {
     auto& spaces = now->spaces;
-    uint16_t unused = 0;
-    for (uint16_t at = 1; at < spaces.size(); at++) {
-        if (!spaces[at].free && spaces[at].inode == inode) return at;
-        if (spaces[at].free && !unused) unused = at;
-    }
-    if (!unused && spaces.size() >= MostSpaces) return 0;
-    if (!unused) unused = static_cast<uint16_t>(spaces.size()), spaces.emplace_back();
-    spaces[unused] = SockSpace();
-    spaces[unused].inode = inode;
-    return unused;
+    const auto known = places.find(inode);
+    if (known != places.end()) return known->second;
+    uint16_t place = static_cast<uint16_t>(spaces.size());
+    if (!unusedPlaces.empty()) place = unusedPlaces.extract(unusedPlaces.begin()).value();
+    else if (spaces.size() < MostSpaces) spaces.emplace_back();
+    else return 0;
+    spaces[place] = SockSpace();
+    spaces[place].inode = inode;
+    places[inode] = place;
+    return place;
 }
 
 void SockSampler::removeSpace(uint16_t at) {
-    for (uint32_t i = 0; i < now->table.slots.size(); i++)
-        if (!now->table.slots[i].free && now->table.slots[i].space == at) drop(i);
+    for (const uint8_t protocol : Protocols)
+        now->table.each(at, protocol, [&](uint32_t socket) { drop(socket); });
+    places.erase(now->spaces[at].inode);
+    unusedPlaces.insert(at);
     now->spaces[at] = SockSpace();
     now->spaces[at].free = true;
+}
+
+// The sockets of other namespaces with something in a queue, by namespace.
+void SockSampler::gatherQueued() {
+    queuedThere.clear();
+    for (const auto at : now->queued) {
+        const auto& socket = now->table.slots[at];
+        if (!socket.free && socket.space != 0) queuedThere.push_back({socket.space, at});
+    }
+    compared += now->queued.size();
+    std::stable_sort(queuedThere.begin(), queuedThere.end(), [](auto& a, auto& b) { return a.space < b.space; });
 }
 
 // All sockets of a protocol whose counters moved; of the others those that hold something.
@@ -41,15 +57,19 @@ void SockSampler::askOther(uint16_t at) {
     std::string all;
     const auto addList = [&](uint8_t protocol, uint8_t family) { all += listRequest(protocol, family); };
     constexpr size_t MostQueued = 16; // more are listed
-    for (const uint8_t protocol : {uint8_t{IPPROTO_TCP}, uint8_t{IPPROTO_UDP}}) {
+    const auto [first, last] = std::equal_range(queuedThere.begin(), queuedThere.end(), QueuedThere{at, 0},
+                                                [](auto& a, auto& b) { return a.space < b.space; });
+    for (const uint8_t protocol : Protocols) {
         bool& whole = protocol == IPPROTO_TCP ? ask.tcp : ask.udp;
         wanted.clear();
-        queuedOf(at, protocol, wanted);
-        whole |= wanted.size() > MostQueued;
-        for (const auto& listener : now->listeners) {
-            const auto& socket = now->table.slots[listener.socket];
-            whole |= protocol == IPPROTO_TCP && !socket.free && socket.space == at && socket.receive_queue > 0;
+        for (auto held = first; held != last; ++held) {
+            const auto& socket = now->table.slots[held->socket];
+            if (socket.protocol != protocol) continue;
+            // Several listeners can have the same address.
+            if (socket.state == SocketState::Listen) whole = true;
+            else wanted.push_back(held->socket);
         }
+        whole |= wanted.size() > MostQueued;
         if (whole) {
             space.listed = true;
             addList(protocol, AF_INET);
@@ -94,11 +114,14 @@ void SockSampler::takeOthers() {
 
 void SockSampler::sampleOthers() {
     constexpr int64_t Patience = 250000; // microseconds, for all namespaces together
-    const auto& present = owners.spaces();
+    const auto& present = owners.spaces(); // by inode
     for (uint16_t at = 1; at < now->spaces.size(); at++) {
-        const auto isThis = [&](auto& space) { return space.inode == now->spaces[at].inode; };
-        if (!now->spaces[at].free && std::none_of(present.begin(), present.end(), isThis)) removeSpace(at);
+        const auto inode = now->spaces[at].inode;
+        const auto is = std::lower_bound(present.begin(), present.end(), inode,
+                                         [](auto& space, uint32_t number) { return space.inode < number; });
+        if (!now->spaces[at].free && (is == present.end() || is->inode != inode)) removeSpace(at);
     }
+    gatherQueued();
     for (const auto& there : present) {
         if (there.inode == now->spaces[0].inode) continue;
         const auto at = spaceOf(there.inode);

@@ -37,6 +37,23 @@ void SocketTable::unlink(std::vector<uint32_t>& buckets, size_t bucket, uint32_t
     if (*place == at) *place = slots[at].*chain;
 }
 
+void SocketTable::linkThere(uint32_t at) {
+    auto& socket = slots[at];
+    const auto group = groupOf(socket.space, socket.protocol);
+    if (group >= there.size()) there.resize(group + 1, None);
+    socket.previousThere = None, socket.nextThere = there[group];
+    if (socket.nextThere != None) slots[socket.nextThere].previousThere = at;
+    there[group] = at;
+}
+
+void SocketTable::unlinkThere(uint32_t at) {
+    const auto& socket = slots[at];
+    auto& before = socket.previousThere == None ? there[groupOf(socket.space, socket.protocol)]
+                                                : slots[socket.previousThere].nextThere;
+    before = socket.nextThere;
+    if (socket.nextThere != None) slots[socket.nextThere].previousThere = socket.previousThere;
+}
+
 uint32_t SocketTable::add(const Socket& made) {
     constexpr size_t FirstBuckets = 256;
     uint32_t at = static_cast<uint32_t>(slots.size());
@@ -55,6 +72,7 @@ uint32_t SocketTable::add(const Socket& made) {
     } else {
         link(at);
     }
+    linkThere(at);
     return at;
 }
 
@@ -72,6 +90,7 @@ void SocketTable::remove(uint32_t at) {
     auto& socket = slots[at];
     if (socket.inode) unlink(byInode, inodeBucket(socket.inode), &Socket::nextInode, at);
     unlink(byCookie, cookieBucket(socket.space, socket.cookie), &Socket::next, at);
+    unlinkThere(at);
     socket.free = true;
     unused.push_back(at);
     used--;

@@ -100,6 +100,81 @@ TEST(SockSampler, AnOwnerThatInheritedIsFound) {
     EXPECT_EQ(socket.owner, 12U);
 }
 
+// --- Other network namespaces
+
+// Namespaces with a process and four connections each, which have moved so many segments.
+static std::string namespaces(unsigned count, unsigned segments) {
+    std::string lines;
+    for (unsigned i = 0; i < count; i++) {
+        const auto inode = std::to_string(5000 + i), process = "/proc/" + std::to_string(100 + i);
+        lines += "link " + process + "/ns/net net:[" + inode + "]\n";
+        lines += "file " + process + "/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: " + std::to_string(4 * segments) + " 0\nE\n";
+        lines += "netlink sockdiag tcp4@" + inode + " <<E\n";
+        for (unsigned socket = 1; socket <= 4; socket++)
+            lines += "socket 10.0.0.1:80 10.1.1." + std::to_string(socket) + ":4000 cookie=" + std::to_string(socket) +
+                     " inode=" + std::to_string(10000 + 4 * i + socket) + " rqueue=1 in=" + std::to_string(segments) + "\n";
+        lines += "E\n";
+    }
+    return lines;
+}
+
+static std::vector<Ran> processesOf(unsigned count) {
+    std::vector<Ran> all;
+    for (unsigned i = 0; i < count; i++) all.push_back({static_cast<int>(100 + i), 7, 1, true, false, 'S'});
+    return all;
+}
+
+// What is gone through in three passes in which all sockets move, and in a fourth in which the namespaces end.
+static uint64_t workOf(unsigned count) {
+    Made made(snmp(1, 1) + sockets(1, 1, 0) + namespaces(count, 1) + "step 1\n" + namespaces(count, 2) + "step 2\n" +
+              namespaces(count, 3) + "step 3\n");
+    Sampled sampled;
+    const auto all = processesOf(count);
+    for (int pass = 0; pass < 3; pass++) {
+        sampled.pass(all);
+        EXPECT_EQ(sampled.sample.spaces.size(), count + 1);
+        EXPECT_EQ(sampled.sample.table.size(), 4 * count + 1) << "pass " << pass;
+        EXPECT_EQ(sampled.sample.changes.size(), pass == 0 ? 0 : 4 * count) << "pass " << pass;
+        made.step();
+    }
+    std::vector<GoneProcess> gone;
+    for (const auto& one : all) gone.emplace_back().pid = one.pid, gone.back().start = one.start;
+    sampled.sampler.sample({}, gone, sampled.sample);
+    EXPECT_EQ(sampled.sample.table.size(), 1U);
+    return sampled.sampler.comparisons() + sampled.sample.table.visits();
+}
+
+TEST(SockSampler, TenTimesTheNamespacesAreTenTimesTheWork) {
+    const auto few = workOf(30), many = workOf(300);
+    EXPECT_GE(many, 300 * 4);
+    EXPECT_LE(many, few * 11);
+}
+
+TEST(SockSampler, ANamespaceKeepsItsNameWhileItsProcessLives) {
+    const auto in = [](unsigned pid, unsigned inode) {
+        return "link /proc/" + std::to_string(pid) + "/ns/net net:[" + std::to_string(inode) + "]\n";
+    };
+    Made made(snmp(1, 1) + sockets(1, 1, 0) + namespaces(1, 1) + in(200, 5000) + in(201, 5000) +
+              "file /proc/200/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: 9 0\nE\n");
+    Sampled sampled;
+    auto ran = processesOf(1);
+    ran.push_back({200, 7, 1, true, false, 'S'});
+    sampled.pass(ran);
+    ASSERT_EQ(sampled.sample.spaces.size(), 2U);
+    EXPECT_EQ(sampled.sample.spaces[1].pid, 100U);
+    GoneProcess gone;
+    gone.pid = 100, gone.start = 7;
+    sampled.sampler.sample(std::vector<Ran>{{201, 7, 1, true, false, 'S'}}, std::vector{gone}, sampled.sample);
+    EXPECT_EQ(sampled.sample.spaces[1].inode, 5000U);
+    EXPECT_EQ(sampled.sample.spaces[1].pid, 201U); // it has taken the place of the first one
+    gone.pid = 201;
+    sampled.sampler.sample({}, std::vector{gone}, sampled.sample);
+    EXPECT_EQ(sampled.sample.spaces[1].pid, 200U);
+    gone.pid = 200;
+    sampled.sampler.sample({}, std::vector{gone}, sampled.sample);
+    EXPECT_TRUE(sampled.sample.spaces[1].free);
+}
+
 // All 50 random machines: what the rows and their rest add up to is what moved, whichever way it was found out.
 TEST(SockRows, SumsAreExactOnRandomMachines) {
     for (unsigned seed = 1; seed <= 50; seed++) {

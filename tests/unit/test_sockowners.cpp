@@ -48,9 +48,9 @@ TEST(SocketOwners, OfListenersAreFoundInOneWalkOverTheDescriptors) {
         const auto inode = sample.table.slots[listener.socket].inode;
         ASSERT_EQ(listener.owners, std::vector<uint32_t>{10 + (inode - 1000) / Each}) << "socket " << inode;
     }
-    // In each pass once for the listeners, and in the first one a few times for the owners of all sockets.
+    // A few times in each pass, not once for each listener.
     EXPECT_GE(sampler.comparisons(), 2 * some.descriptors);
-    EXPECT_LE(sampler.comparisons(), 6 * some.descriptors);
+    EXPECT_LE(sampler.comparisons(), 12 * some.descriptors);
 }
 
 // Most processes that ran have nothing that is wanted, and what is wanted belongs to the last of them.
