@@ -162,8 +162,6 @@ class SockSampler {
     Asked list(uint16_t space, uint8_t protocol, uint8_t family, uint32_t states);
     bool listAll(uint16_t space, uint8_t protocol);
     void askFor(const std::vector<uint32_t>& sockets);
-    static std::string listRequest(uint8_t protocol, uint8_t family);
-    static std::string singleRequestOf(const Socket& socket);
     void queuedOf(uint16_t space, uint8_t protocol, std::vector<uint32_t>& sockets);
     void listUnix(SockSpace& own);
     bool isExplained(uint64_t segments);

@@ -152,8 +152,8 @@ void SocketOwners::merge(Process& process, SocketTable& table) {
 
 // --- Who has what
 
-// Whether all that are wanted have an owner. `from`: those before it had one when this was asked last; while descriptors
-// are looked at, one can lose it again.
+// Whether all that are wanted have an owner. `from`: those before it had one when this was asked last; while
+// descriptors are looked at, one can lose it again.
 bool SocketOwners::isFound(const SocketTable& table, size_t& from) {
     const auto skip = [&](size_t at) {
         while (at < wanted.size() && table.slots[wanted[at].second].owner != 0) at++, compared++;

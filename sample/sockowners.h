@@ -50,11 +50,11 @@ class SocketOwners {
     Listing listing;
     std::vector<Process> processes;
     std::vector<uint32_t> unused;
-    std::unordered_map<uint32_t, uint32_t> places;     // by pid
-    std::vector<Held> found;         // working space
-    std::vector<WantedInode> wanted; // with the places of the sockets
-    std::vector<uint32_t> ownerless; // sockets that are to be searched for
-    std::vector<ProcessSpace> spaceList; // by inode
+    std::unordered_map<uint32_t, uint32_t> places; // by pid
+    std::vector<Held> found;                       // working space
+    std::vector<WantedInode> wanted;               // with the places of the sockets
+    std::vector<uint32_t> ownerless;               // sockets that are to be searched for
+    std::vector<ProcessSpace> spaceList;           // by inode
     bool spacesChanged = true;
     bool isNamed(const Process& process) const;
     uint32_t pass = 0;

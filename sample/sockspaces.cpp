@@ -2,6 +2,7 @@
 #include "sample/sock.h"
 
 #include "base/clock.h"
+#include "sample/sockrequest.h"
 
 #include <algorithm>
 
@@ -26,8 +27,7 @@ uint16_t SockSampler::spaceOf(uint32_t inode) {
 }
 
 void SockSampler::removeSpace(uint16_t at) {
-    for (const uint8_t protocol : Protocols)
-        now->table.each(at, protocol, [&](uint32_t socket) { drop(socket); });
+    for (const uint8_t protocol : Protocols) now->table.each(at, protocol, [&](uint32_t socket) { drop(socket); });
     places.erase(now->spaces[at].inode);
     unusedPlaces.insert(at);
     now->spaces[at] = SockSpace();
@@ -77,7 +77,7 @@ void SockSampler::askOther(uint16_t at) {
             if (six > 0 || space.counts[groupOf(protocol, AF_INET6)].sockets > 0) addList(protocol, AF_INET6);
         } else {
             space.asked += wanted.size();
-            for (const auto socket : wanted) all += singleRequestOf(now->table.slots[socket]);
+            for (const auto socket : wanted) all += socketRequest(now->table.slots[socket]);
         }
     }
     if (all.empty()) return;
@@ -113,7 +113,7 @@ void SockSampler::takeOthers() {
 }
 
 void SockSampler::sampleOthers() {
-    constexpr int64_t Patience = 250000; // microseconds, for all namespaces together
+    constexpr int64_t Patience = 250000;   // microseconds, for all namespaces together
     const auto& present = owners.spaces(); // by inode
     for (uint16_t at = 1; at < now->spaces.size(); at++) {
         const auto inode = now->spaces[at].inode;

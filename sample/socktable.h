@@ -24,13 +24,13 @@ struct Socket {
     uint32_t inode = 0, uid = 0;
     uint32_t receive_queue = 0, send_queue = 0;
     uint32_t rtt_us = 0, window = 0;
-    uint32_t owner = 0;                                 // pid of a process that has it; 0: none is known
-    uint32_t seen = 0;                                  // the last pass in which the kernel gave it
-    uint32_t moved = 0;                                 // the last pass in which it is one of the changes
-    uint32_t next = UINT32_MAX, nextInode = UINT32_MAX; // in the same buckets
+    uint32_t owner = 0;                                          // pid of a process that has it; 0: none is known
+    uint32_t seen = 0;                                           // the last pass in which the kernel gave it
+    uint32_t moved = 0;                                          // the last pass in which it is one of the changes
+    uint32_t next = UINT32_MAX, nextInode = UINT32_MAX;          // in the same buckets
     uint32_t nextThere = UINT32_MAX, previousThere = UINT32_MAX; // of the same namespace and protocol
-    uint16_t owners = 0;                                // processes that have it
-    uint16_t space = 0;                                 // its network namespace
+    uint16_t owners = 0;                                         // processes that have it
+    uint16_t space = 0;                                          // its network namespace
     SocketState state = SocketState::Closed;
     uint8_t family = 0, protocol = 0, backoff = 0;
     uint8_t searched = 0; // how often its owner was searched for in vain
@@ -39,7 +39,7 @@ struct Socket {
 
 class SocketTable {
     std::vector<uint32_t> byCookie, byInode; // the first socket of each bucket
-    std::vector<uint32_t> there; // the first socket of each namespace and protocol
+    std::vector<uint32_t> there;             // the first socket of each namespace and protocol
     std::vector<uint32_t> unused;
     size_t used = 0;
     uint64_t walked = 0;

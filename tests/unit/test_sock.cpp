@@ -108,11 +108,13 @@ static std::string namespaces(unsigned count, unsigned segments) {
     for (unsigned i = 0; i < count; i++) {
         const auto inode = std::to_string(5000 + i), process = "/proc/" + std::to_string(100 + i);
         lines += "link " + process + "/ns/net net:[" + inode + "]\n";
-        lines += "file " + process + "/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: " + std::to_string(4 * segments) + " 0\nE\n";
+        lines +=
+            "file " + process + "/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: " + std::to_string(4 * segments) + " 0\nE\n";
         lines += "netlink sockdiag tcp4@" + inode + " <<E\n";
         for (unsigned socket = 1; socket <= 4; socket++)
             lines += "socket 10.0.0.1:80 10.1.1." + std::to_string(socket) + ":4000 cookie=" + std::to_string(socket) +
-                     " inode=" + std::to_string(10000 + 4 * i + socket) + " rqueue=1 in=" + std::to_string(segments) + "\n";
+                     " inode=" + std::to_string(10000 + 4 * i + socket) + " rqueue=1 in=" + std::to_string(segments) +
+                     "\n";
         lines += "E\n";
     }
     return lines;

@@ -1,0 +1,63 @@
+// TCP sockets that ended: the kernel reports them with their last counters.
+#include "sample/sock.h"
+
+#include "parse/attributes.h"
+#include "sample/sockfigures.h"
+
+#include <netinet/in.h>
+
+static constexpr uint32_t None = SocketTable::None;
+
+// The process that has the listener of its port; of a connection to elsewhere, one that talked to the same peer.
+uint32_t SockSampler::ownerOfEnded(const Socket& socket) const {
+    const auto accepting = acceptors.find(socket.ends.port);
+    if (accepting != acceptors.end()) return accepting->second;
+    const auto found = clients.find(digestOf(peerOf(socket)));
+    return found == clients.end() ? 0 : found->second;
+}
+
+void SockSampler::end(const InetSocket& from) {
+    auto& own = now->spaces[0];
+    const auto at = now->table.find(0, from.cookie);
+    if (!own.known || (at == None && !now->paired)) return;
+    EndedSocket ended;
+    if (at != None) {
+        ended.socket = now->table.slots[at];
+        ended.before = ended.socket.counters;
+        drop(at);
+    } else {
+        ended.socket.cookie = from.cookie, ended.socket.protocol = IPPROTO_TCP, ended.socket.family = from.family;
+        ended.born = true;
+    }
+    const bool listening = ended.socket.state == SocketState::Listen;
+    const auto ends = ended.socket.ends;
+    setLevels(ended.socket, from);
+    if (from.ends.port == 0) ended.socket.ends = ends;
+    ended.socket.counters = countersOf(from, ended.before);
+    ended.socket.receive_queue = ended.socket.send_queue = 0;
+    if (listening || fell(ended.before, ended.socket.counters)) return;
+    if (ended.socket.owner == 0 && (ended.inferred = (ended.socket.owner = ownerOfEnded(ended.socket)) != 0))
+        ended.socket.owners = 1;
+    own.ended++;
+    own.received += ended.socket.counters.received - ended.before.received;
+    own.sent += ended.socket.counters.sent - ended.before.sent;
+    own.explained += segmentsBetween(ended.before, ended.socket.counters);
+    if (!(ended.before == ended.socket.counters)) now->ended.push_back(ended);
+}
+
+void SockSampler::takeEvents() {
+    auto& own = now->spaces[0];
+    acceptors.clear();
+    for (const auto& listener : now->listeners) {
+        const auto& socket = now->table.slots[listener.socket];
+        if (!socket.free && socket.space == 0 && socket.owner) acceptors.try_emplace(socket.ends.port, socket.owner);
+    }
+    while (events.take(piece))
+        eachMessage(piece.view(), [&](uint16_t, std::string_view payload) {
+            const auto socket = parseInetSocket(payload);
+            if (socket && socket->tcp) end(*socket);
+        });
+    if (!reported) return;
+    own.lost = events.overruns() - overruns;
+    overruns = events.overruns();
+}
