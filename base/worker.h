@@ -40,7 +40,7 @@ struct Answer {
     Space space;
     int64_t mbit = -1; // speed in Mbit/s; -1: the driver does not know it
     std::string text;  // of a file or directory; of a tool, its standard output
-    bool cut = false;  // there is more of it
+    bool cut = false;  // there is more of it; of sockets, some may be missing
     bool more = false; // another piece of the text follows (between worker and helper)
     int status = 0;    // of a tool, as the shell has it: 128 + N when signal N ended it, 127 when it was not found
 };

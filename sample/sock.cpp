@@ -128,6 +128,7 @@ void SockSampler::sample(std::span<const Ran> ran, std::span<const GoneProcess> 
     for (auto& space : to.spaces) {
         space.paired = space.now.known;
         space.before = space.now;
+        space.resumed = !space.known;
         space.listed = false;
         space.asked = space.moved = space.received = space.sent = space.explained = space.ended = 0;
         space.lost.reset();
@@ -140,7 +141,8 @@ void SockSampler::sample(std::span<const Ran> ran, std::span<const GoneProcess> 
         if (!space.paired || !space.now.known || after < before) continue;
         const uint64_t counted = space.explained + space.ahead;
         space.explained = std::min(counted, after - before);
-        space.ahead = counted - space.explained;
+        // When sockets are known again, what they have moved meanwhile is not ahead of the counters.
+        space.ahead = space.resumed ? 0 : counted - space.explained;
     }
     finish(ran);
 }

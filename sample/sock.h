@@ -44,9 +44,10 @@ inline constexpr size_t SocketGroups = 5; // TCP of both families, UDP of both, 
 struct SockSpace {
     uint32_t inode = 0, pid = 0; // pid: of one of its processes
     bool own = false;
-    bool free = false;   // a place for another one
-    bool paired = false; // its counters were read in the pass before, too
-    bool known = false;  // its sockets are known
+    bool free = false;    // a place for another one
+    bool paired = false;  // its counters were read in the pass before, too
+    bool known = false;   // its sockets are known
+    bool resumed = false; // in the pass before they were not
     SpaceCounters before, now;
     std::array<SocketCount, SocketGroups> counts;
     std::optional<uint64_t> somaxconn;

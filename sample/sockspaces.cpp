@@ -71,7 +71,6 @@ void SockSampler::askOther(uint16_t at) {
         }
         whole |= wanted.size() > MostQueued;
         if (whole) {
-            space.listed = true;
             addList(protocol, AF_INET);
             const auto six = protocol == IPPROTO_TCP ? is.levels.tcp6 : is.levels.udp6;
             if (six > 0 || space.counts[groupOf(protocol, AF_INET6)].sockets > 0) addList(protocol, AF_INET6);
@@ -93,18 +92,15 @@ void SockSampler::takeOthers() {
         auto& space = now->spaces[ask.space];
         Answer answer;
         const auto state = helper.take(ask.ticket, answer);
-        if (state != Helper::State::Answered) {
-            helper.forget(ask.ticket); // asked again in the next pass
-            space.now.known = false;
-            continue;
-        }
-        if (answer.error) {
-            forbidden += answer.error == EPERM || answer.error == EACCES;
-            space.now.known = false;
-            continue;
-        }
+        const bool answered = state == Helper::State::Answered && answer.error == 0;
+        if (state != Helper::State::Answered) helper.forget(ask.ticket);
+        forbidden += answer.error == EPERM || answer.error == EACCES;
+        if (answer.error == ENOENT) space.now.known = false; // the namespace has ended
+        // What moved in it is found out when all are listed in the next pass.
+        space.known = answered && (space.known || ask.tcp);
+        if (!answered) continue;
+        space.listed = ask.tcp || ask.udp;
         takeAll(ask.space, answer.text);
-        space.known |= ask.tcp;
         if (answer.cut) continue;
         if (ask.tcp) sweep(ask.space, IPPROTO_TCP);
         if (ask.udp) sweep(ask.space, IPPROTO_UDP);

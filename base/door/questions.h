@@ -37,7 +37,8 @@ struct AnswerMessage {
 // A netlink socket in another network namespace, which it keeps alive: for one question only.
 class SocketsThere {
     int own = -1, fd = -1;
-    size_t expected = 0; // answers that have not come
+    size_t expected = 0;  // answers that have not come
+    bool listing = false; // the last request was for all sockets of a kind
 
 public:
     SocketsThere() = default;
@@ -48,8 +49,9 @@ public:
     // Sends the next request, or the next several that are for one socket each, and takes them off. False: there is
     // none.
     bool ask(std::string_view& requests, int& error);
-    // The next messages of the answer, at most MostOfFile bytes. False: there are no more.
-    bool receive(char* text, uint32_t& size, int& error);
+    // The next messages of the answer, at most MostOfFile bytes. False: there are no more. `cut`: the kernel says that
+    // some may be missing.
+    bool receive(char* text, uint32_t& size, int& error, bool& cut);
 };
 
 // The question's text ends in NUL. The text of a file goes to `text`, which has room for MostOfFile bytes.
@@ -65,7 +67,7 @@ void answerSockets(const QuestionMessage& question, AnswerHead& answer, char* te
     std::string_view left(question.text, question.size);
     left.remove_prefix(std::min(name, left.size()));
     while (answer.error == 0 && there.ask(left, answer.error))
-        while (there.receive(text, answer.size, answer.error)) {
+        while (there.receive(text, answer.size, answer.error, answer.cut)) {
             answer.more = true;
             if (!send()) return;
         }

@@ -39,13 +39,14 @@ bool SocketsThere::ask(std::string_view& requests, int& error) {
     constexpr size_t MostAtOnce = 32; // so that the answers find room
     nlmsghdr header;
     size_t size = 0;
-    bool dump = false;
+    listing = false;
     expected = 0;
-    while (size + sizeof header <= requests.size() && expected < MostAtOnce && !dump) {
+    while (size + sizeof header <= requests.size() && expected < MostAtOnce && !listing) {
         memcpy(&header, requests.data() + size, sizeof header);
-        dump = (header.nlmsg_flags & NLM_F_DUMP) == NLM_F_DUMP;
+        const bool dump = (header.nlmsg_flags & NLM_F_DUMP) == NLM_F_DUMP;
         if (header.nlmsg_len < sizeof header || header.nlmsg_len > requests.size() - size || (dump && expected > 0))
             break;
+        listing = dump;
         size += std::min<size_t>(NLMSG_ALIGN(header.nlmsg_len), requests.size() - size);
         expected++;
     }
@@ -55,8 +56,17 @@ bool SocketsThere::ask(std::string_view& requests, int& error) {
     return true;
 }
 
-// Of the answer to one request the last message ends the walk; errors tell that a socket is not there.
-bool SocketsThere::receive(char* text, uint32_t& size, int& error) {
+// The word that DONE and ERROR begin with: 0, or an errno as a negative number. A kernel without a protocol or family
+// says that it does not know it.
+static int errorOf(const char* message, const nlmsghdr& header) {
+    int32_t status = 0;
+    if (header.nlmsg_len >= sizeof header + sizeof status) memcpy(&status, message + sizeof header, sizeof status);
+    return status >= 0 || status == -ENOENT || status == -EINVAL ? 0 : -status;
+}
+
+// Of the answer to one request the last message ends the walk. An error tells that a socket is not there, or that not
+// all could be listed.
+bool SocketsThere::receive(char* text, uint32_t& size, int& error, bool& cut) {
     if (expected == 0) return false;
     ssize_t n;
     do n = recv(fd, text, MostOfFile, MSG_TRUNC);
@@ -69,6 +79,8 @@ bool SocketsThere::receive(char* text, uint32_t& size, int& error) {
         memcpy(&header, text + at, sizeof header);
         if (header.nlmsg_len < sizeof header || header.nlmsg_len > static_cast<size_t>(n) - at) break;
         const bool ends = header.nlmsg_type == NLMSG_DONE || header.nlmsg_type == NLMSG_ERROR;
+        if (ends && listing) error = errorOf(text + at, header);
+        cut |= (header.nlmsg_flags & NLM_F_DUMP_INTR) != 0;
         if (ends || !(header.nlmsg_flags & NLM_F_MULTI)) expected -= expected > 0;
         at += NLMSG_ALIGN(header.nlmsg_len);
         if (!ends) size = static_cast<uint32_t>(std::min(at, static_cast<size_t>(n)));

@@ -177,6 +177,84 @@ TEST(SockSampler, ANamespaceKeepsItsNameWhileItsProcessLives) {
     EXPECT_TRUE(sampled.sample.spaces[1].free);
 }
 
+// A namespace of the process 100 with connections that have moved so many segments. `more`: another line of its list.
+static std::string namespaceOf(unsigned connections, unsigned segments, const std::string& more = "") {
+    std::string lines = "link /proc/100/ns/net net:[5000]\nfile /proc/100/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: " +
+                        std::to_string(4 * segments) + " 0\nE\nnetlink sockdiag tcp4@5000 <<E\n";
+    for (unsigned i = 1; i <= connections; i++)
+        lines += "socket 10.0.0.1:80 10.1.1." + std::to_string(i) + ":4000 cookie=" + std::to_string(i) +
+                 " inode=" + std::to_string(10000 + i) + " in=" + std::to_string(segments) + "\n";
+    return lines + more + "E\n";
+}
+
+static NetnsRow rowOf(const Sampled& sampled, uint64_t netns) {
+    Interval interval;
+    sockRows(sampled.sample, ProcSample(), ViewRow(), interval);
+    for (const auto& row : interval.namespaces.rows)
+        if (row.netns == netns) return row;
+    return {};
+}
+
+TEST(SockSampler, AnInterruptedListOfANamespaceRemovesNothing) {
+    const auto own = snmp(1, 1) + sockets(1, 1, 0);
+    Made made(own + namespaceOf(4, 1) + "step 1\n" + namespaceOf(1, 2, "interrupted\n") + "step 2\n" +
+              namespaceOf(1, 3));
+    Sampled sampled;
+    sampled.pass(processesOf(1));
+    EXPECT_EQ(sampled.sample.table.size(), 5U);
+    made.step();
+    sampled.pass({});
+    EXPECT_TRUE(sampled.sample.spaces[1].known);
+    EXPECT_EQ(sampled.sample.table.size(), 5U);
+    EXPECT_EQ(sampled.sample.changes.size(), 1U);
+    made.step();
+    sampled.pass({});
+    EXPECT_EQ(sampled.sample.table.size(), 2U);
+}
+
+// Its counters are shown meanwhile. Then its sockets have moved what they moved in both passes.
+TEST(SockSampler, ANamespaceThatDoesNotAnswerIsNotKnown) {
+    struct Trouble {
+        const char *begins, *line, *ends;
+        unsigned forbidden;
+    };
+    static constexpr Trouble Troubles[] = {
+        {"", "error EPERM\n", "", 1},
+        {"", "error ENOBUFS\n", "", 0},
+        {"hang /proc/100/ns/net\n", "", "unhang /proc/100/ns/net\n", 0},
+    };
+    for (const auto& trouble : Troubles) {
+        SCOPED_TRACE(std::string(trouble.begins) + trouble.line);
+        const auto own = snmp(1, 1) + sockets(1, 1, 0);
+        Made made(own + namespaceOf(4, 1) + "step 1\n" + trouble.begins + namespaceOf(4, 2, trouble.line) + "step 2\n" +
+                  trouble.ends + namespaceOf(4, 3) + "step 3\n" + namespaceOf(4, 4));
+        Sampled sampled;
+        sampled.pass(processesOf(1));
+        EXPECT_TRUE(rowOf(sampled, 5000).known);
+        made.step();
+        sampled.pass({});
+        const auto unknown = rowOf(sampled, 5000);
+        EXPECT_EQ(unknown.netns, 5000U);
+        EXPECT_FALSE(unknown.known);
+        EXPECT_FALSE(unknown.listed);
+        EXPECT_FALSE(unknown.sockets || unknown.explained);
+        EXPECT_EQ(unknown.segments_in, 4U);
+        EXPECT_EQ(sampled.sampler.notAllowed(), trouble.forbidden);
+        EXPECT_EQ(sampled.sample.table.size(), 5U);
+        made.step();
+        sampled.pass({});
+        const auto again = rowOf(sampled, 5000);
+        EXPECT_TRUE(again.known && again.listed);
+        EXPECT_EQ(again.sockets, 4U);
+        EXPECT_EQ(again.moved, 4U);
+        EXPECT_EQ(again.explained, 4U); // all that the namespace has counted, not what the sockets moved before
+        made.step();
+        sampled.pass({});
+        EXPECT_EQ(rowOf(sampled, 5000).explained, 4U);
+        EXPECT_EQ(sampled.sample.spaces[1].ahead, 0U);
+    }
+}
+
 // All 50 random machines: what the rows and their rest add up to is what moved, whichever way it was found out.
 TEST(SockRows, SumsAreExactOnRandomMachines) {
     for (unsigned seed = 1; seed <= 50; seed++) {

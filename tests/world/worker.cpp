@@ -41,7 +41,9 @@ static Answer answerOf(const TQuestion& question) {
         if (answer.error == 0 && name.size() < 7) answer.error = ENOENT;
         if (answer.error) return answer;
         const auto messages = socketsAnswer(devices(), question.request, name.substr(5, name.size() - 6));
-        answer.error = messages.error;
+        const bool unknown = messages.error == ENOENT || messages.error == EINVAL; // such a protocol or family
+        answer.error = unknown ? 0 : messages.error;
+        answer.cut = messages.interrupted;
         answer.text = messages.bytes;
     } else if (question.kind == static_cast<int>(Question::Kind::Speed)) {
         const auto found = devices().speeds.find(question.words);
