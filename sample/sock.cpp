@@ -15,44 +15,14 @@ SockSampler::SockSampler(const Root& where, Helper& asked)
     : root(where), helper(asked), snmp(where, "/proc/net/snmp"), snmp6(where, "/proc/net/snmp6"),
       netstat(where, "/proc/net/netstat"), sockstat(where, "/proc/net/sockstat"),
       sockstat6(where, "/proc/net/sockstat6"), somaxconn(where, "/proc/sys/net/core/somaxconn"),
-      portRange(where, "/proc/sys/net/ipv4/ip_local_port_range"), owners(where) {
+      portRange(where, "/proc/sys/net/ipv4/ip_local_port_range"), reusePorts(where, "/proc/sys/net/ipv4/tcp_tw_reuse"),
+      owners(where) {
     if (root.isOther()) return;
     constexpr uint32_t Ended = 1U << (SKNLGRP_INET_TCP_DESTROY - 1) | 1U << (SKNLGRP_INET6_TCP_DESTROY - 1);
     constexpr int Room = 32 << 20; // bytes: some ten thousand sockets that end in an interval
     answers = questions.open(NETLINK_SOCK_DIAG);
     reported = events.open(NETLINK_SOCK_DIAG, Ended, Room);
 }
-
-// --- Local ports
-
-// The peer with most connections of the own namespace from ports that the kernel chose. Those to a port with a listener
-// were made by others. They are only counted where they can be half of all ports.
-void SockSampler::countPorts() {
-    now->ports.reset();
-    const auto& slots = now->table.slots;
-    if (now->portRange == 0 || now->table.size() < now->portRange / 2) return;
-    std::vector<bool> listening(size_t{UINT16_MAX} + 1);
-    for (const auto& listener : now->listeners) listening[slots[listener.socket].ends.port] = true;
-    std::vector<std::pair<uint64_t, uint32_t>> peers; // digest of the peer, socket
-    for (uint32_t at = 0; at < slots.size(); at++) {
-        const auto& socket = slots[at];
-        if (socket.free || socket.space != 0 || socket.protocol != IPPROTO_TCP || socket.ends.peer_port == 0 ||
-            socket.ends.port < firstPort || socket.ends.port > lastPort || listening[socket.ends.port])
-            continue;
-        peers.emplace_back(digestOf(peerOf(socket)), at);
-    }
-    std::sort(peers.begin(), peers.end());
-    for (size_t from = 0; from < peers.size();) {
-        size_t to = from + 1;
-        while (to < peers.size() && peers[to].first == peers[from].first) to++;
-        const auto& socket = slots[peers[from].second];
-        if (!now->ports || to - from > now->ports->ports)
-            now->ports = PortUse{peerOf(socket), socket.family, to - from};
-        from = to;
-    }
-}
-
-// --- A pass
 
 // The processes that accept from listeners in trouble; of all listeners in the first passes.
 void SockSampler::findListenerOwners() {
@@ -86,7 +56,7 @@ void SockSampler::finish(std::span<const Ran> ran) {
         const auto& socket = slots[change.socket];
         if (socket.protocol != IPPROTO_TCP) continue;
         hot.push_back(change.socket);
-        if (socket.owner && socket.ends.peer_port) clients[digestOf(peerOf(socket))] = socket.owner;
+        if (socket.owner && socket.ends.peer_port) clients[digestOf(socket.ends)] = socket.owner;
     }
     std::erase_if(now->listeners, [&](auto& listener) {
         const auto& socket = slots[listener.socket];
@@ -103,7 +73,7 @@ void SockSampler::finish(std::span<const Ran> ran) {
             found->drops = slots[change.socket].counters.drops - change.before.drops;
     }
     findListenerOwners();
-    if (now->spaces[0].listed) countPorts();
+    if (now->spaces[0].known) countPorts();
 }
 
 void SockSampler::sample(std::span<const Ran> ran, std::span<const GoneProcess> gone, SockSample& to) {
@@ -121,9 +91,7 @@ void SockSampler::sample(std::span<const Ran> ran, std::span<const GoneProcess> 
         constexpr size_t MostServices = 1 << 20; // bytes
         if (readFile(root.path("/etc/services").c_str(), text, Reading::Whole, MostServices))
             to.services = parseServices(text.view());
-        auto range = portRange.read(text) ? text.view() : std::string_view();
-        if (takeNumber(range, firstPort) && takeNumber(range, lastPort) && lastPort >= firstPort)
-            to.portRange = static_cast<uint64_t>(lastPort - firstPort) + 1;
+        readPortLimits();
     }
     for (auto& space : to.spaces) {
         space.paired = space.now.known;

@@ -105,7 +105,7 @@ class SockSampler {
     Root root;
     Helper& helper;
     Netlink questions, events;
-    HeldFile snmp, snmp6, netstat, sockstat, sockstat6, somaxconn, portRange;
+    HeldFile snmp, snmp6, netstat, sockstat, sockstat6, somaxconn, portRange, reusePorts;
     SocketOwners owners;
     Contents text, piece;
     SockSample* now = nullptr;        // the one that is being made
@@ -120,7 +120,15 @@ class SockSampler {
     uint64_t listedBefore = 0, listedAfter = 0, explainedSince = 0;
     unsigned uncertain = 0, unixAge = 0;
     uint64_t unixUsed = 0;
+    // Which local ports of connections in TIME_WAIT a new connection may have: tcp_tw_reuse.
+    enum class Reused { None, All, Loopback };
+    struct PortHolder {
+        SocketEnds ends;
+        uint8_t family = 0;
+    };
     uint16_t firstPort = 0, lastPort = 0;
+    Reused reused = Reused::None;
+    int64_t portsAt = 0;                              // when they were counted
     std::unordered_map<uint64_t, uint32_t> clients;   // who talked to a peer, by a digest of its address and port
     std::unordered_map<uint16_t, uint32_t> acceptors; // who has a listener of the own namespace, by its port
     struct Asking {
@@ -147,6 +155,8 @@ class SockSampler {
     // --- Sockets
     static size_t groupOf(uint8_t protocol, uint8_t family);
     void count(const Socket& socket, int by);
+    void readPortLimits();
+    void addWaiting(std::vector<PortHolder>& holders);
     void countPorts();
     void take(uint16_t space, uint8_t protocol, std::string_view messages);
     void takeAll(uint16_t space, std::string_view messages);

@@ -12,7 +12,7 @@ static constexpr uint32_t None = SocketTable::None;
 uint32_t SockSampler::ownerOfEnded(const Socket& socket) const {
     const auto accepting = acceptors.find(socket.ends.port);
     if (accepting != acceptors.end()) return accepting->second;
-    const auto found = clients.find(digestOf(peerOf(socket)));
+    const auto found = clients.find(digestOf(socket.ends));
     return found == clients.end() ? 0 : found->second;
 }
 

@@ -7,12 +7,6 @@ bool holds(const Socket& socket) {
     return socket.receive_queue > 0 || (socket.send_queue > 0 && socket.state != SocketState::Listen);
 }
 
-SocketEnds peerOf(const Socket& socket) {
-    SocketEnds ends;
-    ends.peer = socket.ends.peer, ends.peer_port = socket.ends.peer_port;
-    return ends;
-}
-
 uint64_t digestOf(const SocketEnds& ends) {
     uint64_t low, high;
     memcpy(&low, ends.peer.data(), sizeof low);

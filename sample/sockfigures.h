@@ -7,8 +7,6 @@
 // Whether something is in its queues. The send queue of a listener is a limit.
 bool holds(const Socket& socket);
 
-// Its peer alone, as peer and peer_port.
-SocketEnds peerOf(const Socket& socket);
 // Of a peer's address and port.
 uint64_t digestOf(const SocketEnds& ends);
 

@@ -35,24 +35,40 @@ static void addProcesses(const Interval& interval, std::optional<uint64_t> ProcR
     }
 }
 
-// "ports to 10.0.0.5:5432": those whose connections to this place moved.
+// Connections in TIME_WAIT of the own network namespace.
+static double waitingIn(const Interval& interval) {
+    for (auto& space : interval.namespaces.rows)
+        if (space.own) return number(space.time_wait);
+    return 0;
+}
+
+// "ports to 10.0.0.5:5432": those whose connections to this place moved. Those that ended count where connections wait
+// in TIME_WAIT: that they do is inferred.
 static void blameConnected(const Scene& scene, std::string_view place, Finding& finding) {
-    std::map<std::pair<uint64_t, uint64_t>, std::pair<double, const SockRow*>> owners;
+    struct Owner {
+        double moved = 0, ended = 0;
+        const SockRow* first = nullptr;
+    };
+    std::map<std::pair<uint64_t, uint64_t>, Owner> owners;
+    const bool waiting = waitingIn(scene.interval) > 0;
     for (auto& socket : scene.interval.sockets.rows) {
         const auto address = socket.family == 6 ? "[" + socket.peer + "]" : socket.peer;
-        if (!socket.pid || address + ":" + std::to_string(socket.peer_port) != place || socket.state == "ENDED")
-            continue;
-        auto& [count, first] = owners[{*socket.pid, socket.start.value_or(0)}];
-        count++, first = &socket;
+        const bool ended = socket.state == "ENDED";
+        if (!socket.pid || address + ":" + std::to_string(socket.peer_port) != place || (ended && !waiting)) continue;
+        auto& owner = owners[{*socket.pid, socket.start.value_or(0)}];
+        (ended ? owner.ended : owner.moved)++, owner.first = &socket;
     }
     for (auto& [process, owner] : owners) {
         auto& culprit = finding.culprits.emplace_back();
-        const auto& socket = *owner.second;
+        const auto& socket = *owner.first;
         culprit.row.pid = socket.pid, culprit.row.start = socket.start, culprit.row.name = socket.process;
         culprit.row.user = socket.user, culprit.row.unit = socket.unit, culprit.row.cgroup = socket.cgroup;
         culprit.row.mark = '~';
-        culprit.row.evidence = countText(owner.first) + " connections that moved";
-        culprit.amount = culprit.order = owner.first;
+        if (owner.moved > 0) culprit.row.evidence = countText(owner.moved) + " connections that moved";
+        if (owner.ended > 0)
+            join(culprit.row.evidence,
+                 countText(owner.ended) + (owner.moved > 0 ? "" : " connections") + " that ended");
+        culprit.amount = culprit.order = owner.moved + owner.ended;
     }
     // Those that moved stand for all.
     finding.total = 0;
@@ -61,13 +77,14 @@ static void blameConnected(const Scene& scene, std::string_view place, Finding& 
     if (finding.culprits.empty()) finding.total = 1;
 }
 
+static constexpr std::string_view Ports = "ports to ";
+
 static void blameUsers(const Scene& scene, Finding& finding) {
     const auto& interval = scene.interval;
     const auto& limit = interval.limits.rows[finding.at];
     finding.total = number(limit.use);
     finding.why.total_unit = limit.unit;
     finding.rest = "not accounted for";
-    constexpr std::string_view Ports = "ports to ";
     if (limit.name.starts_with(Ports)) {
         blameConnected(scene, std::string_view(limit.name).substr(Ports.size()), finding);
     } else if (limit.name == "pids" || limit.name == "threads") {
@@ -117,6 +134,9 @@ void judgeLimits(Scene& scene) {
                                   : scene.add(Rule::LimitUsed, "LIMIT", limit.name, *use, *use - 45);
         finding.why.figure = isReached ? "reached" : "used";
         finding.why.text = useText(limit);
+        const double waiting = limit.name.starts_with(Ports) ? waitingIn(scene.interval) : 0;
+        if (waiting > 0)
+            join(finding.why.text, "up to " + countText(std::min(waiting, number(limit.use))) + " in TIME_WAIT");
         finding.at = i;
         finding.blame = blameUsers;
     }

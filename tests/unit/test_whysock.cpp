@@ -169,6 +169,22 @@ TEST(WhySock, LocalPortsThatRunOut) {
     EXPECT_EQ(found.who[0].mark, '~');
     EXPECT_EQ(found.who[0].share, 50U);
     EXPECT_EQ(found.who[0].evidence, "1 connections that moved");
+    EXPECT_EQ(findingOf(found, "LIMIT")->text, "27.0K of 28.2K");
+    // With connections in TIME_WAIT those that ended hold ports, too.
+    auto& space = WhyMachine::put(machine.interval.namespaces, NetnsRow());
+    space.own = true, space.time_wait = 20000;
+    for (uint64_t i = 0; i < 6; i++) {
+        auto row = connection(i < 4 ? 900 : 811, "198.51.100.9");
+        row.peer_port = 5432, row.state = "ENDED", row.process = i < 4 ? "burst" : "server";
+        WhyMachine::put(machine.interval.sockets, row);
+    }
+    const auto waiting = machine.find();
+    EXPECT_EQ(findingOf(waiting, "LIMIT")->text, "27.0K of 28.2K, up to 20.0K in TIME_WAIT");
+    ASSERT_EQ(waiting.who.size(), 3U);
+    EXPECT_EQ(waiting.who[0].pid, 900U);
+    EXPECT_EQ(waiting.who[0].share, 50U);
+    EXPECT_EQ(waiting.who[0].evidence, "4 connections that ended");
+    EXPECT_EQ(waiting.who[1].evidence, "1 connections that moved, 2 that ended");
     machine.interval.sockets.rows.clear();
     const auto idle = machine.find();
     ASSERT_EQ(idle.who.size(), 1U);
