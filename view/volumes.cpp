@@ -9,15 +9,14 @@
 
 static constexpr size_t DeepestMap = 32; // levels; no real map has ten, a damaged log may have a circle
 
-namespace {
 // The rows by the device that they are about.
-struct Map {
+struct DeviceMap {
     std::map<std::string_view, const VolumeRow*> volumes;
     std::map<std::string_view, std::vector<const HoldsRow*>> above; // by what is held
     std::map<std::string_view, std::vector<const MountRow*>> mounts;
     std::set<std::string_view> standing; // on something
 
-    explicit Map(const Interval& interval) {
+    explicit DeviceMap(const Interval& interval) {
         for (auto& row : interval.volumes.rows) volumes[row.dev] = &row;
         for (auto& edge : interval.holds.rows) {
             if (!volumes.count(edge.holder) || !volumes.count(edge.held)) continue;
@@ -38,7 +37,6 @@ struct Map {
         return safeText(found->second[0]->point) + (more ? " +" + std::to_string(more) : "");
     }
 };
-} // namespace
 
 // --- The tree
 
@@ -71,7 +69,7 @@ static std::string edgeState(const HoldsRow& edge) {
 
 namespace {
 class Tree {
-    const Map& map;
+    const DeviceMap& map;
     Table& table;
     std::set<std::string_view> shown;
     size_t left;
@@ -91,7 +89,7 @@ class Tree {
     }
 
 public:
-    Tree(const Map& all, Table& into, size_t most) : map(all), table(into), left(most) {}
+    Tree(const DeviceMap& all, Table& into, size_t most) : map(all), table(into), left(most) {}
     void add(std::string_view dev, const HoldsRow* edge = nullptr, size_t level = 0) {
         if (!left) return;
         left--;
@@ -127,7 +125,7 @@ void showVolumes(const Interval& interval, const View& view, Page& page) {
         {"mounted", 12, 0, true },
         {"is",      2,  4, true },
     };
-    const Map map(interval);
+    const DeviceMap map(interval);
     Table table(Columns);
     Tree tree(map, table, view.rowsOr(static_cast<size_t>(-1)));
     for (auto& row : interval.volumes.rows)
@@ -147,7 +145,7 @@ struct Use {
 };
 
 class Uses {
-    const Map& map;
+    const DeviceMap& map;
     std::set<std::string_view> seen;
 
     // "p2" of sda2, nvme0n1p2 and mpatha-part2.
@@ -176,7 +174,7 @@ class Uses {
 
 public:
     std::vector<Use> all;
-    explicit Uses(const Map& rows) : map(rows) {}
+    explicit Uses(const DeviceMap& rows) : map(rows) {}
     void add(std::string_view dev, const std::string& chain, size_t level) {
         if (level >= DeepestMap) return;
         for (const auto* edge : map.on(dev)) {
@@ -189,10 +187,14 @@ public:
 };
 } // namespace
 
-std::string holds(const Interval& interval, std::string_view dev) {
-    const Map map(interval);
-    Uses uses(map);
-    if (const auto mounts = map.mounted(dev); !mounts.empty()) uses.all.push_back({"", mounts});
+Holdings::Holdings(const Interval& interval) : map(std::make_unique<DeviceMap>(interval)) {}
+Holdings::Holdings(Holdings&&) noexcept = default;
+Holdings& Holdings::operator=(Holdings&&) noexcept = default;
+Holdings::~Holdings() = default;
+
+std::string Holdings::of(std::string_view dev) const {
+    Uses uses(*map);
+    if (const auto mounts = map->mounted(dev); !mounts.empty()) uses.all.push_back({"", mounts});
     uses.add(dev, "", 0);
     std::string text, group;
     for (auto& use : uses.all) {

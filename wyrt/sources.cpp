@@ -24,6 +24,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 
 static void fillHost(const HostSample* before, const HostSample& now, Interval& interval) {
     hostRows(before, now, interval.host);
@@ -74,6 +75,7 @@ class VolumeSource : public Source {
     VolumeSampler sampler;
     Interval map;                                           // as it is now
     std::map<std::string, std::string, std::less<>> mapped; // volumes of mapped devices, by device number
+    std::optional<Holdings> holdings;                       // of this map
     std::map<std::string, std::string, std::less<>> held;   // what was asked for so far, by device number
     std::map<std::string, VolumePlace> places;              // the same, of filesystems, by device number and mount
     bool known = false, changed = true;
@@ -89,6 +91,7 @@ class VolumeSource : public Source {
         put(map.mounts, std::move(made.mounts));
         put(map.volumeGroups, std::move(made.groups));
         mapped = std::move(made.mapped);
+        holdings.emplace(map);
         held.clear();
         places.clear();
         known = true;
@@ -124,7 +127,7 @@ public:
         changed = false;
         for (auto& disk : interval.disks.rows) {
             auto found = held.find(disk.device);
-            if (found == held.end()) found = held.emplace(disk.device, holds(map, disk.device)).first;
+            if (found == held.end()) found = held.emplace(disk.device, holdings->of(disk.device)).first;
             disk.holds = found->second, disk.volume = volumeOf(disk.device);
         }
         for (auto& filesystem : interval.filesystems.rows) filesystem.volume = volumeOf(filesystem.device);

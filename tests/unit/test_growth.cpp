@@ -1,6 +1,7 @@
 // What a sample of a large machine costs grows with the machine, not with its square. Times vary, so the bound is wide:
 // a machine of ten times the size may cost thirty times as much, where a square would be a hundred.
 #include "tests/unit/made.h"
+#include "view/volumes.h"
 #include "wyrt/source.h"
 
 #include <algorithm>
@@ -105,4 +106,29 @@ TEST(Growth, IsNotThatOfASquare) {
         const double large = costOf(growing.areas, growing.lines(growing.size * 10));
         EXPECT_LT(large, small * Most) << growing.name << ": " << small * 1e3 << " ms, then " << large * 1e3 << " ms";
     }
+}
+
+// What each of so many disks holds, where a volume stands on each.
+static double costOfHoldings(int disks) {
+    Interval interval;
+    for (int i = 0; i < disks; i++) {
+        const auto number = std::to_string(i);
+        interval.volumes.rows.push_back({"8:" + number, "sd" + number, "disk", "", "", "", {}});
+        interval.volumes.rows.push_back({"253:" + number, "dm-" + number, "lvm", "vg/l" + number, "", "", {}});
+        interval.holds.rows.push_back({"253:" + number, "8:" + number, "", ""});
+    }
+    double least = 1e9;
+    for (int pass = 0; pass < 4; pass++) {
+        const double start = cpuSeconds();
+        const Holdings holdings(interval);
+        for (int i = 0; i < disks; i++) EXPECT_EQ(holdings.of("8:" + std::to_string(i)), "vg: l" + std::to_string(i));
+        least = std::min(least, cpuSeconds() - start);
+    }
+    return least;
+}
+
+TEST(Growth, WhatDisksHoldIsNotThatOfASquareEither) {
+    constexpr double Most = 30;
+    const double small = costOfHoldings(300), large = costOfHoldings(3000);
+    EXPECT_LT(large, small * Most) << small * 1e3 << " ms, then " << large * 1e3 << " ms";
 }

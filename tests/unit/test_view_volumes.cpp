@@ -40,7 +40,7 @@ static std::string shown(const Interval& interval, size_t width, std::optional<u
 // By the device's name or label.
 static std::string holdsOf(const Interval& interval, std::string_view name) {
     for (auto& row : interval.volumes.rows)
-        if (row.name == name || row.label == name) return holds(interval, row.dev);
+        if (row.name == name || row.label == name) return Holdings(interval).of(row.dev);
     return "none";
 }
 
@@ -62,7 +62,7 @@ TEST(ViewVolumes, WhatADiskHolds) {
     EXPECT_EQ(holdsOf(stack, "sdg"), "pool /srv/pool +1");
     EXPECT_EQ(holdsOf(stack, "sdj"), "bcache0 /srv/cached");
     EXPECT_EQ(holdsOf(stack, "sdk"), "[swap]");
-    EXPECT_EQ(holds(stack, "99:99"), "");
+    EXPECT_EQ(Holdings(stack).of("99:99"), "");
     EXPECT_EQ(holdsOf(recorded("mp-failover"), "sdb"), "mpathb");
     EXPECT_EQ(holdsOf(recorded("mp-lvm"), "sdc"), "SANLUN3 vgpart: onpart /mnt/onpart, SANLUN3 p2 /mnt/p2");
     EXPECT_EQ(holdsOf(recorded("lvm-rich"), "sdg"), "vg-thin: thin1 /mnt/thin1, thin-2, thin1-snap, orig /mnt/orig, "
@@ -128,7 +128,7 @@ TEST(ViewVolumes, WhatADamagedLogSaysEnds) {
     interval.holds.rows.push_back({"0", "none", "", ""});
     interval.mounts.rows.push_back({"none", "/x", "ext4", ""});
     for (auto& name : names) EXPECT_NE(shown(interval, 0).find("x" + name + " "), std::string::npos);
-    EXPECT_LT(holds(interval, "0").size(), 400u);
+    EXPECT_LT(Holdings(interval).of("0").size(), 400u);
 }
 
 TEST(ViewVolumes, NamesFromTheMachineDoNotReachTheTerminal) {
@@ -137,9 +137,9 @@ TEST(ViewVolumes, NamesFromTheMachineDoNotReachTheTerminal) {
                              {"253:0", "dm-0", "lvm", "v\x1Bg/l\nv", "", "", {}}};
     interval.holds.rows = {{"253:0", "8:0", "fai\nled", "off\x1Bline"}};
     interval.mounts.rows = {{"253:0", "/a\nb", "ext4", ""}};
-    for (const auto& text : {shown(interval, 0), holds(interval, "8:0") + "\n"})
+    for (const auto& text : {shown(interval, 0), Holdings(interval).of("8:0") + "\n"})
         for (const char c : text) EXPECT_TRUE(c == '\n' || static_cast<unsigned char>(c) >= ' ') << text;
-    EXPECT_EQ(holds(interval, "8:0"), "v\\x1Bg: l\\x0Av /a\\x0Ab");
+    EXPECT_EQ(Holdings(interval).of("8:0"), "v\\x1Bg: l\\x0Av /a\\x0Ab");
     const auto text = shown(interval, 0);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3);
 }
