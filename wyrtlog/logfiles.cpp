@@ -97,7 +97,11 @@ std::vector<LogPath> logPaths(const std::vector<std::string>& operands, int& sta
         else if (!opened && !operands.empty()) {
             paths.push_back(pathOf(operand));
             paths.back().once = isReadOnce(operand);
-        } else if (report == Report::Yes) status = failed(inQuotes(operand) + ": " + strerror(errno));
+        } else if (report == Report::Yes) {
+            const bool missing = operands.empty() && errno == ENOENT;
+            status = failed(inQuotes(operand) + ": " + strerror(errno) +
+                            (missing ? "; name a log, or let wyrt record --dir " + operand + " keep some" : ""));
+        }
     }
     return paths;
 }

@@ -151,8 +151,9 @@ static std::string takeOperands(const std::vector<std::string>& operands, bool (
         else if (operand == "-" || isLog(operand)) asked.logs.push_back(operand);
         else {
             std::string why = inQuotes(operand) + " is no log";
-            if (asked.task != LogTask::Show) return why;
-            std::vector<std::string_view> known{"all"};
+            if (asked.task != LogTask::Show && asked.task != LogTask::Stats) return why;
+            std::vector<std::string_view> known;
+            if (asked.task == LogTask::Show) known.emplace_back("all");
             for (auto& area : areas()) known.push_back(area.word);
             return why + " and no area; the nearest area is " + std::string(nearest(operand, known));
         }

@@ -273,7 +273,9 @@ TEST(LogCommands, AFolderThatIsNamedLikeALogIsNone) {
 
 TEST(LogCommands, WithoutOperandsTheFolderOfTheLogsIsRead) {
     Made machine("");
-    EXPECT_NE(run({"show"}).find("'/var/log/wyrt': No such file or directory"), std::string::npos);
+    EXPECT_NE(run({"show"}).find("'/var/log/wyrt': No such file or directory; name a log, or let wyrt "
+                                 "record --dir /var/log/wyrt keep some\n"),
+              std::string::npos);
     save("/var/log/wyrt/db7.wyrt", logOf({2}));
     EXPECT_EQ(secondsOf(run({"show"})), "12 ");
     EXPECT_NE(run({"info"}).find("intervals   1"), std::string::npos);

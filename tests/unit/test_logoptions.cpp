@@ -55,6 +55,10 @@ TEST(LogOptions, WhatIsRefused) {
         const char* why;
     } Cases[] = {
         {{"show", "dsik"}, "'dsik' is no log and no area; the nearest area is disk"},
+        {{"stats", "dsik"}, "'dsik' is no log and no area; the nearest area is disk"},
+        {{"show", "--intreval", "2"}, "there is no option '--intreval'; the nearest is --until"},
+        {{"show", "-z"}, "there is no option '-z'; the nearest is -h"},
+        {{"show", "--user"}, "--user needs a value: USER"},
         {{"info", "disk"}, "'disk' is no log"},
         {{"show", "-n", "0"}, "the number of rows '0' is no number above 0"},
         {{"show", "-n", "1x"}, "the number of rows '1x' is no number above 0"},
