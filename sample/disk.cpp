@@ -58,8 +58,9 @@ static DiskKind kindOf(std::string_view name) {
 DiskFacts DiskSampler::factsOf(const DiskCounters& disk, const DiskCounters* whole) {
     DiskFacts facts;
     facts.kind = kindOf(disk.name);
-    std::string folder = "/sys/block/" + disk.name;
-    std::replace(folder.begin() + 11, folder.end(), '/', '!'); // as sysfs spells cciss/c0d0
+    std::string spelled = disk.name;
+    std::replace(spelled.begin(), spelled.end(), '/', '!'); // as sysfs spells cciss/c0d0
+    const auto folder = "/sys/block/" + spelled;
     Listing listing;
     HeldDirectory directory;
     const bool inSysfs = directory.open(root.path(folder).c_str());

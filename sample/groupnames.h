@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-// Works in rounds: wanted() collects what has no name yet, start() asks for all of it at once, and some passes later
+// Works in rounds: want() collects what has no name yet, start() asks for all of it at once, and some passes later
 // take() has what the files say.
 class GroupNames {
     // One file or directory, piece by piece.

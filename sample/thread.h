@@ -46,8 +46,8 @@ class ThreadSampler {
         int tid = 0;
         ThreadCounters counters;
         bool runnable = false; // when it was read last: it ran, or waited for a CPU
-        uint64_t booked_ns =
-            0; // its waits with those that last, as rows have them; the kernel books a wait when it ends
+        // Its waits with those that last, as rows have them; the kernel books a wait when it ends.
+        uint64_t booked_ns = 0;
     };
     struct Group {
         uint64_t start = 0;          // of the process
