@@ -55,7 +55,7 @@ server() {
     found=$folder/$2/usr/bin/$1
     [ -x "$found" ] && return
     found=
-    mkdir -p "$folder" && command -v dpkg-deb apt-get >/dev/null || return
+    mkdir -p "$folder" && command -v dpkg-deb >/dev/null && command -v apt-get >/dev/null || return
     (cd "$folder" && apt-get -q download "$2" && dpkg-deb -x "$2"_*.deb "$2" && rm -f "$2"_*.deb) >/dev/null 2>&1
     if [ -x "$folder/$2/usr/bin/$1" ]; then found=$folder/$2/usr/bin/$1; fi
 }

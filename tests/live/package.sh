@@ -48,10 +48,11 @@ verdict package-install "$why"
 
 # --- The packages
 
-if ! command -v dpkg-deb dpkg-shlibdeps >/dev/null; then
-    echo "skip package-files: no dpkg"
+for tool in dpkg-deb dpkg-shlibdeps file; do # cpack needs all of them
+    command -v "$tool" >/dev/null && continue
+    echo "skip package-files: there is no $tool"
     exit 0
-fi
+done
 # In a folder of its own: the build's stays as it is.
 if ! (cd "$sandbox" && cpack --config "$build/CPackConfig.cmake" -G DEB -B "$sandbox/made") >"$sandbox/out" 2>&1; then
     bad package-files "$(tail -n 1 "$sandbox/out")"
