@@ -2,8 +2,7 @@
 #pragma once
 
 #include "wyrtlog/format.h"
-#include "wyrtlog/metrics.h"
-#include "wyrtlog/totals.h"
+#include "wyrtlog/seriesgroup.h"
 
 #include <map>
 #include <string>
@@ -11,31 +10,10 @@
 
 class SeriesFormat : public Format {
 public:
-    static constexpr int64_t Never = INT64_MIN / 2; // far enough from the end to be subtracted
-    static constexpr size_t None = static_cast<size_t>(-1);
-    // One thing with all its series.
-    struct Thing {
-        std::string labels; // as the format has them
-        size_t host = 0;
-        bool alive = true;                   // the run at hand has shown it
-        bool touched = false;                // in this interval
-        bool info = false;                   // it has only the value 1
-        std::string details;                 // name of its info, which goes where another one takes its place
-        int64_t last_ms = Never;             // of its last point
-        int64_t seen_ms = Never;             // end of the last interval that had it
-        std::vector<uint64_t> totals, added; // by metric: of all intervals before, of this one
-        std::vector<double> levels;
-        std::vector<char> begun, given; // by metric: it has been printed; this interval has a value
-        std::vector<size_t> series;     // by metric: for the format to use
-    };
-    using Things = std::map<std::string, Thing, std::less<>>;
-    struct Group { // of a kind
-        const MetricKind* kind = nullptr;
-        std::vector<Metric> metrics;
-        Things things, candidates;         // those that have series; of this interval, those that may get some
-        std::vector<size_t> counts, infos; // of the things, by host
-        std::array<size_t, 3> ranks{};     // metrics by which the largest are found
-    };
+    using Thing = SeriesThing;
+    using Group = SeriesGroup;
+    static constexpr int64_t Never = SeriesThing::Never;
+    static constexpr size_t None = SeriesThing::None;
 
 private:
     struct Host {
@@ -64,12 +42,10 @@ private:
     void makeKey(const Group& group, const Sheet& sheet, const Cells& cells, bool rest);
     Thing* thingOf(Group& group, const Sheet& sheet, const Cells& cells, bool rest);
     std::string othersKey(const Group& group, std::string_view hostName) const;
-    Thing& othersOf(Group& group);
-    bool makeRoom(Group& group, bool info);
     void takeInfo(Group& group, const Sheet& sheet, const Cells& cells, Thing& thing);
     bool takeFigures(const Group& group, const Sheet& sheet, const Cells& cells, bool rest, Thing& thing);
-    void admit(Group& group);
-    void giveAll(Group& group, Thing& thing);
+    void giveAll(Group& group);
+    void giveInterval(Group& group, Thing& thing);
     void give(Group& group, Thing& thing, int64_t at_ms, bool levels);
     bool isCounted(const Interval& interval) const;
 

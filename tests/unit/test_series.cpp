@@ -164,6 +164,76 @@ TEST(Series, EachHostHasItsOwnBounds) {
     EXPECT_EQ(kept.values["disk{host=b,disk=d699} reads"], 1);
 }
 
+// What is of no thing's own must not fall, however long it was not needed.
+TEST(Series, OthersAreNeverForgotten) {
+    SeriesChoice choice;
+    choice.endless = true, choice.top = 1;
+    SeriesLog log;
+    log.process("big", 1000000);
+    log.process("small", 500000);
+    log.end(10800000); // three hours each
+    for (int i = 0; i < 250; i++) {
+        log.process("c" + std::to_string(i), 7);
+        log.end(10800000);
+    }
+    log.process("big", 1000000);
+    log.process("small", 500000);
+    log.end(10800000);
+    Kept kept(choice);
+    give(log.text, kept);
+    EXPECT_EQ(kept.values["process{host=db7,command=others} cpu_seconds"], 1);
+    EXPECT_EQ(kept.values["process{host=db7,command=big} cpu_seconds"], 1) << "it was forgotten, and begins again";
+}
+
+// --- What stands still
+
+static size_t pointsOf(const Kept& kept, const std::string& name) {
+    size_t count = 0;
+    for (auto& point : kept.points) count += point.starts_with(name);
+    return count;
+}
+
+TEST(Series, WhatStandsStillIsRepeatedWhileItsRunGoesOn) {
+    Kept kept;
+    const auto write = [&](const char* host, const char* run, int intervals, bool idle) {
+        SeriesLog log(host, run);
+        log.disk("busy", 1);
+        if (idle) log.disk("idle", 1);
+        log.end();
+        for (int i = 1; i < intervals; i++) {
+            log.disk("busy", 1);
+            log.end();
+        }
+        give(log.text, kept);
+    };
+    write("a", "1", 31, true); // five minutes after the first interval
+    const std::string idle = "disk{host=a,disk=idle} reads", busy = "disk{host=a,disk=busy} reads";
+    EXPECT_EQ(pointsOf(kept, idle), 2U + 5U);
+    EXPECT_EQ(pointsOf(kept, busy), 32U);
+    write("b", "1", 31, true);
+    EXPECT_EQ(pointsOf(kept, idle), 2U + 5U) << "intervals of another host do not speak for this one";
+    write("a", "2", 60, false);
+    EXPECT_EQ(pointsOf(kept, idle), 2U + 5U) << "the new run does not know it";
+    EXPECT_EQ(kept.values[idle], 1);
+}
+
+TEST(Series, WhatIsForgottenIsNotRepeated) {
+    SeriesChoice choice;
+    choice.endless = true;
+    SeriesLog log;
+    for (int i = 0; i < 1000; i++) log.disk("d" + std::to_string(i), 1);
+    log.end();
+    log.end(10800000);
+    log.disk("new", 1);
+    log.end(10800000);
+    log.end(10800000);
+    Kept kept(choice);
+    give(log.text, kept);
+    EXPECT_EQ(pointsOf(kept, "disk{host=db7,disk=new} reads"), 3U);
+    EXPECT_EQ(pointsOf(kept, "disk{host=db7,disk=d1} reads"), 5U);
+    EXPECT_EQ(pointsOf(kept, "disk{host=db7,disk=d0} reads"), 3U) << "it made room for the new one";
+}
+
 // --- Totals
 
 static std::string longLog(uint64_t intervals) {
