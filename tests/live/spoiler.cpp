@@ -1,12 +1,14 @@
 // Makes hostile logs, whose lengths and checksums are right, for tests/live/new-hostile.sh.
 //
-//     live-spoiler HOW SEED <LOG      bytes, numbers, texts, times, lines: some of the log are others now
+//     live-spoiler HOW SEED <LOG      bytes, numbers, texts, times, lines: some of the log are others now; words: texts
+//                                     in the place of words, so that all fields still fit
 //     live-spoiler HOW COUNT          columns, kinds, rows, ticks (tiny intervals), runs, hosts, names (a process with
 //                                     another name in each interval), leaps (of a thousand years): so many of them
 #include "record/escape.h"
 #include "record/moment.h"
 #include "tests/mended.h"
 
+#include <array>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
@@ -27,6 +29,9 @@ constexpr std::string_view Numbers[] = {"18446744073709551615",
                                         "-1",
                                         "0",
                                         "1e308",
+                                        "1e400",
+                                        "-0",
+                                        "0.1e-999",
                                         "-1e308",
                                         "5e-324",
                                         "nan",
@@ -41,7 +46,15 @@ constexpr std::string_view Seconds[] = {"0.000000", "-1.000000", "999999999999.9
 constexpr std::string_view Moments[] = {"0000-01-01T00:00:00.000+00:00", "9999-12-31T23:59:59.999-99:59",
                                         "1969-12-31T23:59:59.999+00:00", "2026-02-31T00:00:00.000+00:00",
                                         "2026-11-21T14:05:10.000-99:59", "2038-01-19T03:14:08.000+00:00"};
-constexpr std::string_view Texts[] = {"two\nlines",
+// Every control byte, NUL first.
+constexpr std::array<char, 33> Controls = [] {
+    std::array<char, 33> all{};
+    for (size_t i = 0; i < 32; i++) all[i] = static_cast<char>(i);
+    all[32] = '\x7F';
+    return all;
+}();
+constexpr std::string_view Texts[] = {{Controls.data(), Controls.size()},
+                                      "two\nlines",
                                       "\x1B[2J\x1B]0;title\a",
                                       "\"quoted\"",
                                       "a,b",
@@ -53,7 +66,8 @@ constexpr std::string_view Texts[] = {"two\nlines",
                                       " ",
                                       "=cmd|'/c calc'!A1",
                                       "{\"a\":[",
-                                      "\xC2\x85\xE2\x80\xAE",
+                                      "\xC2\x85\xC2\x9B\xE2\x80\xAE",
+                                      "\xED\xA0\x80\xF4\x90\x80\x80",
                                       "'; DROP TABLE cpu; --"};
 } // namespace
 
@@ -77,6 +91,31 @@ static std::string changed(Random& random, std::string_view line, size_t first, 
     return std::string(line.substr(0, from)).append(cell).append(line.substr(to));
 }
 
+// A text for any field.
+static std::string hostileCell(Random& random) {
+    std::string cell;
+    if (upTo(random, 9) == 0) cell.assign(upTo(random, 200000), 'x');
+    else escape(oneOf(random, Texts), cell);
+    return cell;
+}
+
+// The line with a hostile text instead of one of its words. What has no letters is a number or the like, what has a
+// single one may stand for something.
+static std::string reworded(Random& random, std::string_view line) {
+    constexpr size_t FirstField = 3;
+    std::vector<size_t> words;
+    size_t at = 0;
+    for (size_t from = 0, to = 0; from < line.size(); from = to + 1, at++) {
+        to = std::min(line.find_first_of(",\n", from), line.size());
+        const auto cell = line.substr(from, to - from);
+        if (at >= FirstField && cell.size() > 1 && cell.find_first_not_of("0123456789.:+-e") != cell.npos)
+            words.push_back(at);
+    }
+    if (words.empty()) return std::string(line);
+    const size_t comma = oneOf(random, words) - 1; // before the cell
+    return changed(random, line, comma, comma, hostileCell(random));
+}
+
 static bool isHead(std::string_view line) { return line.starts_with('#') || line.starts_with("VIEW,"); }
 
 static std::string spoiled(std::string_view how, Random& random, std::string log) {
@@ -90,15 +129,15 @@ static std::string spoiled(std::string_view how, Random& random, std::string log
     std::string_view before;
     for (const auto line : linesOf(log)) {
         constexpr size_t FirstField = 2, All = 1000;
-        std::string text;
-        if (upTo(random, rate) > 0 || (isHead(line) && how != "lines")) {
+        const bool named = how == "words" && line.starts_with("#wyrt,"); // the host
+        if (upTo(random, rate) > 0 || (isHead(line) && how != "lines" && !named)) {
             out.append(line);
         } else if (how == "numbers") {
             out.append(changed(random, line, FirstField, All, oneOf(random, Numbers)));
         } else if (how == "texts") {
-            escape(oneOf(random, Texts), text);
-            if (upTo(random, 9) == 0) text.assign(upTo(random, 200000), 'x');
-            out.append(changed(random, line, FirstField, FirstField + 3, text));
+            out.append(changed(random, line, FirstField, FirstField + 3, hostileCell(random)));
+        } else if (how == "words") {
+            out.append(reworded(random, line));
         } else if (how == "times") {
             const bool time = upTo(random, 1) == 0;
             out.append(time ? changed(random, line, 0, 0, oneOf(random, Moments))
@@ -186,7 +225,7 @@ int main(int argc, char** argv) {
     const std::string_view how = argv[1];
     const auto number = strtoull(argv[2], nullptr, 10);
     std::string log;
-    if (how == "bytes" || how == "numbers" || how == "texts" || how == "times" || how == "lines") {
+    if (how == "bytes" || how == "numbers" || how == "texts" || how == "times" || how == "lines" || how == "words") {
         char piece[65536];
         while (const size_t size = fread(piece, 1, sizeof piece, stdin)) log.append(piece, size);
         Random random(number);
