@@ -7,6 +7,7 @@
 static constexpr size_t NoGroup = static_cast<size_t>(-1);
 static constexpr int64_t Heartbeat = 60000; // ms: what stands still is repeated then, because stores forget what is old
 static constexpr size_t MostHosts = 1000;
+static constexpr std::string_view InfoKey = "info "; // no label begins so
 
 // --- Heads
 
@@ -125,7 +126,7 @@ void SeriesFormat::takeInfo(Group& group, const Sheet& sheet, const Cells& cells
         if (field.empty()) break;
         if (const auto value = textOf(sheet, cells, field); !value.empty()) addLabel(all, field, value);
     }
-    const auto name = "info " + all;
+    const auto name = std::string(InfoKey) + all;
     auto found = group.things.find(name);
     if (found == group.things.end()) {
         if (!group.makeRoom(host->number, true, end_ms, wanted)) return;
@@ -258,7 +259,7 @@ bool SeriesFormat::take(const Totals& saved) {
     }
     for (auto& one : saved.things) {
         const auto* kind = metricKind(one.tag, wanted);
-        if (!kind) continue;
+        if (!kind || one.info != one.key.starts_with(InfoKey)) continue;
         auto& group = groupOfKind(*kind, columnsOf(one.tag));
         const auto& of = *numbers[one.host];
         group.load(one, of.number, one.key == othersKey(group, of.name));

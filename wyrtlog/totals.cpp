@@ -60,22 +60,27 @@ template <typename Number> static bool takeNumber(std::string_view cell, Number&
     }
 }
 
+// A time that can be subtracted from any of a log.
+static bool takeTime(std::string_view cell, int64_t& to) {
+    return takeNumber(cell, to) && to >= INT64_MIN / 2 && to <= INT64_MAX / 2;
+}
+
 static bool takeHost(const Cells& cells, Totals& totals) {
     auto& host = totals.hosts.emplace_back();
     return cells.size() == 5 && takeText(cells[1], host.name) && takeText(cells[2], host.run) &&
-           takeNumber(cells[3], host.number) && takeNumber(cells[4], host.time_ms);
+           takeNumber(cells[3], host.number) && takeTime(cells[4], host.time_ms);
 }
 
 static bool takeThing(const Cells& cells, Totals& totals) {
     constexpr size_t FirstTotal = 8;
     auto& thing = totals.things.emplace_back();
     if (cells.size() < FirstTotal || !takeText(cells[1], thing.tag) || !takeNumber(cells[2], thing.host) ||
-        thing.host >= totals.hosts.size() || !takeNumber(cells[4], thing.last_ms) ||
-        !takeNumber(cells[5], thing.seen_ms) || !takeText(cells[6], thing.key) || !takeText(cells[7], thing.labels))
+        thing.host >= totals.hosts.size() || !takeTime(cells[4], thing.last_ms) || !takeTime(cells[5], thing.seen_ms) ||
+        !takeText(cells[6], thing.key) || !takeText(cells[7], thing.labels))
         return false;
     thing.info = cells[3] == "1";
     for (size_t i = FirstTotal; i < cells.size(); i++) {
-        const size_t equals = cells[i].find('=');
+        const size_t equals = cells[i].rfind('='); // no number has one
         auto& [name, total] = thing.totals.emplace_back();
         if (equals == std::string_view::npos || !takeText(cells[i].substr(0, equals), name) ||
             !takeNumber(cells[i].substr(equals + 1), total))

@@ -35,5 +35,5 @@ struct Totals {
 // A longer text is not read.
 inline constexpr size_t LongestTotals = size_t{1} << 27;
 std::string totalsText(const Totals& totals);
-// None: the text is damaged, cut short, or of another program.
+// None: the text is damaged, cut short, or of another program, or has times that no log has.
 std::optional<Totals> parseTotals(std::string_view text);

@@ -1,4 +1,5 @@
 // What goes to stores of time series: counters, the largest by name, and totals that outlive the program.
+#include "record/crc.h"
 #include "tests/unit/serieslog.h"
 
 #include <map>
@@ -313,4 +314,48 @@ TEST(Totals, DamageIsSeen) {
     }
     EXPECT_FALSE(parseTotals("\nEND,"));
     EXPECT_FALSE(parseTotals("#wyrt-totals,1,\nEND,0,\n"));
+}
+
+// A text whose checksum is right, and which no program has written.
+static std::string forged(const std::string& lines, size_t count) {
+    const auto text = "#wyrt-totals,1,kept command\n" + lines + "END," + std::to_string(count);
+    char sum[16];
+    snprintf(sum, sizeof sum, ",%08x\n", crc32c(text));
+    return text + sum;
+}
+
+TEST(Totals, TimesThatNoLogHasAreDamage) {
+    const auto host = [](const char* time) { return forged("HOST,db7,run,1," + std::string(time) + "\n", 1); };
+    EXPECT_TRUE(parseTotals(host("1795266310000")));
+    EXPECT_TRUE(parseTotals(host(std::to_string(SeriesFormat::Never).c_str())));
+    EXPECT_FALSE(parseTotals(host("-9223372036854775808")));
+    EXPECT_FALSE(parseTotals(host("9223372036854775807")));
+    const std::string things = "HOST,db7,run,1,0\nTHING,DISK,0,0,";
+    EXPECT_TRUE(parseTotals(forged(things + "5,6,key,,reads=1\n", 2)));
+    EXPECT_FALSE(parseTotals(forged(things + "-9223372036854775808,6,key,,reads=1\n", 2)));
+    EXPECT_FALSE(parseTotals(forged(things + "5,9223372036854775807,key,,reads=1\n", 2)));
+}
+
+TEST(Totals, AnyNameIsReadBack) {
+    const auto totals = parseTotals(forged("HOST,db7,run,1,0\nTHING,DISK,0,0,5,6,key,,a\\x3Db\\x2C=1\n", 2));
+    ASSERT_TRUE(totals);
+    EXPECT_EQ(totals->things[0].totals[0].first, "a=b,");
+    const auto text = totalsText(*totals);
+    ASSERT_TRUE(parseTotals(text)) << text;
+    EXPECT_EQ(totalsText(*parseTotals(text)), text);
+}
+
+TEST(Totals, AnInfoIsNoThing) {
+    SeriesLog log;
+    log.disk("sda", 5);
+    log.end();
+    Kept kept;
+    give(log.text, kept);
+    auto totals = kept.totals();
+    ASSERT_EQ(totals.things.size(), 2U); // the disk and its info
+    for (auto& thing : totals.things) thing.info = !thing.info, totals.hosts[0].time_ms = 0;
+    Kept other;
+    ASSERT_TRUE(other.take(totals));
+    give(log.text, other); // as if nothing had been kept
+    EXPECT_EQ(other.values, kept.values);
 }
