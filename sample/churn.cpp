@@ -44,12 +44,14 @@ NoReports ChurnSampler::begin() {
     cpus += '\0';
     request = genericRequest(*family, Get, true, Register, cpus);
     if (socket.ask(request, message) == Asked::Failed)
-        return none(errno == EPERM || errno == EACCES ? NoReports::Refused : NoReports::Unknown);
-    // In another namespace the kernel agrees, too, and no report ever comes. One must come of a child that ends.
+        return none(errno == EPERM || errno == EACCES ? NoReports::Refused
+                    : errno == EINVAL                 ? NoReports::OtherNamespace // of pids or users
+                                                      : NoReports::Unknown);
+    // In another network namespace the kernel agrees, and no report ever comes. One must come of a child that ends.
     const auto child = endedChild();
     bool seen = false;
     if (child) takeMessages(nullptr, static_cast<uint32_t>(*child), seen);
-    return seen ? NoReports::None : none(NoReports::Silent);
+    return seen ? NoReports::None : none(NoReports::OtherNamespace);
 }
 
 // Without `ended`, what comes is only compared with the pid that is awaited.

@@ -5,11 +5,11 @@
 
 // Why it does not.
 enum class NoReports {
-    None,     // it does
-    Unknown,  // it has no taskstats of a known form
-    Refused,  // not allowed
-    Silent,   // it agreed and reports nothing: this is another network or pid namespace
-    OtherRoot // there are only files
+    None,           // it does
+    Unknown,        // it has no taskstats of a known form
+    Refused,        // not allowed
+    OtherNamespace, // they come in the first network, pid and user namespace only
+    OtherRoot       // there are only files
 };
 
 // Tries it. For `wyrt check`; a sampler tries it itself.

@@ -63,8 +63,8 @@ static const char* churnGap(const std::string& root) {
         return "; no reports of what ends; needs Linux 5.19 with CONFIG_TASKSTATS";
     case NoReports::Refused:
         return "; no reports of what ends: Operation not permitted; run it as root (CAP_NET_ADMIN)";
-    case NoReports::Silent:
-        return "; no reports of what ends; they come in the host's own network and pid namespace only";
+    case NoReports::OtherNamespace:
+        return "; no reports of what ends; they come in the host's own network, pid and user namespace only";
     case NoReports::None:
     case NoReports::OtherRoot:
         break;

@@ -127,8 +127,9 @@ TEST(ChurnSampler, WhereNothingIsReported) {
     EXPECT_EQ(state(""), NoReports::Unknown);
     EXPECT_EQ(state("nonetlink taskstats EPROTONOSUPPORT\n"), NoReports::Unknown);
     EXPECT_EQ(state("taskstats EPERM\n"), NoReports::Refused);
-    EXPECT_EQ(state("taskstats EINVAL\n"), NoReports::Unknown);
-    EXPECT_EQ(state("taskstats silent\n"), NoReports::Silent);
+    EXPECT_EQ(state("taskstats ENOMEM\n"), NoReports::Unknown);
+    EXPECT_EQ(state("taskstats EINVAL\n"), NoReports::OtherNamespace);
+    EXPECT_EQ(state("taskstats silent\n"), NoReports::OtherNamespace);
     EXPECT_EQ(state("taskstats\n", "/mnt"), NoReports::OtherRoot);
 }
 
