@@ -14,21 +14,22 @@ inline constexpr size_t RowBudget = 500; // of one kind in one interval
 // The rows that stay. Kept by the caller, whose memory is then used again.
 class BudgetSpace {
     std::vector<size_t> order;
-    size_t budget = 0, left = 0; // rows to keep; those that may still be kept
+    size_t budget = 0, count = 0; // rows to keep; those that are kept so far
 
 public:
     std::vector<char> kept;      // by row
     std::vector<double> figures; // of one member, by row
 
-    // Starts with so many rows to keep besides those that are kept already.
-    void start(size_t rows) { budget = left = rows; }
+    // Starts with so many rows to keep. Those that are kept already count.
+    void start(size_t rows);
     // Keeps at most `share` more rows: the largest by `figures`, and none of 0.
     void keepLargest(size_t share);
     // Keeps the first rows until the budget is used up.
     void keepFirst();
 };
 
-// Leaves `budget` rows besides those for which `always(row)` holds; rows keep their order.
+// Leaves at most `budget` rows, those for which `always(row)` holds first; more only where these alone are more. Rows
+// keep their order.
 template <typename Kind, typename Always>
 void applyBudget(const Kind& kind, Rows<typename Kind::Row>& rows, size_t budget, BudgetSpace& space,
                  const Always& always) {

@@ -290,7 +290,7 @@ TEST(Budget, SumsStayExact) {
         const auto all = rows.rows;
         BudgetSpace space;
         applyBudget(CoreKind, rows, 20, space, [](const CoreRow& row) { return row.core == 3; });
-        EXPECT_LE(rows.rows.size(), 21U);
+        EXPECT_LE(rows.rows.size(), 20U);
         EXPECT_EQ(rows.rest.has_value(), count > rows.rows.size());
         const bool has3 = std::any_of(rows.rows.begin(), rows.rows.end(), [](auto& r) { return r.core == 3; });
         EXPECT_EQ(has3, count > 3);
@@ -308,5 +308,26 @@ TEST(Budget, SumsStayExact) {
             EXPECT_TRUE(
                 std::any_of(rows.rows.begin(), rows.rows.end(), [&](auto& r) { return r.core == largest->core; }));
         }
+    }
+}
+
+// What has to stay is within the budget, and alone when it is more.
+TEST(Budget, RowsThatHaveToStayCount) {
+    for (const uint64_t always : {0U, 1U, 15U, 20U, 25U}) {
+        Rows<CoreRow> rows;
+        for (uint64_t core = 0; core < 100; core++) {
+            auto& row = rows.rows.emplace_back();
+            row.core = core, row.user_us = core;
+        }
+        BudgetSpace space;
+        applyBudget(CoreKind, rows, 20, space, [&](const CoreRow& row) { return row.core < always; });
+        ASSERT_EQ(rows.rows.size(), std::max<size_t>(always, 20)) << always;
+        uint64_t user = *rows.rest.value().user_us;
+        for (uint64_t i = 0; i < rows.rows.size(); i++) {
+            user += *rows.rows[i].user_us;
+            EXPECT_TRUE(i >= always || rows.rows[i].core == i) << always;
+        }
+        EXPECT_EQ(user, 99U * 100 / 2);
+        EXPECT_EQ(rows.rows.back().core == 99, always < 20) << "the largest, where there is room";
     }
 }
