@@ -107,7 +107,8 @@ FindingText textOf(const Interval& interval, const WhyRow& why) {
     text.after = sufferText(interval, why);
     if (!text.after.empty()) text.after = "suffer: " + text.after;
     for (const auto& more : {safeText(why.note), endText(why)})
-        if (!more.empty()) text.after.append(text.after.empty() ? "" : "   ").append(more);
+        if (!more.empty() && !text.figures.starts_with(more)) // a filesystem's first figure is when it will be full
+            text.after.append(text.after.empty() ? "" : "   ").append(more);
     return text;
 }
 
@@ -157,7 +158,8 @@ void showWhyLine(const Interval& interval, Page& page) {
     const auto& why = interval.why.rows.front();
     page.piece("1 of " + std::to_string(interval.why.rows.size()) + "  ", used);
     page.piece(headingOf(interval, why), used, Tone::Bad);
-    page.piece(" " + safeText(why.figure) + " " + figureText(why.rule, why.value, why.unit), used);
+    const auto figure = safeText(why.figure) + " " + figureText(why.rule, why.value, why.unit);
+    page.piece(" " + figure, used);
     const auto culprits = culpritsOf(interval, why);
     if (!culprits.empty()) {
         const auto& who = *culprits.front();
@@ -165,6 +167,6 @@ void showWhyLine(const Interval& interval, Page& page) {
                    used);
     }
     const auto end = endText(why);
-    if (!end.empty()) page.piece(", " + end, used);
+    if (!end.empty() && end != figure) page.piece(", " + end, used);
     page.newline();
 }

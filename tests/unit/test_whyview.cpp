@@ -80,6 +80,19 @@ TEST(WhyView, Calm) {
     EXPECT_EQ(lineOf(Interval{}), "");
 }
 
+TEST(WhyView, WhenAFilesystemIsFullIsSaidOnce) {
+    WhyMachine machine;
+    auto& row = WhyMachine::put(machine.interval.filesystems, FsRow());
+    row.point = "/srv", row.device = "8:17", row.type = "ext4";
+    row.size = 1000 * GiB, row.used = 850 * GiB, row.available = 150 * GiB;
+    row.full_in_s = 3420, row.growth_rate = 183.0 * 1048576, row.growth = 366 * static_cast<int64_t>(MiB);
+    const auto text = shown(machine);
+    EXPECT_TRUE(text.starts_with("1  FS /srv   full in 57m (limit 4h), 85.0% used")) << text;
+    EXPECT_EQ(text.find("full in", text.find("full in") + 1), text.npos) << text;
+    EXPECT_TRUE(lineOf(machine.interval).starts_with("WHY   1 of 1  FS /srv full in 57m"));
+    EXPECT_EQ(lineOf(machine.interval).find(", full in"), std::string::npos) << lineOf(machine.interval);
+}
+
 TEST(WhyView, HostileNamesAndRulesOfOtherVersions) {
     Interval interval;
     auto& why = interval.why.rows.emplace_back();
