@@ -103,7 +103,12 @@ Merge::Merge(const Asked& asked, const OnFound& f, const Wanted& how, int& exitS
     const auto isFile = [](const std::string& operand) { return !isReadOnce(operand); }; // a pipe ends by itself
     if (wanted.follow && (asked.logs.empty() || std::any_of(asked.logs.begin(), asked.logs.end(), isFile)))
         follower.emplace(asked.logs, wanted.watcher);
-    add(logPaths(asked.logs, status));
+    auto paths = logPaths(asked.logs, status);
+    if (paths.empty() && status == Done && !follower)
+        status = failed(asked.logs.size() > 1 ? "there are no logs in these folders"
+                                              : inQuotes(asked.logs.empty() ? LogFolder : asked.logs.front()) +
+                                                    " is a folder without logs");
+    add(std::move(paths));
 }
 
 // Another log has had it.

@@ -232,6 +232,15 @@ TEST(LogCommands, WhatIsNoLog) {
     EXPECT_TRUE(broken.ends_with("status 1\n")) << broken;
 }
 
+TEST(LogCommands, AFolderWithoutLogs) {
+    Made machine("dir /empty\ntext /other/notes.txt \"x\"\n");
+    for (const char* command : {"show", "info", "why", "stats"}) {
+        EXPECT_EQ(run({command, "/empty"}), "wyrt: '/empty' is a folder without logs\nstatus 1\n") << command;
+        EXPECT_EQ(run({command, "/other"}), "wyrt: '/other' is a folder without logs\nstatus 1\n") << command;
+        EXPECT_EQ(run({command, "/empty", "/other"}), "wyrt: there are no logs in these folders\nstatus 1\n");
+    }
+}
+
 // --- Several logs
 
 static std::string secondsOf(const std::string& text) {
