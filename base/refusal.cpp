@@ -16,12 +16,12 @@ std::string whyUnknown(std::string_view option, std::string_view word, std::span
 }
 
 int failed(const std::string& why) {
-    putErr("wyrt: " + why + "\n");
+    putErr("wyrt: " + oneLine(why) + "\n");
     return Failed;
 }
 
 int refused(const std::string& why, std::string_view help) {
-    putErr("wyrt: " + why + " (see " + std::string(help) + ")\n");
+    putErr("wyrt: " + oneLine(why) + " (see " + std::string(help) + ")\n");
     return WrongUsage;
 }
 

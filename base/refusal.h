@@ -1,4 +1,5 @@
-// The message when the program cannot do what was asked: one line on standard error.
+// The message when the program cannot do what was asked: one line on standard error, without control characters that
+// are in the words of users and of other programs.
 #pragma once
 
 #include "base/masking.h"

@@ -97,7 +97,7 @@ std::string checkText(const Settings& settings) {
     std::istringstream words(settings.view.areas);
     for (std::string word; words >> word;) text += lineOf(*findArea(word), settings.root);
     if (!settings.root.empty())
-        text += "Below " + settings.root +
+        text += "Below " + oneLine(settings.root) +
                 " there are only files: no clocks, no answers of the kernel by netlink, no filesystem sizes, no "
                 "accounts.\n";
     return text;

@@ -34,6 +34,8 @@ TEST(WhyLimits, AreReadWithTheirUnits) {
 
 TEST(WhyLimits, WhatIsNoLimit) {
     EXPECT_EQ(Limits().set("disk.wiat=5"), "there is no limit 'disk.wiat'; the nearest is disk.wait");
+    EXPECT_EQ(Limits().set("disk\x1b]0;x\x07.wait=5"), "there is no limit 'disk?]0;x?.wait'; the nearest is disk.wait");
+    EXPECT_EQ(Limits().set("disk.wait=\x1b[2J"), "the limit 'disk.wait=?[2J' is not like disk.wait=50ms");
     EXPECT_EQ(Limits().set("disk.wait=x"), "the limit 'disk.wait=x' is not like disk.wait=50ms");
     for (const char* text : {"disk.wait", "disk.wait=", "disk.wait=-1", "disk.wait=5%", "disk.wait=5 ms",
                              "disk.wait=nan", "disk.wait=inf", "mem.available=5s", "blocked.tasks=5x", "mem.swap=5ms",
