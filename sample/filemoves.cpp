@@ -182,6 +182,10 @@ bool FileSampler::shares(OpenFile& open, const Look& look, uint32_t number, cons
     const bool equal = open.position == made.position && open.flags == made.flags;
     const bool mine = open.pid == look.pid || (open.closed == pass && open.closer == look.pid);
     if (!equal && !mine) return false;
+    // The kernel knows both, and they are two. Only where the other one has gone since it was read, is there more to
+    // ask; many descriptors of one file would each cost dozens of questions.
+    const bool isThere = !mine || (open.pass == pass && open.pid == look.pid);
+    if (compared == false && isThere) return false;
     const auto there = positionOf(open);
     // The same process has it under another number: it was duplicated, and the first one closed.
     if (!there) return mine && open.flags == made.flags && open.position <= made.position;
