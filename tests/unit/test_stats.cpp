@@ -106,6 +106,24 @@ TEST(Stats, Figures) {
     EXPECT_NE(part.find("1 more (-n)"), part.npos) << part;
 }
 
+TEST(Stats, AnAreaWithoutATableSaysWhy) {
+    Made machine("");
+    std::vector<Interval> intervals;
+    for (uint64_t n = 1; n <= 2; n++) addDisk(intervals.emplace_back(intervalAt(n)), "sda", 1 << 20);
+    save("/a.wyrt", logOf(intervals));
+    const std::string title = "db7  2026-11-21T14:05:10.000+01:00 to 2026-11-21T14:05:14.000+01:00  2 intervals\n\n";
+    const auto none = [](const char* area, const char* tags) {
+        return std::string(area) + ": no figures of " + tags + " in this span\n\nstatus 0\n";
+    };
+    EXPECT_EQ(counted({"/a.wyrt", "volumes"}), title + none("volumes", "VG"));
+    EXPECT_EQ(counted({"/a.wyrt", "mem"}), title + none("mem", "MEM and NODE"));
+    EXPECT_EQ(counted({"/a.wyrt", "disk/reads"}), title + none("disk", "DISKS and DISK")) << "its records have none";
+    EXPECT_EQ(counted({"/a.wyrt", "disk"}).find("disk:"), std::string::npos);
+    for (auto& interval : intervals) interval.disks.rows[0].write_bytes = 0;
+    save("/b.wyrt", logOf(intervals));
+    EXPECT_EQ(counted({"/b.wyrt", "disk/write_bytes"}), title + "disk: 0 throughout\n\nstatus 0\n");
+}
+
 TEST(Stats, WhoUsedWhat) {
     Made machine("");
     auto first = intervalAt(1), second = intervalAt(2);
