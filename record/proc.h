@@ -68,7 +68,8 @@ inline constexpr auto ProcKind = kind<ProcRow>(
 
 // CPU time that the processes explain is accounted_us; that of the machine (without idle, iowait and steal) is used_us.
 // Interrupts are irq_us of it. Kernels that measure their time count it apart from the processes: accounted_us and
-// irq_us together are used_us then. On others it is part of accounted_us.
+// irq_us together are used_us then. On others it is part of accounted_us. The two are measured one after the other, and
+// used_us in ticks: accounted_us can be a little more.
 struct ProcsRow {
     uint64_t processes = 0, threads = 0; // at the end; threads as far as they are known
     uint64_t ran = 0;                    // processes that used CPU time

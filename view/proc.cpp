@@ -140,6 +140,13 @@ static void showSums(const std::vector<ProcLine>& lines, std::string_view by, do
     table.show(page);
 }
 
+// What the processes explain of the CPU time. Their clocks are read one after another, after /proc/stat, which counts
+// in ticks: what is a little more than all is all. What is much more is shown as it was measured.
+static std::string accountedText(double accounted, double used) {
+    const bool isMuchMore = accounted * 1000 > used * 1015;
+    return percentText(isMuchMore ? accounted : std::min(accounted, used), used) + "%";
+}
+
 // "412 processes: 38 ran, 14 shown; 28 started, 27 ended; CPU accounted for 99.2% (irq 4.0%); 3 without I/O figures"
 static std::string summary(const ProcsRow& all, size_t shown, const char* what) {
     std::string text = counted(all.processes, "process", "es") + ": " + std::to_string(all.ran) + " ran, " +
@@ -152,7 +159,7 @@ static std::string summary(const ProcsRow& all, size_t shown, const char* what) 
     constexpr uint64_t Least = 100000; // microseconds
     if (all.accounted_us && all.used_us.value_or(0) >= Least) {
         const auto used = valueOf(all.used_us);
-        text += "; CPU accounted for " + percentText(valueOf(all.accounted_us), used) + "%";
+        text += "; CPU accounted for " + accountedText(valueOf(all.accounted_us), used);
         if (all.irq_us) text += " (irq " + percentText(valueOf(all.irq_us), used) + "%)";
     }
     if (all.without_io > 0) text += "; " + std::to_string(all.without_io) + " without I/O figures: wyrt check";

@@ -68,6 +68,20 @@ TEST(ProcView, ARowSaysWhatAProcessDid) {
               "412 processes: 38 ran, 1 shown, 2 blocked, 1 zombie; 28 started, 27 ended\n");
 }
 
+TEST(ProcView, ALittleMoreThanAllIsAll) {
+    struct Case {
+        uint64_t accounted_us;
+        const char* share;
+    };
+    for (const auto& c : {Case{999000, " 99.9%"}, {1000000, " 100.0%"}, {1015000, " 100.0%"}, {1016000, " 101.6%"}}) {
+        auto interval = machine({process(1, 0, "init", 500000)});
+        auto& all = interval.processesTotal.rows[0];
+        all.accounted_us = c.accounted_us, all.used_us = 1000000;
+        EXPECT_NE(shown(interval).find("CPU accounted for" + std::string(c.share) + "\n"), std::string::npos)
+            << shown(interval);
+    }
+}
+
 TEST(ProcView, NothingHappened) {
     EXPECT_EQ(shown(machine({process(1, 0, "init", 0)})), "PROC  412 processes: 38 ran, 0 shown\n");
     EXPECT_EQ(shown(Interval{}), "");
