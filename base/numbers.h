@@ -44,3 +44,14 @@ inline std::string_view takeWord(std::string_view& text) {
     text.remove_prefix(end == text.npos ? text.size() : end);
     return word;
 }
+
+// Whether a list of words has this one. Blanks and commas separate words; no word is empty.
+inline bool hasWord(std::string_view list, std::string_view word) {
+    while (!list.empty()) {
+        const auto end = list.find_first_of(" ,");
+        if (list.substr(0, end) == word) return !word.empty();
+        if (end == list.npos) break;
+        list.remove_prefix(end + 1);
+    }
+    return false;
+}

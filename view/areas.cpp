@@ -1,5 +1,6 @@
 #include "view/areas.h"
 
+#include "base/numbers.h"
 #include "view/cgroup.h"
 #include "view/churn.h"
 #include "view/cpu.h"
@@ -76,15 +77,6 @@ std::vector<std::string_view> sortWords(std::string_view shown) {
             if (std::find(words.begin(), words.end(), word) == words.end()) words.push_back(word);
     }
     return words;
-}
-
-bool hasWord(std::string_view list, std::string_view word) {
-    for (size_t at = 0; at < list.size();) {
-        const auto end = std::min(list.find(' ', at), list.size());
-        if (list.substr(at, end - at) == word) return true;
-        at = end + 1;
-    }
-    return false;
 }
 
 bool isUsual(std::string_view list) {

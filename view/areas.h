@@ -36,8 +36,6 @@ std::span<const Area> areas();
 const Area* findArea(std::string_view word);
 // What --sort can be when these areas (words with a blank between them) are shown, each word once.
 std::vector<std::string_view> sortWords(std::string_view shown);
-// Whether a list of words with a blank between them has this one.
-bool hasWord(std::string_view list, std::string_view word);
 // Whether a list of words is that of `live` without areas, whose tables begin with a line of findings.
 bool isUsual(std::string_view list);
 // Whether the tables of these areas show findings.

@@ -1,4 +1,5 @@
 #include "base/figures.h"
+#include "base/numbers.h"
 #include "why/rules.h"
 
 #include <algorithm>
@@ -50,16 +51,6 @@ struct Files {
 };
 } // namespace
 
-// Whether a list of names has this one.
-static bool names(std::string_view list, std::string_view name) {
-    while (!list.empty()) {
-        const auto end = std::min(list.find_first_of(", "), list.size());
-        if (list.substr(0, end) == name) return true;
-        list.remove_prefix(std::min(end + 1, list.size()));
-    }
-    return false;
-}
-
 static double movedIn(const FileRow& file) {
     const double moved = number(file.forward) + number(file.backward);
     return std::max(moved, static_cast<double>(std::max<int64_t>(file.growth.value_or(0), 0)));
@@ -68,9 +59,9 @@ static double movedIn(const FileRow& file) {
 static std::map<ProcessId, Files> filesOf(const Interval& interval, const DiskRow& disk, const Side& side) {
     std::map<ProcessId, Files> all;
     for (auto& file : interval.files.rows) {
-        const bool isHere = file.disk.empty() ? file.device == disk.device : names(file.disk, disk.name);
+        const bool isHere = file.disk.empty() ? file.device == disk.device : hasWord(file.disk, disk.name);
         if (file.disk.empty() && !isHere) continue; // on no disk, or on one that is not known
-        const bool fits = file.flags.empty() || names(file.flags, side.writes ? "write" : "read");
+        const bool fits = file.flags.empty() || hasWord(file.flags, side.writes ? "write" : "read");
         if (!fits) continue;
         auto& files = all[{file.pid, file.start}];
         const double moved = std::max(movedIn(file), 1.0); // written without a movement counts a little

@@ -1,20 +1,11 @@
 #include "base/figures.h"
+#include "base/numbers.h"
 #include "why/rules.h"
 
 #include <algorithm>
 #include <map>
 #include <string_view>
 #include <utility>
-
-// "a b" has b as a word.
-static bool hasAddress(std::string_view list, std::string_view address) {
-    for (size_t at = 0; at < list.size();) {
-        const auto end = std::min(list.find(' ', at), list.size());
-        if (list.substr(at, end - at) == address) return !address.empty();
-        at = end + 1;
-    }
-    return false;
-}
 
 static void blameNobody(const Scene&, Finding& finding) {
     finding.rest = "not accounted for: which connections these are is not known";
@@ -39,8 +30,8 @@ static void blameConnections(const Scene& scene, Finding& finding) {
     std::map<std::pair<uint64_t, uint64_t>, Talker> talkers; // by process
     const auto moved = [&](const SockRow& socket) { return number(receives ? socket.received : socket.sent); };
     for (auto& socket : interval.sockets.rows) {
-        if (moved(socket) <= 0 || !hasAddress(link.addresses, socket.address)) continue;
-        if (hasAddress(link.addresses, socket.peer)) continue; // it stays on this machine
+        if (moved(socket) <= 0 || !hasWord(link.addresses, socket.address)) continue;
+        if (hasWord(link.addresses, socket.peer)) continue; // it stays on this machine
         auto& talker = talkers[{socket.pid.value_or(0), socket.start.value_or(0)}];
         talker.bytes += moved(socket);
         if (!talker.most || moved(socket) > moved(*talker.most)) talker.most = &socket;

@@ -1,5 +1,6 @@
 #include "wyrt/source.h"
 
+#include "base/numbers.h"
 #include "model/cgroup.h"
 #include "model/churn.h"
 #include "model/cpu.h"

@@ -1,6 +1,7 @@
 #include "wyrtlog/stats.h"
 
 #include "base/nearest.h"
+#include "base/numbers.h"
 #include "base/refusal.h"
 #include "record/interval.h"
 #include "view/areas.h"
