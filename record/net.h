@@ -50,7 +50,7 @@ inline constexpr auto LinkKind = kind<LinkRow>(
 struct SpaceLinkRow : LinkTraffic {
     uint64_t netns = 0;              // inode of the namespace
     std::string name;                // of the interface
-    std::string space;               // the container, pod, unit or process that it belongs to
+    std::string space;               // its name, or the container, pod, unit or process that it belongs to
     std::optional<uint64_t> span_us; // since the namespace was read last: the traffic's time
 };
 inline constexpr auto SpaceLinkKind = kind<SpaceLinkRow>(

@@ -13,7 +13,7 @@
 // One network namespace. Counters of protocols are those of the kernel, for all its sockets together.
 struct NetnsRow {
     uint64_t netns = 0;                         // its inode number
-    std::string name;                           // a container, pod or unit; empty: the one that wyrt runs in
+    std::string name;                           // or its container, pod or unit; empty: the one that wyrt runs in
     bool own = false;                           // the one that wyrt runs in
     bool known = false;                         // its sockets are known; otherwise only its counters are
     std::optional<uint64_t> sockets;            // TCP and UDP, at the end

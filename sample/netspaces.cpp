@@ -1,7 +1,8 @@
 #include "sample/netspaces.h"
 
 #include "base/clock.h"
-#include "base/words.h"
+#include "base/numbers.h"
+#include "base/text.h"
 #include "parse/netdev.h"
 
 #include <algorithm>
@@ -14,24 +15,34 @@ static SpaceLinkCounters countersOf(const Netdev& device) {
 }
 
 // Whether the process that was seen in the namespace is in it: it may have left, or another one may have its pid.
-bool NetSpaceSampler::isStill(const SockSpace& space) const {
-    HeldPlace proc;
-    char target[64];
-    if (!proc.open(root.path("/proc/" + std::to_string(space.pid) + "/ns").c_str())) return false;
-    const auto size = readLink(proc, "net", target, sizeof target);
+bool NetSpaceSampler::isStill(const NetSpace& space) const {
+    Text<32> name, wanted;
+    char target[32];
+    const auto size = readLink(proc, name.addf("%u/ns/net", space.pid).c_str(), target, sizeof target);
     return size > 0 &&
-           std::string_view(target, static_cast<size_t>(size)) == "net:[" + std::to_string(space.inode) + "]";
+           std::string_view(target, static_cast<size_t>(size)) == wanted.addf("net:[%u]", space.inode).view();
 }
 
-void NetSpaceSampler::readSpace(const SockSpace& from, NetSpace& to) {
-    const auto path = root.path("/proc/" + std::to_string(from.pid) + "/net/dev");
-    if (!readFile(path.c_str(), text)) return void(denied += errno == EACCES || errno == EPERM);
-    if (!isStill(from)) return;
-    to.pid = from.pid;
-    to.before_us = to.at_us;
-    to.at_us = getMonotonic();
-    to.read = true;
-    std::vector<SpaceLink> links;
+// The items of two lists that are sorted by `key`: calls `both` for each pair with the same one.
+template <typename Had, typename Is, typename Key, typename Both>
+static void eachPair(Had& had, Is& is, Key key, Both both) {
+    auto before = had.begin();
+    for (auto& now : is) {
+        while (before != had.end() && key(*before) < key(now)) ++before;
+        if (before == had.end()) return;
+        if (key(*before) == key(now)) both(*before, now);
+    }
+}
+
+void NetSpaceSampler::readSpace(NetSpace& space) {
+    Text<32> file;
+    file.addf("%u/net/dev", space.pid);
+    if (!readFile(proc, file.c_str(), text)) return void(denied += errno == EACCES || errno == EPERM);
+    if (!isStill(space)) return;
+    space.before_us = space.at_us;
+    space.at_us = getMonotonic();
+    space.read = true;
+    links.clear();
     auto rest = text.view();
     for (std::string_view line; takeLine(rest, line);) {
         Netdev device;
@@ -39,33 +50,39 @@ void NetSpaceSampler::readSpace(const SockSpace& from, NetSpace& to) {
         auto& link = links.emplace_back();
         link.name = device.name;
         link.now = countersOf(device);
-        const auto had = std::find_if(to.links.begin(), to.links.end(), [&](auto& l) { return l.name == link.name; });
-        if (had != to.links.end()) link.before = had->now;
     }
-    to.links = std::move(links);
+    const auto name = [](auto& link) -> auto& { return link.name; };
+    std::sort(links.begin(), links.end(), [&](auto& a, auto& b) { return name(a) < name(b); });
+    eachPair(space.links, links, name, [](auto& had, auto& link) { link.before = had.now; });
+    space.links.assign(links.begin(), links.end());
 }
 
-void NetSpaceSampler::sample(std::span<const SockSpace> present, NetSpaceSample& to) {
-    std::vector<const SockSpace*> others;
-    for (const auto& space : present)
-        if (!space.own && !space.free && space.inode && space.pid) others.push_back(&space);
-    const auto precedes = [](auto* a, auto* b) { return a->inode < b->inode; };
-    std::sort(others.begin(), others.end(), precedes);
-    std::vector<NetSpace> spaces(others.size());
-    for (size_t i = 0; i < others.size(); i++) {
-        const auto had = std::find_if(to.spaces.begin(), to.spaces.end(),
-                                      [&](auto& space) { return space.inode == others[i]->inode; });
-        if (had != to.spaces.end()) spaces[i] = std::move(*had);
-        spaces[i].inode = others[i]->inode;
-        spaces[i].read = false;
+// The namespaces that are there, with what is known of them.
+void NetSpaceSampler::keepPresent(std::span<const SockSpace> found, std::vector<NetSpace>& spaces) {
+    present.clear();
+    for (const auto& space : found) {
+        if (space.own || space.free || !space.inode || !space.pid) continue;
+        auto& is = present.emplace_back();
+        is.inode = space.inode, is.pid = space.pid;
     }
-    to.spaces = std::move(spaces);
+    const auto inode = [](auto& space) { return space.inode; };
+    std::sort(present.begin(), present.end(), [&](auto& a, auto& b) { return inode(a) < inode(b); });
+    eachPair(spaces, present, inode, [](auto& had, auto& is) {
+        is.at_us = had.at_us, is.before_us = had.before_us;
+        is.links = std::move(had.links);
+    });
+    spaces.swap(present);
+}
+
+void NetSpaceSampler::sample(std::span<const SockSpace> found, NetSpaceSample& to) {
+    auto& spaces = to.spaces;
+    keepPresent(found, spaces);
     // The turn goes on after the one that was read last.
     size_t turn = 0;
-    while (turn < others.size() && others[turn]->inode <= last) turn++;
-    for (size_t i = 0; i < std::min(others.size(), MostReads); i++, turn++) {
-        if (turn >= others.size()) turn = 0;
-        readSpace(*others[turn], to.spaces[turn]);
-        last = others[turn]->inode;
+    while (turn < spaces.size() && spaces[turn].inode <= last) turn++;
+    for (size_t i = 0; i < std::min(spaces.size(), MostReads); i++, turn++) {
+        if (turn >= spaces.size()) turn = 0;
+        readSpace(spaces[turn]);
+        last = spaces[turn].inode;
     }
 }

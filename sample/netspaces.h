@@ -28,7 +28,7 @@ struct NetSpace {
     uint32_t inode = 0, pid = 0;      // pid: of one of its processes
     int64_t at_us = 0, before_us = 0; // monotonic, of its last two reads; 0: there was none
     bool read = false;                // in this pass
-    std::vector<SpaceLink> links;
+    std::vector<SpaceLink> links;     // by name
 };
 
 struct NetSpaceSample {
@@ -36,18 +36,22 @@ struct NetSpaceSample {
 };
 
 class NetSpaceSampler {
-    Root root;
+    HeldPlace proc;
     Contents text;
     uint64_t denied = 0;
     uint32_t last = 0; // inode of the namespace that was read last
+    // Working space; it keeps its room from pass to pass.
+    std::vector<NetSpace> present;
+    std::vector<SpaceLink> links;
 
-    bool isStill(const SockSpace& space) const;
-    void readSpace(const SockSpace& from, NetSpace& to);
+    bool isStill(const NetSpace& space) const;
+    void readSpace(NetSpace& space);
+    void keepPresent(std::span<const SockSpace> found, std::vector<NetSpace>& spaces);
 
 public:
     static constexpr size_t MostReads = 8; // namespaces in a pass; the others wait for their turn
-    explicit NetSpaceSampler(const Root& where) : root(where) {}
+    explicit NetSpaceSampler(const Root& root) { proc.open(root.path("/proc").c_str()); }
     // The same sample each time: it keeps the counters.
-    void sample(std::span<const SockSpace> present, NetSpaceSample& to);
+    void sample(std::span<const SockSpace> found, NetSpaceSample& to);
     uint64_t notAllowed() const { return denied; }
 };

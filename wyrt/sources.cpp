@@ -222,21 +222,31 @@ public:
     uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override { fileRows(files, interval.processes, interval.filesTotal, interval.files); }
 };
+
 // Sockets keep their last readings, too, and belong to processes.
 class SockSource : public Source {
     SockSampler sampler;
     SockSample sockets;
+    NetnsNames spaceNames;
     const ProcSource& processes;
     const ViewRow asked;
 
 public:
     explicit SockSource(const Shared& shared)
-        : sampler(shared.root, shared.helper), processes(*shared.processes), asked(shared.asked) {}
-    void sample() override { sampler.sample(processes.ran(), processes.sampled().gone, sockets); }
+        : sampler(shared.root, shared.helper), spaceNames(shared.root), processes(*shared.processes),
+          asked(shared.asked) {}
+    void sample() override {
+        sampler.sample(processes.ran(), processes.sampled().gone, sockets);
+        if (sockets.spaces.size() > 1) spaceNames.renew();
+    }
     uint64_t notAllowed() const override { return sampler.notAllowed(); }
-    void rows(Interval& interval) override { sockRows(sockets, processes.sampled(), asked, interval); }
+    void rows(Interval& interval) override {
+        sockRows(sockets, processes.sampled(), asked, interval);
+        nameSpaces(spaceNames, interval.namespaces);
+    }
     const ProcSample& ofProcesses() const { return processes.sampled(); }
     const SockSample& sampled() const { return sockets; }
+    const NetnsNames& names() const { return spaceNames; }
 };
 
 // The interfaces of other network namespaces, which the area of sockets finds.
@@ -250,7 +260,7 @@ public:
     void sample() override { sampler.sample(sockets.sampled().spaces, links); }
     uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override {
-        netSpaceRows(links, sockets.ofProcesses(), interval.complete, interval.spaceLinks);
+        netSpaceRows(links, sockets.names(), sockets.ofProcesses(), interval.complete, interval.spaceLinks);
     }
 };
 } // namespace

@@ -1,4 +1,4 @@
-// The interfaces of other network namespaces: counters of a few at a time, rows, and their place in the table.
+// The interfaces of other network namespaces: counters of a few at a time, rows, names, and their place in the table.
 #include "model/netspaces.h"
 #include "tests/unit/made.h"
 #include "view/net.h"
@@ -28,13 +28,15 @@ namespace {
 struct Sampled {
     NetSpaceSampler sampler{Root()};
     NetSpaceSample sample;
+    NetnsNames names{Root()};
     ProcSample processes;
     Interval interval;
 
     void take(const std::vector<SockSpace>& present, bool complete = false) {
         sampler.sample(present, sample);
+        names.renew();
         interval.spaceLinks.clear();
-        netSpaceRows(sample, processes, complete, interval.spaceLinks);
+        netSpaceRows(sample, names, processes, complete, interval.spaceLinks);
     }
     const SpaceLinkRow* row(uint64_t netns, const std::string& name) const {
         for (auto& row : interval.spaceLinks.rows)
@@ -108,6 +110,84 @@ TEST(NetSpaces, ProcessesThatAreGone) {
     EXPECT_EQ(spaces.sampler.notAllowed(), 1U);
     spaces.take({});
     EXPECT_TRUE(spaces.sample.spaces.empty());
+}
+
+// Counters are paired by the name of the interface, wherever it stands, and by the namespace.
+TEST(NetSpaces, InterfacesComeAndGo) {
+    const auto line = [](const char* name, int received) {
+        return std::string(name) + ": " + std::to_string(received) + " 10 0 2 0 0 0 0 7 12 0 0 0 0 0 0\n";
+    };
+    Made made(processIn(70, 4001, line("veth9", 100) + line("eth0", 1000)) + processIn(60, 4002, line("eth0", 5)) +
+              "step 1\n" + processIn(70, 4001, line("eth1", 30) + line("eth0", 1001) + line("veth9", 103)) +
+              processIn(50, 4000, line("eth0", 9)) + "step 2\n" + processIn(70, 4001, line("veth9", 110)) +
+              processIn(60, 4002, line("eth0", 11)) + processIn(50, 4000, line("eth0", 10)));
+    Sampled spaces;
+    spaces.take({spaceOf(4002, 60), spaceOf(4001, 70)});
+    made.step();
+    spaces.take({spaceOf(4001, 70), spaceOf(4000, 50)}, true);
+    EXPECT_EQ(spaces.interval.spaceLinks.rows.size(), 4U);
+    EXPECT_EQ(spaces.row(4001, "eth0")->rx_bytes, 1U);
+    EXPECT_EQ(spaces.row(4001, "veth9")->rx_bytes, 3U);
+    EXPECT_FALSE(spaces.row(4001, "eth1")->rx_bytes);
+    EXPECT_FALSE(spaces.row(4000, "eth0")->rx_bytes);
+    made.step();
+    spaces.take({spaceOf(4001, 70), spaceOf(4002, 60), spaceOf(4000, 50)}, true);
+    EXPECT_EQ(spaces.interval.spaceLinks.rows.size(), 3U);
+    EXPECT_EQ(spaces.row(4001, "veth9")->rx_bytes, 7U);
+    EXPECT_FALSE(spaces.row(4002, "eth0")->rx_bytes); // it was gone in between
+    EXPECT_EQ(spaces.row(4000, "eth0")->rx_bytes, 1U);
+}
+
+TEST(NetSpaces, NamesThatPeopleGave) {
+    const std::string table = R"(22 1 0:20 / /proc rw - proc proc rw
+30 29 0:4 net:[4001] /run/netns/blue rw shared:200 - nsfs nsfs rw
+31 30 0:4 net:[4001] /run/netns/azure rw shared:200 - nsfs nsfs rw
+32 30 0:4 net:[4002] /run/netns/cni-5b43a5b3-8a53-0a7c-1f0d-6e2a4a4d9c11 rw - nsfs nsfs rw
+33 30 0:4 net:[4003] /run/docker/netns/3f2a91c04e1b rw - nsfs nsfs rw
+34 30 0:4 net:[4004] /host/var/run/netns/odd\040name rw - nsfs nsfs rw
+35 30 0:4 mnt:[4005] /run/netns/mounts rw - nsfs nsfs rw
+36 30 0:4 net:[4006 /run/netns/short rw - nsfs nsfs rw
+37 30 0:4 net:[4294967296] /run/netns/large rw - nsfs nsfs rw
+38 30 0:4 net:[4007]
+39 30 0:4 net:[4008] run/netns rw - nsfs nsfs rw
+)";
+    Made made("file /proc/self/mountinfo <<E\n" + table + "E\nstep 1\nfile /proc/self/mountinfo <<E\n" +
+              "30 29 0:4 net:[4009] /run/netns/blue rw - nsfs nsfs rw\nE\nstep 2\ngone /proc/self/mountinfo\n");
+    size_t read = 0;
+    made.world.watch = [&](const std::string& path) { read += path == "/proc/self/mountinfo"; };
+    NetnsNames names{Root()};
+    names.renew();
+    EXPECT_EQ(names.find(4001), "azure");
+    EXPECT_EQ(names.find(4004), "odd name");
+    for (const uint32_t unnamed : {0U, 4000U, 4002U, 4003U, 4005U, 4006U, 4007U, 4008U})
+        EXPECT_EQ(names.find(unnamed), "") << unnamed;
+    names.renew();
+    EXPECT_EQ(read, 1U);
+    made.step();
+    names.renew();
+    EXPECT_EQ(names.find(4001), "");
+    EXPECT_EQ(names.find(4009), "blue");
+    made.step();
+    names.renew();
+    EXPECT_EQ(names.find(4009), "");
+}
+
+// The same name in the tables of interfaces and of sockets. The namespace that wyrt runs in keeps none.
+TEST(NetSpaces, NamedAlikeEverywhere) {
+    Made made("file /proc/self/mountinfo <<E\n30 29 0:4 net:[4001] /run/netns/blue rw - nsfs nsfs rw\n"
+              "31 29 0:4 net:[4000] /run/netns/mine rw - nsfs nsfs rw\nE\n" +
+              processIn(70, 4001, linesOf(1, 2)));
+    Sampled spaces;
+    spaces.take({spaceOf(4001, 70)}, true);
+    EXPECT_EQ(spaces.row(4001, "eth0")->space, "blue");
+    auto& rows = spaces.interval.namespaces;
+    for (const uint64_t netns : {4000U, 4001U, 4002U})
+        rows.rows.emplace_back().netns = netns, rows.rows.back().name = "container";
+    rows.rows[0].own = true, rows.rows[0].name.clear();
+    nameSpaces(spaces.names, rows);
+    EXPECT_EQ(rows.rows[0].name, "");
+    EXPECT_EQ(rows.rows[1].name, "blue");
+    EXPECT_EQ(rows.rows[2].name, "container");
 }
 
 TEST(NetSpaces, TheTable) {
