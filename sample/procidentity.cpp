@@ -5,16 +5,13 @@
 #include "base/numbers.h"
 #include "parse/groupname.h"
 
-#include <cerrno>
 #include <cstdio>
 
 std::shared_ptr<const std::string> ProcReader::userOf(uint64_t uid) {
     auto& user = users[uid];
     if (user) return user;
     std::string name;
-    errno = 0;
-    const bool found = !root.isOther() && !namesAreLate && getUserNameInTime(static_cast<uint32_t>(uid), name);
-    namesAreLate |= !found && errno == ETIMEDOUT;
+    const bool found = !root.isOther() && getUserNameInTime(static_cast<uint32_t>(uid), name, namePatience_us);
     user = std::make_shared<const std::string>(found ? std::move(name) : std::to_string(uid));
     return user;
 }

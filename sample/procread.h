@@ -120,7 +120,7 @@ class ProcReader {
     };
     std::vector<Asked> asked; // for command lines
     std::map<uint64_t, std::shared_ptr<const std::string>> users;
-    bool namesAreLate = false; // who knows the accounts did not answer in time, and is not asked again
+    int64_t namePatience_us = 500000; // that is left, for the names of all users together
     std::map<std::string, std::shared_ptr<ProcGroup>, std::less<>> groups;
     GroupNames names;
 

@@ -12,6 +12,5 @@ std::optional<std::string_view> accountName(std::string_view text, uint32_t id);
 // The third field of the line whose first is the name.
 std::optional<uint32_t> accountId(std::string_view text, std::string_view name);
 
-// The name of a user: from the file, else what `getent passwd` says within the time. False with ETIMEDOUT in errno when
-// it said nothing in time.
-bool findUserName(const char* file, uint32_t uid, std::string& name, int64_t patience_us);
+// getUserNameInTime with another file in place of /etc/passwd.
+bool findUserName(const char* file, uint32_t uid, std::string& name, int64_t& patience_us);

@@ -3,14 +3,18 @@
 #include "base/door/accounts.h"
 #include "base/helper.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <optional>
 
 #ifndef WYRT_STATIC
 #include <pwd.h>
 #endif
 
 // What getent prints for the user: nothing when there is none. None: it is late.
-static std::optional<std::string> askedOf(uint32_t uid, int64_t patience_us) {
+static std::optional<std::string> askedOf(uint32_t uid, int64_t& patience_us) {
+    if (patience_us <= 0) return {};
+    const auto began = getMonotonic();
     Question question;
     question.kind = Question::Kind::Tool;
     question.words = {"getent", "passwd", std::to_string(uid)};
@@ -18,13 +22,15 @@ static std::optional<std::string> askedOf(uint32_t uid, int64_t patience_us) {
     question.most = 4096;
     Helper helper;
     const auto ticket = helper.ask(std::move(question));
-    helper.await(getMonotonic() + patience_us);
+    helper.await(began + patience_us);
+    patience_us -= std::min(getMonotonic() - began, patience_us);
     Answer answer;
-    if (helper.take(ticket, answer) != Helper::State::Answered || answer.error == ETIMEDOUT) return {};
-    return answer.text;
+    if (helper.take(ticket, answer) == Helper::State::Answered && answer.error != ETIMEDOUT) return answer.text;
+    patience_us = 0;
+    return {};
 }
 
-bool findUserName(const char* file, uint32_t uid, std::string& name, int64_t patience_us) {
+bool findUserName(const char* file, uint32_t uid, std::string& name, int64_t& patience_us) {
     Contents accounts;
     if (readFile(file, accounts))
         if (const auto found = accountName(accounts.view(), uid)) return name = *found, true;
@@ -35,13 +41,15 @@ bool findUserName(const char* file, uint32_t uid, std::string& name, int64_t pat
     return found.has_value();
 }
 
-bool getUserNameInTime(uint32_t uid, std::string& name) {
-    constexpr int64_t Patience = 500000; // us
-    return findUserName("/etc/passwd", uid, name, Patience);
+bool getUserNameInTime(uint32_t uid, std::string& name, int64_t& patience_us) {
+    return findUserName("/etc/passwd", uid, name, patience_us);
 }
 
 #ifdef WYRT_STATIC
-bool getUserName(uint32_t uid, std::string& name) { return getUserNameInTime(uid, name); }
+bool getUserName(uint32_t uid, std::string& name) {
+    int64_t patience_us = 500000;
+    return getUserNameInTime(uid, name, patience_us);
+}
 #else
 bool getUserName(uint32_t uid, std::string& name) {
     const passwd* account = getpwuid(uid);

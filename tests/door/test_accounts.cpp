@@ -56,29 +56,54 @@ static constexpr int64_t Patience = 10000000; // us, also for a busy machine
 TEST(Accounts, FileComesFirst) {
     const PasswdFile file("operator2:x:0:0::/:\n");
     std::string name;
-    EXPECT_TRUE(findUserName(file.path.c_str(), 0, name, Patience));
+    int64_t patience = Patience;
+    EXPECT_TRUE(findUserName(file.path.c_str(), 0, name, patience));
     EXPECT_EQ(name, "operator2");
+    EXPECT_EQ(patience, Patience); // nobody was waited for
 }
 
 TEST(Accounts, GetentKnowsTheRest) {
     std::string name, known;
     ASSERT_TRUE(getUserName(0, known));
     std::string same;
-    ASSERT_TRUE(getUserNameInTime(0, same));
+    int64_t patience = Patience;
+    ASSERT_TRUE(getUserNameInTime(0, same, patience));
     EXPECT_EQ(same, known);
-    EXPECT_TRUE(findUserName("/nonexistent", 0, name, Patience));
+    EXPECT_TRUE(findUserName("/nonexistent", 0, name, patience));
     EXPECT_EQ(name, known);
 }
 
 TEST(Accounts, NobodyKnowsThisOne) {
     std::string name = "as it was";
-    EXPECT_FALSE(findUserName("/etc/passwd", 4123456789, name, Patience));
+    int64_t patience = Patience;
+    EXPECT_FALSE(findUserName("/etc/passwd", 4123456789, name, patience));
     EXPECT_NE(errno, ETIMEDOUT);
     EXPECT_EQ(name, "as it was");
+    EXPECT_LT(patience, Patience); // getent took its time
+    EXPECT_GT(patience, 0);
 }
 
+// A late answer uses up the patience of all that follow. What the file knows has its name nevertheless.
 TEST(Accounts, LateAnswer) {
+    const PasswdFile file("operator2:x:7:7::/:\n");
     std::string name;
-    EXPECT_FALSE(findUserName("/nonexistent", 0, name, 0));
+    for (int64_t patience : {1, 0, -1}) {
+        EXPECT_FALSE(findUserName(file.path.c_str(), 0, name, patience));
+        EXPECT_EQ(errno, ETIMEDOUT);
+        EXPECT_LE(patience, 0);
+        EXPECT_TRUE(findUserName(file.path.c_str(), 7, name, patience));
+        EXPECT_EQ(name, "operator2");
+    }
+}
+
+// Each answer is in time, and they use up the patience together.
+TEST(Accounts, OnePatienceForAllNames) {
+    constexpr int Most = 2000; // names; each takes a process of its own
+    int64_t patience = 100000;
+    std::string name;
+    int asked = 0;
+    errno = 0;
+    while (errno != ETIMEDOUT && asked < Most) findUserName("/nonexistent", 4123456789, name, patience), asked++;
     EXPECT_EQ(errno, ETIMEDOUT);
+    EXPECT_EQ(patience, 0);
 }
