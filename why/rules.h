@@ -21,3 +21,8 @@ std::string objectOf(const ListenRow& listener);
 std::string nameOfOwner(const SocketOwner& owner);
 // After all others.
 void judgeBlocked(Scene& scene);
+
+// --- Processes
+
+// What ended of the children of a process: "5.8K ended, mean 3.9 ms of CPU: sh 2903, grep 1451, cut 1450".
+std::string childrenText(const Interval& interval, const ProcRow& parent);
