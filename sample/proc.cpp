@@ -74,30 +74,6 @@ void ProcSampler::readClocks() {
 
 // --- One process
 
-static void add(ProcessIo& to, const ProcessIo& more) {
-    for (auto member : {&ProcessIo::read_chars, &ProcessIo::write_chars, &ProcessIo::reads, &ProcessIo::writes,
-                        &ProcessIo::read_bytes, &ProcessIo::write_bytes, &ProcessIo::cancelled_bytes})
-        to.*member += more.*member;
-}
-
-// With that of the children it has waited for.
-static uint64_t cpuOf(const ProcCounters& counters, const ProcSample& sample) {
-    return counters.cpu_ns + counters.children_ticks * sample.tick_us * 1000;
-}
-
-void ProcSampler::end(ProcSample& sample, const ProcEntry& entry) {
-    auto& process = sample.slots[entry.slot];
-    auto& gone = sample.gone.emplace_back();
-    gone.pid = process.pid, gone.parent = process.parent, gone.start = process.start;
-    gone.name = std::move(process.name);
-    gone.cpu_ns = cpuOf(process.now, sample);
-    if (process.now.hasCpu) gone.own_ns = process.now.cpu_ns;
-    gone.io = process.now.io;
-    if (!process.ioGroup && process.reaped) add(gone.io, process.reaped->ever);
-    process = Process();
-    unused.push_back(entry.slot);
-}
-
 // One that did not run. While it waits for a CPU its wait grows, though the kernel books a wait only when it ends.
 void ProcSampler::stay(ProcSample& sample, const ProcEntry& old) {
     auto& entry = next.emplace_back(old);
@@ -176,6 +152,7 @@ void ProcSampler::visit(ProcSample& sample, int pid, std::optional<uint64_t> mar
     process.now = ProcCounters();
     setCpu(sample, process, own, mark);
     if (readable) reader.readRan(process, own, sample.pass, sample.at_us);
+    children.set(slot, process.parent);
     const auto waited = waitOf(process);
     process.waitKnown = waited.has_value();
     process.waited_ns = waited.value_or(0);
@@ -199,69 +176,13 @@ void ProcSampler::walk(ProcSample& sample) {
     sample.entries.swap(next);
 }
 
-// --- Those that ended
+// --- All of them
 
 ProcEntry* ProcSampler::find(ProcSample& sample, int pid) {
     const auto found = std::lower_bound(sample.entries.begin(), sample.entries.end(), pid,
                                         [](const ProcEntry& entry, int wanted) { return entry.pid < wanted; });
     return found == sample.entries.end() || found->pid != pid ? nullptr : &*found;
 }
-
-static const GoneProcess* findGone(const ProcSample& sample, int pid) {
-    const auto found = std::lower_bound(sample.gone.begin(), sample.gone.end(), pid,
-                                        [](const GoneProcess& gone, int wanted) { return gone.pid < wanted; });
-    return found == sample.gone.end() || found->pid != pid ? nullptr : &*found;
-}
-
-// What a process that ended had until the last pass has been shown as its own. The kernel adds it to the figures of the
-// parent that waits for it. When the parent ended, too, it is its parent's parent.
-void ProcSampler::bequeath(ProcSample& sample) {
-    std::sort(sample.gone.begin(), sample.gone.end(), [](auto& a, auto& b) { return a.pid < b.pid; });
-    for (auto& gone : sample.gone) {
-        constexpr int MostSteps = 64;
-        int parent = gone.parent;
-        auto* entry = find(sample, parent);
-        for (int step = 0; !entry && step < MostSteps; step++) {
-            const auto* above = findGone(sample, parent);
-            if (!above) break;
-            parent = above->parent;
-            entry = find(sample, parent);
-        }
-        if (!entry) continue;
-        auto& heir = sample.slots[entry->slot];
-        if (heir.start > gone.start) continue; // the pid was used again
-        if (!heir.reaped) heir.reaped = std::make_unique<Reaped>();
-        auto& reaped = *heir.reaped;
-        if (reaped.pass != sample.pass) reaped.pass = sample.pass, reaped.cpu_ns = 0, reaped.io = {};
-        reaped.cpu_ns += gone.cpu_ns;
-        add(reaped.io, gone.io);
-        add(reaped.ever, gone.io);
-    }
-}
-
-// Reads the levels of one that did not run. Its counters stay those of its last pass: what it does from now on belongs
-// to the next one.
-bool ProcSampler::look(ProcSample& sample, ProcEntry& entry) {
-    auto& process = sample.slots[entry.slot];
-    ProcessStat own;
-    if (process.start == 0 || reader.readStat(entry.pid, own) != ProcAnswer::Good || own.start != process.start)
-        return false; // the next pass finds out
-    entry.tell |= process.parent != static_cast<int>(own.parent) || entry.state != own.state ||
-                  process.nice != own.nice || own.state == 'R' || own.state == 'D';
-    reader.setLevels(process, own);
-    entry.state = own.state, entry.threads = static_cast<uint32_t>(own.threads);
-    return true;
-}
-
-// Children of what ended have another parent.
-void ProcSampler::adopt(ProcSample& sample) {
-    if (sample.gone.empty()) return;
-    for (auto& entry : sample.entries) {
-        if (findGone(sample, sample.slots[entry.slot].parent)) look(sample, entry);
-    }
-}
-
-// --- All of them
 
 void ProcSampler::passOver(ProcSample& now) {
     now.before_us = now.at_us, bootBefore_us = now.boot_us;

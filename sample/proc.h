@@ -7,6 +7,7 @@
 #include "parse/keyed.h"
 #include "parse/process.h"
 #include "parse/stat.h"
+#include "sample/children.h"
 #include "sample/procread.h"
 #include "sample/ran.h"
 
@@ -74,6 +75,7 @@ class ProcSampler {
     std::vector<std::optional<uint64_t>> marks; // of `pids`: their clocks
     std::vector<ProcEntry> next;                // becomes ProcSample::entries
     std::vector<uint32_t> unused;               // free slots
+    Children children;                          // of all slots
     std::vector<uint32_t> order;                // working space
     std::vector<Ran> active;
     std::vector<uint32_t> ranSlots, writers;   // of `active`; of those that wrote in the last 35 s

@@ -6,6 +6,21 @@
 
 // --- What changes without running
 
+// Reads the levels of one that did not run. Its counters stay those of its last pass: what it does from now on belongs
+// to the next one.
+bool ProcSampler::look(ProcSample& sample, ProcEntry& entry) {
+    auto& process = sample.slots[entry.slot];
+    ProcessStat own;
+    if (process.start == 0 || reader.readStat(entry.pid, own) != ProcAnswer::Good || own.start != process.start)
+        return false; // the next pass finds out
+    entry.tell |= process.parent != static_cast<int>(own.parent) || entry.state != own.state ||
+                  process.nice != own.nice || own.state == 'R' || own.state == 'D';
+    reader.setLevels(process, own);
+    children.set(entry.slot, process.parent);
+    entry.state = own.state, entry.threads = static_cast<uint32_t>(own.threads);
+    return true;
+}
+
 // Calls f for the next `count` entries after the pid where the last turn ended.
 template <typename F> static void inTurn(std::vector<ProcEntry>& entries, int& last, size_t count, F&& f) {
     auto at = std::upper_bound(entries.begin(), entries.end(), last,

@@ -227,6 +227,23 @@ TEST(ProcessRows, OrphansHaveAnotherParent) {
     EXPECT_EQ(row->cpu_us, 0U);
 }
 
+// Only they are read again, however many others there are.
+TEST(ProcessRows, OrphansAreFoundAmongManyOthers) {
+    std::string lines;
+    for (int pid = 1000; pid < 1300; pid++) lines += MadeProcess{.pid = pid, .parent = 900}.text();
+    const MadeProcess shell{.pid = 100}, orphan{.pid = 200, .parent = 100};
+    auto adopted = orphan;
+    adopted.parent = 1;
+    Watching machine(MadeTicks().text() + shell.text() + orphan.text() + lines + "step 1\n" + gone(100) +
+                     adopted.text());
+    size_t read = 0;
+    machine.made.world.watch = [&](const std::string& path) {
+        read += path.ends_with("/stat") && path != "/proc/stat";
+    };
+    ASSERT_TRUE(machine.next().find(200));
+    EXPECT_LE(read, 1 + ProcSampler::LeastInTurn + ProcSampler::LeastStates); // and some in their turn
+}
+
 TEST(ProcessRows, FiguresOfSeveralThreadsHaveThoseOfChildren) {
     const MadeProcess server{.pid = 100, .threads = 3}, child{.pid = 200, .parent = 100, .write_bytes = 5000};
     auto waited = server; // 5,000 of the child, 700 of it unseen, 300 of its own
