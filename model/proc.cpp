@@ -70,6 +70,7 @@ static void setIdentity(const Process& process, ProcRow& row) {
     if (process.user) row.user = *process.user;
     if (process.group) row.unit = process.group->unit, row.cgroup = process.group->path;
     row.command = process.command;
+    row.wait_channel = process.wait_channel;
 }
 
 static void setAmounts(const Change& change, ProcRow& row) {

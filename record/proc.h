@@ -41,6 +41,8 @@ struct ProcRow {
     std::optional<uint64_t> descriptors, descriptor_limit;
     std::optional<int64_t> nice, oom_adjust, oom_score;
     std::optional<uint64_t> written_recently; // storage bytes written in the last 35 s: write-back comes that late
+    // The function of the kernel in which its first thread is blocked, while that is in state D: io_schedule.
+    std::string wait_channel;
     // Bytes of its TCP sockets; of one that several processes have, at the one that SOCK names. None: sockets are not
     // looked at.
     std::optional<uint64_t> tcp_received, tcp_sent;
@@ -64,7 +66,8 @@ inline constexpr auto ProcKind = kind<ProcRow>(
     level("descriptors", "", &ProcRow::descriptors), level("descriptor_limit", "", &ProcRow::descriptor_limit),
     level("nice", "", &ProcRow::nice), level("oom_adjust", "", &ProcRow::oom_adjust),
     level("oom_score", "", &ProcRow::oom_score), level("written_35s", "B", &ProcRow::written_recently),
-    amount("tcp_received", "B", &ProcRow::tcp_received), amount("tcp_sent", "B", &ProcRow::tcp_sent));
+    amount("tcp_received", "B", &ProcRow::tcp_received), amount("tcp_sent", "B", &ProcRow::tcp_sent),
+    label("wait_channel", &ProcRow::wait_channel));
 
 // CPU time that the processes explain is accounted_us; that of the machine (without idle, iowait and steal) is used_us.
 // Interrupts are irq_us of it. Kernels that measure their time count it apart from the processes: accounted_us and

@@ -129,7 +129,15 @@ void ProcReader::setLevels(Process& process, const ProcessStat& stat) {
     process.kernel = (stat.flags & ProcessStat::Kernel) != 0;
     process.threads = stat.threads;
     process.nice = stat.nice;
+    if (stat.state != 'D') process.wait_channel.clear();
     if (!process.kernel) process.rss = stat.rss * page_size;
+}
+
+// "folio_wait_bit_common", without a newline. "0": it runs again, or a right is lacking.
+void ProcReader::readWaitChannel(Process& process) {
+    constexpr size_t Most = 64; // bytes; names of functions are shorter
+    if (read(process.pid, "wchan", Reading::Single, Most) != ProcAnswer::Good) return process.wait_channel.clear();
+    process.wait_channel = text.view() == "0" ? std::string_view() : text.view();
 }
 
 void ProcReader::readMemory(Process& process, uint32_t pass, int64_t now_us) {
@@ -194,6 +202,7 @@ void ProcReader::readRan(Process& process, const ProcessStat& stat, uint32_t pas
 
     readCounters(process, stat);
     setLevels(process, stat);
+    if (stat.state == 'D') readWaitChannel(process);
     readIo(process);
     readWait(process);
     const auto& before = process.before;

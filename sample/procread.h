@@ -61,6 +61,7 @@ struct Process {
     std::optional<uint64_t> uid;
     std::shared_ptr<const std::string> user;
     std::shared_ptr<const ProcGroup> group;
+    std::string wait_channel; // of its first thread, while that is blocked; empty: the kernel does not tell
 
     // --- what it did
     uint32_t pass = 0;    // the last one in which it had run
@@ -134,6 +135,7 @@ class ProcReader {
     void readDescriptors(Process& process);
     void readWait(Process& process);
     void readWaits(Process& process);
+    void readWaitChannel(Process& process);
     std::shared_ptr<const std::string> userOf(uint64_t uid);
     std::shared_ptr<const ProcGroup> groupOf(std::string_view group);
     void askForName(ProcGroup& group);

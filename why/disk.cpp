@@ -7,8 +7,7 @@
 #include <map>
 #include <numeric>
 
-// Whether a disk does its own transfers: what stands on others, or in memory, counts theirs a second time.
-static bool isPhysical(const DiskRow& disk) {
+bool isPhysical(const DiskRow& disk) {
     return !disk.stacked && disk.kind != "partition" && disk.kind != "loop" && disk.kind != "ram" &&
            disk.kind != "zram" && disk.kind != "path";
 }
@@ -183,9 +182,9 @@ static void addThrottling(const Interval& interval, Finding& finding) {
 
 // The groups' own figures are exact. Within a group, and where there are none, storage bytes of the processes divide
 // what was moved.
-static void blameMovers(const Scene& scene, Finding& finding) {
+void addMovers(const Scene& scene, size_t at, Finding& finding) {
     const auto& interval = scene.interval;
-    const auto& disk = interval.disks.rows[finding.at];
+    const auto& disk = interval.disks.rows[at];
     const auto side = sideOf(disk);
     auto movers = moversOf(interval, disk, side);
     finding.total = side.bytes;
@@ -211,11 +210,30 @@ static void blameMovers(const Scene& scene, Finding& finding) {
     if (left * 2 > side.bytes) left = split(movers, left, isCharged);
     for (auto& mover : movers)
         if (mover.did > 0) addMover(interval, mover, side, finding);
+}
+
+static void blameMovers(const Scene& scene, Finding& finding) {
+    addMovers(scene, finding.at, finding);
     addBlocked(scene, finding);
-    if (side.writes) addThrottling(interval, finding);
+    if (sideOf(scene.interval.disks.rows[finding.at]).writes) addThrottling(scene.interval, finding);
 }
 
 // --- Disks
+
+bool endsRequests(const DiskRow& disk) {
+    return number(disk.reads) + number(disk.writes) + number(disk.discards) + number(disk.flushes) > 0;
+}
+
+double queueOf(const Scene& scene, const DiskRow& disk) {
+    const double mean = perSecond(number(disk.queue_us), scene.interval.disks) / 1e6;
+    return endsRequests(disk) ? mean : std::max(mean, static_cast<double>(disk.in_flight));
+}
+
+std::string busyText(const Scene& scene, const DiskRow& disk) {
+    const auto side = sideOf(disk);
+    return "queue " + fixedText(queueOf(scene, disk), 1) + (side.writes ? ", writes wait " : ", reads wait ") +
+           valueText(Rule::DiskWait, side.wait_ms);
+}
 
 static std::string figuresText(const Scene& scene, const Side& side, double queue, const std::optional<Stall>& stall,
                                std::string_view rule) {

@@ -26,3 +26,16 @@ void judgeBlocked(Scene& scene);
 
 // What ended of the children of a process: "5.8K ended, mean 3.9 ms of CPU: sh 2903, grep 1451, cut 1450".
 std::string childrenText(const Interval& interval, const ProcRow& parent);
+
+// --- Disks
+
+// Whether a disk does its own transfers: what stands on others, or in memory, counts theirs a second time.
+bool isPhysical(const DiskRow& disk);
+// Those who moved what the disk (its row) did most of, reads or writes, as culprits, by bytes.
+void addMovers(const Scene& scene, size_t disk, Finding& finding);
+// Whether requests of the disk ended in the interval.
+bool endsRequests(const DiskRow& disk);
+// Mean number of requests under way; at the end, where none ended and the kernel has not counted their time yet.
+double queueOf(const Scene& scene, const DiskRow& disk);
+// "queue 17.0, writes wait 41.2 ms"
+std::string busyText(const Scene& scene, const DiskRow& disk);

@@ -188,6 +188,28 @@ TEST(ProcessRows, AReusedPidIsAnotherProcess) {
     EXPECT_EQ(result.total().ended, 1U);
 }
 
+// --- Blocked
+
+TEST(ProcessRows, WhereItIsBlocked) {
+    const auto channel = [](int pid, const char* name) {
+        return "text /proc/" + std::to_string(pid) + "/wchan \"" + name + "\"\n";
+    };
+    MadeProcess reader{.pid = 100, .state = 'D'}, secret{.pid = 200, .state = 'D'}, asleep{.pid = 300};
+    std::string lines = MadeTicks().text() + reader.text() + secret.text() + asleep.text() +
+                        channel(100, "folio_wait_bit_common") + channel(200, "0") + channel(300, "do_wait") +
+                        "step 1\nstep 2\n";
+    reader.cpu_ns++;
+    lines += reader.text() + channel(100, "rpc_wait_bit_killable") + "step 3\n";
+    reader.cpu_ns++, reader.state = 'S';
+    Watching machine(lines + reader.text());
+    auto result = machine.next(true); // it has not run: it is still there
+    EXPECT_EQ(result.find(100)->wait_channel, "folio_wait_bit_common");
+    EXPECT_EQ(result.find(200)->wait_channel, "");
+    EXPECT_EQ(result.find(300)->wait_channel, "");
+    EXPECT_EQ(machine.next().find(100)->wait_channel, "rpc_wait_bit_killable");
+    EXPECT_EQ(machine.next().find(100)->wait_channel, "");
+}
+
 // --- Children
 
 TEST(ProcessRows, WhatChildrenHadBeforeIsTheirs) {

@@ -306,3 +306,37 @@ TEST(WhyTrials, SharesAlwaysMakeAHundred) {
         }
     }
 }
+
+// Most of those that are blocked wait for the disk that the culprit writes to; it is below its limits.
+TEST(WhyTrials, BlockedByAWriter) {
+    for (const bool functions : {false, true})
+        for (const bool files : {false, true})
+            trials("blocked", [&](uint64_t seed) {
+                Trial trial(seed);
+                auto& machine = trial.machine;
+                const uint64_t speed = trial.between(20, 500) * MiB;
+                machine.pressure("io", static_cast<double>(trial.between(20, 90)), 15);
+                machine.disk("sdb", "8:16", static_cast<double>(speed) / MiB, static_cast<double>(trial.between(2, 18)),
+                             static_cast<double>(trial.between(2, 10)));
+                machine.disk("sdc", "8:32", static_cast<double>(speed) / MiB * 3, 2, 0.5);
+                trial.crowd();
+                trial.decoy("cached").read_chars = trial.between(1, 40) * GiB;
+                auto& other = trial.decoy("elsewhere");
+                other.write_bytes = speed * 6;
+                machine.file(other, "/other/file", "sdc", *other.write_bytes);
+                auto& writer = trial.process("writer");
+                writer.write_bytes = speed * trial.between(16, 24) / 10;
+                trial.culprit = writer.pid;
+                if (files) machine.file(writer, "/srv/file", "sdb", *writer.write_bytes);
+                const uint64_t waiting = trial.between(8, 40), others = trial.between(0, waiting / 3);
+                for (uint64_t i = 0; i < waiting + others; i++) {
+                    auto& process = trial.process(i < waiting ? "database" : "scanner");
+                    process.state = 'D';
+                    if (i >= waiting) process.wait_channel = "usb_sg_wait";
+                    else if (functions) process.wait_channel = trial.between(0, 1) ? "io_schedule" : "folio_wait_bit";
+                }
+                machine.cpu().blocked = waiting + others + trial.between(0, 5);
+                trial.crowd();
+                return trial.judge("BLOCKED", functions ? "functions" : "no functions", seed);
+            });
+}
