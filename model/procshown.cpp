@@ -4,22 +4,29 @@
 #include <functional>
 #include <utility>
 
-static uint64_t levelOf(const ProcSample& sample, const ProcEntry& entry, std::string_view sort) {
-    const auto& process = sample.slots[entry.slot];
-    if (sort == "mem") return process.rss.value_or(0);
-    if (sort == "swap") return process.swap.value_or(0);
-    if (sort == "files") return process.descriptors.value_or(0);
-    return sort == "threads" ? entry.threads : 0;
-}
+namespace {
+// What idle processes may have most of, by the word of --sort.
+struct Level {
+    std::string_view word;
+    uint64_t (*of)(const Process& process);
+};
+} // namespace
 
-static void markLargest(const ProcSample& sample, const ViewRow& asked, std::vector<char>& shown) {
+static constexpr Level Levels[] = {
+    {"mem",     [](const Process& process) { return process.rss.value_or(0); }        },
+    {"swap",    [](const Process& process) { return process.swap.value_or(0); }       },
+    {"threads", [](const Process& process) { return process.threads; }                },
+    {"files",   [](const Process& process) { return process.descriptors.value_or(0); }},
+};
+
+static void markLargest(const ProcSample& sample, const Level& level, const ViewRow& asked, std::vector<char>& shown) {
     constexpr size_t Usual = 20, Filtered = 500; // with a filter it is not known which of them are shown
     const bool filtered = !asked.user.empty() || !asked.pid.empty() || !asked.command.empty() ||
                           !asked.cgroup.empty() || !asked.by.empty();
     const size_t most = filtered ? Filtered : asked.rows ? std::min<size_t>(*asked.rows, Filtered) : Usual;
     std::vector<std::pair<uint64_t, size_t>> figures;
     for (size_t i = 0; i < sample.entries.size(); i++)
-        if (const auto level = levelOf(sample, sample.entries[i], asked.sort)) figures.emplace_back(level, i);
+        if (const auto figure = level.of(sample.slots[sample.entries[i].slot])) figures.emplace_back(figure, i);
     const auto end = figures.begin() + static_cast<std::ptrdiff_t>(std::min(most, figures.size()));
     std::partial_sort(figures.begin(), end, figures.end(), std::greater<>());
     for (auto figure = figures.begin(); figure != end; ++figure) shown[figure->second] = 1;
@@ -46,7 +53,7 @@ void markShown(const ProcSample& sample, const ViewRow& asked, std::vector<char>
     shown.clear();
     if (asked.sort.empty() && !asked.tree) return;
     shown.assign(sample.entries.size(), 0);
-    for (const char* level : {"mem", "swap", "threads", "files"})
-        if (asked.sort == level) markLargest(sample, asked, shown);
+    for (const auto& level : Levels)
+        if (asked.sort == level.word) markLargest(sample, level, asked, shown);
     if (asked.tree) markAbove(sample, shown);
 }
