@@ -18,6 +18,11 @@ std::optional<int> endedChild();
 
 // Keeps this program's memory from being swapped out, as it is touched. False where that is not allowed.
 bool lockMemory();
+// Large pieces of memory go back to the system as soon as they are free, from now on; the C library would keep them for
+// later ones after it has seen some.
+void keepNoLargeMemory();
+// Gives all memory that is free within the program back to the system, where the C library can.
+void giveBackMemory();
 
 // As many files as are wanted may be open from now on, or as many as the limits allow, which it returns.
 uint64_t allowDescriptors(uint64_t wanted);

@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Measures runs of the new form as a whole: the first table, the memory at rest, and how large a log grows in a day.
 
-    WYRT=build/bench/wyrt bench/run.py [first | memory | log]...      scripts/bench new calls it
+    WYRT=build/bench/wyrt bench/run.py [first | memory | large | log]...      scripts/bench new calls it
 
 first   a terminal of its own: from the start of the program until its first table is there, wall clock
 memory  resident memory of `record` with the areas of `live`, after 100 intervals
+large   resident and anonymous memory of `record` on large machines, after 50 intervals and after 200, while processes
+        begin and end all the time; bench-load, beside the program, makes the machines. Fails above the bounds
 log     `record -i 10s` for LOG_SECONDS (default 300) on this machine as it is: the bytes of an interval after the first,
         and what `zstd -3` makes of the whole log, for a day of 8640 intervals
 """
@@ -37,16 +39,74 @@ def first_table():
     return taken * 1000
 
 
-def resident(pid):
+def kib(pid, name="VmRSS"):
     with open(f"/proc/{pid}/status") as status:
-        return next(int(line.split()[1]) for line in status if line.startswith("VmRSS"))
+        return next(int(line.split()[1]) for line in status if line.startswith(name))
 
 
 def memory():
     with subprocess.Popen([WYRT, "record", "-i", "20ms", "-c", "105"], stdout=subprocess.DEVNULL) as program:
         time.sleep(2)
-        kib = resident(program.pid)
-    return kib / 1024
+        resident = kib(program.pid)
+    return resident / 1024
+
+
+LARGE = (  # areas, options of bench-load, MB resident
+    (["proc", "file"], "--processes 100 --fds 600", 24),
+    (["proc", "file"], "--processes 100 --fds 600 --active 2000", 24),
+    (["proc"], "--processes 5000", 16),
+    (["proc"], "--processes 5000 --busy 5000", None),
+)
+FORKS = ["bash", "-c", "while :; do for i in 1 2 3 4 5 6 7 8; do /bin/true & done; wait; sleep 0.05; done"]
+
+
+class Intervals:
+    """Counts the intervals of a log that is being written."""
+
+    def __init__(self, program, name):
+        self.program, self.name, self.file, self.seen = program, name, None, 0
+
+    def memory_after(self, count):
+        """Resident and anonymous MB of the program once the log has so many."""
+        while self.seen < count:
+            if self.program.poll() is not None:
+                sys.exit("record has ended")
+            time.sleep(0.2)
+            if not self.file and os.path.exists(self.name):
+                self.file = open(self.name, "rb")
+            if self.file:
+                self.seen += self.file.read().count(b"\nEND,")
+        return kib(self.program.pid) / 1024, kib(self.program.pid, "RssAnon") / 1024
+
+
+def large(areas, options):
+    load_program = os.path.join(os.path.dirname(WYRT), "bench-load")
+    with tempfile.TemporaryDirectory() as folder:
+        log = folder + "/log"
+        load = subprocess.Popen([load_program] + options.split(), stdout=subprocess.PIPE)
+        load.stdout.readline()
+        forks = subprocess.Popen(FORKS, start_new_session=True)
+        program = subprocess.Popen([WYRT, "record", *areas, "-i", "200ms", "-o", log])
+        intervals = Intervals(program, log)
+        try:
+            return intervals.memory_after(50) + intervals.memory_after(200)
+        finally:
+            program.terminate(), program.wait()
+            os.killpg(forks.pid, 9), forks.wait()
+            load.kill(), load.wait()
+            time.sleep(1)  # until all processes of the load are gone
+
+
+def large_machines():
+    met = True
+    print("| `record` of | on | MB | anonymous | MB later | anonymous | bound |\n" + "| --- " * 7 + "|")
+    for areas, options, bound in LARGE:
+        figures = large(areas, options)
+        good = not bound or max(figures[0], figures[2]) <= bound
+        met &= good
+        print(f"| `{' '.join(areas)}` | `{options}` | " + " | ".join(f"{f:.1f}" for f in figures) +
+              (f" | {bound} MB: {'met' if good else 'MISSED'} |" if bound else " | |"))
+    return met
 
 
 def log(seconds):
@@ -65,12 +125,14 @@ def log(seconds):
 
 
 def main():
-    wanted = sys.argv[1:] or ["first", "memory", "log"]
+    wanted = sys.argv[1:] or ["first", "memory", "large", "log"]
     if "first" in wanted:
         times = sorted(first_table() for _ in range(11))
         print(f"first table: {times[0]:.1f} ms least, {statistics.median(times):.1f} ms median of 11")
     if "memory" in wanted:
         print(f"resident memory at rest: {memory():.1f} MB")
+    if "large" in wanted and not large_machines():
+        sys.exit(1)
     if "log" in wanted:
         each, ratio = log(int(os.environ.get("LOG_SECONDS", "300")))
         day = each * 8640 / 1e6

@@ -206,6 +206,8 @@ void Run::fillSelf(uint64_t late_us, uint64_t before_ns) {
 void Run::sample(uint64_t late_us) {
     const uint64_t before_ns = getOwnCpu();
     const int64_t now = getMonotonic();
+    // Rows of all that there is are some hundred times those of what moves.
+    if (interval.complete) interval = Interval(), giveBackMemory();
     clearRows(interval);
     interval.time = momentNow();
     begins = heads.isDue(interval.time.epoch_ms) || (writer && writer->isGone());
@@ -300,6 +302,7 @@ int Run::run() {
         return failed(inQuotes(proc) + " cannot be read: " + strerror(errno));
     head = headOf(root);
     allowFiles();
+    keepNoLargeMemory();
     limits.set(settings.view.limits); // what it refuses was refused with the command line
     if (const int status = openLog(); status != Done) return status;
     if (tables && !screen.open(settings))

@@ -7,6 +7,7 @@
 #include <climits>
 
 #include <linux/capability.h>
+#include <malloc.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -42,6 +43,20 @@ static bool mayLockAll() {
     __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3]{};
     if (syscall(SYS_capget, &header, data) != 0) return false;
     return (data[CAP_TO_INDEX(CAP_IPC_LOCK)].effective & CAP_TO_MASK(CAP_IPC_LOCK)) != 0;
+}
+
+void keepNoLargeMemory() {
+#ifdef __GLIBC__
+    constexpr int Large = 1 << 20, LooseEnd = 4 << 20; // bytes; of the heap, which then shrinks
+    mallopt(M_MMAP_THRESHOLD, Large);
+    mallopt(M_TRIM_THRESHOLD, LooseEnd);
+#endif
+}
+
+void giveBackMemory() {
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
 }
 
 bool lockMemory() {

@@ -32,6 +32,8 @@ std::optional<int> endedChild() {
 }
 
 bool lockMemory() { return false; }
+void keepNoLargeMemory() {}
+void giveBackMemory() {}
 uint64_t allowDescriptors(uint64_t wanted) { return wanted; }
 
 bool mayRunThreads() { return false; }
