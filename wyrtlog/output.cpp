@@ -25,6 +25,7 @@ bool Output::open(const Asked& asked) {
 }
 
 size_t Output::width() const {
+    if (pages && begun) return columns; // standard output is the pager's pipe
     const auto size = terminal ? getTerminalSize() : std::nullopt;
     return size && size->columns > 0 ? static_cast<size_t>(size->columns) : 0;
 }
@@ -46,7 +47,7 @@ static std::string masked(std::string_view text) {
 }
 
 bool Output::write(std::string_view text) {
-    if (pages && !begun) pager.start(pagerWords(std::getenv("WYRT_PAGER"), std::getenv("PAGER")));
+    if (pages && !begun) columns = width(), pager.start(pagerWords(std::getenv("WYRT_PAGER"), std::getenv("PAGER")));
     begun = true;
     if (!file.write(terminal && rawNames ? masked(text) : text)) failure = errno;
     return failure == 0;

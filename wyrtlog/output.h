@@ -11,6 +11,7 @@ class Output {
     OutFile file;
     Pager pager;
     bool terminal = false, pages = false, begun = false;
+    size_t columns = 0;    // of the terminal behind the pager
     bool rawNames = false; // the text has names as others chose them, not made safe for a terminal
     Color color = Color::Auto;
     int failure = 0; // errno of a write

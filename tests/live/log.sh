@@ -28,6 +28,18 @@ why=$(head -n 1 err)
 [ "$(grep -c '^END,' log)" = 4 ] || why="$(grep -c '^END,' log) ENDs instead of 4"
 verdict 'a log to read' "$why"
 
+# --- A terminal with a pager: every interval is as wide as the terminal
+
+if command -v script >/dev/null; then
+    "$wyrt" live disk cpu 50ms 3 --save wide >/dev/null 2>err </dev/null
+    timeout 60 script -qec "stty cols 70 rows 24; WYRT_PAGER=cat '$wyrt' show --color never wide" /dev/null </dev/null >out 2>&1
+    why=$(tr -d '\r' <out | awk 'length($0) > 70 { print length($0) " columns: " $0; exit }')
+    (($(grep -c '^CPU' out) == 3)) || why="$(grep -c '^CPU' out) tables instead of 3: $(head -n 1 out)"
+    verdict 'a pager gets the width of the terminal' "$why"
+else
+    echo 'skip a pager gets the width of the terminal: there is no script'
+fi
+
 # --- Pipes that have a name: what was read of them is gone
 
 "$wyrt" live cpu 50ms 2 --save later >/dev/null 2>err </dev/null
