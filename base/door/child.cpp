@@ -16,15 +16,6 @@
 static constexpr int OneProcess = 1, IdleClass = 3 << 13;
 static constexpr int LowestPriority = 19;
 
-// A recorder may be the last that the kernel kills for want of memory; what works for it is not.
-static void beKillable() {
-    const int fd = open("/proc/self/oom_score_adj", O_WRONLY);
-    if (fd < 0) return;
-    const bool written = write(fd, "0", 1) == 1;
-    close(fd);
-    if (!written) errno = 0; // it goes on as it is
-}
-
 [[noreturn]] static void beChild(std::span<char* const> programs, char* const* words) {
     const int nothing = open("/dev/null", O_RDWR);
     if (nothing < 0 || dup2(nothing, STDIN_FILENO) < 0 || dup2(nothing, STDOUT_FILENO) < 0) _exit(126);

@@ -138,6 +138,20 @@ TEST(RealHelper, HasNothingOfOurs) {
     close(ours);
 }
 
+// The kernel may spare a recorder when memory runs out. What works for it is not spared, nor less likely to be killed.
+static void expectAdjusted(const char* ours, const char* theirs) {
+    const char* const path = "/proc/self/oom_score_adj";
+    std::string before;
+    std::ifstream(path) >> before;
+    if (!(std::ofstream(path) << ours << std::flush)) GTEST_SKIP() << "this is not allowed here";
+    Helper helper;
+    EXPECT_EQ(answered(helper, question(Question::Kind::Tool, {"cat", path})).text, theirs);
+    EXPECT_EQ(answered(helper, question(Question::Kind::File, {path})).text, theirs);
+    std::ofstream(path) << before;
+}
+TEST(RealHelper, IsNotSparedAsARecorderIs) { expectAdjusted("-100", "0\n"); }
+TEST(RealHelper, IsAsLikelyToBeKilled) { expectAdjusted("300", "300\n"); }
+
 TEST(RealHelper, Tools) {
     Helper helper;
     const auto words = answered(helper, question(Question::Kind::Tool, {"echo", "a b", "$HOME", "*"}));
