@@ -37,37 +37,12 @@ static std::string countsRequestOf() {
 }
 
 NetSampler::NetSampler(const Root& where, Helper& asked)
-    : root(where), helper(asked), linksRequest(linksRequestOf(false)), countsRequest(countsRequestOf()),
+    : root(where), speeds(asked), linksRequest(linksRequestOf(false)), countsRequest(countsRequestOf()),
       addressesRequest(dumpRequest(RTM_GETADDR, ifaddrmsg{})), devices(where, "/proc/net/dev") {
     if (root.isOther()) return;
     constexpr int Room = 1 << 20; // bytes: thousands of interfaces that come at once
     questions.open(NETLINK_ROUTE);
     listening = news.open(NETLINK_ROUTE, RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR, Room);
-}
-
-// --- The total
-
-static bool isLoopback(const Link& link) { return link.flags & IFF_LOOPBACK; }
-
-static const LinkFacts* findLink(const std::vector<LinkFacts>& links, uint32_t index) {
-    const auto at =
-        std::lower_bound(links.begin(), links.end(), index, [](auto& link, uint32_t i) { return link.index < i; });
-    return at != links.end() && at->index == index ? &*at : nullptr;
-}
-
-void markCounted(std::vector<LinkFacts>& links) {
-    const auto standsHere = [](const Link& link) {
-        return link.lower != 0 && link.lower != link.index && !link.lower_abroad;
-    };
-    bool hardware = false;
-    for (auto& link : links) {
-        // Some drivers join two interfaces of hardware; the upper one counts the packets of both.
-        const auto* master = findLink(links, link.master);
-        link.counted = link.kind.empty() && !isLoopback(link) && !standsHere(link) && !(master && master->kind.empty());
-        hardware |= link.counted;
-    }
-    if (hardware) return;
-    for (auto& link : links) link.counted = !isLoopback(link) && !standsHere(link) && link.master == 0;
 }
 
 // --- News
@@ -86,7 +61,7 @@ void NetSampler::takeMessages(std::string_view messages, NetSample& now) {
             if (known) present.erase(at);
             goneNow.push_back(link->index);
             std::erase_if(now.arrived, [&](auto& arrival) { return arrival.index == link->index; });
-            speeds.erase(link->index);
+            speeds.forget(link->index);
             return;
         }
         if (known) return;
@@ -196,51 +171,13 @@ bool NetSampler::refresh(NetSample& now) {
 
 // --- Speeds
 
-// Asked once for each interface that is up, and again when it changes. The driver of a veth or a tunnel would make up
-// a figure.
-void NetSampler::askSpeeds() {
-    for (auto& link : facts->links) {
-        const bool real = link.kind.empty() || link.kind == "bond" || link.kind == "team" || link.kind == "vlan";
-        const auto known = speeds.find(link.index);
-        if (!real || isLoopback(link) || !(link.flags & IFF_RUNNING)) {
-            if (known == speeds.end()) continue;
-            helper.forget(known->second.ticket);
-            speeds.erase(known);
-            continue;
-        }
-        if (known != speeds.end() && known->second.name == link.name &&
-            known->second.carrier_changes == link.carrier_changes)
-            continue;
-        auto& speed = speeds[link.index]; // the old answer holds until the new one comes
-        helper.forget(speed.ticket);
-        Question question;
-        question.kind = Question::Kind::Speed;
-        question.words = {link.name};
-        speed.name = link.name, speed.carrier_changes = link.carrier_changes;
-        speed.ticket = helper.ask(std::move(question));
-    }
-}
-
-void NetSampler::takeSpeeds() {
-    for (auto& [index, speed] : speeds) {
-        if (speed.ticket == 0) continue;
-        Answer answer;
-        const auto state = helper.take(speed.ticket, answer);
-        if (state == Helper::State::Queued || state == Helper::State::Asked || state == Helper::State::Late) continue;
-        speed.ticket = 0;
-        if (state == Helper::State::Refused) speed.name.clear(); // asked again with the next sample
-        speed.bits.reset();
-        if (state != Helper::State::Answered || answer.error || answer.mbit <= 0) continue;
-        speed.bits = static_cast<uint64_t>(answer.mbit) * 1000000;
-    }
-    const auto speedOf = [&](uint32_t index) {
-        const auto at = speeds.find(index);
-        return at == speeds.end() ? std::nullopt : at->second.bits;
-    };
-    const auto differs = [&](auto& link) { return link.speed != speedOf(link.index); };
+void NetSampler::refreshSpeeds() {
+    for (auto& link : facts->links) speeds.ask(link);
+    speeds.take();
+    const auto differs = [&](auto& link) { return link.speed != speeds.of(link.index); };
     if (std::none_of(facts->links.begin(), facts->links.end(), differs)) return;
     auto fresh = std::make_shared<NetFacts>(*facts);
-    for (auto& link : fresh->links) link.speed = speedOf(link.index);
+    for (auto& link : fresh->links) link.speed = speeds.of(link.index);
     facts = std::move(fresh);
 }
 
@@ -265,8 +202,7 @@ void NetSampler::sampleLive(NetSample& now) {
         return;
     }
     takeNews(now); // of what came while the answers were made
-    askSpeeds();
-    takeSpeeds();
+    refreshSpeeds();
     now.known = true;
 }
 

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "base/held.h"
-#include "base/helper.h"
 #include "base/netlink.h"
 #include "base/root.h"
-#include "parse/link.h"
+#include "sample/linkfacts.h"
+#include "sample/linkspeeds.h"
 
 #include <cstdint>
 #include <map>
@@ -13,12 +13,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-struct LinkFacts : Link {
-    std::optional<uint64_t> speed; // bits per second
-    bool numbered = true;          // `index` is the kernel's number
-    bool counted = false;          // part of the total
-};
 
 // What changes seldom. Samples share it until it does.
 struct NetFacts {
@@ -49,16 +43,11 @@ struct NetSample {
     bool lost = false;                     // some arrivals are not known
 };
 
-// Marks the interfaces whose traffic makes the total. Hardware counts, and what stands on it, joins it or is made of
-// nothing (bonds, bridges, vlans, tunnels, veths) does not. Without hardware, as in a container, those count that
-// stand on no other interface here and are part of none.
-void markCounted(std::vector<LinkFacts>& links);
-
 // Reads over rtnetlink; below another root, from /proc/net/dev.
 class NetSampler {
     Root root;
     Netlink questions, news;
-    Helper& helper;
+    LinkSpeeds speeds;
     Contents text, message;
     std::string linksRequest, countsRequest, addressesRequest;
     std::shared_ptr<const NetFacts> facts;
@@ -69,14 +58,6 @@ class NetSampler {
     std::vector<uint32_t> present;       // by index, as news have them
     bool presentStale = true;            // news was lost
     std::vector<uint32_t> gone, goneNow; // interfaces that went, before and in this sample
-    // The speeds that were asked for, by index.
-    struct Speed {
-        std::string name; // of the interface when it was asked
-        std::optional<uint32_t> carrier_changes;
-        Helper::Ticket ticket = 0;
-        std::optional<uint64_t> bits;
-    };
-    std::map<uint32_t, Speed> speeds;
     // Below another root.
     HeldFile devices;
     std::map<std::string, LinkFacts, std::less<>> named;
@@ -90,8 +71,7 @@ class NetSampler {
     Asked readCounts(NetSample& now);
     bool refresh(NetSample& now);
     bool hasUnknown(const NetSample& now) const;
-    void askSpeeds();
-    void takeSpeeds();
+    void refreshSpeeds();
     void sampleLive(NetSample& now);
     void sampleFiles(NetSample& now);
     LinkFacts factsOf(std::string_view name);
