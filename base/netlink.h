@@ -103,6 +103,8 @@ public:
     // The next piece of news from the kernel: one or several messages, or one uevent (strings that end in NUL, the
     // first ACTION@PATH). Does not wait; false: there is none. Messages from other senders are dropped.
     bool take(Contents& news);
+    // The room for news that was given, in bytes of the kernel: each piece takes some 1 KiB more than it has.
+    size_t room() const;
     // How often news was lost because it was not read in time. When this has grown, read again what the news is about.
     uint64_t overruns() const { return lost; }
     int handle() const { return fd; } // to be watched by waitUntil

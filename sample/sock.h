@@ -60,8 +60,8 @@ struct SockSpace {
 };
 
 struct SocketChange {
-    uint32_t socket = 0;
     SocketCounters before;
+    uint32_t socket = 0;
     bool born = false;
 };
 
@@ -112,9 +112,11 @@ class SockSampler {
     std::vector<uint32_t> acted, hot; // sockets that a process moved; those that moved in the last pass
     std::vector<uint32_t> wanted;     // working space
     std::string requests;             // working space
+    std::vector<InetSocket> reports;  // of ended sockets, since the last pass
     uint64_t overruns = 0;
-    bool reported = false; // the kernel reports ended sockets
-    bool answers = true;   // the kernel answers
+    int64_t lookEvery = 0, lookAt = INT64_MAX; // for reports between two passes: microseconds; monotonic
+    bool reported = false;                     // the kernel reports ended sockets
+    bool answers = true;                       // the kernel answers
     uint64_t forbidden = 0;
     // Own namespace: the segments before and after the last whole list, and what the sockets explained since.
     uint64_t listedBefore = 0, listedAfter = 0, explainedSince = 0;
@@ -165,6 +167,8 @@ class SockSampler {
     void note(uint32_t at, const SocketCounters& before, bool born);
     void drop(uint32_t at);
     void sweep(uint16_t space, uint8_t protocol);
+    void takeReports();
+    void planLooks(int64_t elapsed_us, bool lost);
     void takeEvents();
     void end(const InetSocket& from);
     uint32_t ownerOfEnded(const Socket& socket) const;
@@ -198,6 +202,9 @@ public:
     // `ran`: the processes that ran since the pass before; in the first pass all of them. The same sample each time: it
     // keeps the sockets.
     void sample(std::span<const Ran> ran, std::span<const GoneProcess> gone, SockSample& to);
+    // Between two samples: takes reports of ended sockets, which may not find room until the next one.
+    int64_t nextLook() const { return lookAt; } // monotonic; INT64_MAX: there are no reports
+    void look();
     uint64_t notAllowed() const { return forbidden + owners.notAllowed() + text.denied; }
     // Descriptors and sockets that were gone through since the start, besides what the kernel has given.
     uint64_t comparisons() const { return compared + owners.comparisons(); }

@@ -1,8 +1,11 @@
 // TCP sockets that ended: the kernel reports them with their last counters.
 #include "sample/sock.h"
 
+#include "base/clock.h"
 #include "parse/attributes.h"
 #include "sample/sockfigures.h"
+
+#include <algorithm>
 
 #include <netinet/in.h>
 
@@ -45,19 +48,44 @@ void SockSampler::end(const InetSocket& from) {
     if (!(ended.before == ended.socket.counters)) now->ended.push_back(ended);
 }
 
+void SockSampler::takeReports() {
+    while (events.take(piece))
+        eachMessage(piece.view(), [&](uint16_t, std::string_view payload) {
+            const auto socket = parseInetSocket(payload);
+            if (socket && socket->tcp) reports.push_back(*socket);
+        });
+}
+
+// Reports are taken whenever a quarter of the room is used, if they go on to come as in this interval; but every few
+// seconds at least, as a machine that was idle can begin to work at any time.
+void SockSampler::planLooks(int64_t elapsed_us, bool lost) {
+    constexpr uint64_t Each = 1280; // bytes of the room: the most that the kernel counts for a report
+    constexpr int64_t Soonest = 20000, Latest = 2000000; // microseconds
+    const auto quarter = static_cast<int64_t>(std::max<uint64_t>(events.room() / Each / 4, 1));
+    const auto came = std::max<int64_t>(static_cast<int64_t>(reports.size()), lost ? quarter * 8 : 0);
+    auto every = came == 0 || elapsed_us == 0 ? Latest : elapsed_us * quarter / came;
+    if (lost) every = std::min(every, lookEvery / 2);
+    lookEvery = std::clamp(every, Soonest, Latest);
+    lookAt = getMonotonic() + lookEvery;
+}
+
+void SockSampler::look() {
+    takeReports();
+    lookAt = getMonotonic() + lookEvery;
+}
+
 void SockSampler::takeEvents() {
-    auto& own = now->spaces[0];
     acceptors.clear();
     for (const auto& listener : now->listeners) {
         const auto& socket = now->table.slots[listener.socket];
         if (!socket.free && socket.space == 0 && socket.owner) acceptors.try_emplace(socket.ends.port, socket.owner);
     }
-    while (events.take(piece))
-        eachMessage(piece.view(), [&](uint16_t, std::string_view payload) {
-            const auto socket = parseInetSocket(payload);
-            if (socket && socket->tcp) end(*socket);
-        });
     if (!reported) return;
-    own.lost = events.overruns() - overruns;
+    takeReports();
+    const auto lost = events.overruns() - overruns;
+    now->spaces[0].lost = lost;
     overruns = events.overruns();
+    planLooks(now->paired ? now->at_us - now->before_us : 0, lost > 0);
+    for (const auto& report : reports) end(report);
+    reports.clear();
 }

@@ -42,7 +42,7 @@ void SockSampler::note(uint32_t at, const SocketCounters& before, bool born) {
     socket.moved = now->pass;
     // All of them may follow. Room for so many at once is half of what doubling needs, and is not touched before.
     if (now->changes.empty()) now->changes.reserve(now->table.size());
-    now->changes.push_back({at, before, born});
+    now->changes.push_back({before, at, born});
 }
 
 void SockSampler::update(uint16_t space, uint8_t protocol, const InetSocket& from) {

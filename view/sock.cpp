@@ -79,7 +79,8 @@ static std::string countersText(const Interval& interval) {
     some(sum.failed, " failed/s"), some(sum.resets, " reset/s"), some(sum.drops, " not accepted/s");
     some(sum.cookies, " SYN cookies/s"), some(sum.udp_full, " datagrams without room/s");
     if (time_wait > 0) text += ", " + countText(static_cast<double>(time_wait)) + " in TIME_WAIT";
-    if (sum.reports_lost.value_or(0) > 0) text += "; reports of ended sockets were lost";
+    if (const auto lost = sum.reports_lost.value_or(0); lost > 0)
+        text += "; reports of ended sockets were lost " + std::to_string(lost) + (lost == 1 ? " time" : " times");
     if (others > 0) text += "; " + counted(others, "other network");
     if (unknown > 0) text += "; sockets not known: wyrt check";
     return text;

@@ -162,8 +162,12 @@ Run::Step Run::pause(int64_t deadline) {
         }
         watched.assign(1, {screen.handle(), false});
         helper.watch(watched);
-        const auto woken = waitUntil(deadline, signals, watched);
-        if (woken == Woken::Time) return Step::Go;
+        int64_t look = INT64_MAX;
+        for (const auto& source : sources) look = std::min(look, source->nextLook());
+        const auto woken = waitUntil(std::min(deadline, look), signals, watched);
+        if (woken == Woken::Time && deadline <= look) return Step::Go;
+        for (auto& source : sources)
+            if (source->nextLook() <= getMonotonic()) source->look();
         if (woken != Woken::Ready) continue;
         helper.pump();
         if (!watched.front().ready && getMonotonic() >= deadline) return Step::Go;

@@ -17,6 +17,9 @@ public:
     Source& operator=(const Source&) = delete;
     virtual ~Source() = default;
     virtual void sample() = 0;
+    // When it has to look before the next sample, because what it is told would be lost; INT64_MAX: it need not.
+    virtual int64_t nextLook() const { return INT64_MAX; }
+    virtual void look() {}
     // The rows of what happened between the last two samples; of levels alone after the first.
     virtual void rows(Interval& interval) = 0;
     // How many files and questions a right has forbidden so far.

@@ -239,6 +239,8 @@ public:
         sampler.sample(processes.ran(), processes.sampled().gone, sockets);
         if (sockets.spaces.size() > 1) spaceNames.renew();
     }
+    int64_t nextLook() const override { return sampler.nextLook(); }
+    void look() override { sampler.look(); }
     uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override {
         sockRows(sockets, processes.sampled(), asked, interval);

@@ -33,6 +33,12 @@ bool Netlink::open(int wanted, uint32_t groups, int bytes) {
     return errno = error, false;
 }
 
+size_t Netlink::room() const {
+    int bytes = 0;
+    socklen_t size = sizeof bytes;
+    return fd >= 0 && getsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, &size) == 0 ? static_cast<size_t>(bytes) : 0;
+}
+
 namespace {
 enum class Received { Piece, Other, Nothing }; // Other: not from the kernel, or too long
 }

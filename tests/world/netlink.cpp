@@ -32,6 +32,8 @@ bool Netlink::open(int wanted, uint32_t groups, int) {
     return true;
 }
 
+size_t Netlink::room() const { return size_t{64} << 20; } // as much as a right to it gives
+
 // The word of the world for a request.
 static std::string keyOf(int protocol, const std::string& request) {
     nlmsghdr header;
