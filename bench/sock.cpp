@@ -3,9 +3,13 @@
 // the figures.
 //
 //     bench-sock [AREA...]
+//
+// The area sock-log tells how many bytes an interval takes in a log, with the budget of rows that the recorder keeps.
 #include "model/sock.h"
 #include "bench/bare.h"
 #include "bench/measure.h"
+#include "record/fitting.h"
+#include "why/findings.h"
 
 #include <cerrno>
 #include <csignal>
@@ -131,6 +135,29 @@ static const TSockets Areas[] = {
      TSockets::All},
 };
 
+// The second interval of a machine whose sockets all move. False: the rows and their rest do not make the whole.
+static bool showLog(long size) {
+    Talkers talkers(size);
+    Helper helper;
+    SockSampler sampler(Root(), helper);
+    SockSample sample;
+    const auto all = talkers.ran(talkers.count());
+    sampler.sample(all, {}, sample);
+    talkers.move(talkers.count(), 'a');
+    sampler.sample(all, {}, sample);
+    Interval interval;
+    sockRows(sample, {}, {}, interval);
+    BudgetSpace space;
+    keepBudget<Named>(interval, RowBudget, space);
+    std::string text;
+    LogWriter().interval(interval, text);
+    uint64_t received = interval.sockets.rest ? interval.sockets.rest->received.value_or(0) : 0;
+    for (const auto& row : interval.sockets.rows) received += row.received.value_or(0);
+    show("\n%ld sockets that all move: %zu of them have rows; %zu bytes in a log\n", size, interval.sockets.rows.size(),
+         text.size());
+    return received == interval.namespaces.rows.at(0).received;
+}
+
 int main(int argc, char** argv) {
     keepOutput();
     showHead();
@@ -164,5 +191,7 @@ int main(int argc, char** argv) {
         };
         met = showArea(sockets.area, measure) && met;
     }
+    if (selected(argc, argv, "sock-log"))
+        for (const long size : {4000L, 40000L}) met = showLog(size) && met;
     return met ? 0 : 1;
 }
