@@ -18,14 +18,10 @@
 #include "model/proto.h"
 #include "model/sock.h"
 #include "model/thread.h"
-#include "model/volumes.h"
-#include "sample/volumewatch.h"
 #include "view/areas.h"
-#include "view/volumes.h"
+#include "wyrt/volumesource.h"
 
 #include <algorithm>
-#include <map>
-#include <optional>
 
 static void fillHost(const HostSample* before, const HostSample& now, Interval& interval) {
     hostRows(before, now, interval.host);
@@ -69,73 +65,6 @@ static void fillLimits(const LimitSample* before, const LimitSample& now, Interv
 }
 
 namespace {
-// The map has rows in the first interval of a log and whenever something in it has changed. The disks,
-// filesystems and files of the interval, which come before it in the list, get from it what they hold and where they
-// are.
-class VolumeSource : public Source {
-    VolumeSampler sampler;
-    Interval map;                                           // as it is now
-    std::map<std::string, std::string, std::less<>> mapped; // volumes of mapped devices, by device number
-    std::optional<Holdings> holdings;                       // of this map
-    std::map<std::string, std::string, std::less<>> held;   // what was asked for so far, by device number
-    std::map<std::string, VolumePlace> places;              // the same, of filesystems, by device number and mount
-    bool known = false, changed = true;
-
-    template <typename Row> static void put(Rows<Row>& to, std::vector<Row>&& rows) {
-        to.sampled = true;
-        to.rows = std::move(rows);
-    }
-    void makeMap() {
-        auto made = volumeMap(sampler.now);
-        put(map.volumes, std::move(made.volumes));
-        put(map.holds, std::move(made.holds));
-        put(map.mounts, std::move(made.mounts));
-        put(map.volumeGroups, std::move(made.groups));
-        mapped = std::move(made.mapped);
-        holdings.emplace(map);
-        held.clear();
-        places.clear();
-        known = true;
-    }
-
-    std::string_view volumeOf(const std::string& device) const {
-        const auto found = mapped.find(device);
-        return found == mapped.end() ? std::string_view() : found->second;
-    }
-
-    void setPlaces(Interval& interval) {
-        for (auto& file : interval.files.rows) {
-            if (file.device.empty()) continue;
-            const auto [found, isNew] = places.try_emplace(file.device + " " + file.mount);
-            if (isNew)
-                found->second = placeOf(map.volumes.rows, map.holds.rows, map.mounts.rows, file.device, file.mount);
-            file.volume = found->second.volume, file.disk = found->second.disks;
-        }
-    }
-
-public:
-    VolumeSource(const Root& root, Helper& helper) : sampler(root, helper) {}
-    void sample() override { changed |= sampler.sample(); }
-    uint64_t notAllowed() const override { return sampler.notAllowed(); }
-    void rows(Interval& interval) override {
-        if (changed || !known) makeMap();
-        if (changed || interval.complete) {
-            interval.volumes = map.volumes;
-            interval.holds = map.holds;
-            interval.mounts = map.mounts;
-            interval.volumeGroups = map.volumeGroups;
-        }
-        changed = false;
-        for (auto& disk : interval.disks.rows) {
-            auto found = held.find(disk.device);
-            if (found == held.end()) found = held.emplace(disk.device, holdings->of(disk.device)).first;
-            disk.holds = found->second, disk.volume = volumeOf(disk.device);
-        }
-        for (auto& filesystem : interval.filesystems.rows) filesystem.volume = volumeOf(filesystem.device);
-        setPlaces(interval);
-    }
-};
-
 // Each group keeps its last two readings itself, so one sample is enough.
 class CgroupSource : public Source {
     CgroupSampler sampler;
