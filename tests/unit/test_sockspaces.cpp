@@ -1,0 +1,157 @@
+// Sockets of other network namespaces.
+#include "tests/unit/sockmade.h"
+
+#include <gtest/gtest.h>
+
+// Namespaces with a process and four connections each, which have moved so many segments.
+static std::string namespaces(unsigned count, unsigned segments) {
+    std::string lines;
+    for (unsigned i = 0; i < count; i++) {
+        const auto inode = std::to_string(5000 + i), process = "/proc/" + std::to_string(100 + i);
+        lines += "link " + process + "/ns/net net:[" + inode + "]\n";
+        lines +=
+            "file " + process + "/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: " + std::to_string(4 * segments) + " 0\nE\n";
+        lines += "netlink sockdiag tcp4@" + inode + " <<E\n";
+        for (unsigned socket = 1; socket <= 4; socket++)
+            lines += "socket 10.0.0.1:80 10.1.1." + std::to_string(socket) + ":4000 cookie=" + std::to_string(socket) +
+                     " inode=" + std::to_string(10000 + 4 * i + socket) + " rqueue=1 in=" + std::to_string(segments) +
+                     "\n";
+        lines += "E\n";
+    }
+    return lines;
+}
+
+static std::vector<Ran> processesOf(unsigned count) {
+    std::vector<Ran> all;
+    for (unsigned i = 0; i < count; i++) all.push_back({static_cast<int>(100 + i), 7, 1, true, false, 'S'});
+    return all;
+}
+
+// What is gone through in three passes in which all sockets move, and in a fourth in which the namespaces end.
+static uint64_t workOf(unsigned count) {
+    Made made(snmp(1, 1) + sockets(1, 1, 0) + namespaces(count, 1) + "step 1\n" + namespaces(count, 2) + "step 2\n" +
+              namespaces(count, 3) + "step 3\n");
+    Sampled sampled;
+    const auto all = processesOf(count);
+    for (int pass = 0; pass < 3; pass++) {
+        sampled.pass(all);
+        EXPECT_EQ(sampled.sample.spaces.size(), count + 1);
+        EXPECT_EQ(sampled.sample.table.size(), 4 * count + 1) << "pass " << pass;
+        EXPECT_EQ(sampled.sample.changes.size(), pass == 0 ? 0 : 4 * count) << "pass " << pass;
+        made.step();
+    }
+    std::vector<GoneProcess> gone;
+    for (const auto& one : all) gone.emplace_back().pid = one.pid, gone.back().start = one.start;
+    sampled.sampler.sample({}, gone, sampled.sample);
+    EXPECT_EQ(sampled.sample.table.size(), 1U);
+    return sampled.sampler.comparisons() + sampled.sample.table.visits();
+}
+
+TEST(SockSampler, TenTimesTheNamespacesAreTenTimesTheWork) {
+    const auto few = workOf(30), many = workOf(300);
+    EXPECT_GE(many, 300 * 4);
+    EXPECT_LE(many, few * 11);
+}
+
+TEST(SockSampler, ANamespaceKeepsItsNameWhileItsProcessLives) {
+    const auto in = [](unsigned pid, unsigned inode) {
+        return "link /proc/" + std::to_string(pid) + "/ns/net net:[" + std::to_string(inode) + "]\n";
+    };
+    Made made(snmp(1, 1) + sockets(1, 1, 0) + namespaces(1, 1) + in(200, 5000) + in(201, 5000) +
+              "file /proc/200/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: 9 0\nE\n");
+    Sampled sampled;
+    auto ran = processesOf(1);
+    ran.push_back({200, 7, 1, true, false, 'S'});
+    sampled.pass(ran);
+    ASSERT_EQ(sampled.sample.spaces.size(), 2U);
+    EXPECT_EQ(sampled.sample.spaces[1].pid, 100U);
+    GoneProcess gone;
+    gone.pid = 100, gone.start = 7;
+    sampled.sampler.sample(std::vector<Ran>{{201, 7, 1, true, false, 'S'}}, std::vector{gone}, sampled.sample);
+    EXPECT_EQ(sampled.sample.spaces[1].inode, 5000U);
+    EXPECT_EQ(sampled.sample.spaces[1].pid, 201U); // it has taken the place of the first one
+    gone.pid = 201;
+    sampled.sampler.sample({}, std::vector{gone}, sampled.sample);
+    EXPECT_EQ(sampled.sample.spaces[1].pid, 200U);
+    gone.pid = 200;
+    sampled.sampler.sample({}, std::vector{gone}, sampled.sample);
+    EXPECT_TRUE(sampled.sample.spaces[1].free);
+}
+
+// A namespace of the process 100 with connections that have moved so many segments. `more`: another line of its list.
+static std::string namespaceOf(unsigned connections, unsigned segments, const std::string& more = "") {
+    std::string lines = "link /proc/100/ns/net net:[5000]\nfile /proc/100/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: " +
+                        std::to_string(4 * segments) + " 0\nE\nnetlink sockdiag tcp4@5000 <<E\n";
+    for (unsigned i = 1; i <= connections; i++)
+        lines += "socket 10.0.0.1:80 10.1.1." + std::to_string(i) + ":4000 cookie=" + std::to_string(i) +
+                 " inode=" + std::to_string(10000 + i) + " in=" + std::to_string(segments) + "\n";
+    return lines + more + "E\n";
+}
+
+static NetnsRow rowOf(const Sampled& sampled, uint64_t netns) {
+    Interval interval;
+    sockRows(sampled.sample, ProcSample(), ViewRow(), interval);
+    for (const auto& row : interval.namespaces.rows)
+        if (row.netns == netns) return row;
+    return {};
+}
+
+TEST(SockSampler, AnInterruptedListOfANamespaceRemovesNothing) {
+    const auto own = snmp(1, 1) + sockets(1, 1, 0);
+    Made made(own + namespaceOf(4, 1) + "step 1\n" + namespaceOf(1, 2, "interrupted\n") + "step 2\n" +
+              namespaceOf(1, 3));
+    Sampled sampled;
+    sampled.pass(processesOf(1));
+    EXPECT_EQ(sampled.sample.table.size(), 5U);
+    made.step();
+    sampled.pass({});
+    EXPECT_TRUE(sampled.sample.spaces[1].known);
+    EXPECT_EQ(sampled.sample.table.size(), 5U);
+    EXPECT_EQ(sampled.sample.changes.size(), 1U);
+    made.step();
+    sampled.pass({});
+    EXPECT_EQ(sampled.sample.table.size(), 2U);
+}
+
+// Its counters are shown meanwhile. Then its sockets have moved what they moved in both passes.
+TEST(SockSampler, ANamespaceThatDoesNotAnswerIsNotKnown) {
+    struct Trouble {
+        const char *begins, *line, *ends;
+        unsigned forbidden;
+    };
+    static constexpr Trouble Troubles[] = {
+        {"", "error EPERM\n", "", 1},
+        {"", "error ENOBUFS\n", "", 0},
+        {"hang /proc/100/ns/net\n", "", "unhang /proc/100/ns/net\n", 0},
+    };
+    for (const auto& trouble : Troubles) {
+        SCOPED_TRACE(std::string(trouble.begins) + trouble.line);
+        const auto own = snmp(1, 1) + sockets(1, 1, 0);
+        Made made(own + namespaceOf(4, 1) + "step 1\n" + trouble.begins + namespaceOf(4, 2, trouble.line) + "step 2\n" +
+                  trouble.ends + namespaceOf(4, 3) + "step 3\n" + namespaceOf(4, 4));
+        Sampled sampled;
+        sampled.pass(processesOf(1));
+        EXPECT_TRUE(rowOf(sampled, 5000).known);
+        made.step();
+        sampled.pass({});
+        const auto unknown = rowOf(sampled, 5000);
+        EXPECT_EQ(unknown.netns, 5000U);
+        EXPECT_FALSE(unknown.known);
+        EXPECT_FALSE(unknown.listed);
+        EXPECT_FALSE(unknown.sockets || unknown.explained);
+        EXPECT_EQ(unknown.segments_in, 4U);
+        EXPECT_EQ(sampled.sampler.notAllowed(), trouble.forbidden);
+        EXPECT_EQ(sampled.sample.table.size(), 5U);
+        made.step();
+        sampled.pass({});
+        const auto again = rowOf(sampled, 5000);
+        EXPECT_TRUE(again.known && again.listed);
+        EXPECT_EQ(again.sockets, 4U);
+        EXPECT_EQ(again.moved, 4U);
+        EXPECT_EQ(again.explained, 4U); // all that the namespace has counted, not what the sockets moved before
+        made.step();
+        sampled.pass({});
+        EXPECT_EQ(rowOf(sampled, 5000).explained, 4U);
+        EXPECT_EQ(sampled.sample.spaces[1].ahead, 0U);
+    }
+}
