@@ -21,7 +21,7 @@ static constexpr MetricKind Kinds[] = {
     {"FSS",      "filesystems",  {}, {}},
     {"FS",       "filesystem",   {{{"mount", "mount"}, {"dev", "device"}}}, {"source", "type"}},
     {"LINKS",    "links",        {}, {}},
-    {"LINK",     "link",         {{{"name", "interface"}, {"index", "index"}}}, {"kind", "state", "master"}},
+    {"LINK",     "link",         {{{"name", "interface"}}}, {"kind", "state", "master"}},
     {"NSLINK",   "namespace_link", {{{"netns", "netns"}, {"name", "interface"}}}, {"space"}},
     {"PROTO",    "protocol",     {{{"protocol", "protocol"}, {"name", "name"}}}, {}},
     {"NETNS",    "network",      {{{"netns", "netns"}}}, {"name"}},

@@ -76,7 +76,8 @@ public:
         interval.time = {SeriesStart + static_cast<int64_t>(number) * each_ms, 0};
         interval.elapsed_us = each_ms * 1000;
         const auto sample = [&](auto& rows) { rows.sampled = true, rows.elapsed_us = each_ms * 1000; };
-        sample(interval.processes), sample(interval.disks), sample(interval.why), sample(interval.who);
+        sample(interval.processes), sample(interval.disks), sample(interval.links);
+        sample(interval.why), sample(interval.who);
         writer.interval(interval, text);
         clearRows(interval);
     }

@@ -235,6 +235,19 @@ TEST(Series, WhatIsForgottenIsNotRepeated) {
     EXPECT_EQ(pointsOf(kept, "disk{host=db7,disk=d0} reads"), 3U) << "it made room for the new one";
 }
 
+// The interfaces of containers come and go, each with a number of its own.
+TEST(Series, AnInterfaceThatComesBackGoesOn) {
+    SeriesLog log;
+    for (const uint64_t index : {4U, 7U, 9U}) {
+        auto& link = log.interval.links.rows.emplace_back();
+        link.name = "veth0", link.index = index, link.rx_bytes = 100;
+        if (index != 4) log.end(); // one took the place of another within the first interval
+    }
+    Kept kept;
+    give(log.text, kept);
+    EXPECT_EQ(kept.values["link{host=db7,interface=veth0} rx_bytes"], 300);
+}
+
 // --- Totals
 
 static std::string longLog(uint64_t intervals) {
