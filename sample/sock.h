@@ -113,6 +113,7 @@ class SockSampler {
     std::vector<uint32_t> wanted;     // working space
     std::string requests;             // working space
     std::vector<InetSocket> reports;  // of ended sockets, since the last pass
+    bool reportsFull = false;         // more came than are kept
     uint64_t overruns = 0;
     int64_t lookEvery = 0, lookAt = INT64_MAX; // for reports between two passes: microseconds; monotonic
     bool reported = false;                     // the kernel reports ended sockets
@@ -198,6 +199,7 @@ public:
     static constexpr unsigned MostUncertain = 8; // passes until all are listed, when segments moved meanwhile
     static constexpr unsigned UnixTurn = 64;     // passes until the machine's own sockets are counted again
     static constexpr size_t MostSpaces = 1024;
+    static constexpr size_t MostReports = 1 << 18; // of ended sockets between two passes: 42 MB
     SockSampler(const Root& where, Helper& asked);
     // `ran`: the processes that ran since the pass before; in the first pass all of them. The same sample each time: it
     // keeps the sockets.

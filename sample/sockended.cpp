@@ -52,7 +52,9 @@ void SockSampler::takeReports() {
     while (events.take(piece))
         eachMessage(piece.view(), [&](uint16_t, std::string_view payload) {
             const auto socket = parseInetSocket(payload);
-            if (socket && socket->tcp) reports.push_back(*socket);
+            if (!socket || !socket->tcp) return;
+            if (reports.size() < MostReports) reports.push_back(*socket);
+            else reportsFull = true;
         });
 }
 
@@ -83,8 +85,9 @@ void SockSampler::takeEvents() {
     if (!reported) return;
     takeReports();
     const auto lost = events.overruns() - overruns;
-    now->spaces[0].lost = lost;
+    now->spaces[0].lost = lost + (reportsFull ? 1 : 0);
     overruns = events.overruns();
+    reportsFull = false;
     planLooks(now->paired ? now->at_us - now->before_us : 0, lost > 0);
     for (const auto& report : reports) end(report);
     reports.clear();

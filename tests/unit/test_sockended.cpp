@@ -94,3 +94,22 @@ TEST(EndedSockets, AfterALossItLooksMoreOften) {
     EXPECT_EQ(sampled.own().lost, 0U);
     EXPECT_EQ(sampled.next(), Latest);
 }
+
+// An interval of minutes on a busy machine does not fill the memory.
+TEST(EndedSockets, MoreThanAreKeptAreLost) {
+    constexpr unsigned Each = 100000;
+    std::string world = Machine;
+    for (unsigned i = 1; i <= 3; i++) world += "step " + std::to_string(i) + "\n" + ended(100 + i * Each, Each);
+    Made made(world + "step 4\n" + segments(2) + "step 5\n" + segments(3) + ended(10, 1));
+    Sampled sampled;
+    sampled.pass();
+    for (int i = 0; i < 3; i++) made.step(), sampled.sampler.look();
+    made.step();
+    sampled.pass();
+    EXPECT_EQ(sampled.own().ended, SockSampler::MostReports);
+    EXPECT_EQ(sampled.own().lost, 1U);
+    made.step();
+    sampled.pass();
+    EXPECT_EQ(sampled.own().ended, 1U);
+    EXPECT_EQ(sampled.own().lost, 0U);
+}
