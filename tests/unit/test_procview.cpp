@@ -224,6 +224,7 @@ static ProcSample sampled() {
         auto& process = sample.slots.emplace_back();
         process.pid = pid, process.parent = pid == 30 ? 20 : pid == 1 ? 0 : 1;
         process.rss = static_cast<uint64_t>(pid) * 4096, process.swap = pid == 20 ? 4096 : 0;
+        process.threads = 1;
         auto& entry = sample.entries.emplace_back();
         entry.pid = pid, entry.slot = static_cast<uint32_t>(sample.slots.size() - 1), entry.threads = 1;
         entry.tell = pid == 30;
