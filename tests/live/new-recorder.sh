@@ -97,7 +97,7 @@ verdict 'recorder: size' "${why:-$(problem bounded)}"
 touch bounded/db7-20200101T000000Z.wyrt.zst bounded/db7-20200101T010000Z.wyrt
 "${record[@]}" cpu --dir bounded -i 20ms -c 1 --max-age 1d 2>err
 why=$(<err)
-compgen -G "bounded/*2020*" >/dev/null && why="old files are still there"
+compgen -G "bounded/db7-*" >/dev/null && why="old files are still there"
 verdict 'recorder: age' "$why"
 
 # --- Options in files
