@@ -3,6 +3,7 @@
 
 #include "base/output.h"
 #include "tests/unit/child.h"
+#include "tests/unit/sanitized.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -12,14 +13,6 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#if defined(__SANITIZE_ADDRESS__)
-#define WYRT_SANITIZED
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define WYRT_SANITIZED
-#endif
-#endif
 
 #ifdef WYRT_SANITIZED
 #define NEEDS_ITS_HEAP() GTEST_SKIP() << "the sanitizers have a heap of their own, which does not run out"

@@ -4,6 +4,7 @@
 #include "sample/proc.h"
 #include "tests/unit/made.h"
 #include "tests/unit/process.h"
+#include "tests/unit/sanitized.h"
 
 #include <map>
 #include <random>
@@ -172,7 +173,7 @@ TEST(ProcessObserver, NothingIsMissedAndNothingIsMadeUp) {
 
 // Those of them that ran are found, and no others.
 TEST(ProcessObserver, AHundredThousandProcesses) {
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef WYRT_SANITIZED
     constexpr int Count = 20000; // a sanitizer takes five times as long
 #else
     constexpr int Count = 100000;

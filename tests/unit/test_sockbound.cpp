@@ -3,6 +3,7 @@
 
 #include "record/fitting.h"
 #include "tests/unit/made.h"
+#include "tests/unit/sanitized.h"
 #include "why/findings.h"
 
 #include <gtest/gtest.h>
@@ -54,8 +55,12 @@ public:
 } // namespace
 
 // The second interval, as the recorder writes it.
-TEST(SockBound, AnIntervalOfFortyThousandMovingSocketsIsBoundedAndExact) {
+TEST(SockBound, AnIntervalOfManyMovingSocketsIsBoundedAndExact) {
+#ifdef WYRT_SANITIZED
+    constexpr unsigned Sockets = 8000; // the made-up kernel looks through all for each one that is asked for
+#else
     constexpr unsigned Sockets = 40000;
+#endif
     constexpr size_t MostOfRow = 200; // bytes
     Moved expected, written;
     Made made(Machine(Sockets).text(expected));
