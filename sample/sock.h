@@ -17,6 +17,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -125,10 +126,6 @@ class SockSampler {
     uint64_t unixUsed = 0;
     // Which local ports of connections in TIME_WAIT a new connection may have: tcp_tw_reuse.
     enum class Reused { None, All, Loopback };
-    struct PortHolder {
-        SocketEnds ends;
-        uint8_t family = 0;
-    };
     uint16_t firstPort = 0, lastPort = 0;
     Reused reused = Reused::None;
     int64_t portsAt = 0;                              // when they were counted
@@ -159,7 +156,7 @@ class SockSampler {
     static size_t groupOf(uint8_t protocol, uint8_t family);
     void count(const Socket& socket, int by);
     void readPortLimits();
-    void addWaiting(std::vector<PortHolder>& holders);
+    void eachWaiting(const std::function<void(const SocketEnds&, uint8_t family)>& hold);
     void countPorts();
     void take(uint16_t space, uint8_t protocol, std::string_view messages);
     void takeAll(uint16_t space, std::string_view messages);

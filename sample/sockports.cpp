@@ -31,7 +31,7 @@ static bool isLoopback(uint8_t family, const std::array<unsigned char, 16>& addr
 }
 
 // Connections in TIME_WAIT that hold a port: a new connection to their peer cannot have it for a minute.
-void SockSampler::addWaiting(std::vector<PortHolder>& holders) {
+void SockSampler::eachWaiting(const std::function<void(const SocketEnds&, uint8_t family)>& hold) {
     if (reused == Reused::All) return;
     for (const uint8_t family : {uint8_t{AF_INET}, uint8_t{AF_INET6}}) {
         auto request = listRequest(IPPROTO_TCP, family, bitOf(SocketState::TimeWait));
@@ -41,7 +41,7 @@ void SockSampler::addWaiting(std::vector<PortHolder>& holders) {
                 if (!socket || socket->state != SocketState::TimeWait) return;
                 const auto& ends = socket->ends;
                 const bool local = isLoopback(family, ends.peer) || isLoopback(family, ends.address);
-                if (reused == Reused::None || !local) holders.push_back({ends, family});
+                if (reused == Reused::None || !local) hold(ends, family);
             });
         });
     }
@@ -65,22 +65,18 @@ void SockSampler::countPorts() {
     if (waiting > Many ? now->ports && now->at_us < portsAt + Turn : !own.listed) return;
     portsAt = now->at_us;
     now->ports.reset();
-    std::vector<PortHolder> holders;
-    now->table.each(0, IPPROTO_TCP,
-                    [&](uint32_t at) { holders.push_back({now->table.slots[at].ends, now->table.slots[at].family}); });
-    if (waiting > 0) addWaiting(holders);
     std::vector<bool> listening(size_t{UINT16_MAX} + 1);
     for (const auto& listener : now->listeners) {
         const auto& socket = now->table.slots[listener.socket];
         if (socket.space == 0) listening[socket.ends.port] = true;
     }
-    std::erase_if(holders, [&](auto& holder) {
-        const auto port = holder.ends.port;
-        return holder.ends.peer_port == 0 || port < firstPort || port > lastPort || listening[port];
-    });
     std::unordered_map<uint64_t, uint64_t> counts; // by the digest of the peer
-    for (const auto& holder : holders) {
-        const auto ports = ++counts[digestOf(holder.ends)];
-        if (!now->ports || ports > now->ports->ports) now->ports = PortUse{peerOf(holder.ends), holder.family, ports};
-    }
+    const auto hold = [&](const SocketEnds& ends, uint8_t family) {
+        if (ends.peer_port == 0 || ends.port < firstPort || ends.port > lastPort || listening[ends.port]) return;
+        const auto ports = ++counts[digestOf(ends)];
+        if (!now->ports || ports > now->ports->ports) now->ports = PortUse{peerOf(ends), family, ports};
+    };
+    const auto& slots = now->table.slots;
+    now->table.each(0, IPPROTO_TCP, [&](uint32_t at) { hold(slots[at].ends, slots[at].family); });
+    if (waiting > 0) eachWaiting(hold);
 }
