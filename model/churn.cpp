@@ -26,11 +26,7 @@ public:
         for (auto& gone : known.gone)
             ended.try_emplace(static_cast<uint32_t>(gone.pid), Known{gone.start, gone.name, {}});
     }
-    const ProcEntry* find(uint32_t pid) const {
-        const auto at = std::lower_bound(processes.entries.begin(), processes.entries.end(), static_cast<int>(pid),
-                                         [](auto& entry, int wanted) { return entry.pid < wanted; });
-        return at == processes.entries.end() || at->pid != static_cast<int>(pid) ? nullptr : &*at;
-    }
+    const ProcEntry* find(uint32_t pid) const { return processes.find(static_cast<int>(pid)); }
     // The name of a process that no sample saw, which can be a parent of others.
     void name(const EndedProcess& report) { ended.try_emplace(report.pid, Known{0, report.name.view(), {}}); }
     Known parentOf(const EndedProcess& report) const {

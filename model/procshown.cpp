@@ -38,13 +38,12 @@ static void markAbove(const ProcSample& sample, std::vector<char>& shown) {
         if (!entry.tell) continue;
         int parent = sample.slots[entry.slot].parent;
         for (int step = 0; step < Deepest; step++) {
-            const auto at = std::lower_bound(sample.entries.begin(), sample.entries.end(), parent,
-                                             [](auto& e, int pid) { return e.pid < pid; });
-            if (at == sample.entries.end() || at->pid != parent) break;
-            auto& mark = shown[static_cast<size_t>(at - sample.entries.begin())];
+            const auto* above = sample.find(parent);
+            if (!above) break;
+            auto& mark = shown[static_cast<size_t>(above - sample.entries.data())];
             if (mark) break;
             mark = 1;
-            parent = sample.slots[at->slot].parent;
+            parent = sample.slots[above->slot].parent;
         }
     }
 }

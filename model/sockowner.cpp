@@ -5,10 +5,8 @@
 #include <netinet/in.h>
 
 const Process* processOf(const ProcSample& processes, uint32_t pid) {
-    const auto found = std::lower_bound(processes.entries.begin(), processes.entries.end(), static_cast<int>(pid),
-                                        [](auto& entry, int wanted) { return entry.pid < wanted; });
-    if (found == processes.entries.end() || found->pid != static_cast<int>(pid)) return nullptr;
-    return &processes.slots[found->slot];
+    const auto* entry = processes.find(static_cast<int>(pid));
+    return entry ? &processes.slots[entry->slot] : nullptr;
 }
 
 void setOwner(const ProcSample& processes, uint32_t pid, uint16_t owners, bool inferred, SocketOwner& row) {

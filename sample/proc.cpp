@@ -178,10 +178,10 @@ void ProcSampler::walk(ProcSample& sample) {
 
 // --- All of them
 
-ProcEntry* ProcSampler::find(ProcSample& sample, int pid) {
-    const auto found = std::lower_bound(sample.entries.begin(), sample.entries.end(), pid,
+const ProcEntry* ProcSample::find(int pid) const {
+    const auto found = std::lower_bound(entries.begin(), entries.end(), pid,
                                         [](const ProcEntry& entry, int wanted) { return entry.pid < wanted; });
-    return found == sample.entries.end() || found->pid != pid ? nullptr : &*found;
+    return found == entries.end() || found->pid != pid ? nullptr : &*found;
 }
 
 void ProcSampler::passOver(ProcSample& now) {
@@ -203,7 +203,7 @@ void ProcSampler::passOver(ProcSample& now) {
     refreshLargest(now);
     refresh(now);
     reader.takeAnswers([&](int pid) {
-        const auto* entry = find(now, pid);
+        const auto* entry = now.find(pid);
         return entry ? &now.slots[entry->slot] : nullptr;
     });
     rememberWrites(now);

@@ -52,6 +52,9 @@ struct ProcSample {
     std::optional<CpuTicks> ticks, ticksBefore;
     std::optional<uint64_t> forks, forksBefore; // of processes and threads, since boot
     uint64_t cores = 0;
+
+    // Null: there was no such process in this pass.
+    const ProcEntry* find(int pid) const;
 };
 
 class ProcSampler {
@@ -95,7 +98,6 @@ class ProcSampler {
     void stay(ProcSample& sample, const ProcEntry& old);
     void end(ProcSample& sample, const ProcEntry& entry);
 
-    static ProcEntry* find(ProcSample& sample, int pid);
     void bequeath(ProcSample& sample);
     void adopt(ProcSample& sample);
     bool look(ProcSample& sample, ProcEntry& entry);

@@ -42,12 +42,12 @@ void ProcSampler::bequeath(ProcSample& sample) {
     for (auto& gone : sample.gone) {
         constexpr int MostSteps = 64;
         int parent = gone.parent;
-        auto* entry = find(sample, parent);
+        const auto* entry = sample.find(parent);
         for (int step = 0; !entry && step < MostSteps; step++) {
             const auto* above = findGone(sample, parent);
             if (!above) break;
             parent = above->parent;
-            entry = find(sample, parent);
+            entry = sample.find(parent);
         }
         if (!entry) continue;
         auto& heir = sample.slots[entry->slot];
@@ -66,5 +66,6 @@ void ProcSampler::adopt(ProcSample& sample) {
     order.clear();
     for (auto& gone : sample.gone) children.find(gone.pid, order);
     for (const auto slot : order)
-        if (auto* entry = find(sample, sample.slots[slot].pid)) look(sample, *entry);
+        if (const auto* entry = sample.find(sample.slots[slot].pid))
+            look(sample, sample.entries[static_cast<size_t>(entry - sample.entries.data())]);
 }

@@ -140,9 +140,8 @@ void ThreadSampler::sample(std::span<const Ran> ran, const ProcSample& known, Th
         const auto [group, fresh] = groups.try_emplace(process.pid);
         const size_t first = now.changes.size();
         visit(process, group->second, !fresh && group->second.start == process.start, now);
-        const auto entry = std::lower_bound(known.entries.begin(), known.entries.end(), process.pid,
-                                            [](auto& e, int pid) { return e.pid < pid; });
-        if (entry == known.entries.end() || entry->pid != process.pid) continue;
+        const auto* entry = known.find(process.pid);
+        if (!entry) continue;
         for (size_t i = first; i < now.changes.size(); i++)
             now.changes[i].process = std::string_view(known.slots[entry->slot].name);
     }
