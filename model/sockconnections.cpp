@@ -16,6 +16,10 @@ struct Candidate {
 
     uint64_t received() const { return before ? socket->counters.received - before->received : 0; }
     uint64_t sent() const { return before ? socket->counters.sent - before->sent : 0; }
+    uint64_t sentAgain() const { // bytes
+        const auto now = socket->counters.retransmitted_bytes;
+        return before ? now - std::min(before->retransmitted_bytes, now) : 0;
+    }
     uint64_t of(uint32_t SocketCounters::* counter) const {
         return before ? grown32(before->*counter, socket->counters.*counter) : 0;
     }
@@ -46,10 +50,7 @@ static void sockRow(const SockSample& sample, const ProcSample& processes, const
     row.received = candidate.received(), row.sent = candidate.sent();
     row.segments_in = candidate.of(&SocketCounters::segments_in);
     row.segments_out = candidate.of(&SocketCounters::segments_out);
-    const uint64_t before =
-        candidate.before ? candidate.before->retransmitted_bytes : socket.counters.retransmitted_bytes;
-    row.retransmitted_bytes =
-        socket.counters.retransmitted_bytes - std::min(before, socket.counters.retransmitted_bytes);
+    row.retransmitted_bytes = candidate.sentAgain();
 }
 
 // Those with most of each figure, of those that `fits` says; `kept` marks them.
@@ -127,7 +128,6 @@ void sockRowsOf(const SockSample& sample, const ProcSample& processes, const Vie
         add(rest.received, one.received()), add(rest.sent, one.sent());
         add(rest.segments_in, one.of(&SocketCounters::segments_in));
         add(rest.segments_out, one.of(&SocketCounters::segments_out));
-        const auto before = one.before ? one.before->retransmitted_bytes : one.socket->counters.retransmitted_bytes;
-        add(rest.retransmitted_bytes, one.socket->counters.retransmitted_bytes - before);
+        add(rest.retransmitted_bytes, one.sentAgain());
     }
 }
