@@ -3,10 +3,7 @@
 // more of the log is whole.
 #include "wyrtlog/chart.h"
 
-#include "base/outfile.h"
-#include "fuzz/check.h"
-#include "tests/mended.h"
-#include "tests/unit/made.h"
+#include "fuzz/givenlog.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -124,13 +121,7 @@ static void checkPage(std::string_view page) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const Made machine("");
     if (size == 0) return 0;
-    World::current->devices.files.clear(); // those of the input before
-    const std::string_view given(reinterpret_cast<const char*>(data) + 1, size - 1);
-    {
-        OutFile file;
-        check(file.open("/log.wyrt", OutFile::How::New) &&
-              file.write(data[0] % 2 ? mended(given) : std::string(given)));
-    }
+    giveLog(data, size);
     Asked asked;
     asked.task = LogTask::Chart;
     asked.logs = {"/log.wyrt"};

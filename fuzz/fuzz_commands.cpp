@@ -3,10 +3,7 @@
 // the log is whole.
 #include "wyrtlog/run.h"
 
-#include "base/outfile.h"
-#include "fuzz/check.h"
-#include "tests/mended.h"
-#include "tests/unit/made.h"
+#include "fuzz/givenlog.h"
 
 #include <cstdint>
 #include <iterator>
@@ -40,13 +37,7 @@ static int run(std::vector<std::string> words) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const Made machine("");
     if (size == 0) return 0;
-    World::current->devices.files.clear(); // those of the input before
-    const std::string_view given(reinterpret_cast<const char*>(data) + 1, size - 1);
-    {
-        OutFile file;
-        check(file.open("/log.wyrt", OutFile::How::New) &&
-              file.write(data[0] % 2 ? mended(given) : std::string(given)));
-    }
+    giveLog(data, size);
     std::vector<std::string> words{"wyrtlog"};
     const auto& command = Commands[data[0] / 2 % std::size(Commands)];
     words.insert(words.end(), command.begin(), command.end());
