@@ -80,6 +80,14 @@ static std::vector<InetSocket> socketsOf(std::string_view messages, uint16_t por
     return found;
 }
 
+// Opens the socket and lists those of a port; none: something failed.
+static std::vector<InetSocket> listed(Netlink& netlink, uint16_t port) {
+    Contents answer;
+    auto list = listRequest(IPPROTO_TCP, AF_INET);
+    const bool good = netlink.open(NETLINK_SOCK_DIAG) && netlink.ask(list, answer) == Asked::Whole;
+    return good ? socketsOf(answer.view(), port) : std::vector<InetSocket>();
+}
+
 // The requests for connected sockets, one by one.
 static std::vector<std::string> singleRequests(const std::vector<InetSocket>& sockets) {
     std::vector<std::string> requests;
@@ -105,11 +113,8 @@ TEST(SocketQuestions, SeveralSocketsAreAskedForAtOnce) {
     Loopback loopback(16);
     ASSERT_GT(loopback.port, 0);
     Netlink netlink;
-    ASSERT_TRUE(netlink.open(NETLINK_SOCK_DIAG));
     Contents answer;
-    auto list = listRequest(IPPROTO_TCP, AF_INET);
-    ASSERT_EQ(netlink.ask(list, answer), Asked::Whole);
-    const auto all = socketsOf(answer.view(), loopback.port);
+    const auto all = listed(netlink, loopback.port);
     ASSERT_EQ(all.size(), 33U); // both ends of each, and the listener
     const auto requests = singleRequests(all);
     ASSERT_EQ(requests.size(), Netlink::MostAtOnce);
@@ -139,11 +144,8 @@ TEST(SocketQuestions, TooManyAtOnceAndDamagedOnesAreRefused) {
     Loopback loopback(17);
     ASSERT_GT(loopback.port, 0);
     Netlink netlink;
-    ASSERT_TRUE(netlink.open(NETLINK_SOCK_DIAG));
     Contents answer;
-    auto list = listRequest(IPPROTO_TCP, AF_INET);
-    ASSERT_EQ(netlink.ask(list, answer), Asked::Whole);
-    const auto requests = singleRequests(socketsOf(answer.view(), loopback.port));
+    const auto requests = singleRequests(listed(netlink, loopback.port));
     ASSERT_EQ(requests.size(), 34U);
     auto several = joined(requests, 33);
     errno = 0;
