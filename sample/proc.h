@@ -15,6 +15,7 @@
 #include <deque>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 // A process in the order of the pids. These few bytes are all that a pass touches of a process that did not run.
@@ -55,6 +56,7 @@ struct ProcSample {
 
     // Null: there was no such process in this pass.
     const ProcEntry* find(int pid) const;
+    ProcEntry* find(int pid) { return const_cast<ProcEntry*>(std::as_const(*this).find(pid)); }
 };
 
 class ProcSampler {

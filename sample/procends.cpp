@@ -66,6 +66,5 @@ void ProcSampler::adopt(ProcSample& sample) {
     order.clear();
     for (auto& gone : sample.gone) children.find(gone.pid, order);
     for (const auto slot : order)
-        if (const auto* entry = sample.find(sample.slots[slot].pid))
-            look(sample, sample.entries[static_cast<size_t>(entry - sample.entries.data())]);
+        if (auto* entry = sample.find(sample.slots[slot].pid)) look(sample, *entry);
 }

@@ -131,7 +131,7 @@ void ProcSampler::rememberWrites(ProcSample& sample) {
     std::erase_if(writers, [&](uint32_t slot) {
         auto& process = sample.slots[slot];
         std::erase_if(process.written, [&](auto& then) { return sample.at_us - then.at_us > WriteBack; });
-        auto* entry = process.written.empty() ? nullptr : find(sample, process.pid);
+        auto* entry = process.written.empty() ? nullptr : sample.find(process.pid);
         if (entry) entry->tell = true;
         return process.written.empty();
     });
