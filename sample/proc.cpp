@@ -2,6 +2,7 @@
 
 #include "base/clock.h"
 #include "base/numbers.h"
+#include "base/program.h"
 #include "parse/loadavg.h"
 
 #include <algorithm>
@@ -12,9 +13,17 @@
 
 static uint64_t ticksPerSecond() { return static_cast<uint64_t>(std::max(getClockTicks(), 1)); }
 
+// How many processes may have their files open.
+static size_t allowHolders() {
+    constexpr uint64_t Each = 4, Others = 512; // files of one process; of all areas, a few for each network namespace
+    const uint64_t allowed = allowDescriptors(Others + Each * ProcSampler::MostHolders);
+    return allowed > Others ? (allowed - Others) / Each : 0;
+}
+
 ProcSampler::ProcSampler(const Root& where, Helper& helper)
     : root(where), reader(where, helper), statFile(where, "/proc/stat"), loadFile(where, "/proc/loadavg"),
-      vmstatFile(where, "/proc/vmstat"), clocks(!where.isOther() && cpuClocksMatchProc()) {}
+      vmstatFile(where, "/proc/vmstat"), clocks(!where.isOther() && cpuClocksMatchProc()), mostHolders(allowHolders()) {
+}
 
 void ProcSampler::readMachine(ProcSample& sample) {
     sample.ticksBefore = sample.ticks;
@@ -128,7 +137,8 @@ uint32_t ProcSampler::newSlot(ProcSample& sample) {
 void ProcSampler::visit(ProcSample& sample, int pid, std::optional<uint64_t> mark, const ProcEntry* old) {
     if (old && mark && *mark == old->mark) return stay(sample, *old);
     ProcessStat own;
-    const auto answer = clocks && !mark ? ProcAnswer::Ended : reader.readStat(pid, own);
+    auto* held = old ? sample.slots[old->slot].held.get() : nullptr;
+    const auto answer = clocks && !mark ? ProcAnswer::Ended : reader.readStat(pid, own, held);
     const bool readable = answer == ProcAnswer::Good;
     if (answer == ProcAnswer::Ended || (!readable && !mark)) {
         if (old) end(sample, *old);
@@ -144,6 +154,7 @@ void ProcSampler::visit(ProcSample& sample, int pid, std::optional<uint64_t> mar
     const auto slot = same ? old->slot : newSlot(sample);
     auto& process = sample.slots[slot];
     process.pid = pid, process.start = own.start;
+    process.steady = same && process.pass + 1 == sample.pass ? std::min(process.steady, uint8_t{254}) + 1 : 0;
     process.pass = sample.pass;
     process.fresh = !same;
     process.born = !same && sample.paired && (!readable || beganSince(sample, own));
@@ -207,6 +218,7 @@ void ProcSampler::passOver(ProcSample& now) {
         return entry ? &now.slots[entry->slot] : nullptr;
     });
     rememberWrites(now);
+    holdFiles(now);
 }
 
 void ProcSampler::sample(ProcSample& now) {

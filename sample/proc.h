@@ -83,7 +83,9 @@ class ProcSampler {
     Children children;                          // of all slots
     std::vector<uint32_t> order;                // working space
     std::vector<Ran> active;
-    std::vector<uint32_t> ranSlots, writers;   // of `active`; of those that wrote in the last 35 s
+    std::vector<uint32_t> ranSlots, writers; // of `active`; of those that wrote in the last 35 s
+    std::vector<uint32_t> holders;           // slots of processes whose files stay open
+    size_t mostHolders;
     int turn = 0, restTurn = 0, stateTurn = 0; // the pids after which the next turn begins
 
     void readMachine(ProcSample& sample);
@@ -108,13 +110,15 @@ class ProcSampler {
     void refreshLargest(ProcSample& sample);
     void searchRunnable(ProcSample& sample);
     void rememberWrites(ProcSample& sample);
+    void holdFiles(ProcSample& sample);
 
 public:
     // A process that does not run is looked at again after so many passes: its memory, parent, state and priority; its
     // group, command and limits. On a small machine earlier: some in each pass.
     static constexpr size_t Turn = 256, RestTurn = 512, LeastInTurn = 4;
-    static constexpr size_t Largest = 200;    // whose memory is read in each pass while the kernel takes memory away
-    static constexpr size_t LeastStates = 64; // read in a pass in search of those that wait for a CPU
+    static constexpr size_t Largest = 200;      // whose memory is read in each pass while the kernel takes memory away
+    static constexpr size_t LeastStates = 64;   // read in a pass in search of those that wait for a CPU
+    static constexpr size_t MostHolders = 1280; // processes whose files stay open, four each, where so many may be open
     ProcSampler(const Root& where, Helper& helper);
     // The same sample each time: it keeps the processes.
     void sample(ProcSample& now);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 
 ProcReader::ProcReader(const Root& where, Helper& asks) : root(where), helper(asks), names(where, asks) {
     page_size = static_cast<uint64_t>(std::max(getPageSize(), 1));
@@ -23,15 +24,27 @@ void ProcReader::renew() {
     for (auto& [path, group] : groups) askForName(*group);
 }
 
+static bool hasEnded(int error) { return error == ENOENT || error == ESRCH; }
+
 ProcAnswer ProcReader::read(int pid, const char* file, Reading how, size_t most) {
     snprintf(place, sizeof place, "%d/%s", pid, file);
     if (readFile(directory, place, text, how, most) && text.error == 0) return ProcAnswer::Good;
-    const int error = text.error ? text.error : errno;
-    return error == ENOENT || error == ESRCH ? ProcAnswer::Ended : ProcAnswer::Refused;
+    return hasEnded(text.error ? text.error : errno) ? ProcAnswer::Ended : ProcAnswer::Refused;
 }
 
-ProcAnswer ProcReader::readStat(int pid, ProcessStat& stat) {
-    const auto answer = read(pid, "stat");
+// An open file is that of one process for good. Where that has ended, another one may have its pid.
+ProcAnswer ProcReader::read(int pid, const char* file, HeldFile* held) {
+    if (!held) return read(pid, file);
+    snprintf(place, sizeof place, "%d/%s", pid, file);
+    if (!held->isOpen() && !held->open(directory, place)) return read(pid, file);
+    if (held->read(text, Reading::Single) && text.error == 0) return ProcAnswer::Good;
+    const int error = text.error ? text.error : errno;
+    held->close();
+    return error == EACCES || error == EPERM ? ProcAnswer::Refused : read(pid, file);
+}
+
+ProcAnswer ProcReader::readStat(int pid, ProcessStat& stat, ProcHeld* held) {
+    const auto answer = read(pid, "stat", held ? &held->stat : nullptr);
     if (answer != ProcAnswer::Good) return stat = ProcessStat(), answer;
     return parseProcessStat(text.view(), stat) ? answer : ProcAnswer::Refused;
 }
@@ -91,7 +104,7 @@ void ProcReader::readWaits(Process& process) {
 
 void ProcReader::readWait(Process& process) {
     if (process.threads > 1 || !process.waits.empty()) return readWaits(process);
-    if (read(process.pid, "schedstat") != ProcAnswer::Good) return;
+    if (read(process.pid, "schedstat", process.held ? &process.held->schedstat : nullptr) != ProcAnswer::Good) return;
     const auto schedule = parseSchedule(text.view());
     if (!schedule || schedule->slices == 0) return; // the kernel does not count
     process.now.wait_ns = schedule->wait_ns;
@@ -110,9 +123,12 @@ void ProcReader::readIo(Process& process) {
         process.ioGroup = true;
         if (!process.born) process.before.hasIo = false;
     }
+    const bool ofThread = !process.ioGroup && process.now.children_faults > 0;
     char file[48] = "io";
-    if (!process.ioGroup && process.now.children_faults > 0) snprintf(file, sizeof file, "task/%d/io", process.pid);
-    const auto answer = read(process.pid, file);
+    if (ofThread) snprintf(file, sizeof file, "task/%d/io", process.pid);
+    auto* held = process.held.get();
+    if (held && std::exchange(held->ioOfThread, ofThread) != ofThread) held->io.close();
+    const auto answer = read(process.pid, file, held ? &held->io : nullptr);
     if (answer == ProcAnswer::Refused) process.mayReadIo = false;
     if (answer != ProcAnswer::Good) return;
     if (const auto io = parseProcessIo(text.view())) process.now.io = *io, process.now.hasIo = true;
@@ -130,7 +146,9 @@ void ProcReader::setLevels(Process& process, const ProcessStat& stat) {
     process.threads = stat.threads;
     process.nice = stat.nice;
     if (stat.state != 'D') process.wait_channel.clear();
-    if (!process.kernel) process.rss = stat.rss * page_size;
+    process.statRss = stat.rss;
+    // While it stands still, the figure of status is the more exact one.
+    if (!process.kernel && (!process.rss || stat.rss != process.readRss)) process.rss = stat.rss * page_size;
 }
 
 // "folio_wait_bit_common", without a newline. "0": it runs again, or a right is lacking.
@@ -141,7 +159,7 @@ void ProcReader::readWaitChannel(Process& process) {
 }
 
 void ProcReader::readMemory(Process& process, uint32_t pass, int64_t now_us) {
-    if (read(process.pid, "status") != ProcAnswer::Good) return;
+    if (read(process.pid, "status", process.held ? &process.held->status : nullptr) != ProcAnswer::Good) return;
     const auto status = parseProcessStatus(text.view());
     if (status.uid && process.uid != status.uid) process.uid = status.uid, process.user = userOf(*status.uid);
     process.now.hasSwitches = status.voluntary && status.involuntary && process.threads == 1;
@@ -157,7 +175,7 @@ void ProcReader::readMemory(Process& process, uint32_t pass, int64_t now_us) {
     };
     process.rss = bytes(status.rss_kib);
     process.anonymous = bytes(status.anonymous_kib), process.swap = bytes(status.swap_kib);
-    process.memory_us = now_us;
+    process.memory_us = now_us, process.readRss = process.statRss;
     if ((first && !process.born) || !process.anonymous) return;
     const auto grown = static_cast<int64_t>(sum()) - static_cast<int64_t>(before);
     process.growth = (process.growthPass == pass ? process.growth.value_or(0) : 0) + grown;
@@ -167,8 +185,9 @@ void ProcReader::readMemory(Process& process, uint32_t pass, int64_t now_us) {
 void ProcReader::readRest(Process& process) {
     process.mayReadIo = true; // tried again
     readGroup(process);
-    readCommand(process);
-    readLimits(process);
+    const bool hasRun = std::exchange(process.restPass, process.pass) != process.pass; // since its last turn
+    if (hasRun || process.command.empty()) readCommand(process);                       // only it changes its arguments
+    if (hasRun || ++process.restTurns % FullTurns == 0) readLimits(process);
     readDescriptors(process);
 }
 
@@ -207,13 +226,10 @@ void ProcReader::readRan(Process& process, const ProcessStat& stat, uint32_t pas
     readWait(process);
     const auto& before = process.before;
     const bool faulted = stat.minor_faults != before.minor_faults || stat.major_faults != before.major_faults;
-    if (settling || (!process.kernel && (faulted || stat.rss != process.statRss))) {
-        process.statRss = stat.rss;
-        readMemory(process, pass, now_us);
-    }
+    if (settling || (!process.kernel && (faulted || stat.rss != process.readRss))) readMemory(process, pass, now_us);
     if (settling) readGroup(process);
     if (settling || (process.command.empty() && !process.kernel)) readCommand(process);
-    if (process.fresh) readLimits(process);
+    if (process.fresh) readLimits(process), process.restPass = pass;
     if (process.fresh || process.passes % Often == 0) readDescriptors(process);
 }
 

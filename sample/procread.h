@@ -51,6 +51,12 @@ struct Reaped {
     ProcessIo io, ever;  // in that pass; in all passes
 };
 
+// Files of a process that runs all the time. They stay open: opening and closing a file costs more than reading it.
+struct ProcHeld {
+    HeldFile stat, schedstat, io, status;
+    bool ioOfThread = false; // `io` is that of its only thread
+};
+
 struct Process {
     // --- what it is
     int pid = 0, parent = 0;
@@ -87,10 +93,14 @@ struct Process {
 
     // --- the sampler's own
     uint8_t passes = 0; // in which it had run, as far as they matter
+    uint8_t steady = 0; // passes in a row in which it had run
+    std::unique_ptr<ProcHeld> held;
     bool mayReadIo = true;
     bool cpuTicks = false;                        // its CPU time comes from ticks
     uint64_t stack = 0, arguments = 0, flags = 0; // of stat, to notice an exec
-    uint64_t statRss = 0;                         // of stat when the memory was read, pages
+    uint64_t statRss = 0, readRss = 0;            // of the last stat; when the memory was read; pages
+    uint32_t restPass = 0;                        // `pass` when it had its last turn in readRest
+    uint8_t memoryTurns = 0, restTurns = 0;       // that it has had
     bool asked = false;                           // the helper reads its command line
     std::vector<ThreadWait> waits;                // by tid, of several threads
 };
@@ -126,6 +136,7 @@ class ProcReader {
     GroupNames names;
 
     ProcAnswer read(int pid, const char* file, Reading how = Reading::Single, size_t most = SIZE_MAX);
+    ProcAnswer read(int pid, const char* file, HeldFile* held);
     void readCounters(Process& process, const ProcessStat& stat);
     void readIo(Process& process);
     void readGroup(Process& process);
@@ -143,6 +154,7 @@ class ProcReader {
 
 public:
     static constexpr size_t MostCommand = 1024;  // bytes that are kept
+    static constexpr uint8_t FullTurns = 4;      // turns of an idle process until what hardly changes is read, too
     static constexpr uint64_t MostThreads = 512; // of a process whose waits are read
     static constexpr uint8_t Settling = 3;       // passes of a new process in which what it is may still change
     static constexpr size_t MostAsked = 256;     // command lines that the helper is asked for at a time
@@ -157,7 +169,8 @@ public:
     void takeAnswers(const std::function<Process*(int pid)>& find);
     uint64_t notAllowed() const { return text.denied + names.notAllowed(); }
 
-    ProcAnswer readStat(int pid, ProcessStat& stat);
+    // `held`: of the process that had the pid in the last pass; null: it has none.
+    ProcAnswer readStat(int pid, ProcessStat& stat, ProcHeld* held);
     // The time on a CPU of the thread named, or of all threads of a process with several; ns.
     std::optional<uint64_t> runTime(int pid, bool several);
     // The counters of a process that ran, and those of its levels that may have changed with them. Its identity and

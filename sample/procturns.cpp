@@ -11,7 +11,8 @@
 bool ProcSampler::look(ProcSample& sample, ProcEntry& entry) {
     auto& process = sample.slots[entry.slot];
     ProcessStat own;
-    if (process.start == 0 || reader.readStat(entry.pid, own) != ProcAnswer::Good || own.start != process.start)
+    if (process.start == 0 || reader.readStat(entry.pid, own, process.held.get()) != ProcAnswer::Good ||
+        own.start != process.start)
         return false; // the next pass finds out
     entry.tell |= process.parent != static_cast<int>(own.parent) || entry.state != own.state ||
                   process.nice != own.nice || own.state == 'R' || own.state == 'D';
@@ -48,8 +49,12 @@ void ProcSampler::refresh(ProcSample& sample) {
     };
     if (!sample.paired) return;
     inTurn(sample.entries, turn, share(Turn), [&](ProcEntry& entry) {
-        if (sample.slots[entry.slot].pass != sample.pass && !look(sample, entry)) return;
-        readMemory(sample, entry);
+        auto& process = sample.slots[entry.slot];
+        const bool ran = process.pass == sample.pass;
+        if (!ran && !look(sample, entry)) return;
+        // What others take of its memory is in its resident size, of which stat may not know the last few pages.
+        const bool due = ++process.memoryTurns % ProcReader::FullTurns == 0;
+        if (ran || due || process.statRss != process.readRss) readMemory(sample, entry);
     });
     inTurn(sample.entries, restTurn, share(RestTurn), [&](ProcEntry& entry) {
         auto& process = sample.slots[entry.slot];
@@ -135,4 +140,23 @@ void ProcSampler::rememberWrites(ProcSample& sample) {
         if (entry) entry->tell = true;
         return process.written.empty();
     });
+}
+
+// --- What stays open
+
+void ProcSampler::holdFiles(ProcSample& sample) {
+    constexpr uint8_t Steady = 4; // passes in a row
+    constexpr uint32_t Idle = 8;  // passes
+    std::erase_if(holders, [&](uint32_t slot) {
+        auto& process = sample.slots[slot];
+        if (process.held && sample.pass - process.pass > Idle) process.held.reset();
+        return !process.held;
+    });
+    for (const auto slot : ranSlots) {
+        auto& process = sample.slots[slot];
+        if (process.held || process.steady < Steady) continue;
+        if (holders.size() >= mostHolders) return;
+        process.held = std::make_unique<ProcHeld>();
+        holders.push_back(slot);
+    }
 }

@@ -403,7 +403,8 @@ TEST(ProcessRows, TheLargestAreReadWhileMemoryIsTaken) {
 TEST(ProcessRows, LevelsAreReadInTurn) {
     MadeProcess idle{.pid = 100};
     auto later = idle;
-    later.nice = 10, later.anonymous_kib = 1000, later.group = "/user.slice/user-0.slice/session-3.scope";
+    later.nice = 10, later.rss_kib = 2000, later.anonymous_kib = 1000,
+    later.group = "/user.slice/user-0.slice/session-3.scope";
     Watching machine(MadeTicks().text() + idle.text() + "step 1\n" + later.text() + "step 2\n");
     const auto result = machine.next();
     const auto* row = result.find(100);
