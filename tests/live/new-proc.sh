@@ -214,6 +214,34 @@ else
     echo 'skip new-proc: in a pid namespace with the /proc of the host: none can be made'
 fi
 
+# In a pid namespace of its own, where nobody else takes the pid.
+cp "$(command -v bash)" first && cp first second
+# shellcheck disable=SC2016
+if unshare --pid --fork --mount-proc sh -c 'echo 100 >/proc/sys/kernel/ns_last_pid' 2>/dev/null; then
+    unshare --pid --fork --mount-proc bash -c '
+        echo 100 >/proc/sys/kernel/ns_last_pid
+        ./first -c "while :; do :; done" &
+        pid=$!
+        "$0" record proc -i 200ms -c 14 &
+        run=$!
+        sleep 2 # its files stay open by now
+        kill -KILL "$pid" && wait "$pid" 2>/dev/null
+        echo $((pid - 1)) >/proc/sys/kernel/ns_last_pid
+        ./second -c "while :; do :; done" &
+        [ "$!" = "$pid" ] || echo "$! is not $pid" >&2
+        wait "$run"
+        kill -KILL "$pid"' "$wyrt" >again 2>errors
+    why=$(head -n 1 errors)
+    found=$(cells again PROC pid name cpu | awk '$2 ~ /^(first|second)$/ && $3 > 0 { cpu[$2] += $3; pids[$2] = $1 }
+        END { print pids["first"], (pids["first"] == pids["second"]), (cpu["first"] > 100000), (cpu["second"] > 50000) }')
+    [ "$found" = '101 1 1 1' ] || why="${why:-seen: $found}"
+    ended=$(cells again EXIT pid name | sort -u | tr '\t\n' ' ,')
+    [[ ,$ended == *,'101 first,'* ]] || why="${why:-ended: $ended}"
+    verdict 'new-proc: another process with the same pid' "$why"
+else
+    echo 'skip new-proc: another process with the same pid: pids cannot be chosen'
+fi
+
 if ((EUID == 0)) && unshare --mount mount -t proc -o hidepid=2 proc /proc 2>/dev/null; then
     # shellcheck disable=SC2016
     unshare --mount bash -c 'mount -t proc -o hidepid=2 proc /proc &&
