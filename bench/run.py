@@ -1,16 +1,17 @@
 #!/usr/bin/env python3
 """Measures runs of the new form as a whole: the first table, the memory at rest, and how large a log grows in a day.
 
-    WYRT=build/bench/wyrt bench/run.py [first | memory | large | log]...      scripts/bench new calls it
+    WYRT=build/bench/wyrt bench/run.py [first | memory | large | less | log]...      scripts/bench new calls it
 
 first   a terminal of its own: from the start of the program until its first table is there, wall clock
 memory  resident memory of `record` with the areas of `live`, after 100 intervals
 large   resident and anonymous memory of `record` on large machines, after 50 intervals and after 200, while processes
         begin and end all the time; bench-load, beside the program, makes the machines. Fails above the bounds
+less    CPU time of a sample of `record proc` with less of what it wants, beside the whole: 2,000 processes, of which 500 run
 log     `record -i 10s` for LOG_SECONDS (default 300) on this machine as it is: the bytes of an interval after the first,
         and what `zstd -3` makes of the whole log, for a day of 8640 intervals
 """
-import fcntl, os, pty, select, struct, shutil, statistics, subprocess, sys, tempfile, termios, time
+import fcntl, os, pty, resource, select, struct, shutil, statistics, subprocess, sys, tempfile, termios, time
 
 WYRT = os.environ.get("WYRT", "build/bench/wyrt")
 
@@ -109,6 +110,41 @@ def large_machines():
     return met
 
 
+USER = "setpriv --reuid=65534 --regid=65534 --clear-groups "
+HIDDEN = "unshare --mount sh -c 'mount -t proc -o hidepid=2 proc /proc && exec "
+LESS = (  # what it lacks, a shell's command around the program's
+    ("nothing", "{}"),
+    ("room for more than 1,024 open files", "ulimit -n 1024; {}"),
+    ("the rights of root", USER + "{}"),
+    ("a `/proc` of its own pid namespace", "unshare --pid --fork {}"),
+    ("the processes of others (`hidepid`)", HIDDEN + USER + "{}'"),
+)
+
+
+def sample_cost(around):
+    """CPU ms of a sample: the least of three, without the start and the first samples."""
+    def spent(count):
+        before = resource.getrusage(resource.RUSAGE_CHILDREN)
+        command = around.format(f"{os.path.abspath(WYRT)} record proc -i 100ms -c {count} >/dev/null")
+        subprocess.run(["bash", "-c", command], check=True)
+        after = resource.getrusage(resource.RUSAGE_CHILDREN)
+        return (after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime) * 1000
+    few, many = 12, 52
+    return min(spent(many) - spent(few) for _ in range(3)) / (many - few)
+
+
+def less():
+    load = subprocess.Popen([os.path.join(os.path.dirname(WYRT), "bench-load"), "--processes", "2000", "--busy", "500"],
+                            stdout=subprocess.PIPE)
+    load.stdout.readline()
+    print("| without | CPU ms of a sample |\n| --- | --- |")
+    try:
+        for name, around in LESS:
+            print(f"| {name} | {sample_cost(around):.2f} |", flush=True)
+    finally:
+        load.kill(), load.wait()
+
+
 def log(seconds):
     with tempfile.TemporaryDirectory() as folder:
         name = folder + "/log"
@@ -125,7 +161,7 @@ def log(seconds):
 
 
 def main():
-    wanted = sys.argv[1:] or ["first", "memory", "large", "log"]
+    wanted = sys.argv[1:] or ["first", "memory", "large", "less", "log"]
     if "first" in wanted:
         times = sorted(first_table() for _ in range(11))
         print(f"first table: {times[0]:.1f} ms least, {statistics.median(times):.1f} ms median of 11")
@@ -133,6 +169,8 @@ def main():
         print(f"resident memory at rest: {memory():.1f} MB")
     if "large" in wanted and not large_machines():
         sys.exit(1)
+    if "less" in wanted:
+        less()
     if "log" in wanted:
         each, ratio = log(int(os.environ.get("LOG_SECONDS", "300")))
         day = each * 8640 / 1e6
