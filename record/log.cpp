@@ -197,10 +197,10 @@ bool LogReader::takeRows(const LineRun& run, Interval& interval) {
         auto& used = filled[mine];
         rowBytes += run.count * sizeof(Row) + run.lines.size();
         if (rowBytes > MostRowBytes) return void(lines.good = false);
-        if (rows.rows.size() < used + run.count) {
-            rows.rows.reserve(used + run.count);
-            rows.rows.resize(used + run.count);
-        }
+        const size_t needed = used + run.count;
+        // In a forged log kinds can take turns line by line, so the room grows by a part of what there is already.
+        if (needed > rows.rows.capacity()) rows.rows.reserve(std::max(needed, used + used / 8));
+        if (needed > rows.rows.size()) rows.rows.resize(needed);
         lines.elapsed_us = rows.elapsed_us;
         while (!lines.text.empty()) {
             bool isRest = false;

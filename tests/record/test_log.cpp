@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <random>
 #include <sstream>
 
@@ -95,6 +97,39 @@ TEST(Log, GivesBackWhatWasWritten) {
 
 // Whatever byte changes, its interval or the head fails, and no other does.
 // Who wants lines instead of rows gets those of each interval, and the names of the head to read them with.
+// The heap's blocks that were asked for so far. All functions are replaced together: the sanitizers reject mixed ones.
+static size_t allocations = 0;
+
+[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    allocations++;
+    return std::malloc(size ? size : 1);
+}
+[[gnu::noinline]] void* operator new(size_t size) {
+    void* room = operator new(size, std::nothrow);
+    if (!room) throw std::bad_alloc();
+    return room;
+}
+[[gnu::noinline]] void operator delete(void* room) noexcept { std::free(room); }
+[[gnu::noinline]] void operator delete(void* room, size_t) noexcept { std::free(room); }
+
+// A forged log: rows are not moved for each line.
+TEST(Log, KindsThatTakeTurnsLineByLine) {
+    constexpr size_t Turns = 20000;
+    auto log = logOf(0);
+    const std::string start = ",1970-01-01T01:00:04.000+01:00,2.000000,";
+    for (size_t i = 0; i < Turns; i++) log += "FILES" + start + "1,2\nTHREADS" + start + "3\n";
+    Interval interval;
+    auto reader = readerOf(log);
+    ASSERT_EQ(reader.next(interval), LogReader::Found::Head);
+    const size_t before = allocations;
+    EXPECT_EQ(reader.next(interval), LogReader::Found::Torn);
+    EXPECT_LE(allocations - before, 1000U);
+    ASSERT_EQ(interval.filesTotal.rows.size(), Turns);
+    ASSERT_EQ(interval.threadsTotal.rows.size(), Turns);
+    EXPECT_EQ(interval.filesTotal.rows.back().descriptors, 2U);
+    EXPECT_EQ(interval.threadsTotal.rows.back().threads, 3U);
+}
+
 TEST(Log, WithoutRows) {
     const auto log = logOf(3);
     auto reader = readerOf(log, 1000);
