@@ -1,37 +1,24 @@
 #include "record/frames.h"
 
+#include "base/numbers.h"
 #include "record/crc.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <utility>
 
 // --- END lines
-
-template <typename T> static bool readWhole(std::string_view cell, T& value, int base = 10) {
-    const auto [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), value, base);
-    return error == std::errc() && end == cell.data() + cell.size() && !cell.empty();
-}
-
-// Takes the text up to the next comma, and the comma.
-static std::string_view takeCell(std::string_view& line) {
-    const auto comma = line.find(',');
-    const auto cell = line.substr(0, comma);
-    line.remove_prefix(comma == line.npos ? line.size() : comma + 1);
-    return cell;
-}
 
 bool parseEnding(std::string_view line, Ending& ending) {
     auto rest = line;
     if (takeCell(rest) != "END") return false;
     const auto time = parseMoment(takeCell(rest));
     const auto elapsed = parseSeconds(takeCell(rest));
-    if (!time || !elapsed || !readWhole(takeCell(rest), ending.number) || !readWhole(takeCell(rest), ending.records) ||
-        !readWhole(takeCell(rest), ending.bytes))
+    if (!time || !elapsed || !toNumber(takeCell(rest), ending.number) || !toNumber(takeCell(rest), ending.records) ||
+        !toNumber(takeCell(rest), ending.bytes))
         return false;
     const auto sum = takeCell(rest);
-    if (sum.size() != 8 || sum.find_first_not_of("0123456789abcdef") != sum.npos || !readWhole(sum, ending.sum, 16))
+    if (sum.size() != 8 || sum.find_first_not_of("0123456789abcdef") != sum.npos || !toNumber(sum, ending.sum, 16))
         return false;
     ending.time = *time, ending.elapsed_us = *elapsed;
     ending.upToSum = static_cast<size_t>(sum.data() - line.data());

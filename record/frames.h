@@ -10,6 +10,14 @@
 #include <memory>
 #include <string_view>
 
+// Takes the text up to the next comma, and the comma, off a line.
+inline std::string_view takeCell(std::string_view& line) {
+    const auto comma = line.find(',');
+    const auto cell = line.substr(0, comma);
+    line.remove_prefix(comma == line.npos ? line.size() : comma + 1);
+    return cell;
+}
+
 // The fields of an END line.
 struct Ending {
     Moment time;

@@ -1,5 +1,6 @@
 #include "record/log.h"
 
+#include "base/numbers.h"
 #include "record/crc.h"
 #include "record/fitting.h"
 
@@ -74,26 +75,11 @@ void LogWriter::interval(const Interval& interval, std::string& out) {
 
 // --- Reading a head
 
-// The cells of a line, one after another.
-static std::string_view takeCell(std::string_view& line) {
-    const auto comma = line.find(',');
-    const auto cell = line.substr(0, comma);
-    line.remove_prefix(comma == line.npos ? line.size() : comma + 1);
-    return cell;
-}
-
 static std::vector<std::string_view> cellsOf(std::string_view line) {
     std::vector<std::string_view> cells;
     do cells.push_back(takeCell(line));
     while (!line.empty());
     return cells;
-}
-
-static std::string_view takeLine(std::string_view& text) {
-    const auto newline = text.find('\n');
-    const auto line = text.substr(0, newline);
-    text.remove_prefix(newline == text.npos ? text.size() : newline + 1);
-    return line;
 }
 
 // "#wyrt,2,..." and "#KIND,time,secs,..."
@@ -138,8 +124,8 @@ bool LogReader::takeView(std::string_view line) {
 void LogReader::takeHead() {
     badHead = !frame.good;
     size_t cells = 0;
-    for (auto text = frame.text; !text.empty();) {
-        const auto line = takeLine(text);
+    auto text = frame.text;
+    for (std::string_view line; takeLine(text, line);) {
         if (line.starts_with('#')) takeHeadLine(line, cells);
         else if (line.starts_with(ViewKind.tag) && !takeView(line)) badHead = true;
     }
@@ -173,8 +159,7 @@ static size_t readRows(Lines& lines, const RowPlan& plan, std::byte* row, size_t
                        bool& isRest) {
     isRest = false;
     size_t count = 0;
-    for (; !lines.text.empty() && !isRest; count++, row += bytes) {
-        auto line = takeLine(lines.text);
+    for (std::string_view line; !isRest && takeLine(lines.text, line); count++, row += bytes) {
         takeCell(line), takeCell(line); // kind and time
         takeSeconds(takeCell(line), lines);
         const auto result = plan.read(line, row, none);
