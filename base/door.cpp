@@ -67,21 +67,6 @@ void Directory::close() {
     hold(nullptr);
 }
 
-static void readAll(int fd, Contents& text, Reading how, size_t most) {
-    text.size = 0;
-    text.error = 0;
-    while (text.size < most) {
-        makeRoom(text, 1);
-        const size_t wanted = std::min(text.capacity, most) - text.size;
-        const ssize_t n = read(fd, text.data.get() + text.size, wanted);
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) text.error = errno;
-        if (n <= 0) return;
-        text.size += static_cast<size_t>(n);
-        if (how == Reading::Single && static_cast<size_t>(n) < wanted) return;
-    }
-}
-
 namespace {
 // Closes the file also when there is no memory for its text.
 struct Opened {
@@ -93,7 +78,7 @@ struct Opened {
 static bool readOpened(int fd, Contents& text, Reading how, size_t most) {
     if (fd < 0) return text.noted(errno), false;
     const Opened file{fd};
-    readAll(file.fd, text, how, most);
+    readAll(text, how, most, [&](char* to, size_t size) { return read(file.fd, to, size); });
     text.noted(text.error);
     return true;
 }

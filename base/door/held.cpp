@@ -35,21 +35,6 @@ bool HeldFile::open(const Place& at, const char* name) {
     return fd >= 0;
 }
 
-static void readAll(int fd, Contents& text, Reading how, size_t most) {
-    text.size = 0;
-    text.error = 0;
-    while (text.size < most) {
-        makeRoom(text, 1);
-        const size_t wanted = std::min(text.capacity, most) - text.size;
-        const ssize_t n = pread(fd, text.data.get() + text.size, wanted, static_cast<off_t>(text.size));
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) text.error = errno;
-        if (n <= 0) return;
-        text.size += static_cast<size_t>(n);
-        if (how == Reading::Single && static_cast<size_t>(n) < wanted) return;
-    }
-}
-
 // The errors of an open file that no longer exists: a group or device (ENODEV), a process (ESRCH), a remote file
 // (ESTALE).
 static bool isGone(int error) { return error == ENODEV || error == ESRCH || error == ESTALE || error == ENXIO; }
@@ -63,7 +48,8 @@ bool HeldFile::read(Contents& text, Reading how, size_t most) {
             fd = ::open(path.c_str(), FileFlags);
             if (fd < 0) return text.noted(errno), false;
         }
-        readAll(fd, text, how, most);
+        readAll(text, how, most,
+                [&](char* to, size_t size) { return pread(fd, to, size, static_cast<off_t>(text.size)); });
         text.noted(text.error);
         if (text.size > 0 || text.error == 0) return true;
         if (!isGone(text.error)) break;
