@@ -28,7 +28,7 @@ public:
     bool work() const { return before != nullptr; }
     // Sets the terminal again, after a stop (Ctrl-Z) in which the shell used it.
     void renew();
-    // To be watched by waitUntil; -1: there are no keys.
+    // To be watched by waitUntil; -1: there are no keys, or the program is in the background now.
     int handle() const;
     // The next typed byte; none: there is none yet. At the end of the input the keys stop working.
     std::optional<char> take();

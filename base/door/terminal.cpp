@@ -25,23 +25,25 @@ static void setSingle(const termios& before) {
     tcsetattr(STDIN_FILENO, TCSANOW, &single);
 }
 
+// In the background the program would be stopped if it changed the terminal or read from it.
+static bool isForeground() { return tcgetpgrp(STDIN_FILENO) == getpgrp(); }
+
 Keys::Keys() {
     auto kept = std::make_unique<Kept>();
-    if (tcgetattr(STDIN_FILENO, &kept->settings) != 0) return;
-    if (tcgetpgrp(STDIN_FILENO) != getpgrp()) return; // in the background: changing the terminal would stop the program
+    if (tcgetattr(STDIN_FILENO, &kept->settings) != 0 || !isForeground()) return;
     before = std::move(kept);
     setSingle(before->settings);
 }
 
 Keys::~Keys() {
-    if (before) tcsetattr(STDIN_FILENO, TCSANOW, &before->settings);
+    if (before && isForeground()) tcsetattr(STDIN_FILENO, TCSANOW, &before->settings);
 }
 
 void Keys::renew() {
-    if (before && tcgetpgrp(STDIN_FILENO) == getpgrp()) setSingle(before->settings);
+    if (before && isForeground()) setSingle(before->settings);
 }
 
-int Keys::handle() const { return before ? STDIN_FILENO : -1; }
+int Keys::handle() const { return before && isForeground() ? STDIN_FILENO : -1; }
 
 std::optional<char> Keys::take() {
     pollfd input{handle(), POLLIN, 0};

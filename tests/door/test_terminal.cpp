@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 
 #include <fcntl.h>
@@ -54,6 +55,41 @@ TEST(Terminal, KeysComeOneByOneAndTheTerminalIsAsBefore) {
                                  if (poll(&input, 1, 5000) != 1 || keys.take() != 'q' || keys.take()) return 4;
                              }
                              return isEchoing() ? 0 : 5;
+                         }),
+              0);
+    close(master);
+}
+
+// The shell has put the program into the background, and reads the keys itself.
+static int inBackground(pid_t shell) {
+    Keys keys;
+    if (!keys.work()) return 1;
+    if (tcsetpgrp(STDIN_FILENO, shell) != 0) return 2;
+    return keys.handle() == -1 && !keys.take() ? 0 : 3;
+}
+
+// It goes on there, and its end does not stop it either.
+TEST(Terminal, AProgramInTheBackgroundIsNotStopped) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) GTEST_SKIP() << "no terminals here";
+    ASSERT_EQ(write(master, "q", 1), 1);
+    EXPECT_EQ(onTerminal(master,
+                         [] {
+                             const pid_t shell = getpgrp();
+                             int go[2];
+                             if (pipe(go) != 0) return 10;
+                             const pid_t program = fork();
+                             if (program == 0) {
+                                 char letter = 0;
+                                 if (read(go[0], &letter, 1) != 1) _exit(11);
+                                 _exit(inBackground(shell));
+                             }
+                             if (setpgid(program, program) != 0 || tcsetpgrp(STDIN_FILENO, program) != 0) return 12;
+                             if (write(go[1], "g", 1) != 1) return 13;
+                             int status = -1;
+                             waitpid(program, &status, WUNTRACED);
+                             if (WIFSTOPPED(status)) kill(program, SIGKILL);
+                             return WIFEXITED(status) ? WEXITSTATUS(status) : 14;
                          }),
               0);
     close(master);
