@@ -123,7 +123,7 @@ bool Helper::collect(Lane& lane, int64_t now) {
         if (auto* next = find(lane.sent.front().ticket)) next->answer.asked_us = now;
     }
     if (!lane.stuck && !lane.sent.empty() && now - lane.since > lane.sent.front().patience_us) giveUp(lane);
-    return true;
+    return !lane.stuck || find(lane.sent.front().ticket); // nobody waits for what was forgotten
 }
 
 // Its process ends by itself, unless it hangs in the kernel.

@@ -33,7 +33,8 @@ public:
     Ticket ask(Question question);
     // Never waits. Answered: the answer is handed over and the ticket is used up. Refused: the ticket is used up, too.
     State take(Ticket ticket, Answer& answer);
-    // Drops a question whose answer is not needed any more.
+    // Drops a question whose answer is not needed any more. A worker that is stuck with it is killed; most waits in the
+    // kernel end then.
     void forget(Ticket ticket);
     // Waits until no answer can be expected soon (all questions left are late), or until the monotonic clock reaches
     // `until`. Answers for the next sample need no await: they arrive during the pause.

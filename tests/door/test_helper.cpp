@@ -125,6 +125,22 @@ TEST(RealHelper, LeavesNoZombies) {
     EXPECT_EQ(helper.abandoned(), 0U);
 }
 
+// Whoever asked does not want to know any more: the worker is not waited for.
+TEST(RealHelper, AWorkerThatIsStuckWithAForgottenQuestionEnds) {
+    Helper helper;
+    const pid_t worker = std::stoi(answered(helper, question(Question::Kind::File, {"/proc/self/stat"})).text);
+    ASSERT_EQ(kill(worker, SIGSTOP), 0);
+    const auto ticket = helper.ask(question(Question::Kind::Space, {"/"}, 50000));
+    helper.await(getMonotonic() + 20000000);
+    Answer answer;
+    EXPECT_EQ(helper.take(ticket, answer), State::Late);
+    helper.forget(ticket);
+    const int64_t until = getMonotonic() + 20000000;
+    while ((helper.pump(), helper.abandoned() > 0) && getMonotonic() < until) usleep(1000);
+    EXPECT_NE(kill(worker, 0), 0);
+    EXPECT_EQ(helper.abandoned(), 0U);
+}
+
 // Nothing of the program is open in the helper, but its socket and the folder that it lists.
 TEST(RealHelper, HasNothingOfOurs) {
     const int ours = fcntl(STDERR_FILENO, F_DUPFD, 50); // not closed on exec

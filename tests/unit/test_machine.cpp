@@ -370,6 +370,24 @@ TEST(Helper, RefusesWhenTooManyHang) {
     EXPECT_EQ(helper.take(stuck[1], answer), State::Unknown);
 }
 
+// Of those who forget late questions, each ask again would cost another worker.
+TEST(Helper, WhatIsForgottenHoldsNoWorker) {
+    const Made machine("hang /1\nfs /a 1 1 1 1 1 1\n");
+    Helper helper;
+    Answer answer;
+    for (int i = 0; i < 8; i++) {
+        const auto stuck = helper.ask(space("/1"));
+        helper.await(getMonotonic() + 20000000);
+        EXPECT_EQ(helper.take(stuck, answer), State::Late);
+        EXPECT_EQ(helper.abandoned(), 1U);
+        helper.forget(stuck);
+    }
+    const auto a = helper.ask(space("/a"));
+    helper.await(getMonotonic() + 20000000);
+    EXPECT_EQ(helper.take(a, answer), State::Answered);
+    EXPECT_EQ(helper.abandoned(), 0U);
+}
+
 // What is stuck is counted together, whoever asked: a third of it ends the asking of tools.
 TEST(Helper, ToolsAndWorkersShareTheLimit) {
     const Made machine("hang /1\nhang /2\nhang /3\nfs /a 1 1 1 1 1 1\ntool vgs <<E\nout\nE\n");
