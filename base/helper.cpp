@@ -46,15 +46,18 @@ void Helper::forget(Ticket ticket) {
     std::erase(tools, ticket);
 }
 
+static Answer failure(int error) {
+    Answer answer;
+    answer.error = error;
+    return answer;
+}
+
 void Helper::finish(Ticket ticket, Answer&& answer, int64_t since, int64_t now) {
     auto* found = find(ticket);
     if (!found) return; // forgotten
     found->state = State::Answered;
-    if (!found->pieces.empty()) {
-        found->pieces += answer.text;
-        answer.text = std::move(found->pieces);
-        answer.cut |= found->cut;
-    }
+    if (found->tooLong) answer = failure(EMSGSIZE);
+    else if (!found->pieces.empty()) answer.text = std::move(found->pieces += answer.text);
     found->answer = std::move(answer);
     found->answer.asked_us = since;
     found->answer.took_us = now - since;
@@ -62,23 +65,17 @@ void Helper::finish(Ticket ticket, Answer&& answer, int64_t since, int64_t now) 
 
 // Of an answer that comes in several pieces.
 void Helper::keepPiece(Ticket ticket, const Answer& piece) {
-    constexpr size_t Most = size_t{16} << 20;
     auto* found = find(ticket);
     if (!found) return; // forgotten
-    found->cut |= found->pieces.size() + piece.text.size() > Most;
-    if (!found->cut) found->pieces += piece.text;
+    found->tooLong |= found->pieces.size() + piece.text.size() > MostText;
+    if (found->tooLong) found->pieces = {};
+    else found->pieces += piece.text;
 }
 
 void Helper::refuse(std::deque<Ticket>& from) {
     for (const Ticket ticket : from)
         if (auto* found = find(ticket)) found->state = State::Refused;
     from.clear();
-}
-
-static Answer failure(int error) {
-    Answer answer;
-    answer.error = error;
-    return answer;
 }
 
 // --- Workers

@@ -23,6 +23,7 @@ public:
     };
     // Workers and tools together. One more worker may be late, but none takes its place.
     static constexpr size_t MostAbandoned = 3;
+    static constexpr size_t MostText = size_t{16} << 20; // bytes of an answer in pieces; a longer one is EMSGSIZE
 
     Helper() = default;
     Helper(const Helper&) = delete;
@@ -52,8 +53,8 @@ private:
         Question question;
         State state = State::Queued;
         Answer answer;
-        std::string pieces; // of the answer's text, so far
-        bool cut = false;   // they were too long
+        std::string pieces;   // of the answer's text, so far
+        bool tooLong = false; // they are more than MostText
     };
     struct Sent {
         Ticket ticket;

@@ -83,8 +83,9 @@ static std::string namespaceOf(unsigned connections, unsigned segments, const st
     std::string lines = "link /proc/100/ns/net net:[5000]\nfile /proc/100/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: " +
                         std::to_string(4 * segments) + " 0\nE\nnetlink sockdiag tcp4@5000 <<E\n";
     for (unsigned i = 1; i <= connections; i++)
-        lines += "socket 10.0.0.1:80 10.1.1." + std::to_string(i) + ":4000 cookie=" + std::to_string(i) +
-                 " inode=" + std::to_string(10000 + i) + " in=" + std::to_string(segments) + "\n";
+        lines += "socket 10.0.0.1:80 10.1." + std::to_string(i / 250) + "." + std::to_string(i % 250) +
+                 ":4000 cookie=" + std::to_string(i) + " inode=" + std::to_string(10000 + i) +
+                 " in=" + std::to_string(segments) + "\n";
     return lines + more + "E\n";
 }
 
@@ -154,4 +155,44 @@ TEST(SockSampler, ANamespaceThatDoesNotAnswerIsNotKnown) {
         EXPECT_EQ(rowOf(sampled, 5000).explained, 4U);
         EXPECT_EQ(sampled.sample.spaces[1].ahead, 0U);
     }
+}
+
+// Of a list that is not whole nobody knows which sockets are new and which have ended.
+TEST(SockSampler, ANamespaceWithMoreSocketsThanAnAnswerHoldsIsNotKnown) {
+    constexpr unsigned Many = 60000;
+    const auto own = snmp(1, 1) + sockets(1, 1, 0);
+    Made made(own + namespaceOf(4, 1) + "step 1\n" + namespaceOf(Many, 2) + "step 2\n" + namespaceOf(4, 3) +
+              "step 3\n" + namespaceOf(4, 4));
+    Sampled sampled;
+    sampled.pass(processesOf(1));
+    EXPECT_TRUE(rowOf(sampled, 5000).known);
+    made.step();
+    sampled.pass({});
+    EXPECT_FALSE(rowOf(sampled, 5000).known);
+    EXPECT_EQ(sampled.sample.table.size(), 5U);
+    EXPECT_TRUE(sampled.sample.changes.empty());
+    made.step();
+    sampled.pass({});
+    EXPECT_TRUE(rowOf(sampled, 5000).known);
+    EXPECT_EQ(rowOf(sampled, 5000).moved, 4U);
+    made.step();
+    sampled.pass({});
+    EXPECT_EQ(rowOf(sampled, 5000).explained, 4U);
+}
+
+// The first list says which sockets are there. Where it may lack some, those that are found later are not new.
+TEST(SockSampler, ANamespaceIsNotKnownByAnInterruptedList) {
+    const auto own = snmp(1, 1) + sockets(1, 1, 0);
+    Made made(own + namespaceOf(1, 1, "interrupted\n") + "step 1\n" + namespaceOf(4, 2) + "step 2\n" +
+              namespaceOf(4, 3));
+    Sampled sampled;
+    sampled.pass(processesOf(1));
+    EXPECT_FALSE(rowOf(sampled, 5000).known);
+    made.step();
+    sampled.pass({});
+    EXPECT_TRUE(rowOf(sampled, 5000).known);
+    for (const auto& change : sampled.sample.changes) EXPECT_FALSE(change.born);
+    made.step();
+    sampled.pass({});
+    EXPECT_EQ(sampled.sample.changes.size(), 4U);
 }

@@ -55,6 +55,9 @@ struct TQuestion {
     int64_t since = 0; // when its helper came to it; 0: not yet
     uint64_t from = 0;
     std::string request; // for sockets
+    std::string pieces;  // an answer that is too long for one message
+    uint64_t given = 0;  // bytes of it
+    bool cut = false;    // of it
 };
 
 struct THeld {

@@ -77,7 +77,8 @@ bool Worker::isGone() { return true; }
 bool Worker::send(const Question& question, uint64_t number) {
     const std::string words = question.words.empty() ? "" : question.words[0];
     const std::string request = question.words.size() > 1 ? question.words[1] : "";
-    devices().helpers.at(fd).push_back({number, static_cast<int>(question.kind), words, 0, question.from, request});
+    devices().helpers.at(fd).push_back(
+        {number, static_cast<int>(question.kind), words, 0, question.from, request, {}, 0, false});
     return true;
 }
 
@@ -87,12 +88,29 @@ static TQuestion* dueQuestion(int handle) {
     return ready < 0 || ready > now ? nullptr : &devices().helpers.at(handle).front();
 }
 
+// An answer about sockets that is long comes in pieces, as from a real worker, and then an empty one. True: it is
+// whole.
+static bool takePiece(TQuestion& due, Answer& answer) {
+    constexpr size_t Piece = 65536;
+    if (due.pieces.empty()) {
+        answer = answerOf(due);
+        const bool sockets = due.kind == static_cast<int>(Question::Kind::Sockets);
+        if (!sockets || answer.error || answer.text.size() <= Piece) return true;
+        due.pieces.swap(answer.text), due.cut = answer.cut;
+    }
+    answer = Answer();
+    answer.cut = due.cut;
+    answer.text = due.pieces.substr(due.given, Piece);
+    due.given += answer.text.size();
+    answer.more = !answer.text.empty();
+    return !answer.more;
+}
+
 Came Worker::receive(Answer& answer, uint64_t& number) {
-    const auto* due = dueQuestion(fd);
+    auto* due = dueQuestion(fd);
     if (!due) return Came::Nothing;
-    answer = answerOf(*due);
     number = due->number;
-    devices().helpers.at(fd).pop_front();
+    if (takePiece(*due, answer)) devices().helpers.at(fd).pop_front();
     return Came::Answer;
 }
 
@@ -104,7 +122,7 @@ bool Tool::start(const Question& question) {
     for (const auto& word : question.words) words.append(words.empty() ? "" : " ").append(word);
     world().log += "tool " + words + "\n";
     fd = ++devices().lastHandle;
-    devices().helpers[fd].push_back({0, static_cast<int>(Question::Kind::Tool), words, 0, 0, ""});
+    devices().helpers[fd].push_back({0, static_cast<int>(Question::Kind::Tool), words, 0, 0, "", {}, 0, false});
     most = question.most;
     return true;
 }
