@@ -4,6 +4,7 @@
 #include "base/numbers.h"
 #include "base/text.h"
 #include "parse/netdev.h"
+#include "sample/netns.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -12,15 +13,6 @@ static SpaceLinkCounters countersOf(const Netdev& device) {
     const auto whole = [](int64_t value) { return static_cast<uint64_t>(value); };
     return {whole(device.rx_bytes),  whole(device.tx_bytes),  whole(device.rx_packets), whole(device.tx_packets),
             whole(device.rx_errors), whole(device.tx_errors), whole(device.rx_dropped), whole(device.tx_dropped)};
-}
-
-// Whether the process that was seen in the namespace is in it: it may have left, or another one may have its pid.
-bool NetSpaceSampler::isStill(const NetSpace& space) const {
-    Text<32> name, wanted;
-    char target[32];
-    const auto size = readLink(proc, name.addf("%u/ns/net", space.pid).c_str(), target, sizeof target);
-    return size > 0 &&
-           std::string_view(target, static_cast<size_t>(size)) == wanted.addf("net:[%u]", space.inode).view();
 }
 
 // The items of two lists that are sorted by `key`: calls `both` for each pair with the same one.
@@ -38,7 +30,7 @@ void NetSpaceSampler::readSpace(NetSpace& space) {
     Text<32> file;
     file.addf("%u/net/dev", space.pid);
     if (!readFile(proc, file.c_str(), text)) return void(denied += errno == EACCES || errno == EPERM);
-    if (!isStill(space)) return;
+    if (netnsOf(proc, space.pid) != space.inode) return; // it has left, or another one has its pid
     space.before_us = space.at_us;
     space.at_us = getMonotonic();
     space.read = true;

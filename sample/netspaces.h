@@ -44,7 +44,6 @@ class NetSpaceSampler {
     std::vector<NetSpace> present;
     std::vector<SpaceLink> links;
 
-    bool isStill(const NetSpace& space) const;
     void readSpace(NetSpace& space);
     void keepPresent(std::span<const SockSpace> found, std::vector<NetSpace>& spaces);
 

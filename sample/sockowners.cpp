@@ -1,6 +1,7 @@
 #include "sample/sockowners.h"
 
 #include "base/numbers.h"
+#include "sample/netns.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -43,23 +44,16 @@ bool SocketOwners::isNamed(const Process& process) const {
     return is == spaceList.end() || is->inode != process.space || is->pid == process.pid;
 }
 
-// "net:[4026531840]"
 void SocketOwners::readSpace(Process& process) {
-    char target[64];
-    const auto name = std::to_string(process.pid) + "/ns/net";
-    const auto size = readLink(proc, name.c_str(), target, sizeof target);
-    if (size < 0 && (errno == EACCES || errno == EPERM)) forbidden++;
-    std::string_view text(target, size < 0 ? 0 : static_cast<size_t>(size));
-    uint32_t inode = 0;
-    if (text.starts_with("net:[") && text.ends_with("]")) toNumber(text.substr(5, text.size() - 6), inode);
+    const auto inode = netnsOf(proc, process.pid);
+    if (inode == 0 && (errno == EACCES || errno == EPERM)) forbidden++;
     if (inode == process.space) return;
     spacesChanged |= isNamed(process);
     process.space = inode;
     spacesChanged |= isNamed(process);
 }
 
-const std::vector<ProcessSpace>& SocketOwners::spaces() {
-    if (!spacesChanged) return spaceList;
+void SocketOwners::listSpaces() {
     spacesChanged = false;
     compared += processes.size();
     std::map<uint32_t, uint32_t> pids;
@@ -67,6 +61,17 @@ const std::vector<ProcessSpace>& SocketOwners::spaces() {
         if (process.pid && process.space) pids.try_emplace(process.space, process.pid);
     spaceList.clear();
     for (const auto& [inode, pid] : pids) spaceList.push_back({inode, pid});
+}
+
+// The named processes are looked at each time: what is read through one that has left would be of another namespace.
+const std::vector<ProcessSpace>& SocketOwners::spaces() {
+    constexpr int MostRounds = 4; // in each, other processes are named
+    if (spacesChanged) listSpaces();
+    for (int round = 0; round < MostRounds; round++) {
+        for (const auto& space : spaceList) readSpace(processes[places.at(space.pid)]);
+        if (!spacesChanged) break;
+        listSpaces();
+    }
     return spaceList;
 }
 

@@ -68,6 +68,7 @@ class SocketOwners {
     uint32_t placeOf(uint32_t pid, uint64_t start, SocketTable& table);
     void remove(uint32_t place, SocketTable& table);
     void readSpace(Process& process);
+    void listSpaces();
     static uint32_t inodeOf(const HeldPlace& links, const char* name);
     size_t look(Process& process, SocketTable& table);
     void merge(Process& process, SocketTable& table);

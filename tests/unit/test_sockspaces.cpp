@@ -97,6 +97,33 @@ static NetnsRow rowOf(const Sampled& sampled, uint64_t netns) {
     return {};
 }
 
+// It entered another namespace and did not run since: its files are those of the other one.
+TEST(SockSampler, ANamespaceIsNotReadThroughAProcessThatHasLeft) {
+    const auto in = [](unsigned pid, unsigned inode) {
+        return "link /proc/" + std::to_string(pid) + "/ns/net net:[" + std::to_string(inode) + "]\n";
+    };
+    const auto counts = [](unsigned pid, unsigned segments) {
+        return "file /proc/" + std::to_string(pid) + "/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: " +
+               std::to_string(segments) + " 0\nE\n";
+    };
+    Made made(snmp(1, 1) + sockets(1, 1, 0) + in(100, 5000) + in(101, 5000) + counts(100, 10) + counts(101, 10) +
+              "step 1\n" + in(100, 6000) + counts(100, 900000) + counts(101, 14) + "step 2\n" + in(101, 6000));
+    Sampled sampled;
+    auto all = processesOf(2);
+    for (int pid = 200; pid < 300; pid++) all.push_back({pid, 7, 1, true, false, 'S'}); // each has its turn
+    for (int pass = 0; pass < 3; pass++) sampled.pass(all);
+    EXPECT_EQ(sampled.sample.spaces.at(1).pid, 100U);
+    made.step();
+    sampled.pass({});
+    EXPECT_EQ(sampled.sample.spaces[1].inode, 5000U);
+    EXPECT_EQ(sampled.sample.spaces[1].pid, 101U);
+    EXPECT_EQ(rowOf(sampled, 5000).segments_in, 4U);
+    EXPECT_EQ(sampled.sample.spaces.at(2).inode, 6000U);
+    made.step();
+    sampled.pass({});
+    EXPECT_TRUE(sampled.sample.spaces[1].free);
+}
+
 TEST(SockSampler, AnInterruptedListOfANamespaceRemovesNothing) {
     const auto own = snmp(1, 1) + sockets(1, 1, 0);
     Made made(own + namespaceOf(4, 1) + "step 1\n" + namespaceOf(1, 2, "interrupted\n") + "step 2\n" +
