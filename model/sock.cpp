@@ -31,6 +31,7 @@ static void spaceRow(const SockSample& sample, const SockSpace& space, const Pro
         row.tcp_memory = is.levels.tcp_pages * processes.page_size;
     }
     row.somaxconn = space.somaxconn;
+    if (space.own) row.left_out = sample.leftOut;
     row.moved = space.moved, row.asked = space.asked, row.listed = space.listed;
     if (space.known && sample.paired) {
         row.explained = space.explained, row.received = space.received, row.sent = space.sent;

@@ -37,6 +37,7 @@ struct NetnsRow {
     uint64_t asked = 0;                              // sockets that the kernel was asked for one by one
     bool listed = false;                             // it was asked for all of them
     std::optional<uint64_t> somaxconn;               // the most that a listener gets
+    std::optional<uint64_t> left_out;                // of the own one: how many others are not looked at
 };
 inline constexpr auto NetnsKind = kind<NetnsRow>(
     "NETNS", id("netns", &NetnsRow::netns), label("name", &NetnsRow::name), level("own", "", &NetnsRow::own),
@@ -55,7 +56,7 @@ inline constexpr auto NetnsKind = kind<NetnsRow>(
     amount("udp_no_port", "", &NetnsRow::udp_no_port), amount("udp_errors", "", &NetnsRow::udp_errors),
     amount("udp_full", "", &NetnsRow::udp_full), level("moved", "", &NetnsRow::moved),
     level("asked", "", &NetnsRow::asked), level("listed", "", &NetnsRow::listed),
-    level("somaxconn", "", &NetnsRow::somaxconn));
+    level("somaxconn", "", &NetnsRow::somaxconn), level("left_out", "", &NetnsRow::left_out));
 
 // The sockets of one protocol and family in one namespace, by their state.
 struct SocksRow {

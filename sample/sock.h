@@ -92,6 +92,7 @@ struct SockSample {
     bool paired = false;              // this was not the first pass
     uint32_t pass = 0;
     std::vector<SockSpace> spaces;
+    uint64_t leftOut = 0; // namespaces that there is no room for
     SocketTable table;
     std::vector<SocketChange> changes;
     std::vector<EndedSocket> ended;
@@ -137,6 +138,10 @@ class SockSampler {
         bool tcp = false, udp = false; // all of these were asked for
     };
     std::vector<Asking> asking;
+    // Inodes of other namespaces: those without an answer in time; the one that the next pass begins with; one that did
+    // not answer though it was asked first.
+    std::vector<uint32_t> unanswered;
+    uint32_t nextFirst = 0, slowest = 0;
     // Other namespaces: their places in the sample, places that are free, and sockets with something in a queue.
     std::unordered_map<uint32_t, uint16_t> places; // by inode
     std::set<uint16_t> unusedPlaces;
@@ -187,15 +192,17 @@ class SockSampler {
     void gatherQueued();
     void askOther(uint16_t at);
     void takeOthers();
+    void chooseFirst();
+    void sampleOther(const ProcessSpace& there);
     void removeSpace(uint16_t at);
     void findListenerOwners();
     void finish(std::span<const Ran> ran);
 
 public:
-    static constexpr size_t Share = 6;           // at most one of so many sockets is asked for by itself
-    static constexpr unsigned MostUncertain = 8; // passes until all are listed, when segments moved meanwhile
-    static constexpr unsigned UnixTurn = 64;     // passes until the machine's own sockets are counted again
-    static constexpr size_t MostSpaces = 1024;
+    static constexpr size_t Share = 6;             // at most one of so many sockets is asked for by itself
+    static constexpr unsigned MostUncertain = 8;   // passes until all are listed, when segments moved meanwhile
+    static constexpr unsigned UnixTurn = 64;       // passes until the machine's own sockets are counted again
+    static constexpr size_t MostSpaces = 1024;     // network namespaces, the own one included
     static constexpr size_t MostReports = 1 << 18; // of ended sockets between two passes: 42 MB
     SockSampler(const Root& where, Helper& asked);
     // `ran`: the processes that ran since the pass before; in the first pass all of them. The same sample each time: it

@@ -95,6 +95,9 @@ void SockSampler::takeOthers() {
         const auto state = helper.take(ask.ticket, answer);
         const bool answered = state == Helper::State::Answered && answer.error == 0;
         if (state != Helper::State::Answered) helper.forget(ask.ticket);
+        const bool refused = state == Helper::State::Refused || state == Helper::State::Unknown;
+        if (!refused && state != Helper::State::Answered) unanswered.push_back(space.inode);
+        else if (space.inode == slowest) slowest = 0;
         forbidden += answer.error == EPERM || answer.error == EACCES;
         if (answer.error == ENOENT) space.now.known = false; // the namespace has ended
         // What moved in it is found out when all are listed in the next pass.
@@ -106,30 +109,49 @@ void SockSampler::takeOthers() {
         if (ask.tcp) sweep(ask.space, IPPROTO_TCP);
         if (ask.udp) sweep(ask.space, IPPROTO_UDP);
     }
+}
+
+// The next pass begins with the first namespace that had no answer in time. One that was asked before all others had
+// all the time there is: until it answers it is not asked first again.
+void SockSampler::chooseFirst() {
+    if (!unanswered.empty() && unanswered.front() == now->spaces[asking.front().space].inode)
+        slowest = unanswered.front();
+    const auto next =
+        std::find_if(unanswered.begin(), unanswered.end(), [&](uint32_t inode) { return inode != slowest; });
+    if (next != unanswered.end()) nextFirst = *next;
+    unanswered.clear();
     asking.clear();
+}
+
+// Reads the counters of a namespace, and asks for its sockets.
+void SockSampler::sampleOther(const ProcessSpace& there) {
+    const auto at = spaceOf(there.inode);
+    if (at == 0) return void(now->leftOut++);
+    auto& space = now->spaces[at];
+    space.pid = there.pid;
+    if (!readCounters(space)) return;
+    readSlow(space);
+    if (answers) askOther(at);
 }
 
 void SockSampler::sampleOthers() {
     constexpr int64_t Patience = 250000;   // microseconds, for all namespaces together
     const auto& present = owners.spaces(); // by inode
+    const auto precedes = [](auto& space, uint32_t inode) { return space.inode < inode; };
     for (uint16_t at = 1; at < now->spaces.size(); at++) {
         const auto inode = now->spaces[at].inode;
-        const auto is = std::lower_bound(present.begin(), present.end(), inode,
-                                         [](auto& space, uint32_t number) { return space.inode < number; });
+        const auto is = std::lower_bound(present.begin(), present.end(), inode, precedes);
         if (!now->spaces[at].free && (is == present.end() || is->inode != inode)) removeSpace(at);
     }
     gatherQueued();
-    for (const auto& there : present) {
-        if (there.inode == now->spaces[0].inode) continue;
-        const auto at = spaceOf(there.inode);
-        if (at == 0) break;
-        auto& space = now->spaces[at];
-        space.pid = there.pid;
-        if (!readCounters(space)) continue;
-        readSlow(space);
-        if (answers) askOther(at);
+    now->leftOut = 0;
+    auto there = std::lower_bound(present.begin(), present.end(), nextFirst, precedes);
+    for (size_t i = 0; i < present.size(); i++, ++there) {
+        if (there == present.end()) there = present.begin();
+        if (there->inode != now->spaces[0].inode) sampleOther(*there);
     }
     if (asking.empty()) return;
     helper.await(getMonotonic() + Patience, Helper::Await::NoTools);
     takeOthers();
+    chooseFirst();
 }

@@ -57,11 +57,11 @@ static void showStates(const Interval& interval, Page& page) {
 static std::string countersText(const Interval& interval) {
     const double seconds = interval.namespaces.seconds();
     NetnsRow sum;
-    uint64_t time_wait = 0, others = 0, unknown = 0;
+    uint64_t time_wait = 0, others = 0, unknown = 0, left_out = 0;
     for (auto& row : interval.namespaces.rows) {
         addAmounts(NetnsKind, row, sum);
         time_wait += row.time_wait.value_or(0);
-        others += !row.own, unknown += !row.known;
+        others += !row.own, unknown += !row.known, left_out += row.left_out.value_or(0);
     }
     const auto rate = [&](const std::optional<uint64_t>& amount, const char* what) {
         return rateText(amount, seconds) + what;
@@ -82,6 +82,7 @@ static std::string countersText(const Interval& interval) {
     if (const auto lost = sum.reports_lost.value_or(0); lost > 0)
         text += "; reports of ended sockets were lost " + std::to_string(lost) + (lost == 1 ? " time" : " times");
     if (others > 0) text += "; " + counted(others, "other network");
+    if (left_out > 0) text += "; " + counted(left_out, "more network") + " not looked at";
     if (unknown > 0) text += "; sockets not known: wyrt check";
     return text;
 }

@@ -1,5 +1,7 @@
 // Sockets of other network namespaces.
+#include "base/clock.h"
 #include "tests/unit/sockmade.h"
+#include "view/sock.h"
 
 #include <gtest/gtest.h>
 
@@ -103,8 +105,8 @@ TEST(SockSampler, ANamespaceIsNotReadThroughAProcessThatHasLeft) {
         return "link /proc/" + std::to_string(pid) + "/ns/net net:[" + std::to_string(inode) + "]\n";
     };
     const auto counts = [](unsigned pid, unsigned segments) {
-        return "file /proc/" + std::to_string(pid) + "/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: " +
-               std::to_string(segments) + " 0\nE\n";
+        return "file /proc/" + std::to_string(pid) +
+               "/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: " + std::to_string(segments) + " 0\nE\n";
     };
     Made made(snmp(1, 1) + sockets(1, 1, 0) + in(100, 5000) + in(101, 5000) + counts(100, 10) + counts(101, 10) +
               "step 1\n" + in(100, 6000) + counts(100, 900000) + counts(101, 14) + "step 2\n" + in(101, 6000));
@@ -222,4 +224,78 @@ TEST(SockSampler, ANamespaceIsNotKnownByAnInterruptedList) {
     made.step();
     sampled.pass({});
     EXPECT_EQ(sampled.sample.changes.size(), 4U);
+}
+
+// The helper has time for two of six in a pass, and works on during the pause.
+TEST(SockSampler, NamespacesTakeTurnsWhereNotAllCanAnswer) {
+    constexpr unsigned Count = 6, Passes = 3;
+    std::string lines = snmp(1, 1) + sockets(1, 1, 0);
+    for (unsigned i = 0; i < Count; i++) lines += "answerafter 100 /proc/" + std::to_string(100 + i) + "/ns/net\n";
+    for (unsigned pass = 0; pass < Passes; pass++)
+        lines += namespaces(Count, 1 + pass) + "step " + std::to_string(pass + 1) + "\n";
+    Made made(lines);
+    Sampled sampled;
+    std::vector<unsigned> known(Count + 1);
+    for (unsigned pass = 0; pass < Passes; pass++) {
+        sampled.pass(processesOf(Count));
+        for (unsigned i = 1; i <= Count; i++) known[i] += sampled.sample.spaces.at(i).known;
+        sampled.helper.await(getMonotonic() + 900000);
+        made.step();
+    }
+    for (unsigned i = 1; i <= Count; i++) EXPECT_EQ(known[i], 1U) << i;
+}
+
+TEST(SockSampler, OneNamespaceThatHangsDoesNotHoldTheOthersUp) {
+    constexpr unsigned Count = 4, Passes = 6;
+    for (const char* hanging : {"100", "102"}) {
+        SCOPED_TRACE(hanging);
+        std::string lines = snmp(1, 1) + sockets(1, 1, 0) + "hang /proc/" + hanging + "/ns/net\n";
+        for (unsigned pass = 0; pass < Passes; pass++)
+            lines += namespaces(Count, 1 + pass) + "step " + std::to_string(pass + 1) + "\n";
+        Made made(lines);
+        Sampled sampled;
+        std::vector<unsigned> known(Count + 1);
+        for (unsigned pass = 0; pass < Passes; pass++) {
+            sampled.pass(processesOf(Count));
+            for (unsigned i = 1; i <= Count; i++) known[i] += sampled.sample.spaces.at(i).known;
+            sampled.helper.await(getMonotonic() + 1900000);
+            made.step();
+        }
+        for (unsigned i = 1; i <= Count; i++) {
+            const bool hangs = std::to_string(99 + i) == hanging;
+            if (hangs) EXPECT_EQ(known[i], 0U);
+            else EXPECT_GE(known[i], Passes - 2) << i;
+        }
+    }
+}
+
+// More namespaces than there is room for: those that have a place go on, and how many have none is said.
+TEST(SockSampler, NamespacesThatAreTooManyAreCounted) {
+    constexpr unsigned Room = SockSampler::MostSpaces - 1, Count = Room + 5;
+    const auto lines = [](unsigned segments) {
+        std::string text;
+        for (unsigned i = 0; i < Count; i++) {
+            const auto process = "/proc/" + std::to_string(100 + i);
+            text += "link " + process + "/ns/net net:[" + std::to_string(5000 + i) + "]\nfile " + process +
+                    "/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: " + std::to_string(segments) + " 0\nE\n";
+        }
+        return text;
+    };
+    Made made(snmp(1, 1) + sockets(1, 1, 0) + lines(1) + "step 1\n" + lines(4) +
+              "link /proc/99/ns/net net:[4000]\nfile /proc/99/net/snmp <<E\nTcp: InSegs OutSegs\nTcp: 7 0\nE\n");
+    Sampled sampled;
+    sampled.pass(processesOf(Count));
+    EXPECT_EQ(sampled.sample.spaces.size(), SockSampler::MostSpaces);
+    EXPECT_EQ(rowOf(sampled, sampled.own().inode).left_out, 5U);
+    made.step();
+    sampled.pass({{99, 7, 1, true, false, 'S'}}); // its namespace is the first, and has no place
+    EXPECT_EQ(rowOf(sampled, sampled.own().inode).left_out, 6U);
+    Interval interval;
+    sockRows(sampled.sample, ProcSample(), ViewRow(), interval);
+    const LogHead head;
+    const ViewRow asked;
+    Page page(0, false);
+    showSockets(interval, {head, asked}, page);
+    EXPECT_NE(page.text().find("; 6 more networks not looked at"), std::string::npos) << page.text();
+    for (const unsigned inode : {5000U, 5000U + Room - 1}) EXPECT_EQ(rowOf(sampled, inode).segments_in, 3U) << inode;
 }
