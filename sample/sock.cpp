@@ -91,7 +91,6 @@ void SockSampler::sample(std::span<const Ran> ran, std::span<const GoneProcess> 
         constexpr size_t MostServices = 1 << 20; // bytes
         if (readFile(root.path("/etc/services").c_str(), text, Reading::Whole, MostServices))
             to.services = parseServices(text.view());
-        readPortLimits();
     }
     for (auto& space : to.spaces) {
         space.paired = space.now.known;

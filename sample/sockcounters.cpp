@@ -23,11 +23,12 @@ bool SockSampler::readCounters(SockSpace& space) {
     return counters.known;
 }
 
-// What changes only when connections begin.
+// What changes only when connections begin, and settings that matter only then: people change them at any time.
 void SockSampler::readSlow(SockSpace& space) {
     const bool still = space.paired && space.now.tcp == space.before.tcp && space.before.listen;
     space.now.listen = still ? space.before.listen : parseListenCounters(readOf(space, netstat, "netstat"));
-    if (!space.own || space.somaxconn) return;
+    if (!space.own || (still && space.somaxconn)) return;
+    readPortLimits();
     uint64_t most = 0;
     auto rest = somaxconn.read(text) ? text.view() : std::string_view();
     if (takeNumber(rest, most)) space.somaxconn = most;

@@ -96,3 +96,25 @@ TEST(SockSampler, ManyPortsInTimeWaitAreNotCountedInEachPass) {
     sampled.pass({});
     EXPECT_EQ(ports(), 0U); // less than half of them
 }
+
+// Somebody changes the settings while the sampler is at work.
+TEST(SockSampler, SettingsAreReadAgainWhenConnectionsMove) {
+    const auto settings = [](const char* range, const char* somaxconn) {
+        return std::string("text /proc/sys/net/ipv4/ip_local_port_range \"") + range +
+               "\\n\"\ntext /proc/sys/net/core/somaxconn \"" + somaxconn + "\\n\"\n";
+    };
+    Made made(snmp(1, 1) + sockets(1, 1, 0) + settings("40000\\t40099", "128") +
+              "file /proc/net/netstat <<E\nTcpExt: ListenOverflows\nTcpExt: 0\nE\nstep 1\n" +
+              settings("30000\\t40099", "4096") + "step 2\n" + snmp(2, 1));
+    Sampled sampled;
+    sampled.pass({});
+    EXPECT_EQ(sampled.sample.portRange, 100U);
+    EXPECT_EQ(sampled.own().somaxconn, 128U);
+    made.step();
+    sampled.pass({}); // nothing moved: nothing is read
+    EXPECT_EQ(sampled.sample.portRange, 100U);
+    made.step();
+    sampled.pass({});
+    EXPECT_EQ(sampled.sample.portRange, 10100U);
+    EXPECT_EQ(sampled.own().somaxconn, 4096U);
+}
