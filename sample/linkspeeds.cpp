@@ -10,14 +10,16 @@ static bool hasSpeed(const Link& link) {
     return real && !(link.flags & IFF_LOOPBACK) && (link.flags & IFF_RUNNING);
 }
 
+void LinkSpeeds::forget(uint32_t index) {
+    const auto known = speeds.find(index);
+    if (known == speeds.end()) return;
+    helper.forget(known->second.ticket);
+    speeds.erase(known);
+}
+
 void LinkSpeeds::ask(const Link& link) {
+    if (!hasSpeed(link)) return forget(link.index);
     const auto known = speeds.find(link.index);
-    if (!hasSpeed(link)) {
-        if (known == speeds.end()) return;
-        helper.forget(known->second.ticket);
-        speeds.erase(known);
-        return;
-    }
     if (known != speeds.end() && known->second.name == link.name &&
         known->second.carrier_changes == link.carrier_changes)
         return;

@@ -28,5 +28,5 @@ public:
     // Bits a second; none: not known.
     std::optional<uint64_t> of(uint32_t index) const;
     // The interface is gone.
-    void forget(uint32_t index) { speeds.erase(index); }
+    void forget(uint32_t index);
 };

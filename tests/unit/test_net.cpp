@@ -1,6 +1,9 @@
 #include "model/net.h"
+
+#include "base/clock.h"
 #include "parse/attributes.h"
 #include "parse/link.h"
+#include "tests/unit/made.h"
 #include "view/net.h"
 
 #include <cstring>
@@ -392,4 +395,19 @@ TEST(NetView, NarrowAndIdle) {
     all.links = all.idle = 4;
     interval.linksTotal.rows.push_back(all);
     EXPECT_EQ(shown(interval, 0), "NET  4 interfaces, idle\n");
+}
+
+// An interface that is gone while its driver is asked.
+TEST(LinkSpeeds, WhatIsForgottenIsNotWaitedFor) {
+    const Made made("hang eth0\n");
+    Helper helper;
+    LinkSpeeds speeds(helper);
+    Link link;
+    link.index = 2, link.name = "eth0", link.flags = IFF_RUNNING;
+    speeds.ask(link);
+    helper.await(getMonotonic() + 20000000);
+    EXPECT_EQ(helper.abandoned(), 1U);
+    speeds.forget(2);
+    helper.pump();
+    EXPECT_EQ(helper.abandoned(), 0U);
 }
