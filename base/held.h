@@ -29,7 +29,8 @@ public:
     // when the read fails after its first bytes; `text.error` has the reason.
     bool read(Contents& text, Reading how = Reading::Whole, size_t most = SIZE_MAX);
     // Whether the kernel has reported a change since the file was opened or since the last call. Works for
-    // /proc/self/mountinfo, /proc/swaps, /proc/mdstat. False when the file is not open.
+    // /proc/self/mountinfo and /proc/swaps, and for /proc/mdstat, whose change is reported until it is read again.
+    // False when the file is not open.
     bool changed();
     bool isOpen() const { return fd >= 0; }
     void close();

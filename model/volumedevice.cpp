@@ -53,7 +53,7 @@ static std::string raidState(const BlockDevice& device) {
     if (device.raidDegraded)
         state.append(state.empty() ? "" : ", ")
             .append("degraded " + std::to_string(device.raidDegraded) + " of " + std::to_string(device.raidDisks));
-    if (device.raidSync.empty() || device.raidSync == "idle" || device.raidSync == "none") return state;
+    if (!isSyncing(device)) return state;
     state.append(state.empty() ? "" : ", ").append(device.raidSync);
     uint64_t done = 0, all = 0; // "1234 / 5678", or "none", "delayed"
     const std::string_view text = device.raidCompleted;

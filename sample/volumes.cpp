@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <tuple>
 
 namespace {
 // The small files and links of one folder of /sys.
@@ -75,6 +76,7 @@ static void readRaid(BlockDevice& device, Folder& folder) {
     device.raidCompleted = folder.read("md/sync_completed");
     device.raidDisks = folder.number<unsigned>("md/raid_disks");
     device.raidDegraded = folder.number<unsigned>("md/degraded");
+    device.members.clear();
     for (auto& name : namesIn(&folder.directory, "md")) {
         if (!name.starts_with("dev-")) continue;
         const std::string state(folder.read(("md/" + name + "/state").c_str()));
@@ -158,6 +160,30 @@ void readVolumes(const Root& root, VolumeSample& sample) {
     readBtrfs(root, text, sample.btrfs);
     sample.denied += text.denied;
     readMounts(root, sample);
+}
+
+static auto raidOf(const BlockDevice& device) {
+    return std::tie(device.raidLevel, device.raidState, device.raidSync, device.raidCompleted, device.raidDisks,
+                    device.raidDegraded, device.members);
+}
+
+bool readRaids(const Root& root, VolumeSample& sample) {
+    Contents text;
+    bool changed = false;
+    for (auto& device : sample.devices) {
+        Folder folder(text);
+        const auto path = root.path("/sys/block/" + device.name);
+        if (device.raidLevel.empty() || !folder.directory.open(path.c_str())) continue;
+        const auto before = device;
+        readRaid(device, folder);
+        changed |= raidOf(before) != raidOf(device);
+    }
+    sample.denied += text.denied;
+    return changed;
+}
+
+bool isSyncing(const BlockDevice& device) {
+    return !device.raidSync.empty() && device.raidSync != "idle" && device.raidSync != "none";
 }
 
 // The device of "8:16"; null: there is none.

@@ -15,6 +15,7 @@
 
 struct RaidMember {
     std::string device, state; // sda1, "in_sync", "faulty", "spare" ... as the kernel lists them
+    bool operator==(const RaidMember&) const = default;
 };
 
 struct BlockDevice {
@@ -57,6 +58,10 @@ struct VolumeSample {
 void readVolumes(const Root& root, VolumeSample& sample);
 // Reads the mounts and swap areas only.
 void readMounts(const Root& root, VolumeSample& sample);
+// Reads the states of the known RAID arrays only. True: one has changed.
+bool readRaids(const Root& root, VolumeSample& sample);
+// Whether a RAID array is being built, checked or repaired.
+bool isSyncing(const BlockDevice& device);
 // What a uevent of the kernel means for the sample: a multipath path that failed or came back changes its state here.
 // True: the devices must be read again.
 bool takeUevent(VolumeSample& sample, std::string_view message);

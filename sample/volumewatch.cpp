@@ -2,6 +2,8 @@
 
 #include "parse/uevent.h"
 
+#include <algorithm>
+
 static constexpr int NewsBytes = 1 << 20;        // a machine that scans a thousand paths sends them at once
 static constexpr int64_t ToolPatience = 2000000; // microseconds; multipathd answers in milliseconds or hangs
 static constexpr int64_t LvmPatience = 1000000;  // it reads every disk that may belong to a group
@@ -12,9 +14,15 @@ void VolumeSampler::start() {
     mounts = HeldFile(root, "/proc/self/mountinfo");
     swaps = HeldFile(root, "/proc/swaps");
     partitions = HeldFile(root, "/proc/partitions");
+    raids = HeldFile(root, "/proc/mdstat");
     mounts.read(text);
     swaps.read(text);
     partitionsChanged();
+    readAll();
+}
+
+void VolumeSampler::readAll() {
+    if (!raids.isOpen()) raids.read(text); // it is there since the first array
     readVolumes(root, now);
     askMaps = hasMultipath(now), askGroups = hasLvm(now);
 }
@@ -24,6 +32,16 @@ bool VolumeSampler::partitionsChanged() {
     if (!partitions.read(text) || text.view() == known) return false;
     known = text.view();
     return true;
+}
+
+// An array that loses a member, or begins to be repaired, has no uevent. The kernel announces it in another way, but
+// not how far a repair has come.
+bool VolumeSampler::raidsChanged() {
+    constexpr uint64_t SyncTurn = 64; // samples
+    const bool announced = raids.changed();
+    if (announced) raids.read(text); // which ends the announcement
+    const bool turn = samples % SyncTurn == 0 && std::any_of(now.devices.begin(), now.devices.end(), isSyncing);
+    return (announced || turn) && readRaids(root, now);
 }
 
 bool VolumeSampler::takeNews() {
@@ -37,16 +55,15 @@ bool VolumeSampler::takeNews() {
     }
     if (events.overruns() != lost) again = true;
     lost = events.overruns();
-    const bool mounted = mounts.changed(), swapped = swaps.changed();
+    const bool mounted = mounts.changed(), swapped = swaps.changed(), raid = raidsChanged();
     if (again) {
-        readVolumes(root, now);
-        askMaps = hasMultipath(now), askGroups = hasLvm(now);
+        readAll();
         if (!askMaps) now.maps.clear();
         if (!askGroups) now.groups.clear();
     } else if (mounted || swapped) {
         readMounts(root, now);
     }
-    return again || news || mounted || swapped;
+    return again || news || mounted || swapped || raid;
 }
 
 // What a tool has printed, once it has ended well; empty: it failed or came too late. None: it is still at work.

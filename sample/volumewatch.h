@@ -13,7 +13,7 @@
 class VolumeSampler {
     Root root;
     Netlink events; // uevents of the kernel
-    HeldFile mounts, swaps, partitions;
+    HeldFile mounts, swaps, partitions, raids;
     std::string known; // the text of /proc/partitions, looked at where uevents cannot be had
     uint64_t lost = 0; // uevents that came too late to be taken
     uint64_t samples = 0;
@@ -26,6 +26,8 @@ class VolumeSampler {
     void start();
     bool takeNews();
     bool partitionsChanged();
+    bool raidsChanged();
+    void readAll();
     std::optional<std::string> takeOutput(Helper::Ticket& asked);
     bool askMultipathd();
     bool askLvm();

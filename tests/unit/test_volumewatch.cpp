@@ -81,6 +81,35 @@ TEST(VolumeSampler, LostNewsAndNoneAtAll) {
     EXPECT_EQ(deaf.sampler.now.devices.size(), 2u);
 }
 
+// The kernel has no uevent for that.
+TEST(VolumeSampler, AnArrayThatLosesAMemberAndIsRepaired) {
+    const auto array = [](const char* degraded, const char* action, const char* completed) {
+        return std::string("text /sys/block/md0/md/degraded \"") + degraded +
+               "\"\ntext /sys/block/md0/md/sync_action \"" + action + "\"\ntext /sys/block/md0/md/sync_completed \"" +
+               completed + "\"\n";
+    };
+    Machine watched(Disk +
+                    "text /proc/mdstat \"[UU]\"\ntext /sys/block/md0/dev \"9:0\"\n"
+                    "text /sys/block/md0/size \"8\"\ntext /sys/block/md0/md/level \"raid1\"\n"
+                    "text /sys/block/md0/md/raid_disks \"2\"\ntext /sys/block/md0/md/dev-sda/state \"in_sync\"\n" +
+                    array("0", "idle", "none") + "step 1\nstep 2\ntext /proc/mdstat \"[U_]\"\n" +
+                    array("1", "recover", "1 / 8") + "step 3\n" + array("1", "recover", "4 / 8"));
+    watched.sample();
+    const auto& devices = watched.sampler.now.devices;
+    ASSERT_EQ(devices.size(), 2U);
+    EXPECT_EQ(devices[0].raidDegraded, 0U);
+    EXPECT_FALSE(watched.step());
+    EXPECT_TRUE(watched.step());
+    EXPECT_EQ(devices[0].raidDegraded, 1U);
+    EXPECT_EQ(devices[0].raidCompleted, "1 / 8");
+    EXPECT_EQ(devices[0].members.size(), 1U);
+    watched.made.step();
+    int changes = 0;
+    for (int i = 0; i < 64; i++) changes += watched.sample();
+    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(devices[0].raidCompleted, "4 / 8");
+}
+
 static const std::string Map = "text /sys/block/dm-0/dev \"253:0\\n\"\ntext /sys/block/dm-0/size \"8\\n\"\ntext "
                                "/sys/block/dm-0/dm/name \"mpatha\\n\"\n"
                                "text /sys/block/dm-0/dm/uuid \"mpath-1\\n\"\n";
