@@ -141,16 +141,6 @@ std::string parseCommandLine(std::string_view text, size_t most) {
     return line;
 }
 
-static bool hasController(std::string_view controllers, std::string_view wanted) {
-    if (wanted.empty()) return controllers.empty();
-    while (!controllers.empty()) {
-        const auto end = std::min(controllers.find(','), controllers.size());
-        if (controllers.substr(0, end) == wanted) return true;
-        controllers.remove_prefix(std::min(end + 1, controllers.size()));
-    }
-    return false;
-}
-
 std::string_view parseProcessGroup(std::string_view text) {
     constexpr std::string_view Order[] = {"cpu", "cpuacct", "memory", "pids", "name=systemd", ""}; // "": version 2
     constexpr std::string_view Deleted = " (deleted)";
@@ -165,7 +155,10 @@ std::string_view parseProcessGroup(std::string_view text) {
         auto path = line.substr(second + 1);
         if (path.ends_with(Deleted)) path.remove_suffix(Deleted.size());
         size_t rank = 0;
-        while (rank < Count && !hasController(controllers, Order[rank])) rank++;
+        const auto has = [&](std::string_view wanted) {
+            return wanted.empty() ? controllers.empty() : hasWord(controllers, wanted);
+        };
+        while (rank < Count && !has(Order[rank])) rank++;
         if (rank == Count) continue;
         if (path == "/") rank += Count;
         if (rank < bestRank) best = path, bestRank = rank;

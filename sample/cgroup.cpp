@@ -1,6 +1,7 @@
 #include "sample/cgroup.h"
 
 #include "base/clock.h"
+#include "base/numbers.h"
 #include "parse/mountinfo.h"
 
 #include <algorithm>
@@ -59,21 +60,12 @@ void CgroupSampler::remove(CgroupSample& sample, uint32_t at) {
 
 // --- Mounts
 
-static bool hasOption(std::string_view options, std::string_view wanted) {
-    while (!options.empty()) {
-        const auto end = std::min(options.find(','), options.size());
-        if (options.substr(0, end) == wanted) return true;
-        options.remove_prefix(std::min(end + 1, options.size()));
-    }
-    return false;
-}
-
 static constexpr std::string_view Controllers[] = {"cpu", "cpuacct", "memory", "pids", "blkio"};
 
 void CgroupSampler::addMount(std::string_view type, std::string_view options, const std::string& point) {
     if (type != "cgroup") return;
     for (size_t i = 0; i < std::size(Controllers); i++)
-        if (mounts[i].empty() && hasOption(options, Controllers[i])) mounts[i] = root.path(point);
+        if (mounts[i].empty() && hasWord(options, Controllers[i])) mounts[i] = root.path(point);
 }
 
 // A machine that has controllers of version 1 is read there, whatever else it has mounted as version 2.
