@@ -28,7 +28,7 @@ static void spaceRow(const SockSample& sample, const SockSpace& space, const Pro
     const auto &is = space.now, &was = space.before;
     if (is.known) {
         row.orphans = is.levels.orphans, row.time_wait = is.levels.time_wait;
-        row.tcp_memory = is.levels.tcp_pages * processes.page_size;
+        if (is.levels.tcp_pages) row.tcp_memory = *is.levels.tcp_pages * processes.page_size;
     }
     row.somaxconn = space.somaxconn;
     if (space.own) row.left_out = sample.leftOut;

@@ -4,22 +4,6 @@
 
 #include <algorithm>
 
-SocketCounts parseSockstat(std::string_view text) {
-    SocketCounts counts;
-    for (std::string_view line; takeLine(text, line);) {
-        const auto title = takeWord(line);
-        for (auto name = takeWord(line); !name.empty(); name = takeWord(line)) {
-            uint64_t value = 0;
-            if (!toNumber(takeWord(line), value)) break;
-            if (title == "TCP:" && name == "orphan") counts.tcp_orphans = value;
-            if (title == "TCP:" && name == "tw") counts.tcp_time_wait = value;
-            if (title == "TCP:" && name == "mem") counts.tcp_pages = value;
-            if (title == "UDP:" && name == "mem") counts.udp_pages = value;
-        }
-    }
-    return counts;
-}
-
 std::optional<Softnet> parseSoftnet(std::string_view text) {
     constexpr int Dropped = 1, Squeezed = 2, Backlog = 11; // columns
     Softnet all;

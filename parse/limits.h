@@ -5,13 +5,6 @@
 #include <optional>
 #include <string_view>
 
-// /proc/net/sockstat: "TCP: inuse 5 orphan 0 tw 2 alloc 7 mem 1".
-struct SocketCounts {
-    std::optional<uint64_t> tcp_orphans, tcp_time_wait;
-    std::optional<uint64_t> tcp_pages, udp_pages;
-};
-SocketCounts parseSockstat(std::string_view text);
-
 // /proc/net/softnet_stat: a line of hexadecimal numbers for each CPU.
 struct Softnet {
     uint64_t dropped = 0, squeezed = 0; // since boot, all CPUs

@@ -76,22 +76,20 @@ std::optional<ListenCounters> parseListenCounters(std::string_view netstat) {
     return known ? std::optional(counters) : std::nullopt;
 }
 
-bool parseSocketLevels(std::string_view sockstat, SocketLevels& levels) {
-    bool found = false;
+void parseSocketLevels(std::string_view sockstat, SocketLevels& levels) {
     for (std::string_view line; takeLine(sockstat, line);) {
         const auto title = takeWord(line);
         for (auto name = takeWord(line); !name.empty(); name = takeWord(line)) {
             uint64_t value = 0;
             if (!toNumber(takeWord(line), value)) break;
-            const auto set = [&](std::string_view where, std::string_view what, uint64_t& to) {
-                if (title == where && name == what) to = value, found = true;
+            const auto set = [&](std::string_view where, std::string_view what, auto& to) {
+                if (title == where && name == what) to = value;
             };
             set("sockets:", "used", levels.used);
             set("TCP:", "inuse", levels.tcp4), set("TCP6:", "inuse", levels.tcp6);
             set("UDP:", "inuse", levels.udp4), set("UDP6:", "inuse", levels.udp6);
             set("TCP:", "orphan", levels.orphans), set("TCP:", "tw", levels.time_wait);
-            set("TCP:", "mem", levels.tcp_pages);
+            set("TCP:", "mem", levels.tcp_pages), set("UDP:", "mem", levels.udp_pages);
         }
     }
-    return found;
 }

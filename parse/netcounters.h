@@ -26,9 +26,9 @@ struct ListenCounters {
 // What is there now.
 struct SocketLevels {
     uint64_t tcp4 = 0, tcp6 = 0, udp4 = 0, udp6 = 0; // sockets
-    uint64_t orphans = 0, time_wait = 0;
-    uint64_t tcp_pages = 0; // of memory; of the machine
-    uint64_t used = 0;      // sockets of any kind
+    uint64_t used = 0;                               // sockets of any kind
+    std::optional<uint64_t> orphans, time_wait;      // of TCP
+    std::optional<uint64_t> tcp_pages, udp_pages;    // of memory; of the machine
     bool operator==(const SocketLevels&) const = default;
 };
 
@@ -37,5 +37,5 @@ bool parseTcpCounters(std::string_view snmp, TcpCounters& counters);
 bool parseUdpCounters(std::string_view snmp, UdpCounters& counters);
 bool parseUdp6Counters(std::string_view snmp6, UdpCounters& counters);
 std::optional<ListenCounters> parseListenCounters(std::string_view netstat);
-// sockstat or sockstat6.
-bool parseSocketLevels(std::string_view sockstat, SocketLevels& levels);
+// sockstat or sockstat6: "TCP: inuse 5 orphan 0 tw 2 alloc 7 mem 1".
+void parseSocketLevels(std::string_view sockstat, SocketLevels& levels);

@@ -3,6 +3,7 @@
 #include "base/clock.h"
 #include "parse/limits.h"
 #include "parse/loadavg.h"
+#include "parse/netcounters.h"
 
 #include <algorithm>
 
@@ -34,11 +35,12 @@ void LimitSampler::sampleSockets(LimitSample& now) {
     const auto bytes = [&](const std::optional<uint64_t>& pages) {
         return pages ? std::optional(*pages * page_size) : std::nullopt;
     };
-    const auto sockets = parseSockstat(read(sockstat));
+    SocketLevels sockets;
+    parseSocketLevels(read(sockstat), sockets);
     now[Limit::TcpMemory] = {bytes(sockets.tcp_pages), bytes(number(tcpMemory, Most)), {}};
     now[Limit::UdpMemory] = {bytes(sockets.udp_pages), bytes(number(udpMemory, Most)), {}};
-    now[Limit::TcpOrphans] = {sockets.tcp_orphans, number(orphansMost), {}};
-    now[Limit::TimeWait] = {sockets.tcp_time_wait, number(timeWaitMost), {}};
+    now[Limit::TcpOrphans] = {sockets.orphans, number(orphansMost), {}};
+    now[Limit::TimeWait] = {sockets.time_wait, number(timeWaitMost), {}};
 }
 
 void LimitSampler::sampleTables(LimitSample& now) {

@@ -60,7 +60,7 @@ void SockSampler::countPorts() {
     constexpr uint64_t Many = 4096;
     constexpr int64_t Turn = 10000000; // microseconds, a sixth of the time that TIME_WAIT takes
     const auto& own = now->spaces[0];
-    const auto waiting = reused == Reused::All ? 0 : own.now.levels.time_wait;
+    const auto waiting = reused == Reused::All ? 0 : own.now.levels.time_wait.value_or(0);
     if (now->portRange == 0 || now->table.size() + waiting < now->portRange / 2) return now->ports.reset();
     if (waiting > Many ? now->ports && now->at_us < portsAt + Turn : !own.listed) return;
     portsAt = now->at_us;

@@ -4,19 +4,6 @@
 
 #include <gtest/gtest.h>
 
-TEST(Limits, Sockstat) {
-    const auto counts = parseSockstat("sockets: used 17\nTCP: inuse 1 orphan 2 tw 3 alloc 1 mem 147\n"
-                                      "UDP: inuse 0 mem 5\nFRAG: inuse 0 memory 0\n");
-    EXPECT_EQ(counts.tcp_orphans, 2U);
-    EXPECT_EQ(counts.tcp_time_wait, 3U);
-    EXPECT_EQ(counts.tcp_pages, 147U);
-    EXPECT_EQ(counts.udp_pages, 5U);
-    for (const char* text : {"", "TCP:", "TCP: mem", "TCP: mem x", "TCP: mem -1", "\n\nmem 5\n"}) {
-        const auto none = parseSockstat(text);
-        EXPECT_FALSE(none.tcp_pages || none.tcp_orphans || none.udp_pages) << text;
-    }
-}
-
 TEST(Limits, SoftnetOverAllCpus) {
     auto softnet = parseSoftnet("000004d1 00000001 0000000a 0 0 0 0 0 0 0 0 00000007 00000000 0 0\n"
                                 "000019e7 00000002 00000001 0 0 0 0 0 0 0 0 00000003 00000001 0 0\n");

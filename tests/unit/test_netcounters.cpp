@@ -35,14 +35,17 @@ TEST(NetCounters, Listeners) {
 
 TEST(NetCounters, Levels) {
     SocketLevels levels;
-    ASSERT_TRUE(parseSocketLevels("sockets: used 20\nTCP: inuse 1 orphan 2 tw 3 alloc 4 mem 5\nUDP: inuse 6 mem 7\n"
-                                  "RAW: inuse 9\nFRAG: inuse x memory 0\n",
-                                  levels));
-    ASSERT_TRUE(parseSocketLevels("TCP6: inuse 10\nUDP6: inuse 11\nUDP6: inuse", levels));
-    EXPECT_EQ(levels, (SocketLevels{1, 10, 6, 11, 2, 3, 5, 20}));
-    SocketLevels none;
-    EXPECT_FALSE(parseSocketLevels("TCP: inuse 99999999999999999999\nTCP:\n", none));
-    EXPECT_EQ(none, SocketLevels());
+    parseSocketLevels("sockets: used 20\nTCP: inuse 1 orphan 2 tw 3 alloc 4 mem 5\nUDP: inuse 6 mem 7\n"
+                      "RAW: inuse 9\nFRAG: inuse x memory 0\n",
+                      levels);
+    parseSocketLevels("TCP6: inuse 10\nUDP6: inuse 11\nUDP6: inuse", levels);
+    EXPECT_EQ(levels, (SocketLevels{1, 10, 6, 11, 20, 2, 3, 5, 7}));
+    for (const char* text : {"", "TCP:", "TCP: mem", "TCP: mem x", "TCP: mem -1", "\n\nmem 5\n",
+                             "TCP: inuse 99999999999999999999\nTCP:\n"}) {
+        SocketLevels none;
+        parseSocketLevels(text, none);
+        EXPECT_EQ(none, SocketLevels()) << text;
+    }
 }
 
 TEST(NetCounters, OddTexts) {
