@@ -183,3 +183,10 @@ void processRows(const ProcSample& sample, bool complete, Rows<ProcsRow>& all, R
     addStarts(sample, starts);
     addExits(sample, exits);
 }
+
+void hiddenThreads(const HiddenSample& sample, Rows<ProcsRow>& all) {
+    if (all.rows.empty() || sample.by == Hiding::Nothing) return;
+    auto& total = all.rows.front();
+    total.hidden_by = sample.by == Hiding::HidePid ? "hidepid" : "pid namespace";
+    if (sample.threads) total.hidden = *sample.threads - std::min(*sample.threads, total.threads);
+}

@@ -81,6 +81,10 @@ struct ProcsRow {
     std::optional<uint64_t> started, ended; // between the two samples, of those that one of them saw
     std::optional<uint64_t> accounted_us, used_us, irq_us;
     uint64_t without_io = 0; // processes that ran and whose I/O figures could not be read
+    // Threads of processes that /proc does not show here, by the kernel's count of all; they may differ by what began
+    // or ended meanwhile. And what hides them: "hidepid", "pid namespace"; empty: nothing.
+    std::optional<uint64_t> hidden;
+    std::string hidden_by;
 };
 inline constexpr auto ProcsKind =
     kind<ProcsRow>("PROCS", level("processes", "", &ProcsRow::processes), level("threads", "", &ProcsRow::threads),
@@ -88,4 +92,5 @@ inline constexpr auto ProcsKind =
                    level("blocked", "", &ProcsRow::blocked), level("zombies", "", &ProcsRow::zombies),
                    amount("started", "", &ProcsRow::started), amount("ended", "", &ProcsRow::ended),
                    amount("accounted", "us", &ProcsRow::accounted_us), amount("used", "us", &ProcsRow::used_us),
-                   amount("irq", "us", &ProcsRow::irq_us), level("without_io", "", &ProcsRow::without_io));
+                   amount("irq", "us", &ProcsRow::irq_us), level("without_io", "", &ProcsRow::without_io),
+                   level("hidden", "", &ProcsRow::hidden), label("hidden_by", &ProcsRow::hidden_by));

@@ -163,6 +163,9 @@ static std::string summary(const ProcsRow& all, size_t shown, const char* what) 
         if (all.irq_us) text += " (irq " + percentText(valueOf(all.irq_us), used) + "%)";
     }
     if (all.without_io > 0) text += "; " + std::to_string(all.without_io) + " without I/O figures: wyrt check";
+    if (!all.hidden_by.empty())
+        text += "; " + (all.hidden ? "~" + counted(*all.hidden, "thread") + " of others" : std::string("others")) +
+                " hidden: " + safeText(all.hidden_by);
     return text;
 }
 

@@ -83,17 +83,24 @@ public:
 class ProcSource : public Source {
     ProcSampler sampler;
     ProcSample processes;
+    HiddenSampler hiddenSampler;
+    HiddenSample hidden;
     const ViewRow asked;
     std::vector<char> shown; // entries that have rows because of the tables
 
 public:
-    ProcSource(const Root& root, Helper& helper, const ViewRow& view) : sampler(root, helper), asked(view) {}
-    void sample() override { sampler.sample(processes); }
-    uint64_t notAllowed() const override { return sampler.notAllowed(); }
+    ProcSource(const Root& root, Helper& helper, const ViewRow& view)
+        : sampler(root, helper), hiddenSampler(root), asked(view) {}
+    void sample() override {
+        sampler.sample(processes);
+        hiddenSampler.sample(processes, hidden);
+    }
+    uint64_t notAllowed() const override { return sampler.notAllowed() + hiddenSampler.notAllowed(); }
     void rows(Interval& interval) override {
         markShown(processes, asked, shown);
         processRows(processes, interval.complete, interval.processesTotal, interval.processes, interval.starts,
                     interval.exits, shown);
+        hiddenThreads(hidden, interval.processesTotal);
     }
     // For sources that are sampled later: threads and files are those of the processes that ran.
     std::span<const Ran> ran() const { return sampler.ran(); }

@@ -249,6 +249,7 @@ if ((EUID == 0)) && unshare --mount mount -t proc -o hidepid=2 proc /proc 2>/dev
     why=
     cells hidden PROC uid | awk '$1 != 65534 { exit 1 }' || why='a process of another user'
     [ "$(cells hidden PROCS processes | wc -l)" = 3 ] || why="no intervals: $(head -n 1 errors)"
+    cells hidden PROCS hidden hidden_by | awk '$1 < 1 || $2 != "hidepid" { exit 1 }' || why='not said what hides them'
     verdict 'new-proc: where the processes of others are hidden' "$why"
 else
     echo 'skip new-proc: where the processes of others are hidden: /proc cannot be mounted so'
