@@ -49,23 +49,25 @@ NoReports ChurnSampler::begin() {
                                                       : NoReports::Unknown);
     // In another network namespace the kernel agrees, and no report ever comes. One must come of a child that ends.
     const auto child = endedChild();
-    bool seen = false;
-    if (child) takeMessages(nullptr, static_cast<uint32_t>(*child), seen);
+    const bool seen = child && takeMessages(static_cast<uint32_t>(*child));
+    reported.clear();
     return seen ? NoReports::None : none(NoReports::OtherNamespace);
 }
 
-// Without `ended`, what comes is only compared with the pid that is awaited.
-void ChurnSampler::takeMessages(std::vector<EndedProcess>* ended, uint32_t awaited, bool& seen) {
+// True: among them is the end of the awaited thread.
+bool ChurnSampler::takeMessages(uint32_t awaited) {
+    bool seen = false;
     while (socket.take(message))
         eachMessage(message.view(), [&](uint16_t, std::string_view payload) {
             const auto task = parseEndedTask(payload);
             if (!task) return;
             seen |= task->pid == awaited;
-            if (ended) add(*task, *ended);
+            add(*task);
         });
+    return seen;
 }
 
-void ChurnSampler::add(const EndedTask& task, std::vector<EndedProcess>& ended) {
+void ChurnSampler::add(const EndedTask& task) {
     const bool first = task.pid == task.process;
     if (!task.last) {
         if (!first) return;
@@ -73,7 +75,8 @@ void ChurnSampler::add(const EndedTask& task, std::vector<EndedProcess>& ended) 
         firsts[task.process] = {task.status, task.name};
         return;
     }
-    auto& process = ended.emplace_back();
+    if (reported.size() >= MostReports) return void(full = true);
+    auto& process = reported.emplace_back();
     process.pid = task.process, process.parent = task.parent, process.uid = task.uid;
     process.status = task.status, process.name = task.name;
     process.cpu_ns = task.cpu_ns, process.life_us = task.life_us;
@@ -83,14 +86,21 @@ void ChurnSampler::add(const EndedTask& task, std::vector<EndedProcess>& ended) 
     firsts.erase(kept);
 }
 
+void ChurnSampler::look() {
+    constexpr int64_t Every = 5000000; // microseconds: some thousand ends a second have room
+    takeMessages(0);
+    lookAt = getMonotonic() + Every;
+}
+
 void ChurnSampler::sample(ChurnSample& now) {
     now.at_us = getMonotonic();
     now.ended.clear();
     now.reported = state == NoReports::None;
     now.lost = 0;
     if (!now.reported) return;
-    bool seen = false;
-    takeMessages(&now.ended, 0, seen);
-    now.lost = socket.overruns() - overruns;
+    look();
+    now.ended.swap(reported);
+    now.lost = socket.overruns() - overruns + (full ? 1 : 0);
     overruns = socket.overruns();
+    full = false;
 }

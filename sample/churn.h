@@ -29,7 +29,6 @@ class ChurnSampler {
     Root root;
     Netlink socket;
     Contents message;
-    NoReports state;
     uint64_t overruns = 0;
     // Of processes whose first thread has ended before others: its status and name are those of the process.
     struct First {
@@ -37,10 +36,14 @@ class ChurnSampler {
         Text<17> name;
     };
     std::unordered_map<uint32_t, First> firsts;
+    std::vector<EndedProcess> reported; // since the last sample
+    bool full = false;                  // more came than are kept
+    int64_t lookAt = INT64_MAX;
+    NoReports state; // the last member: it is found out by means of the others
 
     NoReports begin();
-    void takeMessages(std::vector<EndedProcess>* ended, uint32_t awaited, bool& seen);
-    void add(const EndedTask& task, std::vector<EndedProcess>& ended);
+    bool takeMessages(uint32_t awaited);
+    void add(const EndedTask& task);
 
 public:
     explicit ChurnSampler(const Root& where);
@@ -48,4 +51,8 @@ public:
     // Whether a right forbids the reports: one question, which is asked once.
     uint64_t notAllowed() const { return state == NoReports::Refused ? 1 : 0; }
     void sample(ChurnSample& now);
+    // Between two samples: takes reports, which may not find room until the next one.
+    int64_t nextLook() const { return lookAt; } // monotonic; INT64_MAX: there are no reports
+    void look();
+    static constexpr size_t MostReports = 1 << 18; // between two samples: 16 MB
 };

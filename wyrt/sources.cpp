@@ -139,6 +139,8 @@ class ChurnSource : public Source {
 public:
     explicit ChurnSource(const Shared& shared) : processes(*shared.processes), sampler(shared.root) {}
     void sample() override { sampler.sample(churn); }
+    int64_t nextLook() const override { return sampler.nextLook(); }
+    void look() override { sampler.look(); }
     uint64_t notAllowed() const override { return sampler.notAllowed(); }
     void rows(Interval& interval) override {
         churnRows(churn, processes.sampled(), interval.processes, waiting, interval.exits, interval.churnTotal,

@@ -3,6 +3,7 @@
 #include "sample/churn.h"
 #include "view/churn.h"
 
+#include "base/clock.h"
 #include "parse/attributes.h"
 #include "tests/unit/made.h"
 
@@ -66,6 +67,12 @@ TEST(Taskstats, TheFamilyOfThisName) {
     EXPECT_FALSE(parseFamily("", "TASKSTATS"));
 }
 
+static std::string ends(unsigned count) {
+    std::string lines;
+    for (unsigned i = 0; i < count; i++) lines += "exit " + std::to_string(1000 + i) + " sh\n";
+    return lines;
+}
+
 TEST(ChurnSampler, ReportsComeFromTheSampleBefore) {
     Made made("taskstats\n"
               "step 1\nnotice taskstats exits <<E\n"
@@ -90,6 +97,39 @@ TEST(ChurnSampler, ReportsComeFromTheSampleBefore) {
     made.step();
     sampler.sample(sample);
     EXPECT_TRUE(sample.ended.empty());
+    EXPECT_EQ(sample.lost, 1U);
+}
+
+// Reports are taken between two samples, too, before there is no more room for them.
+TEST(ChurnSampler, ReportsAreTakenBetweenTwoSamples) {
+    Made made("taskstats\nstep 1\nnotice taskstats exits <<E\nexit 50 sh\nE\n"
+              "step 2\nnotice taskstats exits <<E\nexit 51 grep\nE\n");
+    ChurnSampler sampler{Root()};
+    ChurnSample sample;
+    EXPECT_EQ(sampler.nextLook(), INT64_MAX);
+    sampler.sample(sample);
+    EXPECT_GT(sampler.nextLook(), getMonotonic());
+    made.step();
+    sampler.look();
+    EXPECT_TRUE(made.world.devices.sockets.begin()->second.news.empty());
+    made.step();
+    sampler.sample(sample);
+    ASSERT_EQ(sample.ended.size(), 2U);
+    EXPECT_EQ(sample.ended[0].pid, 50U);
+    EXPECT_EQ(sample.ended[1].pid, 51U);
+    sampler.sample(sample);
+    EXPECT_TRUE(sample.ended.empty());
+
+    Made storm("taskstats\nstep 1\nnotice taskstats exits <<E\n" + ends(1000) + "E\n");
+    ChurnSampler watching{Root()};
+    storm.step();
+    const auto news = storm.world.devices.sockets.begin()->second.news;
+    for (size_t taken = 0; taken <= ChurnSampler::MostReports; taken += 1000) {
+        storm.world.devices.sockets.begin()->second.news = news;
+        watching.look();
+    }
+    watching.sample(sample);
+    EXPECT_EQ(sample.ended.size(), ChurnSampler::MostReports);
     EXPECT_EQ(sample.lost, 1U);
 }
 
