@@ -96,7 +96,7 @@ void SockSampler::sample(std::span<const Ran> ran, std::span<const GoneProcess> 
         space.paired = space.now.known;
         space.before = space.now;
         space.resumed = !space.known;
-        space.listed = false;
+        space.listed = space.fresh = false;
         space.asked = space.moved = space.received = space.sent = space.explained = space.ended = 0;
         space.lost.reset();
     }

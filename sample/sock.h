@@ -46,6 +46,7 @@ struct SockSpace {
     uint32_t inode = 0, pid = 0; // pid: of one of its processes
     bool own = false;
     bool free = false;    // a place for another one
+    bool fresh = false;   // it was not there in the pass before
     bool paired = false;  // its counters were read in the pass before, too
     bool known = false;   // its sockets are known
     bool resumed = false; // in the pass before they were not

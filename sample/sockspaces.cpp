@@ -22,7 +22,7 @@ uint16_t SockSampler::spaceOf(uint32_t inode) {
     else if (spaces.size() < MostSpaces) spaces.emplace_back();
     else return 0;
     spaces[place] = SockSpace();
-    spaces[place].inode = inode;
+    spaces[place].inode = inode, spaces[place].fresh = true;
     places[inode] = place;
     return place;
 }
@@ -100,11 +100,13 @@ void SockSampler::takeOthers() {
         else if (space.inode == slowest) slowest = 0;
         forbidden += answer.error == EPERM || answer.error == EACCES;
         if (answer.error == ENOENT) space.now.known = false; // the namespace has ended
-        // What moved in it is found out when all are listed in the next pass.
-        space.known = answered && (space.known || (ask.tcp && !answer.cut));
+        // What moved in it is found out when all are listed in the next pass. In a new namespace all sockets are new.
+        const bool known = answered && (space.known || (ask.tcp && !answer.cut));
+        space.known = answered && (space.known || space.fresh);
+        if (answered) takeAll(ask.space, answer.text);
+        space.known = known;
         if (!answered) continue;
         space.listed = ask.tcp || ask.udp;
-        takeAll(ask.space, answer.text);
         if (answer.cut) continue;
         if (ask.tcp) sweep(ask.space, IPPROTO_TCP);
         if (ask.udp) sweep(ask.space, IPPROTO_UDP);

@@ -299,3 +299,20 @@ TEST(SockSampler, NamespacesThatAreTooManyAreCounted) {
     EXPECT_NE(page.text().find("; 6 more networks not looked at"), std::string::npos) << page.text();
     for (const unsigned inode : {5000U, 5000U + Room - 1}) EXPECT_EQ(rowOf(sampled, inode).segments_in, 3U) << inode;
 }
+
+// Sockets of a namespace that is new are new, those of one that has not answered before may be old.
+TEST(SockSampler, OnlyANewNamespaceHasNewSockets) {
+    const auto own = snmp(1, 1) + sockets(1, 1, 0);
+    for (const bool there : {false, true}) {
+        SCOPED_TRACE(there);
+        Made made(own + (there ? namespaceOf(4, 5) + "hang /proc/100/ns/net\n" : "") + "step 1\n" + namespaceOf(4, 6) +
+                  "unhang /proc/100/ns/net\n");
+        Sampled sampled;
+        sampled.pass(there ? processesOf(1) : std::vector<Ran>());
+        made.step();
+        sampled.pass(processesOf(1));
+        EXPECT_TRUE(rowOf(sampled, 5000).known);
+        EXPECT_EQ(sampled.sample.changes.size(), there ? 0U : 4U);
+        EXPECT_EQ(rowOf(sampled, 5000).explained.value_or(0), there ? 0U : 24U);
+    }
+}
