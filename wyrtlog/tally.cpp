@@ -61,14 +61,9 @@ void Tally::begin(const Interval& interval) {
 
 // Things mostly come in the same order as before.
 size_t Tally::thingOf(KindTally& kind, const Sheet& sheet, const Cells& cells) {
-    std::string_view key; // the identity's cells are the first ones, side by side
+    key.clear();
     for (auto& column : sheet.columns)
-        if (column.role == Role::Id && column.place != NoCell) {
-            const auto cell = cells[column.place];
-            if (!cell.data()) continue;
-            key = key.data() ? std::string_view(key.data(), static_cast<size_t>(cell.data() + cell.size() - key.data()))
-                             : cell;
-        }
+        if (column.role == Role::Id) key.append(cells[column.place]).append(1, ',');
     if (kind.guess < kind.things.size() && kind.things[kind.guess].key == key) return kind.guess++;
     const auto found = kind.byKey.find(key);
     if (found != kind.byKey.end()) return kind.guess = found->second + 1, found->second;

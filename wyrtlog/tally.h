@@ -4,6 +4,7 @@
 #include "wyrtlog/format.h"
 
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <map>
 #include <optional>
@@ -42,7 +43,7 @@ struct Summary { // what is shown of a figure
 class Tally {
 public:
     struct Thing {
-        std::string key;             // its identity as the log has it
+        std::string key;             // the cells of its identity, each with a comma
         std::string name;            // for people; empty: the machine
         uint64_t records = 0;        // intervals in which it had a record
         uint64_t since = 0;          // intervals of the kind before it was seen
@@ -71,13 +72,13 @@ private:
     std::vector<Pending> pending; // of the interval at hand
     size_t bytes = 0;             // of all histograms
     double seconds = 0;           // of the interval
+    std::string key;              // working space
 
     size_t thingOf(KindTally& kind, const Sheet& sheet, const Cells& cells);
     void take(const Pending& one, Moment time);
 
 public:
-    // Which columns of a kind are figures that are wanted.
-    using Wanted = bool (*)(const Sheet& sheet, const SheetColumn& column, const void* context);
+    // `wanted`: which columns of a kind are figures that are wanted.
     void head(const Sheets& sheets, const std::function<bool(const Sheet&, const SheetColumn&)>& wanted);
     bool wants(const Sheet& sheet) const { return sheet.number < kinds.size() && !kinds[sheet.number].used.empty(); }
     void begin(const Interval& interval);

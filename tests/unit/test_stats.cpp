@@ -185,6 +185,24 @@ TEST(Stats, ADamagedIntervalIsInNoFigure) {
     EXPECT_NE(said.find("1 interval is damaged"), said.npos) << said;
 }
 
+// A log of another program may have the fields of an identity at other places, or none of them.
+TEST(Stats, AnyOrderOfFields) {
+    Made machine("");
+    std::vector<Interval> intervals;
+    for (uint64_t n = 1; n <= 2; n++)
+        addDisk(intervals.emplace_back(intervalAt(n)), "sda", 2 << 20), addDisk(intervals.back(), "sdb", 1 << 20);
+    const auto log = logOf(intervals);
+    const auto with = [&](const std::string& names) {
+        auto other = log;
+        const std::string ours = "#DISK,time,secs,name,dev,";
+        save("/a.wyrt", other.replace(other.find(ours), ours.size(), "#DISK,time,secs," + names));
+        return counted({"/a.wyrt", "disk/write_bytes", "--damaged"}); // the head's checksum is that of the other names
+    };
+    EXPECT_EQ(lineWith(with("name,dev,"), {"sda"}), "sda 8:0 write_bytes 1.0M/s 1.0M/s 1.0M/s 1.0M/s 14:05:12");
+    EXPECT_EQ(lineWith(with("dev,name,"), {"sda"}), "8:0 sda write_bytes 1.0M/s 1.0M/s 1.0M/s 1.0M/s 14:05:12");
+    EXPECT_EQ(lineWith(with("name,other,"), {"sdb"}), "sdb 8:0 write_bytes 512K/s 512K/s 512K/s 512K/s 14:05:12");
+}
+
 TEST(Stats, WrongUsage) {
     Made machine("");
     save("/a.wyrt", logOf({intervalAt(1)}));
