@@ -47,8 +47,8 @@ static Sheet sheetOf(const Kind& kind) {
     sheet.tag = nameOf(kind.tag, true);
     sheet.all = {
         {"host", Role::Text, "", Cast::Host},
-        {"time", Role::Time, "", Cast::Moment, false, false, TimePlace},
-        {"secs", Role::Elapsed, "s", Cast::Seconds, false, false, SecondsPlace}
+        {"time", Role::Time, "", Cast::Moment, false, Range::Any, TimePlace},
+        {"secs", Role::Elapsed, "s", Cast::Seconds, false, Range::Any, SecondsPlace}
     };
     size_t place = FirstPlace;
     for (auto& field : kind.fields) {
@@ -58,7 +58,7 @@ static Sheet sheetOf(const Kind& kind) {
                    std::any_of(sheet.all.begin(), sheet.all.end(), [&](auto& column) { return column.name == name; });
         };
         while (isTaken()) name = "classic_" + name;
-        sheet.all.push_back({name, field.role, std::string(field.unit), castOf(field), false, true, place++});
+        sheet.all.push_back({name, field.role, std::string(field.unit), castOf(field), false, Range::Any, place++});
     }
     return sheet;
 }

@@ -41,7 +41,7 @@ void CsvFormat::header(const Sheet& sheet, Bytes& bytes) {
 // What is not printed as it is in the log: into `value`.
 bool CsvFormat::appendCell(const SheetColumn& column, std::string_view cell) {
     value.clear();
-    if (column.cast != Cast::Text) return appendNumber(cell, value);
+    if (column.cast != Cast::Text) return fits(column, cell) && appendNumber(cell, value);
     text.clear();
     if (!appendText(cell, text)) return false;
     appendQuoted(text, value);
@@ -64,10 +64,10 @@ bool CsvFormat::record(const Sheet& sheet, const Cells& cells, std::string_view 
         } else if (cell.empty()) {
             continue;
         } else if (column.perSecond) {
-            if (!putRate(cell, stamps.elapsed_us(), to)) return false;
-        } else if (isNumber(column.cast) && putDigits(cell, lineEnd, to)) {
+            if (!fits(column, cell) || !putRate(cell, stamps.elapsed_us(), to)) return false;
+        } else if (isNumber(column.cast) && column.range != Range::Flag && putDigits(cell, lineEnd, to)) {
             continue;
-        } else if (isNumber(column.cast) ? isPlainNumber(cell) : isPlainText(cell)) {
+        } else if (isNumber(column.cast) ? isPlainNumber(cell) && fits(column, cell) : isPlainText(cell)) {
             to = put(to, cell, lineEnd);
         } else {
             if (!appendCell(column, cell)) return false;

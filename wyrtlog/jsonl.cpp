@@ -40,7 +40,7 @@ void JsonFormat::prepare(const Sheets& sheets) {
 // What is not printed as it is in the log: into `value`.
 bool JsonFormat::appendCell(const SheetColumn& column, std::string_view cell) {
     value.clear();
-    if (column.cast != Cast::Text) return appendNumber(cell, value);
+    if (column.cast != Cast::Text) return fits(column, cell) && appendNumber(cell, value);
     text.clear();
     if (!appendText(cell, text)) return false;
     appendJson(text, value);
@@ -61,10 +61,10 @@ bool JsonFormat::record(const Sheet& sheet, const Cells& cells, std::string_view
         if (key.size <= KeyPiece) memcpy(to, key.text.data(), KeyPiece), to += key.size;
         else to = put(to, std::string_view(key.text).substr(0, key.size));
         if (column.perSecond) {
-            if (!putRate(cell, stamps.elapsed_us(), to)) return false;
-        } else if (isNumber(column.cast) && putDigits(cell, lineEnd, to)) {
+            if (!fits(column, cell) || !putRate(cell, stamps.elapsed_us(), to)) return false;
+        } else if (isNumber(column.cast) && column.range != Range::Flag && putDigits(cell, lineEnd, to)) {
             continue;
-        } else if (isNumber(column.cast) && isPlainNumber(cell)) {
+        } else if (isNumber(column.cast) && isPlainNumber(cell) && fits(column, cell)) {
             to = put(to, cell, lineEnd);
         } else if (column.cast == Cast::Host) {
             to = put(to, hostText);

@@ -126,7 +126,7 @@ std::optional<Metric> metricOf(const MetricKind& kind, const SheetColumn& column
     const bool number = column.cast == Cast::Whole || column.cast == Cast::Real;
     if (!number || (column.role != Role::Amount && column.role != Role::Level)) return {};
     Metric metric;
-    metric.counter = column.role == Role::Amount && !column.negative;
+    metric.counter = column.role == Role::Amount && column.range == Range::Unsigned;
     if ((kind.summed && !metric.counter) || isOmitted(kind, column.name)) return {};
     metric.name.append("wyrt_").append(kind.prefix).append("_");
     metric.ownName = metric.name.size();

@@ -153,8 +153,8 @@ bool SeriesFormat::takeFigures(const Group& group, const Sheet& sheet, const Cel
             if (!amount) return false;
             thing.added[metric] += *amount;
         } else {
+            if (!fits(column, cell)) return false;
             const auto level = realOf(cell);
-            if (!level) return false;
             if (rest) continue;
             const bool adds = group.kind->passing && thing.given[metric]; // of several processes with one name
             thing.levels[metric] = (adds ? thing.levels[metric] : 0) + *level * group.metrics[metric].factor;

@@ -19,27 +19,43 @@ static Cast castOf(Form form) {
     return isTextForm(form) || form == Form::Letter ? Cast::Text : isRealForm(form) ? Cast::Real : Cast::Whole;
 }
 
+static Range rangeOf(const ConstSlot& slot) {
+    // In the order of the types of a slot.
+    constexpr Range Ranges[] = {Range::Any,      Range::Any,    Range::Flag,     Range::Unsigned, Range::Signed,
+                                Range::Any,      Range::Unsigned, Range::Signed, Range::Any};
+    static_assert(std::size(Ranges) == std::variant_size_v<ConstSlot>);
+    return Ranges[slot.index()];
+}
+
+bool fits(const SheetColumn& column, std::string_view cell) {
+    if (column.cast == Cast::Seconds) return true; // they are judged with the time of the line
+    if (column.cast == Cast::Real) return realOf(cell).has_value();
+    switch (column.range) {
+    case Range::Flag:
+        return cell == "0" || cell == "1";
+    case Range::Unsigned:
+        return wholeOf(cell).has_value();
+    case Range::Signed:
+        return signedOf(cell).has_value();
+    case Range::Any:
+        break;
+    }
+    return signedOf(cell) || wholeOf(cell);
+}
+
 std::vector<SheetColumn> columnsOf(std::string_view tag) {
     std::vector<SheetColumn> columns{
         {"host", Role::Text, "", Cast::Host},
-        {"time", Role::Time, "", Cast::Moment, false, false, TimePlace},
-        {"secs", Role::Elapsed, "s", Cast::Seconds, false, false, SecondsPlace}
+        {"time", Role::Time, "", Cast::Moment, false, Range::Any, TimePlace},
+        {"secs", Role::Elapsed, "s", Cast::Seconds, false, Range::Any, SecondsPlace}
     };
     static const Interval none;
     eachKind(none, [&](const auto& kind, const auto& rows) {
         if (kind.tag != tag) return;
         const typename std::decay_t<decltype(rows)>::Row row{};
-        for (auto& member : kind.members) {
-            const bool negative = std::visit(
-                [](auto* value) {
-                    using T = std::decay_t<decltype(*value)>;
-                    return std::is_same_v<T, int64_t> || std::is_same_v<T, std::optional<int64_t>> ||
-                           std::is_same_v<T, double> || std::is_same_v<T, std::optional<double>>;
-                },
-                member.in(row));
+        for (auto& member : kind.members)
             columns.push_back({std::string(member.name), member.role, std::string(member.unit), castOf(member.form()),
-                               false, negative});
-        }
+                               false, rangeOf(member.in(row))});
     });
     return columns;
 }
@@ -54,7 +70,6 @@ static SheetColumn columnOf(const std::string& name, std::string_view role) {
     if (word == "level") column.role = Role::Level;
     if (word == "amount" || word == "level") {
         column.cast = Cast::Real; // it may have a fraction
-        column.negative = true;
         column.unit = role.substr(std::min(colon + 1, role.size()));
     }
     return column;

@@ -14,6 +14,8 @@
 // What a cell of a column holds.
 enum class Cast : unsigned char { Host, Moment, Text, Seconds, Whole, Real };
 constexpr bool isNumber(Cast cast) { return cast >= Cast::Seconds; }
+// Which whole numbers a column can have.
+enum class Range : unsigned char { Any, Flag, Unsigned, Signed };
 
 struct SheetColumn {
     std::string name;
@@ -21,9 +23,12 @@ struct SheetColumn {
     std::string unit;
     Cast cast;
     bool perSecond = false; // an amount, divided by the seconds of its line
-    bool negative = false;  // it may be below 0
-    size_t place = NoCell;  // of its cell in the lines of the log that is read
+    Range range = Range::Any;
+    size_t place = NoCell; // of its cell in the lines of the log that is read
 };
+// Whether a cell that is not empty is a number that the column can have, as LogReader judges it: an interval with
+// another one is damaged.
+bool fits(const SheetColumn& column, std::string_view cell);
 
 // The record's kind is cell 0 of a line; these are the others that every line has.
 inline constexpr size_t TimePlace = 1, SecondsPlace = 2, FirstPlace = 3;

@@ -249,11 +249,11 @@ bool SqliteFormat::bind(sqlite3_stmt* to, int place, const SheetColumn& column, 
         bindText(to, place, text);
         return true;
     }
+    if (!fits(column, cell)) return false;
     if (column.cast == Cast::Whole)
         if (const auto whole = signedOf(cell)) return sqlite3_bind_int64(to, place, *whole), true;
-    const auto real = realOf(cell); // also of a whole number that is larger than SQLite's are
-    if (real) sqlite3_bind_double(to, place, *real);
-    return real.has_value();
+    sqlite3_bind_double(to, place, *realOf(cell)); // also a whole number that is larger than SQLite's are
+    return true;
 }
 
 bool SqliteFormat::line(const Sheet& sheet, const Cells& cells, std::string_view) {

@@ -100,15 +100,9 @@ bool Tally::line(const Sheet& sheet, const Cells& cells, int64_t elapsed_us) {
         const auto& column = kind.columns[i];
         const auto cell = cells[sheet.columns[i].place];
         if (cell.empty()) continue;
-        double amount = 0;
+        if (!fits(column, cell)) return false;
         const auto whole = column.cast == Cast::Whole ? signedOf(cell) : std::nullopt;
-        if (whole) {
-            amount = static_cast<double>(*whole);
-        } else {
-            const auto real = realOf(cell);
-            if (!real) return false;
-            amount = *real;
-        }
+        const double amount = whole ? static_cast<double>(*whole) : *realOf(cell);
         const double value = column.role == Role::Amount ? amount * perSecond : amount;
         if (column.role == Role::Level || perSecond > 0)
             pending.push_back({static_cast<uint32_t>(sheet.number), static_cast<uint32_t>(thing),

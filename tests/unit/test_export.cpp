@@ -336,6 +336,33 @@ TEST(Export, DamagedIntervalsAreLeftOutAsAWhole) {
     EXPECT_TRUE(with(log).starts_with("time,reads\n2026-11-21T14:05:14")) << with(log);
 }
 
+// Cells that their field cannot have, in an interval whose checksum is right.
+TEST(Export, WhatIsDamagedForShowIsDamagedForAll) {
+    Made machine("");
+    const struct {
+        std::string cell, before;
+        bool figure;
+    } Cells[] = {
+        {",1000000,",         ",",              true }, // CPU: an amount
+        {",0.25,",            ",",              true }, // CPU: a level with a fraction
+        {"dplain,8:0,0,,0,",  "dplain,8:0,0,,", false}, // DISK: yes or no
+        {"dplain,8:0,0,",     "dplain,8:0,",    false}, // DISK: a whole number
+    };
+    const auto isTaken = [](const std::string& said) { return said.find("1 interval is damaged") == said.npos; };
+    for (auto& [cell, before, figure] : Cells)
+        for (const std::string forged :
+             {"1", "2", "-1", "1.5", "007", "nan", "1e400", "18446744073709551615", "18446744073709551616"}) {
+            save("/a.wyrt", resealed(changed(logOf(1), cell, before + forged + ",")));
+            const bool shown = isTaken(run({"show", "/a.wyrt"}));
+            for (const char* format : {"csv", "jsonl"})
+                EXPECT_EQ(isTaken(exported({"/a.wyrt", "--format", format})), shown) << format << before << forged;
+            EXPECT_EQ(isTaken(exported({"/a.wyrt", "--format", "csv", "--rates"})), shown) << before << forged;
+            if (!figure) continue;
+            EXPECT_EQ(isTaken(exported({"/a.wyrt", "--format", "influx"})), shown) << before << forged;
+            EXPECT_EQ(isTaken(run({"stats", "/a.wyrt"})), shown) << before << forged;
+        }
+}
+
 // Kinds and fields of a later program go through; older logs lack some.
 TEST(Export, OtherPrograms) {
     Made machine("");
