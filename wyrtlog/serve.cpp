@@ -137,7 +137,7 @@ int Service::load(Bounds& bounds) {
 void Service::save() {
     if (asked.state.empty() || !unsaved) return;
     saved_us = getMonotonic();
-    const bool good = replaceState(asked.state, totalsText(series.totals()));
+    const bool good = replaceState(asked.state, totalsText(series.totals()), LongestTotals);
     unsaved = !good;
     if (!good && !failedToSave) failed(inQuotes(asked.state) + " cannot be replaced: " + strerror(errno));
     failedToSave = !good;

@@ -22,7 +22,8 @@ std::optional<std::string> readState(const std::string& path, size_t most) {
     }
 }
 
-bool replaceState(const std::string& path, std::string_view text) {
+bool replaceState(const std::string& path, std::string_view text, size_t most) {
+    if (text.size() > most) return errno = EFBIG, false;
     const auto next = path + ".new";
     OutFile file;
     if (!file.open(next, OutFile::How::New) || !file.write(text) || !file.sync() || !file.close()) return false;

@@ -9,5 +9,5 @@
 // with EFBIG.
 std::optional<std::string> readState(const std::string& path, size_t most);
 // Replaces the file in one step: whenever the power fails, the old text or the new one is there. False: errno tells
-// why, and the old one is there.
-bool replaceState(const std::string& path, std::string_view text);
+// why, and the old one is there. EFBIG: the text is longer than `most`, so that readState() would refuse it.
+bool replaceState(const std::string& path, std::string_view text, size_t most = static_cast<size_t>(-1));

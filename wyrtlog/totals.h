@@ -32,7 +32,7 @@ struct Totals {
     std::vector<SavedThing> things;
 };
 
-// A longer text is not read.
+// A longer text is neither read nor kept.
 inline constexpr size_t LongestTotals = size_t{1} << 27;
 std::string totalsText(const Totals& totals);
 // None: the text is damaged, cut short, or of another program, or has times that no log has.

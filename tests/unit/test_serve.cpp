@@ -218,6 +218,16 @@ TEST(State, AFullDiskKeepsTheOldOne) {
     EXPECT_NE(readState("/state/a", 100).value_or("none").find("old"), std::string::npos);
 }
 
+// What would be refused at the next start is not kept.
+TEST(State, OneThatIsTooLongKeepsTheOldOne) {
+    Made machine("dir /state\n");
+    ASSERT_TRUE(replaceState("/state/a", "old", 3));
+    EXPECT_FALSE(replaceState("/state/a", "long", 3));
+    EXPECT_EQ(errno, EFBIG);
+    EXPECT_EQ(readState("/state/a", 3), "old");
+    EXPECT_FALSE(InFile().open("/state/a.new"));
+}
+
 // --- The command line
 
 TEST(Serve, WrongUsage) {

@@ -33,14 +33,15 @@ Pusher::Pusher(const Asked& what, const SeriesChoice& choice, Receiver& receiver
 // --- The cursor
 
 // False: errno tells why.
-bool Pusher::saveCursor() { return replaceState(asked.cursor, totalsText(series.totals())); }
+bool Pusher::saveCursor() { return replaceState(asked.cursor, totalsText(series.totals()), LongestTotals); }
 
 static std::string folderOf(const std::string& path) {
     const auto slash = path.rfind('/');
     return slash == path.npos ? "." : path.substr(0, std::max<size_t>(slash, 1));
 }
 
-static bool isFull(int error) { return error == ENOSPC || error == EDQUOT; }
+// Whether there is no room for a cursor: sending goes on, and what the old one has not is sent again after a restart.
+static bool isNoRoom(int error) { return error == ENOSPC || error == EDQUOT || error == EFBIG; }
 
 // Logs that begin a while before the oldest of the hosts' last intervals: the clock may have been set back. What was
 // sent is known by its number.
@@ -69,7 +70,7 @@ int Pusher::useCursor(Bounds& bounds) {
         putErr("wyrt: the cursor " + inQuotes(asked.cursor) + " is damaged and now named " + inQuotes(aside) +
                "; all logs are sent again, and counters begin at 0\n");
     }
-    if (saveCursor() || isFull(errno)) return Done;
+    if (saveCursor() || isNoRoom(errno)) return Done;
     return failed("the cursor " + inQuotes(asked.cursor) + " cannot be written: " + strerror(errno) +
                   " (--cursor names another file)");
 }
