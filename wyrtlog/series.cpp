@@ -7,7 +7,6 @@
 static constexpr size_t NoGroup = static_cast<size_t>(-1);
 static constexpr int64_t Heartbeat = 60000; // ms: what stands still is repeated then, because stores forget what is old
 static constexpr size_t MostHosts = 1000;
-static constexpr std::string_view InfoKey = "info "; // no label begins so
 
 // --- Heads
 
@@ -31,12 +30,7 @@ bool SeriesFormat::head(const LogHead& head, const Sheets& sheets) {
     std::string name;
     appendValid(head.host, name);
     host = hostOf(name);
-    if (host && host->run != head.run) {
-        host->run = head.run;
-        for (auto& group : groups)
-            for (auto& [labels, thing] : group.things)
-                if (thing.host == host->number) thing.alive = false; // until the new run shows it
-    }
+    if (host) host->run = head.run;
     groupOf.assign(sheets.sheets().size(), NoGroup);
     columns.assign(sheets.sheets().size(), {});
     for (auto& sheet : sheets.sheets()) {
@@ -64,7 +58,11 @@ bool SeriesFormat::begin(const Interval& interval) {
     end_ms = interval.time.epoch_ms;
     start_ms = end_ms - interval.elapsed_us / 1000;
     intervalNumber = interval.number;
-    return !host || !isCounted(interval);
+    if (!host) return true;
+    if (isCounted(interval)) return false;
+    if (host->run != host->lastRun)
+        for (auto& group : groups) group.beginRun(host->number);
+    return true;
 }
 
 // --- Records
@@ -130,7 +128,7 @@ void SeriesFormat::takeInfo(Group& group, const Sheet& sheet, const Cells& cells
     auto found = group.things.find(name);
     if (found == group.things.end()) {
         if (!group.makeRoom(host->number, true, end_ms, wanted)) return;
-        found = group.things.emplace(name, Thing::infoOf(std::move(all), host->number)).first;
+        found = group.things.emplace(name, Thing::infoOf(std::move(all), host->number, thing.labels)).first;
     }
     group.touch(*found);
     if (thing.details == name) return;

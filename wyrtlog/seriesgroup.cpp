@@ -8,9 +8,10 @@ SeriesThing::SeriesThing(std::string name, size_t ofHost, size_t metrics)
     : labels(std::move(name)), host(ofHost), totals(metrics), added(metrics), levels(metrics), begun(metrics),
       given(metrics), series(metrics, None) {}
 
-SeriesThing SeriesThing::infoOf(std::string name, size_t ofHost) {
+SeriesThing SeriesThing::infoOf(std::string name, size_t ofHost, std::string of) {
     SeriesThing thing(std::move(name), ofHost, 0);
     thing.info = true;
+    thing.details = std::move(of);
     thing.series.resize(1, None);
     return thing;
 }
@@ -153,34 +154,52 @@ void SeriesGroup::clear() {
     oldThings = {}, oldInfos = {};
 }
 
+void SeriesGroup::beginRun(size_t host) {
+    for (auto& [name, thing] : things)
+        if (thing.host == host) thing.alive = false;
+}
+
 // --- What is saved
 
 // A metric's name without that of its kind.
 static std::string_view ownName(const Metric& metric) { return std::string_view(metric.name).substr(metric.ownName); }
 
+bool SeriesGroup::hasInfo(const SeriesThing& thing) const {
+    const auto info = things.find(thing.details);
+    return info != things.end() && info->second.alive;
+}
+
+// Things come before the infos about them. An info whose place another one has taken is over.
 void SeriesGroup::save(std::vector<SavedThing>& to) const {
-    for (auto& [name, thing] : things) {
-        SavedThing saved{std::string(kind->tag), thing.host, thing.info, thing.last_ms, thing.seen_ms, name, {}, {}};
-        if (thing.labels != name) saved.labels = thing.labels;
-        for (size_t i = 0; i < thing.totals.size(); i++)
-            if (thing.begun[i]) saved.totals.emplace_back(ownName(metrics[i]), thing.totals[i]);
-        if (thing.info || !saved.totals.empty()) to.push_back(std::move(saved));
-    }
+    for (const bool info : {false, true})
+        for (auto& [name, thing] : things) {
+            if (thing.info != info) continue;
+            SavedThing saved;
+            saved.tag = kind->tag, saved.host = thing.host, saved.info = info, saved.alive = thing.alive;
+            saved.last_ms = thing.last_ms, saved.seen_ms = thing.seen_ms;
+            saved.key = name;
+            if (info) saved.of = thing.details;
+            for (size_t i = 0; i < thing.totals.size(); i++)
+                if (thing.begun[i]) saved.totals.emplace_back(ownName(metrics[i]), thing.totals[i]);
+            if (info ? thing.alive : !saved.totals.empty() || hasInfo(thing)) to.push_back(std::move(saved));
+        }
 }
 
 void SeriesGroup::load(const SavedThing& saved, size_t host, bool others) {
     auto& count = saved.info ? of(host).infos : of(host).things;
     if (!others && count >= kind->most) return;
-    const auto& labels = saved.labels.empty() ? saved.key : saved.labels;
-    const auto [at, isNew] = things.emplace(saved.key, saved.info ? SeriesThing::infoOf(labels, host)
-                                                                  : SeriesThing(labels, host, metrics.size()));
+    const auto [at, isNew] = things.emplace(
+        saved.key, saved.info ? SeriesThing::infoOf(saved.key.substr(InfoKey.size()), host, saved.of)
+                              : SeriesThing(saved.key, host, metrics.size()));
     if (!isNew) return;
     if (!others) count++;
     auto& thing = at->second;
-    thing.others = others;
+    thing.others = others, thing.alive = saved.alive;
     thing.last_ms = saved.last_ms, thing.seen_ms = saved.seen_ms;
     for (auto& [name, total] : saved.totals)
         for (size_t i = 0; i < thing.totals.size(); i++)
             if (ownName(metrics[i]) == name) thing.totals[i] = total, thing.begun[i] = 1;
-    queue(*at);
+    if (const auto its = saved.info ? things.find(saved.of) : things.end(); its != things.end() && !its->second.info)
+        its->second.details = saved.key;
+    if (thing.last_ms != SeriesThing::Never) queue(*at);
 }

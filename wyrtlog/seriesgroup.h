@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+inline constexpr std::string_view InfoKey = "info "; // an info's name begins so, and no label does
+
 // One thing with all its series.
 struct SeriesThing {
     static constexpr int64_t Never = INT64_MIN / 2; // far enough from the end to be subtracted
@@ -21,9 +23,9 @@ struct SeriesThing {
     size_t host = 0;
     bool alive = true;                   // the run at hand has shown it
     bool touched = false;                // in this interval
-    bool info = false;                   // it has only the value 1
+    bool info = false;                   // it has only the value 1, and `details` names its thing
     bool others = false;                 // it is what has no series of its own, all together
-    std::string details;                 // name of its info, which goes where another one takes its place
+    std::string details;                 // name of its info, which goes when another one takes its place
     int64_t last_ms = Never;             // of its last point
     int64_t seen_ms = Never;             // end of the last interval that had it
     int64_t turn_ms = Never;             // its place in the queue of what may stand still; Never: it is not in it
@@ -33,8 +35,8 @@ struct SeriesThing {
     std::vector<size_t> series;     // by metric: for the format to use
 
     SeriesThing(std::string name, size_t ofHost, size_t metrics);
-    // One that has only the value 1: its labels are what is to be known.
-    static SeriesThing infoOf(std::string name, size_t ofHost);
+    // One that has only the value 1: its labels are what is to be known of a thing, whose name is that.
+    static SeriesThing infoOf(std::string name, size_t ofHost, std::string thing);
 };
 
 class SeriesGroup {
@@ -65,6 +67,8 @@ public:
     void queue(Entry& entry);
     // The interval is over: nothing is in it any more, and there are no candidates.
     void clear();
+    // Another run of the host begins: nothing is known to be there until this run shows it.
+    void beginRun(size_t host);
 
     // Adds what is saved of all things.
     void save(std::vector<SavedThing>& to) const;
@@ -93,6 +97,7 @@ private:
     Forgettable oldThings, oldInfos; // for its host
 
     OfHost& of(size_t host);
+    bool hasInfo(const SeriesThing& thing) const;
     void findForgettable(size_t host, bool info, int64_t now_ms, std::vector<Entry*>& old);
     bool forgetOne(size_t host, bool info, int64_t now_ms);
     void addLargest(size_t metric, size_t most, std::vector<std::string>& names) const;

@@ -37,9 +37,9 @@ std::string totalsText(const Totals& totals) {
     }
     for (auto& thing : totals.things) {
         text += "THING";
-        addCell(text, thing.tag), addNumber(text, thing.host), text += thing.info ? ",1" : ",0";
+        addCell(text, thing.tag), addNumber(text, thing.host), text += thing.info ? ",1" : thing.alive ? ",0" : ",2";
         addNumber(text, thing.last_ms), addNumber(text, thing.seen_ms);
-        addCell(text, thing.key), addCell(text, thing.labels);
+        addCell(text, thing.key), addCell(text, thing.of);
         for (auto& [name, total] : thing.totals) addCell(text, name), text += '=', text += std::to_string(total);
         text += '\n';
     }
@@ -76,9 +76,9 @@ static bool takeThing(const Cells& cells, Totals& totals) {
     auto& thing = totals.things.emplace_back();
     if (cells.size() < FirstTotal || !takeText(cells[1], thing.tag) || !takeNumber(cells[2], thing.host) ||
         thing.host >= totals.hosts.size() || !takeTime(cells[4], thing.last_ms) || !takeTime(cells[5], thing.seen_ms) ||
-        !takeText(cells[6], thing.key) || !takeText(cells[7], thing.labels))
+        !takeText(cells[6], thing.key) || !takeText(cells[7], thing.of))
         return false;
-    thing.info = cells[3] == "1";
+    thing.info = cells[3] == "1", thing.alive = cells[3] != "2";
     for (size_t i = FirstTotal; i < cells.size(); i++) {
         const size_t equals = cells[i].rfind('='); // no number has one
         auto& [name, total] = thing.totals.emplace_back();

@@ -4,6 +4,8 @@
 //     HOST,db7,5d2f...,1234,1795266310000
 //     THING,DISK,0,0,1795266310000,1795266300000,host=db7\x2Cdisk=sda,,reads=1200,read_bytes=4915200
 //     END,2,9f3a01c4
+//
+// The cell after the host's number: 0, 1 of an info, 2 of a thing that the host's last run has not shown.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +24,10 @@ struct SavedThing {
     std::string tag; // of its kind
     size_t host = 0; // index
     bool info = false;
+    bool alive = true;                // the run that was counted last has shown it
     int64_t last_ms = 0, seen_ms = 0; // of its last point, of its last record
-    std::string key, labels;          // labels are empty where they are the key
+    std::string key;
+    std::string of; // of an info the key of its thing
     std::vector<std::pair<std::string, uint64_t>> totals;
 };
 struct Totals {

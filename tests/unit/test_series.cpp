@@ -302,6 +302,31 @@ TEST(Totals, ANewRunIsCounted) {
     EXPECT_EQ(second.values["disk{host=db7,disk=sda} reads"], 210);
 }
 
+// A restart knows as much as the program before it: what the last run has not shown is gone, the rest is repeated.
+TEST(Totals, WhatTheLastRunHasShownIsRepeated) {
+    SeriesLog old("db7", "old"), next("db7", "next");
+    for (auto name : {"busy", "idle", "gone"}) old.disk(name, 1);
+    old.end();
+    for (auto name : {"busy", "idle"}) next.disk(name, 1);
+    next.end(60000);
+    Kept first;
+    give(old.text + next.text, first);
+    const auto totals = parseTotals(totalsText(first.totals()));
+    ASSERT_TRUE(totals);
+    for (int i = 0; i < 3; i++) {
+        next.disk("busy", 1);
+        next.end(60000);
+    }
+    for (const auto& log : {next.text, old.text + next.text}) { // `push` reads some time before what it has sent
+        Kept second;
+        ASSERT_TRUE(second.take(*totals));
+        give(log, second);
+        EXPECT_EQ(pointsOf(second, "disk{host=db7,disk=busy} reads"), 3U);
+        EXPECT_EQ(pointsOf(second, "disk{host=db7,disk=idle} reads"), 3U);
+        EXPECT_EQ(pointsOf(second, "disk{host=db7,disk=gone} reads"), 0U);
+    }
+}
+
 TEST(Totals, OfOtherSeriesAreRefused) {
     Kept kept;
     give(longLog(1), kept);

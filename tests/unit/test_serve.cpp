@@ -195,6 +195,34 @@ TEST(Scrape, GoesOnFromASavedState) {
     EXPECT_EQ(second.text(Exposition::Text, SeriesStart), whole.text(Exposition::Text, SeriesStart));
 }
 
+// Nothing is two things at once after a restart.
+TEST(Scrape, ASavedStateHasTheLastInfoOnly) {
+    SeriesLog log;
+    const auto write = [&](const char* holds) {
+        log.disk("sda", 5).holds = holds;
+        auto& volume = log.interval.volumeGroups.rows.emplace_back(); // it has no counters
+        volume.name = "vg", volume.state = holds;
+        log.end();
+    };
+    write("one"), write("two");
+    ScrapeFormat first{SeriesChoice()}, second{SeriesChoice()};
+    give(log.text, first);
+    ASSERT_TRUE(second.take(*parseTotals(totalsText(first.totals()))));
+    const auto infos = [&](const char* name) { return linesWith(second.text(Exposition::Text, SeriesStart), name); };
+    const auto disk = [](const std::string& holds) {
+        return "wyrt_disk_info{host=\"db7\",disk=\"sda\",dev=\"8:0\",holds=\"" + holds + "\"} 1\n";
+    };
+    const auto group = [](const std::string& state) {
+        return "wyrt_volume_group_info{host=\"db7\",group=\"vg\",state=\"" + state + "\"} 1\n";
+    };
+    EXPECT_EQ(infos("wyrt_disk_info{"), disk("two"));
+    EXPECT_EQ(infos("wyrt_volume_group_info{"), group("two"));
+    write("three");
+    give(log.text, second);
+    EXPECT_EQ(infos("wyrt_disk_info{"), disk("three"));
+    EXPECT_EQ(infos("wyrt_volume_group_info{"), group("three"));
+}
+
 // --- The state
 
 TEST(State, IsReplacedInOneStep) {
