@@ -1,6 +1,7 @@
 #include "wyrtlog/logs.h"
 
 #include "base/refusal.h"
+#include "wyrtlog/classiclog.h"
 #include "wyrtlog/openlog.h"
 #include "wyrtlog/progress.h"
 
@@ -124,6 +125,10 @@ bool Merge::isAgain(const OpenLog& log) {
     return false;
 }
 
+static std::string whatElse(std::string_view text) {
+    return isClassicLog(text) ? "this is a classic log, which wyrt export reads from a file" : "this is no log of wyrt";
+}
+
 // Waits for another log. False: it is over.
 bool Merge::waitForMore() {
     if (!follower) return false;
@@ -143,10 +148,12 @@ bool Merge::step() {
     }
     if (first == logs.end()) return waitForMore();
     auto& log = **first;
-    if (!isAgain(log) && !onFound(log.reader, log.found, log.interval)) return false;
+    const bool other = log.isNoLog();
+    if (!other && !isAgain(log) && !onFound(log.reader, log.found, log.interval)) return false;
     if (log.found == LogReader::Found::Interval && !log.interval.damaged) tellProgress(log);
     if (!log.isOver()) return log.advance(), true;
     if (const auto why = log.failure(); !why.empty()) report(log.path(), why);
+    else if (other) report(log.path(), whatElse(log.reader.text()));
     bytesOver += log.reader.bytesRead();
     logs.erase(first);
     return true;

@@ -53,7 +53,13 @@ void OpenLog::advance() {
     if (found == LogReader::Found::Head && !std::exchange(begun, true)) goToSpan();
     if (reader.position() >= stop) return void(found = LogReader::Found::End);
     found = reader.next(interval);
+    anyFrame |= !isOver();
     if (found == LogReader::Found::Interval && !interval.damaged) time_ms = std::max(time_ms, interval.time.epoch_ms);
+}
+
+// One whose head was cut short is a log.
+bool OpenLog::isNoLog() const {
+    return found == LogReader::Found::Torn && !anyFrame && !reader.text().starts_with("#wyrt,");
 }
 
 std::string OpenLog::failure() const { return file.failure() ? strerror(file.failure()) : unpacker.failure(); }

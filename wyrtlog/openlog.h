@@ -21,6 +21,7 @@ class OpenLog {
     Unpacker unpacker{[this](char* to, size_t size) { return read(to, size); }};
     Follower* follower = nullptr;
     bool begun = false;
+    bool anyFrame = false;                                // a head or an interval was found
     std::optional<uint64_t> jump;                         // where to go on after the next head
     uint64_t stop = std::numeric_limits<uint64_t>::max(); // nothing from there on is in the span
 
@@ -44,6 +45,8 @@ public:
     bool isOver() const { return found == LogReader::Found::Torn || found == LogReader::Found::End; }
     // Reads on to its next interval, head or end.
     void advance();
+    // Whether it has been read to its end, and is something else than a log.
+    bool isNoLog() const;
     // Why it could not be read to its end; empty: it could.
     std::string failure() const;
 };

@@ -221,11 +221,27 @@ TEST(LogCommands, AFullDisk) {
 TEST(LogCommands, WhatIsNoLog) {
     Made machine("text /empty \"\"\ntext /other \"one,two\\n\"\nfail read /broken EIO\ntext /broken \"x\"\n");
     save("/a.wyrt", logOf({2}));
-    for (const char* name : {"/empty", "/other", "-"}) {
+    for (const char* name : {"/empty", "-"}) {
         const auto shown = run({"show", name}), told = run({"info", name});
         EXPECT_TRUE(shown.ends_with("wyrt: there is no interval to show\nstatus 1\n")) << name << shown;
         EXPECT_TRUE(told.ends_with("wyrt: this is no log of wyrt\nstatus 1\n")) << name << told;
     }
+    save("/classic", "^TIME,1,2,3\n");
+    const std::string other = "wyrt: '/other': this is no log of wyrt\n",
+                      classic = "wyrt: '/classic': this is a classic log, which wyrt export reads from a file\n";
+    for (const char* command : {"show", "why", "stats", "info"}) {
+        EXPECT_EQ(run({command, "/other"}), other + "status 1\n");
+        EXPECT_EQ(run({command, "/classic"}), classic + "status 1\n");
+        // The good log is read all the same.
+        const auto good = run({command, "/a.wyrt"}), both = run({command, "/other", "/a.wyrt", "/classic"});
+        EXPECT_TRUE(good.ends_with("status 0\n")) << good;
+        for (const auto& line : {other, classic}) EXPECT_EQ(countOf(both, line), 1U) << both;
+        EXPECT_EQ(both.size(), good.size() + other.size() + classic.size()) << both;
+        EXPECT_TRUE(both.ends_with("status 1\n")) << both;
+    }
+    // One that was cut short is a log.
+    save("/head.wyrt", logOf({2}).substr(0, 100));
+    EXPECT_TRUE(run({"show", "/head.wyrt"}).ends_with("wyrt: there is no interval to show\nstatus 1\n"));
     const auto broken = run({"show", "/broken", "/a.wyrt"});
     EXPECT_NE(broken.find("wyrt: '/broken': Input/output error\n"), std::string::npos) << broken;
     EXPECT_NE(broken.find("\nCPU "), std::string::npos) << broken;
