@@ -60,13 +60,16 @@ static void joinAlike(std::vector<Culprit>& culprits) {
         if (row.pid && row.role.empty()) alike[{row.name, row.user, row.unit, row.cgroup}].push_back(i);
     }
     for (auto& [what, places] : alike) {
-        if (places.size() < Many) continue;
+        const bool isJoined = std::any_of(places.begin(), places.end(), [&](size_t i) { return culprits[i].row.count > 1; });
+        if (places.size() < (isJoined ? 2 : Many)) continue;
         size_t first = places[0];
         double amount = 0, order = 0;
-        uint64_t count = 0;
+        uint64_t single = 0, joined = 0; // of several intervals, the same processes may be in both
         bool exact = true;
         for (const size_t i : places) {
-            amount += culprits[i].amount, order += culprits[i].order, count += culprits[i].row.count;
+            amount += culprits[i].amount, order += culprits[i].order;
+            if (culprits[i].row.count > 1) joined = std::max(joined, culprits[i].row.count);
+            else single++;
             exact &= culprits[i].row.mark == '=';
             if (culprits[i].amount > culprits[first].amount) first = i;
         }
@@ -74,9 +77,9 @@ static void joinAlike(std::vector<Culprit>& culprits) {
             if (i != first) culprits[i].amount = 0;
         auto& one = culprits[first];
         one.amount = amount, one.order = order;
-        one.row.count = count;
         if (!exact) one.row.mark = '~';
-        if (!one.row.evidence.empty()) one.row.evidence = "the first: " + one.row.evidence;
+        if (!one.row.evidence.empty() && one.row.count == 1) one.row.evidence = "the largest: " + one.row.evidence;
+        one.row.count = std::max(single, joined);
     }
 }
 

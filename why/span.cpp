@@ -34,33 +34,39 @@ void Span::addDoer(const WhoRow& row, Entry& entry) {
     doer.exact &= row.mark == '=';
 }
 
+// Two findings of an interval can have one name, such as those of listeners of two network namespaces.
+void Span::addFinding(const Interval& interval, const WhyRow& why) {
+    const std::pair<std::string, std::string> key(why.resource, why.object);
+    if (entries.size() >= MostEntries && !entries.contains(key)) return;
+    auto& entry = entries[key];
+    const bool first = entry.last == 0;
+    if (first) entry.since = beginOf(interval);
+    entry.until = interval.time;
+    if (entry.last != count) {
+        entry.intervals++;
+        entry.lasted_us += static_cast<uint64_t>(std::max<int64_t>(interval.elapsed_us, 0));
+    }
+    entry.last = count;
+    entry.total += static_cast<double>(why.total);
+    entry.weight += why.severity * static_cast<double>(interval.elapsed_us) / 1e6;
+    const auto isOf = [&](const auto& row) {
+        return row.rank == why.rank && row.resource == why.resource && row.object == why.object;
+    };
+    if (first || why.severity > entry.worst.severity) {
+        entry.worst = why, entry.worstAt = interval.time;
+        entry.sufferers.clear();
+        for (auto& row : interval.suffer.rows)
+            if (isOf(row)) entry.sufferers.push_back(row);
+    }
+    for (auto& row : interval.who.rows)
+        if (isOf(row)) addDoer(row, entry);
+    for (auto& group : interval.cgroups.rows)
+        if (group.path == why.object) groups[group.path] = group;
+}
+
 void Span::add(const Interval& interval) {
     count++;
-    for (auto& why : interval.why.rows) {
-        const std::pair<std::string, std::string> key(why.resource, why.object);
-        if (entries.size() >= MostEntries && !entries.contains(key)) continue;
-        auto& entry = entries[key];
-        const bool first = entry.worst.since.empty();
-        const auto since = first ? textOf(beginOf(interval)) : entry.worst.since;
-        const uint64_t before = first ? 0 : entry.worst.intervals;
-        const uint64_t lasted_us =
-            entry.worst.lasted_us + static_cast<uint64_t>(std::max<int64_t>(interval.elapsed_us, 0));
-        entry.total += static_cast<double>(why.total);
-        entry.weight += why.severity * static_cast<double>(interval.elapsed_us) / 1e6;
-        if (first || why.severity > entry.worst.severity) {
-            entry.worst = why;
-            entry.worst.worst = textOf(interval.time);
-            entry.sufferers.clear();
-            for (auto& row : interval.suffer.rows)
-                if (row.resource == why.resource && row.object == why.object) entry.sufferers.push_back(row);
-        }
-        entry.worst.since = since, entry.worst.until = textOf(interval.time);
-        entry.worst.intervals = before + 1, entry.worst.lasted_us = lasted_us;
-        for (auto& row : interval.who.rows)
-            if (row.resource == why.resource && row.object == why.object) addDoer(row, entry);
-        for (auto& group : interval.cgroups.rows)
-            if (group.path == why.object) groups[group.path] = group;
-    }
+    for (auto& why : interval.why.rows) addFinding(interval, why);
     for (auto& row : interval.nearest.rows) {
         const std::pair<std::string, std::string> key(row.resource, row.object);
         if (nearest.size() >= MostEntries && !nearest.contains(key)) continue;
@@ -76,6 +82,14 @@ static std::string amountText(double amount, std::string_view unit) {
     return countText(amount);
 }
 
+// What it did in all, before what it did in the interval in which it did most.
+static void sumUp(WhoRow& row, std::string_view unit) {
+    if (row.mark == '?' || row.role == "others") return;
+    const auto then = row.evidence;
+    row.evidence = amountText(static_cast<double>(row.amount), unit) + " in all";
+    if (!then.empty()) row.evidence += (row.count > 1 ? "; at their peak, " : "; at its peak: ") + then;
+}
+
 void Span::result(Interval& interval) const {
     std::vector<const Entry*> order;
     for (auto& [key, entry] : entries) order.push_back(&entry);
@@ -84,27 +98,30 @@ void Span::result(Interval& interval) const {
     uint64_t rank = 0;
     for (auto* entry : order) {
         Finding finding;
-        finding.why = entry->worst;
-        finding.why.rank = ++rank;
+        const bool single = entry->intervals == 1;
+        auto& why = finding.why;
+        why = entry->worst;
+        why.rank = ++rank;
+        why.intervals = entry->intervals, why.lasted_us = entry->lasted_us;
+        why.since = textOf(entry->since), why.until = textOf(entry->until);
+        if (!single) why.worst = textOf(entry->worstAt);
         finding.total = entry->total, finding.rest = entry->rest;
-        const bool single = entry->worst.intervals == 1;
-        if (single) finding.why.worst.clear();
         for (auto& [id, doer] : entry->doers) {
             auto& culprit = finding.culprits.emplace_back();
             culprit.row = doer.row;
             culprit.row.mark = doer.exact ? '=' : '~';
             culprit.amount = culprit.order = doer.amount;
             if (doer.row.role == "others") culprit.order = 0; // they come last
-            if (single) continue;
-            const auto then = culprit.row.evidence;
-            culprit.row.evidence = amountText(doer.amount, entry->worst.total_unit) + " in all";
-            if (!then.empty()) culprit.row.evidence += "; at its most " + then;
         }
+        const size_t firstOf = interval.who.rows.size();
         share(finding, interval.who.rows);
-        for (auto& row : interval.who.rows)
-            if (row.resource == finding.why.resource && row.object == finding.why.object) row.rank = rank;
+        for (size_t i = firstOf; i < interval.who.rows.size(); i++) {
+            auto& row = interval.who.rows[i];
+            row.rank = rank;
+            if (!single) sumUp(row, why.total_unit);
+        }
         for (auto row : entry->sufferers) row.rank = rank, interval.suffer.rows.push_back(std::move(row));
-        interval.why.rows.push_back(std::move(finding.why));
+        interval.why.rows.push_back(std::move(why));
     }
     for (auto& [path, group] : groups) interval.cgroups.rows.push_back(group);
     std::vector<NearRow> near;

@@ -8,6 +8,7 @@
 #include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 class Span {
     // Who it is, in every interval.
@@ -22,6 +23,9 @@ class Span {
     struct Entry {
         WhyRow worst;
         std::vector<SufferRow> sufferers; // of the worst interval
+        Moment since, until, worstAt;
+        uint64_t intervals = 0, lasted_us = 0;
+        uint64_t last = 0;                // the interval that had it last, counted from 1
         double total = 0, weight = 0;     // weight: severity times seconds
         std::string rest;                 // what nobody explains is called so
         std::map<Identity, Doer> doers;
@@ -31,6 +35,7 @@ class Span {
     std::map<std::string, CgroupRow> groups; // that the findings are about: their names
     uint64_t count = 0;
 
+    void addFinding(const Interval& interval, const WhyRow& why);
     void addDoer(const WhoRow& row, Entry& entry);
 
 public:

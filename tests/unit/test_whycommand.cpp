@@ -35,7 +35,7 @@ TEST(WhyCommand, ALogWithFindingsAndOneWithout) {
         EXPECT_EQ(said.substr(0, said.find("not under")),
                   "db7  2026-11-21T14:05:10.000+01:00 to 2026-11-21T14:05:30.000+01:00  10 intervals\n"
                   "1  DISK sdb   writes wait 41.2 ms (limit 20), queue 17.0; io stalled some 71.5% full 20.0% (10)\n"
-                  "   92% ~ rsync[4411]   1.1G in all; at its most 183.0 MB/s\n"
+                  "   92% ~ rsync[4411]   1.1G in all; at its peak: 183.0 MB/s\n"
                   "    8% ? write-back of earlier writes and not accounted for\n"
                   "   in 3 intervals, 6s, from 2026-11-21T14:05:18.000+01:00 to 2026-11-21T14:05:24.000+01:00; worst "
                   "2026-11-21T14:05:20.000+01:00\n")

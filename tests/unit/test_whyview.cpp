@@ -133,7 +133,7 @@ TEST(WhyView, AGroupHasItsName) {
     EXPECT_EQ(text.substr(0, text.find("not under")),
               "1  QUOTA shop/api   periods throttled 95.0% (limit 10), used 2.00 of 2.00 CPUs\n"
               "   75% = gunicorn[9110]   1.5 CPUs, waited 12.4 s over 16 threads\n"
-              "   10% = small[100] x8    the first: 2% of a CPU\n"
+              "   10% = small[100] x8    the largest: 2% of a CPU\n"
               "   15% ? not accounted for\n"
               "   the machine is 71% idle: the limit is the cause, not the host\n");
 }
@@ -173,7 +173,7 @@ TEST(WhySpan, AmountsAreAddedAndTheWorstIsNamed) {
     EXPECT_EQ(amounts, why.total);
     EXPECT_EQ(result.who.rows[0].name, "rsync");
     EXPECT_EQ(result.who.rows[0].amount, 6U * 368 * MiB);
-    EXPECT_EQ(result.who.rows[0].evidence.substr(0, 42), "2.2G in all; at its most 183.0 MB/s, fd 5 ");
+    EXPECT_EQ(result.who.rows[0].evidence.substr(0, 43), "2.2G in all; at its peak: 183.0 MB/s, fd 5 ");
     const auto text = shown(result);
     EXPECT_NE(text.find("   in 7 intervals, 14s, from 2026-11-21T14:05:14.000+01:00 to 2026-11-21T14:05:28.000+01:00; "
                         "worst 2026-11-21T14:05:22.000+01:00\n"),
@@ -194,6 +194,56 @@ TEST(WhySpan, OneIntervalIsAsItWas) {
     Interval nothing;
     Span().result(nothing);
     EXPECT_EQ(shown(nothing), "no figures to find causes by\n");
+}
+
+// Two namespaces can have a listener of one address and port.
+TEST(WhySpan, TwoFindingsOfOneName) {
+    Span span;
+    for (int i = 0; i < 2; i++) {
+        Interval interval;
+        interval.time = {1795266310000 + i * 2000, 60};
+        interval.elapsed_us = 2 * static_cast<int64_t>(Second);
+        for (uint64_t rank = 1; rank <= 2; rank++) {
+            auto& why = interval.why.rows.emplace_back();
+            why.rank = rank, why.resource = "LISTEN", why.object = "0.0.0.0:80", why.total = 100, why.severity = 50;
+            auto& who = interval.who.rows.emplace_back();
+            who.rank = rank, who.resource = why.resource, who.object = why.object;
+            who.pid = rank, who.name = "nginx", who.mark = '=', who.amount = 100, who.share = 100;
+        }
+        span.add(interval);
+    }
+    Interval result;
+    span.result(result);
+    ASSERT_EQ(result.why.rows.size(), 1U);
+    EXPECT_EQ(result.why.rows[0].intervals, 2U);
+    EXPECT_EQ(result.why.rows[0].lasted_us, 4U * Second);
+    EXPECT_EQ(result.why.rows[0].total, 400U);
+    ASSERT_EQ(result.who.rows.size(), 2U);
+    for (auto& row : result.who.rows) {
+        EXPECT_EQ(row.amount, 200U);
+        EXPECT_EQ(row.evidence, "200 in all");
+    }
+}
+
+// Many of a name are one culprit; in an interval with few of them each is one.
+TEST(WhySpan, TheSameProcessesCountOnce) {
+    Span span;
+    for (const uint64_t count : {3U, 2U, 4U}) {
+        WhyMachine machine;
+        machine.busy(100);
+        machine.pressure("cpu", 90, 0);
+        for (uint64_t pid = 10; pid < 10 + count; pid++) machine.process(pid, "gzip").cpu_us = Second;
+        judge(machine.interval, machine.limits);
+        span.add(machine.interval);
+    }
+    Interval result;
+    span.result(result);
+    ASSERT_FALSE(result.who.rows.empty());
+    const auto& gzip = result.who.rows[0];
+    EXPECT_EQ(gzip.name, "gzip");
+    EXPECT_EQ(gzip.count, 4U);
+    EXPECT_EQ(gzip.amount, 9U * Second);
+    EXPECT_EQ(gzip.evidence, "9.0 s of CPU in all; at their peak, the largest: 50% of a CPU");
 }
 
 TEST(WhySpan, OthersOfSeveralIntervalsAreOneRow) {
