@@ -46,6 +46,18 @@ done
 [ "$("$sandbox/installed/bin/wyrt" --version)" = "$("$wyrt" --version)" ] || why='it does not run'
 verdict package-install "$why"
 
+# Every link from one document to another, and to a file that a service names.
+why=
+documents=$sandbox/installed/share/doc/wyrt
+while IFS=: read -r document link; do
+    [ -e "$(dirname -- "$document")/$link" ] || why="${document#"$documents"/} links to $link, which is not installed"
+done < <(find "$documents" -name '*.md' -exec grep -noE '\]\([^)#: ]+' {} + | sed 's/:[0-9]*:](/:/')
+[ -n "$(find "$documents" -name '*.md' -exec grep -lE '\]\(docs/' {} +)" ] || why='no document links to another'
+for file in $(grep -hoE '/usr/share/doc/wyrt/[^ ]*' "$(dirname -- "${BASH_SOURCE[0]}")"/../../packaging/*.service); do
+    [ -e "$documents/${file#/usr/share/doc/wyrt/}" ] || why="a service names $file, which is not installed"
+done
+verdict package-links "$why"
+
 # --- The packages
 
 for tool in dpkg-deb dpkg-shlibdeps file; do # cpack needs all of them
