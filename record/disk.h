@@ -28,7 +28,7 @@ struct DiskRow : DiskActivity {
     std::string holds;      // what stands on it, in short: "vg_data: backup /srv/backup, p1 /boot"
 };
 inline constexpr auto DiskKindOf = kind<DiskRow>(
-    "DISK", id("name", &DiskRow::name), id("dev", &DiskRow::device), level("diskseq", "", &DiskRow::sequence),
+    "DISK", id("name", &DiskRow::name), id("dev", &DiskRow::device), label("diskseq", &DiskRow::sequence),
     label("kind", &DiskRow::kind), level("stacked", "", &DiskRow::stacked), amount("reads", "", &DiskRow::reads),
     amount("read_bytes", "B", &DiskRow::read_bytes), amount("read_us", "us", &DiskRow::read_us),
     amount("reads_merged", "", &DiskRow::reads_merged), amount("writes", "", &DiskRow::writes),

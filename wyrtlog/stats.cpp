@@ -3,7 +3,6 @@
 #include "base/nearest.h"
 #include "base/numbers.h"
 #include "base/refusal.h"
-#include "record/interval.h"
 #include "view/areas.h"
 #include "view/format.h"
 #include "wyrtlog/consumers.h"
@@ -59,13 +58,12 @@ std::string whyNoFigure(std::string_view word) {
     const auto* area = areaOf(word.substr(0, slash));
     if (!area) return "there are no figures of " + inQuotes(word.substr(0, slash));
     if (slash == word.size()) return {};
+    std::vector<SheetColumn> columns;
+    for (auto& tag : area->tags)
+        for (auto& column : columnsOf(tag))
+            if (isFigure(column)) columns.push_back(std::move(column));
     std::vector<std::string_view> known;
-    static const Interval none;
-    eachKind(none, [&](const auto& kind, const auto&) {
-        if (kind.tag != area->tags[0] && kind.tag != area->tags[1]) return;
-        for (auto& member : kind.members)
-            if (member.isFigure()) known.push_back(member.name);
-    });
+    for (auto& column : columns) known.push_back(column.name);
     const auto figure = word.substr(slash + 1);
     if (std::find(known.begin(), known.end(), figure) != known.end()) return {};
     return std::string(area->area) + " has no figure " + inQuotes(figure) + "; the nearest is " +

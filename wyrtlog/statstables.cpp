@@ -3,6 +3,7 @@
 #include "view/format.h"
 
 #include <algorithm>
+#include <cstdint>
 
 // --- Figures
 
@@ -46,6 +47,12 @@ static std::vector<size_t> largest(const Tally::KindTally& kind, size_t most) {
     return order;
 }
 
+// How wide the names of things may be, so that the figures find room beside them.
+static size_t nameWidth(size_t page) {
+    constexpr size_t Least = 20, Share = 4; // of the page
+    return page ? std::max(Least, page / Share) : SIZE_MAX;
+}
+
 Seen showKind(const Tally::KindTally& kind, size_t most, bool withDay, Page& page) {
     const Column columns[] = {
         {kind.tag, 12, 0, true }, // the thing
@@ -69,7 +76,7 @@ Seen showKind(const Tally::KindTally& kind, size_t most, bool withDay, Page& pag
                 continue;
             }
             const auto& column = kind.columns[i];
-            table.cell(thing.name);
+            table.cell(endOf(thing.name, nameWidth(page.width())));
             table.cell(column.name);
             for (const double value : {summary->mean, summary->least}) table.cell(valueText(column, value));
             table.cell(summary->p95 ? valueText(column, *summary->p95) : std::string(NoValue));

@@ -34,6 +34,11 @@ double Histogram::at(uint64_t rank) const {
 
 // --- Heads
 
+bool isFigure(const SheetColumn& column) {
+    const bool number = column.cast == Cast::Real || (column.cast == Cast::Whole && column.range != Range::Flag);
+    return number && (column.role == Role::Amount || column.role == Role::Level);
+}
+
 void Tally::head(const Sheets& sheets, const std::function<bool(const Sheet&, const SheetColumn&)>& wanted) {
     kinds.resize(sheets.sheets().size());
     for (auto& sheet : sheets.sheets()) {
@@ -42,9 +47,7 @@ void Tally::head(const Sheets& sheets, const std::function<bool(const Sheet&, co
         kind.tag = sheet.tag;
         for (size_t i = kind.columns.size(); i < sheet.columns.size(); i++) {
             const auto& column = sheet.columns[i];
-            const bool number = column.cast == Cast::Whole || column.cast == Cast::Real;
-            if (number && (column.role == Role::Amount || column.role == Role::Level) && wanted(sheet, column))
-                kind.used.push_back(i);
+            if (isFigure(column) && wanted(sheet, column)) kind.used.push_back(i);
         }
         kind.columns = sheet.columns;
         for (auto& thing : kind.things) thing.figures.resize(kind.columns.size());

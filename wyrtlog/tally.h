@@ -24,6 +24,9 @@ public:
     double at(uint64_t rank) const;
 };
 
+// Whether a column has a figure: an amount or a level, and no yes or no.
+bool isFigure(const SheetColumn& column);
+
 struct Figure {
     uint64_t count = 0, positive = 0; // intervals with a value; of them with one above 0
     double sum = 0;                   // of amounts, or of levels

@@ -649,7 +649,7 @@ TEST(ExportSeries, CountersGrowOverTheSpan) {
     const auto lines = exported({"/a.wyrt", "--format", "influx"});
     EXPECT_EQ(linesWith(lines, "disk=sdb "),
               "wyrt_disk,host=db7,disk=sdb reads_total=0i,busy_seconds_total=0 1795266340000000000\n"
-              "wyrt_disk,host=db7,disk=sdb diskseq=0,stacked=0,reads_total=3i,busy_seconds_total=1.5,in_flight=2 "
+              "wyrt_disk,host=db7,disk=sdb stacked=0,reads_total=3i,busy_seconds_total=1.5,in_flight=2 "
               "1795266350000000000\n");
 }
 

@@ -185,6 +185,33 @@ TEST(Stats, ADamagedIntervalIsInNoFigure) {
     EXPECT_NE(said.find("1 interval is damaged"), said.npos) << said;
 }
 
+TEST(Stats, NoFiguresAreIdentitiesAndFlags) {
+    Made machine("");
+    auto interval = intervalAt(1);
+    addDisk(interval, "dm-0", 1 << 20);
+    interval.disks.rows[0].sequence = 24, interval.disks.rows[0].stacked = true;
+    save("/a.wyrt", logOf({interval}));
+    const auto said = counted({"/a.wyrt", "disk"});
+    EXPECT_NE(said.find("write_bytes"), said.npos) << said;
+    EXPECT_EQ(said.find("diskseq"), said.npos) << said;
+    EXPECT_EQ(said.find("stacked"), said.npos) << said;
+    for (const char* word : {"disk/diskseq", "disk/stacked"}) EXPECT_NE(whyNoFigure(word), "") << word;
+}
+
+// A long name leaves room for the figures.
+TEST(Stats, NarrowTerminal) {
+    Made machine("terminal\nsize 80 24\n");
+    auto interval = intervalAt(1);
+    auto& fs = interval.filesystems.rows.emplace_back();
+    fs.point = "/var/lib/containers/storage/overlay/0a1b2c3d4e5f/merged", fs.device = "0:45", fs.used = 5 << 20;
+    fs.growth = 1 << 20;
+    interval.filesystems.sampled = true, interval.filesystems.elapsed_us = 2000000;
+    save("/a.wyrt", logOf({interval}));
+    const auto said = counted({"/a.wyrt", "fs", "--no-pager", "--color", "never"});
+    EXPECT_EQ(lineWith(said, {"used"}), "...d4e5f/merged 0:45 used 5.0M 5.0M 5.0M 14:05:12");
+    EXPECT_EQ(lineWith(said, {"growth"}), "...d4e5f/merged 0:45 growth 512K/s 512K/s 512K/s 14:05:12");
+}
+
 // A log of another program may have the fields of an identity at other places, or none of them.
 TEST(Stats, AnyOrderOfFields) {
     Made machine("");
