@@ -4,6 +4,7 @@
 #include "record/moment.h"
 #include "view/format.h"
 #include "view/page.h"
+#include "wyrtlog/hostnames.h"
 #include "wyrtlog/logs.h"
 #include "wyrtlog/output.h"
 
@@ -18,6 +19,7 @@ struct KindUse {
 // What was counted of all logs together.
 struct Holdings {
     LogHead head;
+    HostNames hosts;
     uint64_t heads = 0, restarts = 0, damagedHeads = 0;
     std::optional<Moment> first, last; // ends of intervals
     int64_t first_elapsed_us = 0;
@@ -32,7 +34,7 @@ static void addHead(const LogReader& reader, Holdings& all) {
     auto& head = reader.head();
     if (all.heads++ > 0 && head.run != all.head.run) all.restarts++;
     if (reader.headDamaged()) all.damagedHeads++;
-    else all.head = head;
+    else all.head = head, all.hosts.add(head.host);
 }
 
 // A whole number in a line of a kind; none: it has no such field.
@@ -92,7 +94,7 @@ static void showSpan(const Asked& asked, const Holdings& all, Page& page) {
         page.line(std::string(name) + std::string(12 - name.size(), ' ') + value);
     };
     const auto number = [](uint64_t value) { return std::to_string(value); };
-    line("host", safeText(all.head.host));
+    line("host", all.hosts.text());
     line("program", "wyrt " + safeText(all.head.version));
     if (all.first) {
         Moment from = *all.first;

@@ -6,6 +6,7 @@
 #include "view/areas.h"
 #include "view/format.h"
 #include "wyrtlog/consumers.h"
+#include "wyrtlog/hostnames.h"
 #include "wyrtlog/intervals.h"
 #include "wyrtlog/output.h"
 #include "wyrtlog/statstables.h"
@@ -172,13 +173,13 @@ int stats(const Asked& asked) {
     if (!out.open(asked)) return Failed;
     Work work{asked, Sheets(), {}, {}, {}, Consumers(by), processes};
     Intervals intervals;
-    std::string host;
+    HostNames hosts;
     Moment from, to;
     double seconds = 0;
     const int status = intervals.each(
         asked, bounds,
         [&](const LogReader& reader, bool changed, Interval& interval) {
-            if (changed) work.head(reader), host = reader.head().host;
+            if (changed) work.head(reader), hosts.add(reader.head().host);
             work.tally.begin(interval), work.consumers.begin();
             const bool good = work.lines(reader.text());
             work.tally.end(good, interval.time), work.consumers.end(good);
@@ -192,7 +193,7 @@ int stats(const Asked& asked) {
     intervals.reportLeftOut();
     if (intervals.given() == 0) return status == Done ? failed("there is no interval in this span") : status;
     Page page(out.width(), out.colored());
-    std::string title = safeText(host) + "  ";
+    std::string title = hosts.text() + "  ";
     appendMoment(title, from), title += " to ", appendMoment(title, to);
     title += "  " + std::to_string(intervals.given()) + (intervals.given() == 1 ? " interval" : " intervals");
     page.line(title, Tone::Title);

@@ -1,15 +1,15 @@
 #include "wyrtlog/why.h"
 
 #include "base/refusal.h"
-#include "view/format.h"
 #include "view/why.h"
 #include "why/span.h"
+#include "wyrtlog/hostnames.h"
 #include "wyrtlog/intervals.h"
 #include "wyrtlog/output.h"
 
 // "db7  2026-11-21T14:05:08.000+01:00 to 2026-11-21T15:05:08.000+01:00  1800 intervals"
-static std::string titleOf(const std::string& host, Moment from, Moment to, uint64_t intervals) {
-    std::string text = safeText(host) + "  ";
+static std::string titleOf(const HostNames& hosts, Moment from, Moment to, uint64_t intervals) {
+    std::string text = hosts.text() + "  ";
     appendMoment(text, from);
     text += " to ";
     appendMoment(text, to);
@@ -24,11 +24,13 @@ int why(const Asked& asked) {
     Span span;
     Limits limits;
     LogHead head;
+    HostNames hosts;
     Moment from, to;
     Intervals intervals;
     const int status = intervals.each(asked, bounds, [&](const LogReader& reader, bool changed, Interval& interval) {
         if (changed) {
             head = reader.head();
+            hosts.add(head.host);
             limits = Limits();
             limits.set(asked.table.limits ? *asked.table.limits : reader.view().limits);
         }
@@ -44,7 +46,7 @@ int why(const Asked& asked) {
     intervals.reportLeftOut();
     if (span.intervals() == 0) return status == Done ? failed("there is no interval in this span") : status;
     Page page(out.width(), out.colored());
-    page.line(titleOf(head.host, from, to, span.intervals()), Tone::Title);
+    page.line(titleOf(hosts, from, to, span.intervals()), Tone::Title);
     Interval result;
     span.result(result);
     const ViewRow view;

@@ -288,6 +288,25 @@ TEST(LogCommands, LogsThatOverlapTakeTurnsAndWhatIsTwiceIsShownOnce) {
     EXPECT_EQ(secondsOf(run({"show", "/logs/c.wyrt", "/logs/a.wyrt"})), "12 14 16 18 ");
 }
 
+// What is added up is not one host's.
+TEST(LogCommands, LogsOfSeveralHostsAreCalledThat) {
+    Made machine("");
+    std::vector<std::string> logs;
+    for (const auto& [host, all] : {std::pair("a", "a"), std::pair("b", "a and b"), std::pair("c", "a, b and c"),
+                                    std::pair("d", "a, b, c and others"), std::pair("e", "a, b, c and others")}) {
+        logs.push_back(std::string("/") + host + ".wyrt");
+        save(logs.back(), logOf({2 * static_cast<int64_t>(logs.size())}, {"1", host, "boot", host}));
+        const auto told = [&](const char* command) {
+            auto words = logs;
+            words.insert(words.begin(), command);
+            return run(words);
+        };
+        EXPECT_TRUE(told("why").starts_with(std::string(all) + "  2026-11-21T")) << told("why");
+        EXPECT_TRUE(told("stats").starts_with(std::string(all) + "  2026-11-21T")) << told("stats");
+        EXPECT_TRUE(told("info").starts_with("host        " + std::string(all) + "\n")) << told("info");
+    }
+}
+
 TEST(LogCommands, AFolderThatIsNamedLikeALogIsNone) {
     Made machine("dir /logs\ndir /logs/b.wyrt\n");
     save("/logs/a.wyrt", logOf({2, 4}));
