@@ -3,32 +3,62 @@
 #include "model/sockowner.h"
 
 #include <algorithm>
-#include <unordered_map>
+#include <array>
+#include <map>
+#include <tuple>
+#include <vector>
 
 #include <netinet/in.h>
 
+namespace {
+// How many connections were seen to begin at each listener. One that is bound to the address takes precedence over one
+// for any; of several at one address nobody knows which one it was, and the first of them has them all.
+class Beginnings {
+    using Place = std::tuple<uint16_t, uint16_t, uint8_t, std::array<unsigned char, 16>>;
+    const SockSample& sample;
+    std::map<Place, size_t> places; // listeners
+    std::vector<uint64_t> counts;   // by listener
+
+    static Place placeOf(const Socket& socket, const std::array<unsigned char, 16>& address) {
+        return {socket.space, socket.ends.port, socket.family, address};
+    }
+    void add(const Socket& socket) {
+        auto found = places.find(placeOf(socket, socket.ends.address));
+        if (found == places.end()) found = places.find(placeOf(socket, {}));
+        if (found != places.end()) counts[found->second]++;
+    }
+
+public:
+    explicit Beginnings(const SockSample& of) : sample(of), counts(of.listeners.size()) {
+        const auto& slots = sample.table.slots;
+        for (size_t i = 0; i < sample.listeners.size(); i++) {
+            const auto& listener = slots[sample.listeners[i].socket];
+            places.try_emplace(placeOf(listener, listener.ends.address), i);
+        }
+        for (const auto& change : sample.changes) {
+            const auto& socket = slots[change.socket];
+            if (change.born && socket.protocol == IPPROTO_TCP && socket.state != SocketState::Listen) add(socket);
+        }
+        for (const auto& ended : sample.ended)
+            if (ended.born) add(ended.socket);
+    }
+    uint64_t of(size_t listener) const { return counts[listener]; }
+};
+} // namespace
+
 void listenRows(const SockSample& sample, const ProcSample& processes, Interval& interval) {
-    std::unordered_map<uint64_t, uint64_t> begun; // by port and namespace
-    const auto key = [](const Socket& socket) { return uint64_t{socket.space} << 16 | socket.ends.port; };
-    for (const auto& listener : sample.listeners) begun[key(sample.table.slots[listener.socket])];
-    const auto countIn = [&](const Socket& socket) {
-        if (const auto found = begun.find(key(socket)); found != begun.end()) found->second++;
-    };
-    for (const auto& change : sample.changes)
-        if (change.born && sample.table.slots[change.socket].protocol == IPPROTO_TCP &&
-            sample.table.slots[change.socket].state != SocketState::Listen)
-            countIn(sample.table.slots[change.socket]);
-    for (const auto& ended : sample.ended)
-        if (ended.born) countIn(ended.socket);
-    for (const auto& listener : sample.listeners) {
+    const Beginnings begun(sample);
+    for (size_t i = 0; i < sample.listeners.size(); i++) {
+        const auto& listener = sample.listeners[i];
         const auto& socket = sample.table.slots[listener.socket];
-        if (!interval.complete && socket.receive_queue == 0 && listener.drops == 0) continue;
+        const bool idle = socket.receive_queue == 0 && listener.drops == 0 && begun.of(i) == 0;
+        if (idle && !interval.complete) continue;
         auto& row = interval.listeners.rows.emplace_back();
         row.netns = sample.spaces[socket.space].inode, row.cookie = socket.cookie, row.family = familyOf(socket);
         row.address = addressText(socket.family, socket.ends.address), row.port = socket.ends.port;
         row.service = serviceOf(sample, socket, socket.ends.port);
         row.backlog = socket.receive_queue, row.limit = socket.send_queue;
-        if (sample.paired) row.drops = listener.drops, row.accepted = begun[key(socket)];
+        if (sample.paired) row.drops = listener.drops, row.accepted = begun.of(i);
         // The oldest of its owners: the one that others were forked from.
         const Process* oldest = nullptr;
         uint64_t asleep = 0, stopped = 0, cpu_us = 0;

@@ -98,7 +98,8 @@ struct ListenRow : SocketOwner {
     std::optional<uint64_t> backlog;         // connections that wait to be accepted
     std::optional<uint64_t> limit;           // the most of them; one more still fits
     std::optional<uint64_t> drops;           // connections and packets that it dropped
-    std::optional<uint64_t> accepted;        // connections through its port that were seen to begin
+    std::optional<uint64_t> accepted;        // connections at its address and port that were seen to begin; of several
+                                             // listeners there the first has them all
     std::optional<uint64_t> asleep, stopped; // of its owners, at the end
     std::optional<uint64_t> owners_cpu_us;
 };

@@ -1,6 +1,8 @@
 // What the sampler of sockets asks for, and what it makes of the answers.
 #include "tests/unit/sockmade.h"
 
+#include <map>
+
 #include <gtest/gtest.h>
 
 static std::string descriptors(unsigned pid, unsigned first, unsigned count) {
@@ -101,6 +103,32 @@ TEST(SockRows, SumsAreExactOnRandomMachines) {
         EXPECT_EQ(interval.namespaces.rows[0].received, moved * 10) << "seed " << seed;
         EXPECT_EQ(interval.processes.rows[0].tcp_received, moved * 10) << "seed " << seed;
     }
+}
+
+// Each connection counts at one listener, and one that accepts has a row although nothing waits in its queue.
+TEST(SockRows, ConnectionsThatBeginAtListeners) {
+    const std::string listeners = "netlink sockdiag tcp4 <<E\n"
+                                  "socket 10.0.0.1:80 0.0.0.0:0 state=LISTEN cookie=1 inode=11 wqueue=128\n"
+                                  "socket 10.0.0.1:80 0.0.0.0:0 state=LISTEN cookie=2 inode=12 wqueue=128\n"
+                                  "socket 0.0.0.0:80 0.0.0.0:0 state=LISTEN cookie=3 inode=13 wqueue=128\n"
+                                  "socket 0.0.0.0:81 0.0.0.0:0 state=LISTEN cookie=4 inode=14 wqueue=128\n";
+    std::string begun;
+    unsigned cookie = 10;
+    for (const char* here : {"10.0.0.1:80", "10.0.0.1:80", "10.0.0.1:80", "10.0.0.2:80", "10.0.0.2:80", "10.0.0.2:90"}) {
+        const auto number = std::to_string(++cookie);
+        begun += std::string("socket ") + here + " 10.1.1.1:" + number + " cookie=" + number + " inode=1" + number +
+                 " received=10 in=2 out=1\n";
+    }
+    Made made(snmp(3, 3) + listeners + "E\nstep 1\n" + snmp(15, 9) + listeners + begun + "E\n");
+    Sampled sampled;
+    sampled.pass({});
+    made.step();
+    sampled.pass({});
+    Interval interval;
+    sockRows(sampled.sample, ProcSample(), ViewRow(), interval);
+    std::map<uint64_t, uint64_t> accepted; // by cookie
+    for (auto& row : interval.listeners.rows) accepted[row.cookie] = row.accepted.value_or(99);
+    EXPECT_EQ(accepted, (std::map<uint64_t, uint64_t>{{1, 3}, {3, 2}}));
 }
 
 TEST(SockRows, Filters) {
