@@ -60,7 +60,8 @@ static void joinAlike(std::vector<Culprit>& culprits) {
         if (row.pid && row.role.empty()) alike[{row.name, row.user, row.unit, row.cgroup}].push_back(i);
     }
     for (auto& [what, places] : alike) {
-        const bool isJoined = std::any_of(places.begin(), places.end(), [&](size_t i) { return culprits[i].row.count > 1; });
+        const bool isJoined =
+            std::any_of(places.begin(), places.end(), [&](size_t i) { return culprits[i].row.count > 1; });
         if (places.size() < (isJoined ? 2 : Many)) continue;
         size_t first = places[0];
         double amount = 0, order = 0;

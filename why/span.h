@@ -25,9 +25,9 @@ class Span {
         std::vector<SufferRow> sufferers; // of the worst interval
         Moment since, until, worstAt;
         uint64_t intervals = 0, lasted_us = 0;
-        uint64_t last = 0;                // the interval that had it last, counted from 1
-        double total = 0, weight = 0;     // weight: severity times seconds
-        std::string rest;                 // what nobody explains is called so
+        uint64_t last = 0;            // the interval that had it last, counted from 1
+        double total = 0, weight = 0; // weight: severity times seconds
+        std::string rest;             // what nobody explains is called so
         std::map<Identity, Doer> doers;
     };
     std::map<std::pair<std::string, std::string>, Entry> entries; // by resource and object

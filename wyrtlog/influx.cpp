@@ -1,9 +1,11 @@
 #include "wyrtlog/influx.h"
 
 // In the value of a tag, blanks, commas and equals signs have a backslash. Newlines cannot be in it, and what a
-// backslash does depends on what follows; so these are written as the log has them, \x0A and \x5C.
+// backslash does depends on what follows; so these are written as the log has them, \x0A and \x5C. A tag without a
+// value is an error: a host without a name has no tag.
 void InfluxFormat::addLabel(std::string& labels, std::string_view name, std::string_view value) const {
     constexpr char Digits[] = "0123456789ABCDEF";
+    if (value.empty()) return;
     labels.append(",").append(name).append("=");
     for (const char c : value) {
         const auto byte = static_cast<unsigned char>(c);

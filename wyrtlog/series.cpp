@@ -132,7 +132,8 @@ void SeriesFormat::takeInfo(Group& group, const Sheet& sheet, const Cells& cells
     }
     group.touch(*found);
     if (thing.details == name) return;
-    if (const auto old = group.things.find(thing.details); old != group.things.end()) old->second.alive = false;
+    const auto old = group.things.find(thing.details);
+    if (old != group.things.end() && old->second.info) old->second.alive = false;
     thing.details = name;
 }
 

@@ -166,7 +166,7 @@ static std::string_view ownName(const Metric& metric) { return std::string_view(
 
 bool SeriesGroup::hasInfo(const SeriesThing& thing) const {
     const auto info = things.find(thing.details);
-    return info != things.end() && info->second.alive;
+    return info != things.end() && info->second.info && info->second.alive;
 }
 
 // Things come before the infos about them. An info whose place another one has taken is over.
@@ -188,9 +188,9 @@ void SeriesGroup::save(std::vector<SavedThing>& to) const {
 void SeriesGroup::load(const SavedThing& saved, size_t host, bool others) {
     auto& count = saved.info ? of(host).infos : of(host).things;
     if (!others && count >= kind->most) return;
-    const auto [at, isNew] = things.emplace(
-        saved.key, saved.info ? SeriesThing::infoOf(saved.key.substr(InfoKey.size()), host, saved.of)
-                              : SeriesThing(saved.key, host, metrics.size()));
+    const auto [at, isNew] =
+        things.emplace(saved.key, saved.info ? SeriesThing::infoOf(saved.key.substr(InfoKey.size()), host, saved.of)
+                                             : SeriesThing(saved.key, host, metrics.size()));
     if (!isNew) return;
     if (!others) count++;
     auto& thing = at->second;

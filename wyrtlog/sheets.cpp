@@ -21,8 +21,8 @@ static Cast castOf(Form form) {
 
 static Range rangeOf(const ConstSlot& slot) {
     // In the order of the types of a slot.
-    constexpr Range Ranges[] = {Range::Any,      Range::Any,    Range::Flag,     Range::Unsigned, Range::Signed,
-                                Range::Any,      Range::Unsigned, Range::Signed, Range::Any};
+    constexpr Range Ranges[] = {Range::Any, Range::Any,      Range::Flag,   Range::Unsigned, Range::Signed,
+                                Range::Any, Range::Unsigned, Range::Signed, Range::Any};
     static_assert(std::size(Ranges) == std::variant_size_v<ConstSlot>);
     return Ranges[slot.index()];
 }

@@ -343,10 +343,10 @@ TEST(Export, WhatIsDamagedForShowIsDamagedForAll) {
         std::string cell, before;
         bool figure;
     } Cells[] = {
-        {",1000000,",         ",",              true }, // CPU: an amount
-        {",0.25,",            ",",              true }, // CPU: a level with a fraction
-        {"dplain,8:0,0,,0,",  "dplain,8:0,0,,", false}, // DISK: yes or no
-        {"dplain,8:0,0,",     "dplain,8:0,",    false}, // DISK: a whole number
+        {",1000000,", ",", true},                      // CPU: an amount
+        {",0.25,", ",", true},                         // CPU: a level with a fraction
+        {"dplain,8:0,0,,0,", "dplain,8:0,0,,", false}, // DISK: yes or no
+        {"dplain,8:0,0,", "dplain,8:0,", false},       // DISK: a whole number
     };
     const auto isTaken = [](const std::string& said) { return said.find("1 interval is damaged") == said.npos; };
     for (auto& [cell, before, figure] : Cells)
@@ -696,6 +696,10 @@ TEST(ExportSeries, LabelsAreQuotedAndBounded) {
     const auto lines = linesWith(exported({"/a.wyrt", "--format", "influx"}), "in_flight");
     for (const char* tag : {"a\\,b", "say\\ \"hi\"", "back\\x5Cslash", "new\\x0Aline", "\\=1+1", "sn\xc3\xb6"})
         EXPECT_NE(lines.find(",disk=" + std::string(tag) + " "), lines.npos) << tag << lines;
+    // A host without a name.
+    save("/a.wyrt", logOf(1, {"1.2.0", "", "boot", "run"}));
+    const auto nameless = exported({"/a.wyrt", "--format", "influx", "--kind", "cpu"});
+    EXPECT_TRUE(nameless.starts_with("wyrt_cpu user_seconds_total=")) << nameless;
     // More things than there are series.
     disks.clear();
     for (int i = 0; i < 1200; i++) disks.emplace_back("d" + std::to_string(i), 1);

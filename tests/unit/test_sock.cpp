@@ -114,7 +114,8 @@ TEST(SockRows, ConnectionsThatBeginAtListeners) {
                                   "socket 0.0.0.0:81 0.0.0.0:0 state=LISTEN cookie=4 inode=14 wqueue=128\n";
     std::string begun;
     unsigned cookie = 10;
-    for (const char* here : {"10.0.0.1:80", "10.0.0.1:80", "10.0.0.1:80", "10.0.0.2:80", "10.0.0.2:80", "10.0.0.2:90"}) {
+    for (const char* here :
+         {"10.0.0.1:80", "10.0.0.1:80", "10.0.0.1:80", "10.0.0.2:80", "10.0.0.2:80", "10.0.0.2:90"}) {
         const auto number = std::to_string(++cookie);
         begun += std::string("socket ") + here + " 10.1.1.1:" + number + " cookie=" + number + " inode=1" + number +
                  " received=10 in=2 out=1\n";
