@@ -2,12 +2,10 @@
 
 #include "base/clock.h"
 #include "base/door.h"
-#include "base/held.h"
 #include "base/host.h"
 #include "base/program.h"
 #include "base/refusal.h"
 #include "base/wait.h"
-#include "base/words.h"
 #include "record/fitting.h"
 #include "view/areas.h"
 #include "why/findings.h"
@@ -16,6 +14,7 @@
 #include "wyrt/heads.h"
 #include "wyrt/logfile.h"
 #include "wyrt/screen.h"
+#include "wyrt/selfcost.h"
 #include "wyrt/source.h"
 #include "wyrt/tail.h"
 #include "wyrt/version.h"
@@ -44,16 +43,13 @@ class Run {
     Interval interval;
     BudgetSpace budgetSpace;
     Limits limits;
-    HeldFile statm{"/proc/self/statm"};
-    Contents statmText;
+    SelfCost cost;
     bool shown = false;
     Heads heads;
     bool begins = false;                 // this interval follows a new head
     int64_t sampled_us = 0;              // monotonic, the last sample
-    uint64_t own_ns = 0;                 // CPU time of this program at the last sample
     uint64_t skipped = 0, unwritten = 0; // since the last interval
     uint64_t made = 0;                   // intervals
-    uint64_t denied = 0;                 // what rights have forbidden up to the last sample
 
     enum class Step { Go, Last, Stop }; // Last: a last, shorter interval
     bool openFile(const std::string& path, OutFile::How how);
@@ -63,7 +59,7 @@ class Run {
     int64_t firstPause() const;
     Step pause(int64_t deadline);
     void sample(uint64_t late_us);
-    void fillSelf(uint64_t late_us, uint64_t before_ns);
+    void fillSelf(uint64_t late_us);
     bool write();
     bool show();
     bool makeInterval(uint64_t late_us);
@@ -177,38 +173,22 @@ Run::Step Run::pause(int64_t deadline) {
     }
 }
 
-void Run::fillSelf(uint64_t late_us, uint64_t before_ns) {
-    const uint64_t now_ns = getOwnCpu();
+void Run::fillSelf(uint64_t late_us) {
     SelfRow row;
-    if (interval.elapsed_us > 0) row.cpu_us = (now_ns - own_ns) / 1000;
-    row.sample_us = (now_ns - before_ns) / 1000;
     row.late_us = late_us;
     row.skipped = skipped;
     row.unwritten = unwritten;
     row.helpers_stuck = helper.abandoned();
     uint64_t refused = 0;
     for (auto& source : sources) refused += source->notAllowed();
-    row.not_allowed = refused - denied;
-    denied = refused;
-    for (auto& space : interval.namespaces.rows) {
-        if (!space.explained || !space.segments_in) continue;
-        const uint64_t segments = *space.segments_in + space.segments_out.value_or(0) + space.retransmitted.value_or(0);
-        row.tcp_segments = row.tcp_segments.value_or(0) + segments;
-        row.tcp_explained = row.tcp_explained.value_or(0) + std::min(*space.explained, segments);
-    }
-    if (statm.read(statmText, Reading::Single)) {
-        const auto resident = statmText.view().substr(std::min(statmText.view().find(' '), statmText.size));
-        const auto pages = toLong(resident);
-        if (pages > 0) row.memory = static_cast<uint64_t>(pages) * static_cast<uint64_t>(getPageSize());
-    }
-    own_ns = now_ns;
+    cost.fill(interval, refused, row);
     interval.self.rows.push_back(row);
     interval.self.sampled = true;
     interval.self.elapsed_us = interval.elapsed_us;
 }
 
 void Run::sample(uint64_t late_us) {
-    const uint64_t before_ns = getOwnCpu();
+    cost.begin();
     const int64_t now = getMonotonic();
     // Rows of all that there is are some hundred times those of what moves.
     if (interval.complete) interval = Interval(), giveBackMemory();
@@ -221,7 +201,7 @@ void Run::sample(uint64_t late_us) {
     for (auto& source : sources) source->sample();
     for (auto& source : sources) source->rows(interval);
     if (needsFindings(settings.view.areas)) judge(interval, limits);
-    fillSelf(late_us, before_ns);
+    fillSelf(late_us);
     // A storm of things must not fill the log. A log's first interval has them all.
     if (!interval.complete) keepBudget<Named>(interval, RowBudget, budgetSpace);
     settle(interval);
