@@ -1,6 +1,7 @@
 #include "wyrtlog/sqlite.h"
 
 #include "base/refusal.h"
+#include "wyrtlog/sqltables.h"
 
 #include <sqlite3.h>
 
@@ -123,25 +124,6 @@ bool SqliteFormat::begun() {
 
 // --- Tables
 
-// In small letters; a kind of a later program can have the name of a table that is not a kind's.
-static std::string tableOf(const Sheet& sheet) {
-    std::string name;
-    for (const char c : sheet.tag) name += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    const bool taken = name == "runs" || name == "intervals" || name == "fields" || name == "choice" ||
-                       name.starts_with("sqlite") || name.ends_with("_rates");
-    return taken ? "kind_" + name : name;
-}
-
-static std::string quoted(const std::string& name) { return "\"" + name + "\""; }
-
-static bool isField(const SheetColumn& column) {
-    return column.cast == Cast::Text || column.cast == Cast::Whole || column.cast == Cast::Real;
-}
-
-static const char* typeOf(const SheetColumn& column) {
-    return column.cast == Cast::Text ? "TEXT" : column.cast == Cast::Whole ? "INTEGER" : "REAL";
-}
-
 // Empty: there is no such table.
 std::vector<std::string> SqliteFormat::columnsOf(const std::string& table) {
     std::vector<std::string> names;
@@ -158,24 +140,14 @@ bool SqliteFormat::describe(const Sheet& sheet, const std::string& table) {
     static constexpr const char* Roles[] = {"time", "elapsed", "id", "text", "amount", "level"};
     const auto add = prepared("INSERT OR IGNORE INTO fields VALUES(?,?,?,?)");
     if (!add) return false;
-    std::string rates;
-    bool amounts = false;
     for (auto& column : sheet.columns) {
         if (!isField(column)) continue;
         bindText(add.get(), 1, table), bindText(add.get(), 2, column.name);
         bindText(add.get(), 3, Roles[static_cast<size_t>(column.role)]), bindText(add.get(), 4, column.unit);
         if (!step(add.get())) return false;
-        const bool amount = column.role == Role::Amount;
-        amounts |= amount;
-        rates += ", t." + quoted(column.name);
-        if (amount) rates += " / nullif(t.secs, 0) AS " + quoted(column.name + "_per_s");
     }
-    if (!amounts) return true;
-    return execute("DROP VIEW IF EXISTS " + quoted(table + "_rates") + "; CREATE VIEW " + quoted(table + "_rates") +
-                   " AS SELECT r.host AS host, strftime('%Y-%m-%dT%H:%M:%fZ', t.time / 1000.0, 'unixepoch') AS utc,"
-                   " t.time, t.secs" +
-                   rates + " FROM " + quoted(table) +
-                   " t JOIN intervals i ON i.id = t.interval JOIN runs r ON r.id = i.run");
+    const auto view = ratesView(sheet, table);
+    return view.empty() || execute(view);
 }
 
 // Makes the table and the statement have the columns of the sheet.
@@ -186,8 +158,8 @@ bool SqliteFormat::fit(const Sheet& sheet) {
     const auto old = columnsOf(table.name);
     std::string sql, names = "interval, time, secs", places = "?,?,?";
     const auto add = [&](const SheetColumn& column) {
-        const auto shape = quoted(column.name) + " " + typeOf(column);
-        sql += old.empty() ? ", " + shape : "ALTER TABLE " + quoted(table.name) + " ADD COLUMN " + shape + ";";
+        sql += old.empty() ? ", " + shapeOf(column)
+                           : "ALTER TABLE " + quoted(table.name) + " ADD COLUMN " + shapeOf(column) + ";";
     };
     if (old.empty()) sql = "CREATE TABLE " + quoted(table.name) + "(interval INTEGER, time INTEGER, secs REAL";
     for (auto& column : sheet.columns) {
