@@ -8,7 +8,6 @@
 class Grid {
     int64_t start, interval; // microseconds
     int64_t next = 1;        // number of the sample that is due next
-    uint64_t missed = 0;
 
 public:
     Grid(int64_t start_us, int64_t interval_us) : start(start_us), interval(std::max<int64_t>(interval_us, 1)) {}
@@ -23,9 +22,6 @@ public:
         const int64_t after = std::max(next + 1, (std::max(now, start) - start) / interval + 1);
         const auto skipped = static_cast<uint64_t>(after - next - 1);
         next = after;
-        missed += skipped;
         return skipped;
     }
-    // All that were ever left out.
-    uint64_t skipped() const { return missed; }
 };

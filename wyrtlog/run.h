@@ -1,4 +1,4 @@
-// The program behind wyrt show, wyrt why and wyrt info.
+// The program behind the commands that read logs.
 #pragma once
 
 // argv[1] is the command. Exit status.

@@ -15,7 +15,6 @@ TEST(Grid, TheNthSampleIsAtStartPlusNIntervals) {
     EXPECT_EQ(grid.due(), 1200);
     EXPECT_EQ(grid.advance(1250), 1U); // exactly on a time: it has passed
     EXPECT_EQ(grid.due(), 1300);
-    EXPECT_EQ(grid.skipped(), 2U);
 }
 
 // Made-up clock, delays of every size: whatever happens, samples stand on the grid, time never goes back, and the
@@ -38,7 +37,6 @@ TEST(Grid, TenThousandSamplesDoNotDrift) {
         ASSERT_EQ(grid.lateness(now), static_cast<uint64_t>(now - grid.due()));
         now += static_cast<int64_t>(random() % (1U << magnitude));
         skipped += grid.advance(now);
-        ASSERT_EQ(grid.skipped(), skipped);
         ASSERT_EQ((grid.due() - Start) / Interval, static_cast<int64_t>(taken + skipped + 1));
     }
     EXPECT_GT(skipped, 0U);

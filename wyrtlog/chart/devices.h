@@ -4,7 +4,6 @@
 #include "record/interval.h"
 #include "wyrtlog/chart/picture.h"
 
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>

@@ -89,7 +89,6 @@ Delivery::Result Delivery::deliver(std::string_view batch) {
             return result;
         if (anyTaken) {
             const auto lines = linesOf(bad);
-            leftOut += lines;
             world.say(std::to_string(lines) + (lines == 1 ? " point is" : " points are") +
                       " left out, because the receiver does not take them: " + describe(refusal));
             return Result::Complete;

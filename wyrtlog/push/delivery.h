@@ -34,7 +34,6 @@ private:
     std::string trouble; // what was said last; empty: all is well
     static constexpr size_t All = static_cast<size_t>(-1);
     size_t most = All;                         // bytes that the receiver takes at once
-    uint64_t leftOut = 0;                      // points
     std::vector<std::string_view> pieces, bad; // of the batch: what is still to be sent, what was refused
 
     Reply attempt(std::string_view piece);
@@ -49,5 +48,4 @@ public:
         : receiver(to), world(std::move(hooks)), patience(attempts) {}
     // Lines of text; each is a point. May be called again with the same batch after any result.
     Result deliver(std::string_view batch);
-    uint64_t pointsLeftOut() const { return leftOut; }
 };

@@ -17,7 +17,7 @@ public:
     // with null.
     using Ready = std::function<void(const void* asker)>;
     struct Report {
-        int status = 0;     // of the program; ETIMEDOUT and the like are 255
+        int status = 0;     // of the program; 255: it could not be started, or was ended
         std::string text;   // its output
         bool timely = true; // it was not ended because it took too long or printed too much
     };
