@@ -145,12 +145,16 @@ void showChurn(const Interval& interval, const View& view, Page& page) {
     const auto elapsed_us = static_cast<double>(interval.churnTotal.elapsed_us);
     const Filter filter(view.asked, interval);
     auto rows = ordered(interval, filter, view.asked.sort);
-    rows.resize(std::min(rows.size(), view.rowsOr(MostRows)));
+    const size_t commands = rows.size();
+    rows.resize(std::min(commands, view.rowsOr(MostRows)));
     const auto text = summary(interval, *all, elapsed_us / 1e6);
     if (rows.empty()) page.clauses("CHURN  " + text);
-    else showParents(rows, elapsed_us, page), page.clauses(text, Tone::Dim);
+    else showParents(rows, elapsed_us, page), page.more(commands - rows.size()), page.clauses(text, Tone::Dim);
     if (filter.any()) return; // how others ended does not belong to them
     auto exits = notable(interval);
-    exits.resize(std::min(exits.size(), view.rowsOr(MostExits)));
-    if (!exits.empty()) showExits(exits, page);
+    const size_t ended = exits.size();
+    exits.resize(std::min(ended, view.rowsOr(MostExits)));
+    if (exits.empty()) return;
+    showExits(exits, page);
+    page.more(ended - exits.size());
 }

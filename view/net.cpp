@@ -144,6 +144,8 @@ void showNet(const Interval& interval, const View& view, Page& page) {
         table.cell(note);
         if (view.extremes) view.extremes->rows("NET", table, SpeedToAddress);
     }
-    for (size_t i = 0; i < std::min(others.size(), view.rowsOr(Most)); i++) otherCells(*others[i], table);
+    const size_t elsewhere = std::min(others.size(), view.rowsOr(Most));
+    for (size_t i = 0; i < elsewhere; i++) otherCells(*others[i], table);
     table.show(page);
+    page.more(others.size() - elsewhere);
 }

@@ -48,6 +48,10 @@ void Page::line(std::string_view text, Tone tone) {
     newline();
 }
 
+void Page::more(size_t rows) {
+    if (rows > 0) line("     " + std::to_string(rows) + " more (-n)", Tone::Dim);
+}
+
 void Page::clauses(std::string_view text, Tone tone) {
     size_t used = 0;
     clauses(text, used, tone);

@@ -38,6 +38,8 @@ public:
     size_t width() const { return columns; }
     // A whole line without its newline.
     void line(std::string_view text, Tone tone = Tone::Plain);
+    // A line that says how many rows a table leaves out; none when it has them all.
+    void more(size_t rows);
     // A line of clauses, with commas or semicolons between them: those that do not fit are left out whole.
     void clauses(std::string_view text, Tone tone = Tone::Plain);
     // Adds such clauses to a line.

@@ -139,7 +139,8 @@ static void showListeners(const Interval& interval, const View& view, const Filt
     };
     constexpr size_t Usual = 10;
     auto rows = inTrouble(interval, view.asked, filter);
-    rows.resize(std::min(rows.size(), view.rowsOr(Usual)));
+    const size_t all = rows.size();
+    rows.resize(std::min(all, view.rowsOr(Usual)));
     if (rows.empty()) return;
     const double seconds = interval.listeners.seconds();
     Table table(Columns);
@@ -163,6 +164,7 @@ static void showListeners(const Interval& interval, const View& view, const Filt
         table.cell(ownerText(*row));
     }
     table.show(page);
+    page.more(all - rows.size());
 }
 
 // --- Sockets
@@ -243,7 +245,7 @@ static void showConnections(const Interval& interval, const View& view, const Fi
     Table table(Columns);
     for (size_t i = 0; i < shown; i++) cells(*rows[i], interval, view.asked.services, table);
     table.show(page);
-    if (shown < rows.size()) page.line("     " + std::to_string(rows.size() - shown) + " more", Tone::Dim);
+    page.more(rows.size() - shown);
 }
 
 void showSockets(const Interval& interval, const View& view, Page& page) {

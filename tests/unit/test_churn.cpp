@@ -217,6 +217,23 @@ struct Machine {
 };
 } // namespace
 
+TEST(ChurnView, RowsThatFindNoRoomAreCounted) {
+    Machine made;
+    made.interval.churnTotal.elapsed_us = 2000000;
+    made.interval.churnTotal.rows.emplace_back();
+    for (int i = 0; i < 12; i++) {
+        auto& row = made.interval.churn.rows.emplace_back();
+        row.parent = 7, row.command = "c" + std::to_string(i), row.ended = 1;
+    }
+    for (int i = 0; i < 8; i++) made.interval.exits.rows.emplace_back().signal = 9;
+    const auto text = made.shown();
+    EXPECT_NE(text.find("\n     2 more (-n)\n"), text.npos) << text;
+    EXPECT_TRUE(text.ends_with("\n     3 more (-n)\n")) << text;
+    ViewRow asked;
+    asked.rows = 12;
+    EXPECT_EQ(made.shown(asked).find("more"), text.npos) << made.shown(asked);
+}
+
 TEST(ChurnModel, EndsOfProcessesThatASampleSaw) {
     Machine made;
     made.report(40, 7, "cc1", 9, 7000000, 123);

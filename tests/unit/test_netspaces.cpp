@@ -214,4 +214,8 @@ TEST(NetSpaces, TheTable) {
     EXPECT_TRUE(first != text.npos && second != text.npos && first < second) << text;
     EXPECT_NE(text.find("eth0          2.0    0.0"), text.npos) << text;
     EXPECT_EQ(text.find("\nlo "), text.npos) << text;
+    EXPECT_EQ(text.find("more"), text.npos) << text;
+    const auto one = interval.spaceLinks.rows[0];
+    for (uint64_t netns = 5000; netns < 5020; netns++) interval.spaceLinks.rows.emplace_back(one).netns = netns;
+    EXPECT_TRUE(shown().ends_with("     10 more (-n)\n")) << shown();
 }
