@@ -164,7 +164,8 @@ int stats(const Asked& asked) {
     if (const auto wrong = takeBounds(asked, bounds); !wrong.empty()) return refused(wrong, "wyrt stats --help");
     const std::string by = asked.by.empty() ? "command" : asked.by;
     static constexpr std::string_view Ways[] = {"process", "command", "user", "unit", "disk"};
-    if (const auto wrong = whyUnknown("--by", by, Ways); !wrong.empty()) return refused(wrong, "wyrt stats --help");
+    if (std::find(std::begin(Ways), std::end(Ways), by) == std::end(Ways))
+        return refused("--by takes process, command, user, unit or disk, not " + inQuotes(by), "wyrt stats --help");
     const bool processes = asked.areas.empty() || hasWord(asked.areas, "proc") || !asked.by.empty();
     ViewRow view;
     takeTableWords(asked.table, view);

@@ -146,7 +146,7 @@ TEST(Stats, WhoUsedWhat) {
     EXPECT_EQ(lineWith(by("unit"), {"sh.service"}), "0.5s 12.5% 12.5% sh.service");
     EXPECT_EQ(lineWith(counted({"/a.wyrt", "-n", "1"}), {"2 others"}), "1.0s 25.0% 25.0% (2 others)");
     EXPECT_EQ(by("disc"),
-              "wyrt: --by has no word 'disc' for these areas; the nearest is disk (see wyrt stats --help)\nstatus 2\n");
+              "wyrt: --by takes process, command, user, unit or disk, not 'disc' (see wyrt stats --help)\nstatus 2\n");
 }
 
 // What the log has only as a sum may be anybody's.
