@@ -63,7 +63,7 @@ function listenToButtons() {
 // The section with the charts of a finding's resource.
 const places = {
     CPU: 'cpu', FORKS: 'cpu', MEMORY: 'memory', DISK: 'disks', BLOCKED: 'disks', FS: 'filesystems', LINK: 'network',
-    TCP: 'network', LISTEN: 'network', SOCKET: 'network', QUOTA: 'groups', ENDED: 'processes',
+    TCP: 'network', LISTEN: 'network', SOCKET: 'network', QUOTA: 'groups',
 };
 // A finding's link zooms to its worst time.
 function zoomTo(number) {
