@@ -51,7 +51,7 @@ why=
 documents=$sandbox/installed/share/doc/wyrt
 while IFS=: read -r document link; do
     [ -e "$(dirname -- "$document")/$link" ] || why="${document#"$documents"/} links to $link, which is not installed"
-done < <(find "$documents" -name '*.md' -exec grep -noE '\]\([^)#: ]+' {} + | sed 's/:[0-9]*:](/:/')
+done < <(find "$documents" -name '*.md' -exec grep -noE '\]\([^)#: ]+[)#]' {} + | sed 's/:[0-9]*:](/:/; s/.$//')
 [ -n "$(find "$documents" -name '*.md' -exec grep -lE '\]\(docs/' {} +)" ] || why='no document links to another'
 for file in $(grep -hoE '/usr/share/doc/wyrt/[^ ]*' "$(dirname -- "${BASH_SOURCE[0]}")"/../../packaging/*.service); do
     [ -e "$documents/${file#/usr/share/doc/wyrt/}" ] || why="a service names $file, which is not installed"
