@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Hundreds of processes and sockets start and end each second while the program samples them. It must run to its end,
 # print no errors about processes that have just ended, agree with /proc before and after, and neither grow nor leak
-# descriptors. PASSES: number of samples (500). SLACK: how many processes others may start or end meanwhile (20).
+# descriptors. PASSES: number of samples (500). SLACK: how many processes others may start or end meanwhile (40).
 set -u
 # shellcheck source=tests/live/common.bash
 . "$(dirname -- "${BASH_SOURCE[0]}")/common.bash"
 
 wyrt=${WYRT:?WYRT must name the program}
-passes=${PASSES:-500} slack=${SLACK:-20}
+passes=${PASSES:-500} slack=${SLACK:-40}
 sandbox=$(mktemp -d) || exit 1
 run='' worker=''
 trap 'kill $run $worker 2>/dev/null; rm -rf "$sandbox"' EXIT
