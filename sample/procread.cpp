@@ -33,18 +33,19 @@ ProcAnswer ProcReader::read(int pid, const char* file, Reading how, size_t most)
 }
 
 // An open file is that of one process for good. Where that has ended, another one may have its pid.
-ProcAnswer ProcReader::read(int pid, const char* file, HeldFile* held) {
+ProcAnswer ProcReader::read(int pid, const char* file, ProcHeld* held, HeldFile ProcHeld::* one) {
     if (!held) return read(pid, file);
+    auto& open = held->*one;
     snprintf(place, sizeof place, "%d/%s", pid, file);
-    if (!held->isOpen() && !held->open(directory, place)) return read(pid, file);
-    if (held->read(text, Reading::Single) && text.error == 0) return ProcAnswer::Good;
+    if (!open.isOpen() && !open.open(directory, place)) return read(pid, file);
+    if (open.read(text, Reading::Single) && text.error == 0) return ProcAnswer::Good;
     const int error = text.error ? text.error : errno;
-    held->close();
+    open.close();
     return error == EACCES || error == EPERM ? ProcAnswer::Refused : read(pid, file);
 }
 
 ProcAnswer ProcReader::readStat(int pid, ProcessStat& stat, ProcHeld* held) {
-    const auto answer = read(pid, "stat", held ? &held->stat : nullptr);
+    const auto answer = read(pid, "stat", held, &ProcHeld::stat);
     if (answer != ProcAnswer::Good) return stat = ProcessStat(), answer;
     return parseProcessStat(text.view(), stat) ? answer : ProcAnswer::Refused;
 }
@@ -104,7 +105,7 @@ void ProcReader::readWaits(Process& process) {
 
 void ProcReader::readWait(Process& process) {
     if (process.threads > 1 || !process.waits.empty()) return readWaits(process);
-    if (read(process.pid, "schedstat", process.held ? &process.held->schedstat : nullptr) != ProcAnswer::Good) return;
+    if (read(process.pid, "schedstat", process.held.get(), &ProcHeld::schedstat) != ProcAnswer::Good) return;
     const auto schedule = parseSchedule(text.view());
     if (!schedule || schedule->slices == 0) return; // the kernel does not count
     process.now.wait_ns = schedule->wait_ns;
@@ -128,7 +129,7 @@ void ProcReader::readIo(Process& process) {
     if (ofThread) snprintf(file, sizeof file, "task/%d/io", process.pid);
     auto* held = process.held.get();
     if (held && std::exchange(held->ioOfThread, ofThread) != ofThread) held->io.close();
-    const auto answer = read(process.pid, file, held ? &held->io : nullptr);
+    const auto answer = read(process.pid, file, held, &ProcHeld::io);
     if (answer == ProcAnswer::Refused) process.mayReadIo = false;
     if (answer != ProcAnswer::Good) return;
     if (const auto io = parseProcessIo(text.view())) process.now.io = *io, process.now.hasIo = true;
@@ -159,7 +160,7 @@ void ProcReader::readWaitChannel(Process& process) {
 }
 
 void ProcReader::readMemory(Process& process, uint32_t pass, int64_t now_us) {
-    if (read(process.pid, "status", process.held ? &process.held->status : nullptr) != ProcAnswer::Good) return;
+    if (read(process.pid, "status", process.held.get(), &ProcHeld::status) != ProcAnswer::Good) return;
     const auto status = parseProcessStatus(text.view());
     if (status.uid && process.uid != status.uid) process.uid = status.uid, process.user = userOf(*status.uid);
     process.now.hasSwitches = status.voluntary && status.involuntary && process.threads == 1;

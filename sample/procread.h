@@ -136,7 +136,7 @@ class ProcReader {
     GroupNames names;
 
     ProcAnswer read(int pid, const char* file, Reading how = Reading::Single, size_t most = SIZE_MAX);
-    ProcAnswer read(int pid, const char* file, HeldFile* held);
+    ProcAnswer read(int pid, const char* file, ProcHeld* held, HeldFile ProcHeld::* one);
     void readCounters(Process& process, const ProcessStat& stat);
     void readIo(Process& process);
     void readGroup(Process& process);

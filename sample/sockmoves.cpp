@@ -51,8 +51,8 @@ void SockSampler::update(uint16_t space, uint8_t protocol, const InetSocket& fro
     auto& in = now->spaces[space];
     auto at = table.find(space, from.cookie);
     const bool fresh = at == None;
-    // A socket that is not there before a whole list is not new.
-    const bool born = fresh && in.known && now->paired;
+    // A socket that is not there before a whole list is not new, but in a new namespace all are.
+    const bool born = fresh && (in.known || in.fresh) && now->paired;
     if (fresh) {
         Socket made;
         made.cookie = from.cookie, made.space = space, made.protocol = protocol, made.family = from.family;

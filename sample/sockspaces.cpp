@@ -100,11 +100,9 @@ void SockSampler::takeOthers() {
         else if (space.inode == slowest) slowest = 0;
         forbidden += answer.error == EPERM || answer.error == EACCES;
         if (answer.error == ENOENT) space.now.known = false; // the namespace has ended
-        // What moved in it is found out when all are listed in the next pass. In a new namespace all sockets are new.
-        const bool known = answered && (space.known || (ask.tcp && !answer.cut));
-        space.known = answered && (space.known || space.fresh);
         if (answered) takeAll(ask.space, answer.text);
-        space.known = known;
+        // What moved in it is found out when all are listed in the next pass.
+        space.known = answered && (space.known || (ask.tcp && !answer.cut));
         if (!answered) continue;
         space.listed = ask.tcp || ask.udp;
         if (answer.cut) continue;
