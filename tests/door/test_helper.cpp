@@ -106,15 +106,22 @@ TEST(RealHelper, NamesInPieces) {
     fs::remove_all(dir);
 }
 
+// Asks a worker that is stopped, and waits until it is late.
+static Helper::Ticket askStopped(Helper& helper, pid_t& worker) {
+    worker = std::stoi(answered(helper, question(Question::Kind::File, {"/proc/self/stat"})).text);
+    EXPECT_EQ(kill(worker, SIGSTOP), 0);
+    const auto ticket = helper.ask(question(Question::Kind::Space, {"/"}, 50000));
+    helper.await(getMonotonic() + 20000000);
+    return ticket;
+}
+
 // A worker whose answer came late is not used again. It must not stay in the process table: a slow server would leave
 // one there with each sample.
 TEST(RealHelper, LeavesNoZombies) {
     Helper helper;
-    const pid_t worker = std::stoi(answered(helper, question(Question::Kind::File, {"/proc/self/stat"})).text);
-    ASSERT_EQ(kill(worker, SIGSTOP), 0);
-    const auto ticket = helper.ask(question(Question::Kind::Space, {"/"}, 50000));
-    helper.await(getMonotonic() + 20000000);
     Answer answer;
+    pid_t worker = 0;
+    const auto ticket = askStopped(helper, worker);
     EXPECT_EQ(helper.take(ticket, answer), State::Late);
     EXPECT_EQ(helper.abandoned(), 1U);
     ASSERT_EQ(kill(worker, SIGCONT), 0);
@@ -128,11 +135,9 @@ TEST(RealHelper, LeavesNoZombies) {
 // Whoever asked does not want to know any more: the worker is not waited for.
 TEST(RealHelper, AWorkerThatIsStuckWithAForgottenQuestionEnds) {
     Helper helper;
-    const pid_t worker = std::stoi(answered(helper, question(Question::Kind::File, {"/proc/self/stat"})).text);
-    ASSERT_EQ(kill(worker, SIGSTOP), 0);
-    const auto ticket = helper.ask(question(Question::Kind::Space, {"/"}, 50000));
-    helper.await(getMonotonic() + 20000000);
     Answer answer;
+    pid_t worker = 0;
+    const auto ticket = askStopped(helper, worker);
     EXPECT_EQ(helper.take(ticket, answer), State::Late);
     helper.forget(ticket);
     const int64_t until = getMonotonic() + 20000000;

@@ -15,6 +15,12 @@
 #include <termios.h>
 #include <unistd.h>
 
+// The side of a new terminal on which somebody types; below 0: there is none.
+static int newTerminal() {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    return master < 0 || grantpt(master) != 0 || unlockpt(master) != 0 ? -1 : master;
+}
+
 // A child in the foreground of a terminal of its own, 100 columns wide. Returns what `act` returned there.
 template <typename Act> static int onTerminal(int master, const Act& act) {
     const pid_t child = fork();
@@ -39,8 +45,8 @@ static bool isEchoing() {
 }
 
 TEST(Terminal, KeysComeOneByOneAndTheTerminalIsAsBefore) {
-    const int master = posix_openpt(O_RDWR | O_NOCTTY);
-    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) GTEST_SKIP() << "no terminals here";
+    const int master = newTerminal();
+    if (master < 0) GTEST_SKIP() << "no terminals here";
     ASSERT_EQ(write(master, "q", 1), 1);
     EXPECT_EQ(onTerminal(master,
                          [] {
@@ -70,8 +76,8 @@ static int inBackground(pid_t shell) {
 
 // It goes on there, and its end does not stop it either.
 TEST(Terminal, AProgramInTheBackgroundIsNotStopped) {
-    const int master = posix_openpt(O_RDWR | O_NOCTTY);
-    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) GTEST_SKIP() << "no terminals here";
+    const int master = newTerminal();
+    if (master < 0) GTEST_SKIP() << "no terminals here";
     ASSERT_EQ(write(master, "q", 1), 1);
     EXPECT_EQ(onTerminal(master,
                          [] {

@@ -1,12 +1,11 @@
 #include "record/budget.h"
 #include "record/crc.h"
 #include "record/log.h"
+#include "tests/heap.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <new>
 #include <random>
 #include <sstream>
 
@@ -95,23 +94,6 @@ TEST(Log, GivesBackWhatWasWritten) {
     }
 }
 
-// Whatever byte changes, its interval or the head fails, and no other does.
-// Who wants lines instead of rows gets those of each interval, and the names of the head to read them with.
-// The heap's blocks that were asked for so far. All functions are replaced together: the sanitizers reject mixed ones.
-static size_t allocations = 0;
-
-[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    allocations++;
-    return std::malloc(size ? size : 1);
-}
-[[gnu::noinline]] void* operator new(size_t size) {
-    void* room = operator new(size, std::nothrow);
-    if (!room) throw std::bad_alloc();
-    return room;
-}
-[[gnu::noinline]] void operator delete(void* room) noexcept { std::free(room); }
-[[gnu::noinline]] void operator delete(void* room, size_t) noexcept { std::free(room); }
-
 // A forged log: rows are not moved for each line.
 TEST(Log, KindsThatTakeTurnsLineByLine) {
     constexpr size_t Turns = 20000;
@@ -121,15 +103,16 @@ TEST(Log, KindsThatTakeTurnsLineByLine) {
     Interval interval;
     auto reader = readerOf(log);
     ASSERT_EQ(reader.next(interval), LogReader::Found::Head);
-    const size_t before = allocations;
+    const size_t before = heap.requests;
     EXPECT_EQ(reader.next(interval), LogReader::Found::Torn);
-    EXPECT_LE(allocations - before, 1000U);
+    EXPECT_LE(heap.requests - before, 1000U);
     ASSERT_EQ(interval.filesTotal.rows.size(), Turns);
     ASSERT_EQ(interval.threadsTotal.rows.size(), Turns);
     EXPECT_EQ(interval.filesTotal.rows.back().descriptors, 2U);
     EXPECT_EQ(interval.threadsTotal.rows.back().threads, 3U);
 }
 
+// Who wants lines instead of rows gets those of each interval, and the names of the head to read them with.
 TEST(Log, WithoutRows) {
     const auto log = logOf(3);
     auto reader = readerOf(log, 1000);
@@ -161,6 +144,7 @@ TEST(Log, WithoutRows) {
     EXPECT_TRUE(found.damaged);
 }
 
+// Whatever byte changes, its interval or the head fails, and no other does.
 TEST(Log, OneChangedByteDamagesOneInterval) {
     const auto good = logOf(4);
     std::vector<size_t> ends; // of the head and of each interval

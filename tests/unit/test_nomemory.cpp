@@ -8,6 +8,7 @@
 #include "classic/monitor/options.h"
 #include "classic/monitor/proc.h"
 #include "classic/monitor/reports.h"
+#include "tests/heap.h"
 #include "tests/unit/made.h"
 
 #include <gtest/gtest.h>
@@ -20,25 +21,11 @@
 
 // --- Allocations that fail
 
-static size_t unavailable = SIZE_MAX; // allocations of exactly this many bytes fail
-
-// All allocation functions are replaced together, because the sanitizers reject mixed ones.
-[[gnu::noinline]] void* operator new(size_t size, const std::nothrow_t&) noexcept {
-    return size == unavailable ? nullptr : std::malloc(size ? size : 1);
-}
-[[gnu::noinline]] void* operator new(size_t size) {
-    void* room = operator new(size, std::nothrow);
-    if (!room) throw std::bad_alloc();
-    return room;
-}
-[[gnu::noinline]] void operator delete(void* room) noexcept { std::free(room); }
-[[gnu::noinline]] void operator delete(void* room, size_t) noexcept { std::free(room); }
-
 namespace {
 // While it exists, there is no memory for this many rows.
 struct NoRoom {
-    NoRoom(size_t rows, size_t rowSize) { unavailable = rows * rowSize; }
-    ~NoRoom() { unavailable = SIZE_MAX; }
+    NoRoom(size_t rows, size_t rowSize) { heap.unavailable = rows * rowSize; }
+    ~NoRoom() { heap.unavailable = SIZE_MAX; }
     NoRoom(const NoRoom&) = delete;
     NoRoom& operator=(const NoRoom&) = delete;
 };

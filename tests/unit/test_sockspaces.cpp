@@ -226,41 +226,38 @@ TEST(SockSampler, ANamespaceIsNotKnownByAnInterruptedList) {
     EXPECT_EQ(sampled.sample.changes.size(), 4U);
 }
 
-// The helper has time for two of six in a pass, and works on during the pause.
-TEST(SockSampler, NamespacesTakeTurnsWhereNotAllCanAnswer) {
-    constexpr unsigned Count = 6, Passes = 3;
-    std::string lines = snmp(1, 1) + sockets(1, 1, 0);
-    for (unsigned i = 0; i < Count; i++) lines += "answerafter 100 /proc/" + std::to_string(100 + i) + "/ns/net\n";
-    for (unsigned pass = 0; pass < Passes; pass++)
-        lines += namespaces(Count, 1 + pass) + "step " + std::to_string(pass + 1) + "\n";
+// In how many passes each of the namespaces was known, from 1 on; `between_us`: the helper works so long between two.
+static std::vector<unsigned> passesKnown(const std::string& answers, unsigned count, unsigned passes,
+                                         int64_t between_us) {
+    std::string lines = snmp(1, 1) + sockets(1, 1, 0) + answers;
+    for (unsigned pass = 0; pass < passes; pass++)
+        lines += namespaces(count, 1 + pass) + "step " + std::to_string(pass + 1) + "\n";
     Made made(lines);
     Sampled sampled;
-    std::vector<unsigned> known(Count + 1);
-    for (unsigned pass = 0; pass < Passes; pass++) {
-        sampled.pass(processesOf(Count));
-        for (unsigned i = 1; i <= Count; i++) known[i] += sampled.sample.spaces.at(i).known;
-        sampled.helper.await(getMonotonic() + 900000);
+    std::vector<unsigned> known(count + 1);
+    for (unsigned pass = 0; pass < passes; pass++) {
+        sampled.pass(processesOf(count));
+        for (unsigned i = 1; i <= count; i++) known[i] += sampled.sample.spaces.at(i).known;
+        sampled.helper.await(getMonotonic() + between_us);
         made.step();
     }
+    return known;
+}
+
+// The helper has time for two of six in a pass, and works on during the pause.
+TEST(SockSampler, NamespacesTakeTurnsWhereNotAllCanAnswer) {
+    constexpr unsigned Count = 6;
+    std::string slow;
+    for (unsigned i = 0; i < Count; i++) slow += "answerafter 100 /proc/" + std::to_string(100 + i) + "/ns/net\n";
+    const auto known = passesKnown(slow, Count, 3, 900000);
     for (unsigned i = 1; i <= Count; i++) EXPECT_EQ(known[i], 1U) << i;
 }
 
 TEST(SockSampler, OneNamespaceThatHangsDoesNotHoldTheOthersUp) {
     constexpr unsigned Count = 4, Passes = 6;
-    for (const char* hanging : {"100", "102"}) {
+    for (const std::string hanging : {"100", "102"}) {
         SCOPED_TRACE(hanging);
-        std::string lines = snmp(1, 1) + sockets(1, 1, 0) + "hang /proc/" + hanging + "/ns/net\n";
-        for (unsigned pass = 0; pass < Passes; pass++)
-            lines += namespaces(Count, 1 + pass) + "step " + std::to_string(pass + 1) + "\n";
-        Made made(lines);
-        Sampled sampled;
-        std::vector<unsigned> known(Count + 1);
-        for (unsigned pass = 0; pass < Passes; pass++) {
-            sampled.pass(processesOf(Count));
-            for (unsigned i = 1; i <= Count; i++) known[i] += sampled.sample.spaces.at(i).known;
-            sampled.helper.await(getMonotonic() + 1900000);
-            made.step();
-        }
+        const auto known = passesKnown("hang /proc/" + hanging + "/ns/net\n", Count, Passes, 1900000);
         for (unsigned i = 1; i <= Count; i++) {
             const bool hangs = std::to_string(99 + i) == hanging;
             if (hangs) EXPECT_EQ(known[i], 0U);
