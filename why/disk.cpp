@@ -249,6 +249,24 @@ static std::string figuresText(const Scene& scene, const Side& side, double queu
     return text;
 }
 
+// Of a wait beyond its limit, what keeps it from being a finding is told instead.
+static void approachDisk(Scene& scene, std::string_view name, double wait_ms, double queue,
+                         const std::optional<Stall>& stall) {
+    struct Way {
+        Rule rule;
+        double value, share;
+    };
+    const auto wayOf = [&](Rule rule, double value) { return Way{rule, value, scene.limits.nearness(rule, value)}; };
+    const auto wait = wayOf(Rule::DiskWait, wait_ms);
+    auto least = wayOf(Rule::DiskQueue, queue);
+    if (stall) {
+        const auto io = wayOf(Rule::DiskStall, stall->some);
+        if (io.share < least.share) least = io;
+    }
+    const auto& told = scene.limits.isBeyond(Rule::DiskWait, wait_ms) ? least : wait;
+    scene.approach(told.rule, "DISK", name, told.value, std::min(wait.share, least.share));
+}
+
 void judgeDisks(Scene& scene) {
     const auto& disks = scene.interval.disks;
     const auto& rows = disks.rows;
@@ -266,10 +284,7 @@ void judgeDisks(Scene& scene) {
         const double queue = number(disk.queue_us) / elapsed_us;
         const bool queued = scene.limits.isBeyond(Rule::DiskQueue, queue);
         const bool stalled = !stall || scene.limits.isBeyond(Rule::DiskStall, stall->some);
-        double share = std::min(scene.limits.nearness(Rule::DiskWait, side.wait_ms),
-                                scene.limits.nearness(Rule::DiskQueue, queue));
-        if (stall) share = std::min(share, scene.limits.nearness(Rule::DiskStall, stall->some));
-        scene.approach(Rule::DiskWait, "DISK", disk.name, side.wait_ms, share);
+        approachDisk(scene, disk.name, side.wait_ms, queue, stall);
         const bool waits = scene.limits.isBeyond(Rule::DiskWait, side.wait_ms) && queued && stalled;
         const bool full = stall && &disk == longest && queued && scene.limits.isBeyond(Rule::DiskFull, stall->full);
         if (!waits && !full) continue;

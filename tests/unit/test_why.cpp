@@ -292,6 +292,25 @@ TEST(WhyDisk, WaitQueueAndStall) {
     }
 }
 
+TEST(WhyDisk, WhatKeepsAWaitFromBeingAFinding) {
+    const struct {
+        double wait, queue, stall;
+        const char* rule;
+        double value;
+    } cases[] = {{12, 0.4, 5, "disk.wait", 12}, {34, 0.4, 9, "disk.queue", 0.4}, {34, 0.9, 4, "disk.stall", 4}};
+    for (auto& c : cases) {
+        auto machine = slowDisk(c.wait, c.queue);
+        machine.pressure("io", c.stall, 0);
+        const auto found = machine.find();
+        const auto disk =
+            std::find_if(found.nearest.begin(), found.nearest.end(), [](auto& row) { return row.resource == "DISK"; });
+        ASSERT_NE(disk, found.nearest.end()) << c.wait;
+        EXPECT_EQ(disk->rule, c.rule);
+        EXPECT_NEAR(disk->value.value_or(-1), c.value, 0.01);
+        EXPECT_LT(disk->value, disk->limit);
+    }
+}
+
 TEST(WhyDisk, AllTasksWaitForAFastDisk) {
     for (const double full : {49.9, 50.1}) {
         auto machine = slowDisk(0.4, 30);
