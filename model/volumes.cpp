@@ -259,7 +259,7 @@ static void addDisks(std::span<const VolumeRow> volumes, std::span<const HoldsRo
         leaf = false;
         addDisks(volumes, holds, *held, names, seen);
     }
-    if (leaf) names.append(names.empty() ? "" : " ").append(row.name);
+    if (leaf) names.append(names.empty() ? "" : " ").append(nameOf(row));
 }
 
 VolumePlace placeOf(std::span<const VolumeRow> volumes, std::span<const HoldsRow> holds,

@@ -18,10 +18,11 @@ struct DiskActivity {
 };
 
 struct DiskRow : DiskActivity {
-    std::string name;       // sdb
-    std::string device;     // 8:16
-    uint64_t sequence = 0;  // no two disks since boot have the same; 0: this kernel does not count them
-    std::string kind;       // disk, partition, dm, md, bcache, loop, ram, zram, path
+    std::string name;      // sdb
+    std::string device;    // 8:16
+    uint64_t sequence = 0; // no two disks since boot have the same; 0: this kernel does not count them
+    std::string
+        kind; // disk, partition, dm, md, bcache, loop, ram, zram; mpath, path: a multipath disk, one of its paths
     bool stacked = false;   // stands on other devices, which count the same transfers: not part of DISKS
     uint64_t in_flight = 0; // requests at the end
     std::string volume;     // of a mapped device, whose own name is a number: vg/lv, or the name of the map
@@ -38,6 +39,15 @@ inline constexpr auto DiskKindOf = kind<DiskRow>(
     amount("flushes", "", &DiskRow::flushes), amount("flush_us", "us", &DiskRow::flush_us),
     amount("busy_us", "us", &DiskRow::busy_us), amount("queue_us", "us", &DiskRow::queue_us),
     level("in_flight", "", &DiskRow::in_flight), label("volume", &DiskRow::volume), label("holds", &DiskRow::holds));
+
+// What people call it.
+inline const std::string& nameOf(const DiskRow& disk) { return disk.volume.empty() ? disk.name : disk.volume; }
+
+// Whether it is where transfers end: what stands on others is not, but for a multipath disk, which its paths are parts
+// of.
+inline bool isWholeDisk(const DiskRow& disk) {
+    return disk.kind == "mpath" || (!disk.stacked && disk.kind != "partition" && disk.kind != "path");
+}
 
 // All devices that stand on no other, but for loop, ram and zram, whose transfers are those of files or of memory.
 struct DisksRow : DiskActivity {

@@ -96,7 +96,7 @@ void showDisks(const Interval& interval, const View& view, Page& page) {
     constexpr size_t Most = 16;
     const size_t shown = std::min(rows.size(), view.rowsOr(Most));
     for (const auto* row : std::span(rows).first(shown)) {
-        table.cell(safeText(row->volume.empty() ? row->name : row->volume));
+        table.cell(safeText(nameOf(*row)));
         figureCells(activityFigures(*row, seconds), table);
         table.cell(percentText(row->busy_us ? std::optional(valueOf(row->busy_us)) : std::nullopt,
                                static_cast<double>(interval.disksTotal.elapsed_us)));

@@ -74,7 +74,7 @@ void Blocked::findLongest() {
 std::optional<size_t> Blocked::diskOf(const FileRow* file) const {
     const auto& disks = interval.disks.rows;
     for (size_t i = 0; file && i < disks.size(); i++)
-        if (isPhysical(disks[i]) && (disks[i].device == file->device || hasWord(file->disk, disks[i].name))) return i;
+        if (isPhysical(disks[i]) && (disks[i].device == file->device || isOn(*file, disks[i]))) return i;
     return {};
 }
 
@@ -127,10 +127,10 @@ static Culprit& addCulprit(std::string name, double processes, std::string evide
 // Those who keep the disk busy, by their parts of what it did; the disk itself for the rest, and while it ends nothing.
 void Blocked::blameDisk(size_t at, const Waiting& waiting, Finding& finding) const {
     const auto& disk = interval.disks.rows[at];
-    const auto text = waitText(waiting, disk.name);
+    const auto text = waitText(waiting, nameOf(disk));
     if (!endsRequests(disk)) {
         const auto under_way = countText(static_cast<double>(disk.in_flight)) + " requests under way, none ended";
-        addCulprit(disk.name, waiting.processes, text + "; " + under_way, finding);
+        addCulprit(nameOf(disk), waiting.processes, text + "; " + under_way, finding);
         return;
     }
     Finding part;
@@ -146,7 +146,7 @@ void Blocked::blameDisk(size_t at, const Waiting& waiting, Finding& finding) con
         join(culprit.row.evidence, text, "; ");
         finding.culprits.push_back(std::move(culprit));
     }
-    if (left > 0) addCulprit(disk.name, left, text + "; " + busyText(scene, disk), finding);
+    if (left > 0) addCulprit(nameOf(disk), left, text + "; " + busyText(scene, disk), finding);
 }
 
 void Blocked::blameServer(const Cause& cause, const Waiting& waiting, Finding& finding) const {

@@ -8,8 +8,11 @@
 #include <numeric>
 
 bool isPhysical(const DiskRow& disk) {
-    return !disk.stacked && disk.kind != "partition" && disk.kind != "loop" && disk.kind != "ram" &&
-           disk.kind != "zram" && disk.kind != "path";
+    return isWholeDisk(disk) && disk.kind != "loop" && disk.kind != "ram" && disk.kind != "zram";
+}
+
+bool isOn(const FileRow& file, const DiskRow& disk) {
+    return file.disk.empty() ? file.device == disk.device : hasWord(file.disk, nameOf(disk));
 }
 
 namespace {
@@ -58,7 +61,7 @@ static double movedIn(const FileRow& file) {
 static std::map<ProcessId, Files> filesOf(const Interval& interval, const DiskRow& disk, const Side& side) {
     std::map<ProcessId, Files> all;
     for (auto& file : interval.files.rows) {
-        const bool isHere = file.disk.empty() ? file.device == disk.device : hasWord(file.disk, disk.name);
+        const bool isHere = isOn(file, disk);
         if (file.disk.empty() && !isHere) continue; // on no disk, or on one that is not known
         const bool fits = file.flags.empty() || hasWord(file.flags, side.writes ? "write" : "read");
         if (!fits) continue;
@@ -284,15 +287,15 @@ void judgeDisks(Scene& scene) {
         const double queue = number(disk.queue_us) / elapsed_us;
         const bool queued = scene.limits.isBeyond(Rule::DiskQueue, queue);
         const bool stalled = !stall || scene.limits.isBeyond(Rule::DiskStall, stall->some);
-        approachDisk(scene, disk.name, side.wait_ms, queue, stall);
+        approachDisk(scene, nameOf(disk), side.wait_ms, queue, stall);
         const bool waits = scene.limits.isBeyond(Rule::DiskWait, side.wait_ms) && queued && stalled;
         const bool full = stall && &disk == longest && queued && scene.limits.isBeyond(Rule::DiskFull, stall->full);
         if (!waits && !full) continue;
         const double part =
             longest && number(longest->queue_us) > 0 ? number(disk.queue_us) / number(longest->queue_us) : 1;
         const double severity = (stall ? stall->some : std::min(20 + queue, 60.0)) * part;
-        auto& finding = waits ? scene.add(Rule::DiskWait, "DISK", disk.name, side.wait_ms, severity)
-                              : scene.add(Rule::DiskFull, "DISK", disk.name, stall->full, severity);
+        auto& finding = waits ? scene.add(Rule::DiskWait, "DISK", nameOf(disk), side.wait_ms, severity)
+                              : scene.add(Rule::DiskFull, "DISK", nameOf(disk), stall->full, severity);
         finding.why.figure = !waits ? "io stalled full" : side.writes ? "writes wait" : "reads wait";
         finding.why.text = figuresText(scene, side, queue, stall, finding.why.rule);
         finding.at = i;

@@ -117,7 +117,7 @@ bool Named::has(const ChurnRow& row) const {
 }
 bool Named::has(const CgroupRow& row) const { return isGroup(interval, row.path); }
 bool Named::has(const CgroupIoRow& row) const { return isGroup(interval, row.path); }
-bool Named::has(const DiskRow& row) const { return isObject(interval, "DISK", row.name); }
+bool Named::has(const DiskRow& row) const { return isObject(interval, "DISK", nameOf(row)); }
 bool Named::has(const FsRow& row) const { return isObject(interval, "FS", row.point); }
 bool Named::has(const LinkRow& row) const { return isObject(interval, "LINK", row.name); }
 bool Named::has(const ListenRow& row) const { return isObject(interval, "LISTEN", objectOf(row)); }

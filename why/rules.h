@@ -29,8 +29,11 @@ std::string childrenText(const Interval& interval, const ProcRow& parent);
 
 // --- Disks
 
-// Whether a disk does its own transfers: what stands on others, or in memory, counts theirs a second time.
+// Whether a disk does its own transfers: what stands on others, or in memory, counts theirs a second time. Of a
+// multipath disk it is the whole that does, not its paths: those who use it wait for all of them together.
 bool isPhysical(const DiskRow& disk);
+// Whether the disk holds the file, or a part of the volume that does. The disks of files have their names for people.
+bool isOn(const FileRow& file, const DiskRow& disk);
 // Those who moved what the disk (its row) did most of, reads or writes, as culprits, by bytes.
 void addMovers(const Scene& scene, size_t disk, Finding& finding);
 // Whether requests of the disk ended in the interval.

@@ -13,6 +13,12 @@ void VolumeSource::makeMap() {
     put(map.volumeGroups, std::move(made.groups));
     mapped = std::move(made.mapped);
     holdings.emplace(map);
+    kinds.clear();
+    for (auto& volume : map.volumes.rows)
+        if (volume.kind == "mpath") kinds[volume.dev] = "mpath";
+    for (auto& edge : map.holds.rows)
+        if (const auto holder = kinds.find(edge.holder); holder != kinds.end() && holder->second == "mpath")
+            kinds.try_emplace(edge.held, "path");
     held.clear();
     places.clear();
     known = true;
@@ -28,6 +34,7 @@ void VolumeSource::setHoldings(Rows<DiskRow>& disks) {
         auto found = held.find(disk.device);
         if (found == held.end()) found = held.emplace(disk.device, holdings->of(disk.device)).first;
         disk.holds = found->second, disk.volume = volumeOf(disk.device);
+        if (const auto kind = kinds.find(disk.device); kind != kinds.end()) disk.kind = kind->second;
     }
 }
 

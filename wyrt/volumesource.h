@@ -18,6 +18,7 @@ class VolumeSource : public Source {
     VolumeSampler sampler;
     Interval map;                              // as it is now
     Names mapped;                              // volumes of mapped devices
+    Names kinds;                               // of disks that are multipath disks or their paths
     std::optional<Holdings> holdings;          // of this map
     Names held;                                // what was asked for so far
     std::map<std::string, VolumePlace> places; // the same, of filesystems, by device number and mount

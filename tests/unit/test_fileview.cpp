@@ -142,7 +142,7 @@ TEST(VolumePlace, TheVolumeAndItsDisks) {
     EXPECT_EQ(at("8:1", "/"), "sda1|sda");
     EXPECT_EQ(at("253:0", "/data"), "vg/data|sda sdb");
     EXPECT_EQ(at("8:16", ""), "sdb|sdb");
-    EXPECT_EQ(at("0:44", "/pool"), "pool|dm-1 sdb"); // the paths of a multipath disk are not disks
+    EXPECT_EQ(at("0:44", "/pool"), "pool|mpatha sdb"); // the paths of a multipath disk are not disks
     EXPECT_EQ(at("0:45", "/box"), "sda1|sda");
     EXPECT_EQ(at("0:46", "/elsewhere"), "|");
     EXPECT_EQ(at("0:46", ""), "|");

@@ -91,12 +91,12 @@ void DeviceCharts::addDisks(const Interval& interval, Lines& lines) {
     if (seconds <= 0) return;
     for (auto& row : interval.disks.rows) {
         // What stands on a disk moves the same bytes.
-        if (row.stacked || row.kind == "partition" || row.kind == "path") continue;
+        if (!isWholeDisk(row)) continue;
         const double bytes = valueOf(row.read_bytes) + valueOf(row.write_bytes) + valueOf(row.discard_bytes);
         const bool active = bytes + valueOf(row.reads) + valueOf(row.writes) + valueOf(row.flushes) > 0;
         auto* disk = active ? find(disks, row.name) : disks.contains(row.name) ? &disks[row.name] : nullptr;
         if (!disk) continue;
-        disk->name = row.name;
+        disk->name = nameOf(row);
         if (!row.holds.empty()) disk->holds = row.holds;
         disk->sum += bytes;
         const auto rate = [&](Disk shown, const std::optional<uint64_t>& amount) {
