@@ -31,7 +31,44 @@ static std::string whyNoOption(const CLI::App& app, const std::string& word) {
     return "there is no option " + inQuotes(word) + "; the nearest is " + std::string(nearest(word, known));
 }
 
-std::string parseWords(CLI::App& app, const std::vector<std::string>& words) {
+static bool isFlag(const CLI::Option& option) { return option.get_items_expected_max() == 0; }
+
+// Whether the word after this one is its value: --user, -u, and -xu where -x is a flag.
+static bool takesNext(const CLI::App& app, const std::string& word) {
+    const CLI::Option* option = nullptr;
+    if (word.starts_with("--")) {
+        option = app.get_option_no_throw(word);
+        return option && !isFlag(*option);
+    }
+    for (size_t at = 1; word.starts_with('-') && at < word.size(); at++) {
+        option = app.get_option_no_throw(std::string("-") + word[at]);
+        if (!option || !isFlag(*option)) return option && at + 1 == word.size();
+    }
+    return false;
+}
+
+// The library takes `--user=` for `--user`, whose value is the next word. Makes two words of it, the second one empty.
+// Returns why a word is refused: a flag cannot be empty.
+static std::string splitEmpty(const CLI::App& app, std::vector<std::string>& words) {
+    for (size_t i = 0; i < words.size() && words[i] != "--"; i++) {
+        auto name = words[i];
+        if (takesNext(app, name)) {
+            i++;
+            continue;
+        }
+        if (!name.starts_with("--") || name.find('=') != name.size() - 1) continue;
+        name.pop_back();
+        const auto* option = app.get_option_no_throw(name);
+        if (!option) continue;
+        if (isFlag(*option)) return name + " takes no empty argument";
+        words[i] = name;
+        words.insert(words.begin() + static_cast<ptrdiff_t>(++i), "");
+    }
+    return {};
+}
+
+std::string parseWords(CLI::App& app, std::vector<std::string> words) {
+    if (auto why = splitEmpty(app, words); !why.empty()) return why;
     for (auto* option : app.get_options())
         if (!option->get_positional() && option->get_multi_option_policy() == CLI::MultiOptionPolicy::Throw)
             option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
@@ -68,9 +105,9 @@ std::string addConfigWord(const CLI::App& app, const std::string& option, const 
         const std::vector<std::string_view> known(names.begin(), names.end());
         return "there is no option " + inQuotes(option) + "; the nearest is " + std::string(nearest(option, known));
     }
-    const bool isFlag = app.get_option("--" + option)->get_items_expected_max() == 0;
-    if (!isFlag && value.empty()) return option + " has no value";
-    words.push_back("--" + option + (isFlag && value.empty() ? "" : "=" + value));
+    const bool flag = isFlag(*app.get_option("--" + option));
+    if (!flag && value.empty()) return option + " has no value";
+    words.push_back("--" + option + (flag && value.empty() ? "" : "=" + value));
     return {};
 }
 

@@ -17,7 +17,7 @@ void addTableOptions(CLI::App& app, TableWords& typed, bool (*wanted)(const Tabl
 
 // Parses the words after the command. Of an option that is repeated the last one counts, where it does not take
 // several. Returns why the words are refused; empty: they are not.
-std::string parseWords(CLI::App& app, const std::vector<std::string>& words);
+std::string parseWords(CLI::App& app, std::vector<std::string> words);
 // Why: an option has an empty argument. Empty: none has. It is asked after a look for --help.
 std::string whyEmptyArgument(const CLI::App& app);
 

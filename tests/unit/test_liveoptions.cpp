@@ -96,6 +96,14 @@ TEST(LiveOptions, WordsOfSort) {
     EXPECT_EQ(parsed(Task::Record, {"--sort", "packtes"}).kind, Parsed::Wrong);
 }
 
+// A word that follows an option is its value, whatever it looks like. Words after -- are operands.
+TEST(LiveOptions, ValuesLikeEmptyOptions) {
+    EXPECT_EQ(live({"--command", "--user="}).settings.view.command, "--user=");
+    EXPECT_EQ(live({"-u", "--user="}).settings.view.user, "--user=");
+    EXPECT_EQ(live({"--user=", "--help"}).kind, Parsed::Help);
+    EXPECT_NE(live({"--", "--user="}).text.find("no area '--user='"), std::string::npos);
+}
+
 TEST(LiveOptions, WrongUsageIsOneLineThatNamesIt) {
     struct Case {
         std::vector<const char*> words;
@@ -113,6 +121,12 @@ TEST(LiveOptions, WrongUsageIsOneLineThatNamesIt) {
         {{"-i", "2d"}, "not between 10ms and 1d"},
         {{"-i"}, "--interval"},
         {{"-i", ""}, "empty"},
+        {{"--user=", "-c", "1"}, "-u,--user has an empty argument"},
+        {{"--root=", "cpu"}, "--root has an empty argument"},
+        {{"--user=root", "--interval=", "1"}, "-i,--interval has an empty argument"},
+        {{"-u", "root", "--limit="}, "--limit has an empty argument"},
+        {{"--scroll="}, "--scroll takes no empty argument"},
+        {{"--none="}, "no option '--none='"},
         {{"-c", "0"}, "count '0'"},
         {{"-c", "-1"}, "'-1'"},
         {{"-c", "many"}, "'many'"},

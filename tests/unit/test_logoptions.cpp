@@ -8,6 +8,11 @@ static bool isLog(const std::string& name) { return name.starts_with("./") || na
 
 static CommandLine parsed(const std::vector<std::string>& words) { return parseCommandLine(words, isLog); }
 
+TEST(LogOptions, EmptyValues) {
+    EXPECT_EQ(parsed({"show", "--user=", "--every", "1h"}).why, "-u,--user has an empty argument");
+    EXPECT_EQ(parsed({"show", "--tree="}).why, "--tree takes no empty argument");
+}
+
 TEST(LogOptions, NothingAskedFor) {
     const auto line = parsed({"show"});
     EXPECT_EQ(line.why + line.help, "");
