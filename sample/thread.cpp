@@ -75,6 +75,11 @@ bool ThreadSampler::stillWaits(Thread& thread, ThreadChange& change, const Threa
     return true;
 }
 
+// The number of a thread that has ended can be used again.
+bool ThreadSampler::isAnother(const Thread& thread, const ThreadChange& change) {
+    return change.now.run_ns < thread.counters.run_ns || (thread.start && thread.start != change.thread_start);
+}
+
 static bool stoodStill(const ThreadCounters& before, const ThreadCounters& now) {
     if (before.hasSchedule && now.hasSchedule) return before.run_ns == now.run_ns && before.wait_ns == now.wait_ns;
     return before.hasStat && now.hasStat && before.user_ticks == now.user_ticks &&
@@ -101,16 +106,16 @@ void ThreadSampler::visit(const Ran& process, Group& group, bool known, ThreadSa
             now.changes.push_back(change);
         };
         if (now.pass == 1 || (before && change.now.hasSchedule && stoodStill(*before, change.now))) {
-            auto& thread = found.emplace_back(before ? *old : Thread{tid, change.now});
+            auto& thread = found.emplace_back(before ? *old : Thread{tid, 0, change.now});
             if (stillWaits(thread, change, now)) add();
             continue;
         }
         if (!readStat(tid, change)) continue; // it has just ended
         readSwitches(tid, change.now);
-        auto& thread = found.emplace_back(Thread{tid, change.now, change.state == 'R', before ? old->booked_ns : 0});
+        auto& thread = found.emplace_back(
+            Thread{tid, change.thread_start, change.now, change.state == 'R', before ? old->booked_ns : 0});
         if (before && stoodStill(*before, change.now)) continue;
-        // The number of a thread that has ended can be used again: the counters of the new one are smaller.
-        const bool another = before && change.now.run_ns < before->run_ns;
+        const bool another = before && isAnother(*old, change);
         if (another || (!before && began(change))) change.before = Nothing, thread.booked_ns = 0;
         else if (before) change.before = *before;
         // What rows have had of a wait before it ended.

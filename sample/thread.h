@@ -44,6 +44,7 @@ struct ThreadSample {
 class ThreadSampler {
     struct Thread {
         int tid = 0;
+        uint64_t start = 0; // clock ticks since boot; 0: the first pass does not read it
         ThreadCounters counters;
         bool runnable = false; // when it was read last: it ran, or waited for a CPU
         // Its waits with those that last, as rows have them; the kernel books a wait when it ends.
@@ -67,6 +68,7 @@ class ThreadSampler {
     bool readSchedule(int tid, ThreadCounters& counters);
     bool readStat(int tid, ThreadChange& change);
     void readSwitches(int tid, ThreadCounters& counters);
+    static bool isAnother(const Thread& thread, const ThreadChange& change);
     bool stillWaits(Thread& thread, ThreadChange& change, const ThreadSample& now);
     void visit(const Ran& process, Group& group, bool known, ThreadSample& now);
 

@@ -180,6 +180,21 @@ TEST(ThreadSampler, BirthsEndsAndReuse) {
     EXPECT_FALSE(threads.row(100)->cpu_us);
 }
 
+// Its counters are larger than those of the one that had its number, but they are its own.
+TEST(ThreadSampler, ReuseByABusierThread) {
+    Made made(files(100, {{100, 1000, 0}, {101, 1000000, 0}}) + "step 1\n" + files(100, {{101, 2000000, 500000}}) +
+              "step 2\n" + files(100, {{101, 7000000, 900000, 1, 10150}}));
+    Sampled threads;
+    threads.take({several()});
+    made.step();
+    threads.take({several()});
+    EXPECT_EQ(threads.row(101)->cpu_us, 1000U);
+    made.step();
+    threads.take({several()});
+    EXPECT_EQ(threads.row(101)->cpu_us, 7000U);
+    EXPECT_EQ(threads.row(101)->wait_us, 900U);
+}
+
 TEST(ThreadSampler, AKernelWithoutSchedstat) {
     MadeThread idle{100, 0, 0, 5}, busy{101, 0, 0, 5}, later{101, 0, 0, 25}, last{101, 0, 0, 26};
     idle.schedule = busy.schedule = later.schedule = last.schedule = false;
