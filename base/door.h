@@ -139,9 +139,8 @@ public:
 
 // The account name of a user id, as the C library finds it: a directory service may take as long as it likes.
 bool getUserName(uint32_t uid, std::string& name);
-// The same from /etc/passwd, else from what getent says while `patience_us` (microseconds) lasts. What it waited is
-// taken off the patience; once that is used up only the file counts. False with ETIMEDOUT in errno when getent is late.
-bool getUserNameInTime(uint32_t uid, std::string& name, int64_t& patience_us);
+// The name that /etc/passwd has for it, which takes no service.
+bool readUserName(uint32_t uid, std::string& name);
 bool getHostName(char* name, size_t size);
 int getPageSize();   // bytes
 int getClockTicks(); // per second

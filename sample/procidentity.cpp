@@ -7,15 +7,6 @@
 
 #include <cstdio>
 
-std::shared_ptr<const std::string> ProcReader::userOf(uint64_t uid) {
-    auto& user = users[uid];
-    if (user) return user;
-    std::string name;
-    const bool found = !root.isOther() && getUserNameInTime(static_cast<uint32_t>(uid), name, namePatience_us);
-    user = std::make_shared<const std::string>(found ? std::move(name) : std::to_string(uid));
-    return user;
-}
-
 static constexpr std::string_view lastPart(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
 // The container or pod that the path leads through, else the innermost unit or session.
@@ -87,6 +78,7 @@ void ProcReader::askForCommand(Process& process) {
 
 void ProcReader::takeAnswers(const std::function<Process*(int pid)>& find) {
     takeNames();
+    users.pass();
     std::erase_if(asked, [&](const Asked& one) {
         Answer answer;
         const auto state = helper.take(one.ticket, answer);

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <utility>
 
-ProcReader::ProcReader(const Root& where, Helper& asks) : root(where), helper(asks), names(where, asks) {
+ProcReader::ProcReader(const Root& where, Helper& asks) : root(where), helper(asks), users(where), names(where, asks) {
     page_size = static_cast<uint64_t>(std::max(getPageSize(), 1));
     tick_ns = 1000000000U / static_cast<uint64_t>(std::max(getClockTicks(), 1));
     renew();
@@ -162,7 +162,10 @@ void ProcReader::readWaitChannel(Process& process) {
 void ProcReader::readMemory(Process& process, uint32_t pass, int64_t now_us) {
     if (read(process.pid, "status", process.held.get(), &ProcHeld::status) != ProcAnswer::Good) return;
     const auto status = parseProcessStatus(text.view());
-    if (status.uid && process.uid != status.uid) process.uid = status.uid, process.user = userOf(*status.uid);
+    if (status.uid && process.uid != status.uid) {
+        process.uid = status.uid;
+        process.user = users.of(static_cast<uint32_t>(*status.uid));
+    }
     process.now.hasSwitches = status.voluntary && status.involuntary && process.threads == 1;
     process.now.voluntary = status.voluntary.value_or(0), process.now.involuntary = status.involuntary.value_or(0);
     if (process.kernel) return;

@@ -7,6 +7,7 @@
 #include "base/root.h"
 #include "parse/process.h"
 #include "sample/groupnames.h"
+#include "sample/usernames.h"
 
 #include <cstdint>
 #include <functional>
@@ -130,8 +131,7 @@ class ProcReader {
         uint64_t start = 0;
     };
     std::vector<Asked> asked; // for command lines
-    std::map<uint64_t, std::shared_ptr<const std::string>> users;
-    int64_t namePatience_us = 500000; // that is left, for the names of all users together
+    UserNames users;
     std::map<std::string, std::shared_ptr<ProcGroup>, std::less<>> groups;
     GroupNames names;
 
@@ -147,7 +147,6 @@ class ProcReader {
     void readWait(Process& process);
     void readWaits(Process& process);
     void readWaitChannel(Process& process);
-    std::shared_ptr<const std::string> userOf(uint64_t uid);
     std::shared_ptr<const ProcGroup> groupOf(std::string_view group);
     void askForName(ProcGroup& group);
     void takeNames();
@@ -165,7 +164,7 @@ public:
     // Looks again at the kernel's settings and drops groups without processes.
     void renew();
 
-    // The answers of the helper. `find` gives the process of a pid; null: there is none.
+    // The answers of helpers. `find` gives the process of a pid; null: there is none.
     void takeAnswers(const std::function<Process*(int pid)>& find);
     uint64_t notAllowed() const { return text.denied + names.notAllowed(); }
 

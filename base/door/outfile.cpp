@@ -1,7 +1,7 @@
 #include "base/outfile.h"
 
+#include "base/accounts.h"
 #include "base/door.h"
-#include "base/door/accounts.h"
 
 #include <cerrno>
 

@@ -40,6 +40,16 @@ struct Watching {
 };
 } // namespace
 
+// A name that comes late takes the place of the number, in the rows of processes that did not run since, too.
+TEST(ProcessRows, ALateName) {
+    const MadeProcess idle{.pid = 7, .uid = 1000};
+    const std::string getent = "getent passwd 1000", later = "step 1\nstep 2\n";
+    Watching machine(MadeTicks().text() + idle.text() + "tool " + getent + " <<E\nann:*:1000:100::/:\nE\n" +
+                     "answerafter 2000 getent\\x20passwd\\x201000\n" + later);
+    EXPECT_EQ(machine.next(true).find(7)->user, "1000");
+    EXPECT_EQ(machine.next(true).find(7)->user, "ann");
+}
+
 static std::string gone(int pid) {
     return "gone /proc/" + std::to_string(pid) + "\ncpuclock " + std::to_string(pid) + " gone\n";
 }

@@ -254,7 +254,7 @@ bool getUserName(uint32_t uid, std::string& name) {
     return user != nullptr;
 }
 
-bool getUserNameInTime(uint32_t uid, std::string& name, int64_t&) { return getUserName(uid, name); }
+bool readUserName(uint32_t uid, std::string& name) { return getUserName(uid, name); }
 
 bool getHostName(char* name, size_t size) {
     if (failed(world().hostError)) return false;

@@ -1,6 +1,8 @@
-#include "base/door/accounts.h"
+#include "base/accounts.h"
 
 #include "base/numbers.h"
+
+#include <string>
 
 // Takes the next field of a line whose fields colons separate.
 static std::string_view takeField(std::string_view& line) {
@@ -37,4 +39,13 @@ std::optional<uint32_t> accountId(std::string_view text, std::string_view name) 
     while (const auto account = takeAccount(text))
         if (account->name == name) return account->id;
     return {};
+}
+
+Question userQuestion(uint32_t uid, int64_t patience_us) {
+    Question question;
+    question.kind = Question::Kind::Tool;
+    question.words = {"getent", "passwd", std::to_string(uid)};
+    question.patience_us = patience_us;
+    question.most = 4096;
+    return question;
 }
