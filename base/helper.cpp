@@ -19,7 +19,7 @@ Helper::Pending* Helper::find(Ticket ticket) {
 Helper::Ticket Helper::ask(Question question) {
     const Ticket ticket = ++last;
     (question.kind == Question::Kind::Tool ? tools : queue).push_back(ticket);
-    pending.emplace(ticket, Pending{std::move(question), State::Queued, {}, {}, false});
+    pending.emplace(ticket, Pending{std::move(question), State::Queued, {}});
     return ticket;
 }
 
@@ -56,20 +56,9 @@ void Helper::finish(Ticket ticket, Answer&& answer, int64_t since, int64_t now) 
     auto* found = find(ticket);
     if (!found) return; // forgotten
     found->state = State::Answered;
-    if (found->tooLong) answer = failure(EMSGSIZE);
-    else if (!found->pieces.empty()) answer.text = std::move(found->pieces += answer.text);
     found->answer = std::move(answer);
     found->answer.asked_us = since;
     found->answer.took_us = now - since;
-}
-
-// Of an answer that comes in several pieces.
-void Helper::keepPiece(Ticket ticket, const Answer& piece) {
-    auto* found = find(ticket);
-    if (!found) return; // forgotten
-    found->tooLong |= found->pieces.size() + piece.text.size() > MostText;
-    if (found->tooLong) found->pieces = {};
-    else found->pieces += piece.text;
 }
 
 void Helper::refuse(std::deque<Ticket>& from) {
@@ -97,7 +86,8 @@ void Helper::giveUp(Lane& lane) {
 bool Helper::collect(Lane& lane, int64_t now) {
     Answer answer;
     Ticket ticket = 0;
-    for (;;) {
+    constexpr int MostPieces = 16; // then await() looks at the clock
+    for (int pieces = 0; pieces < MostPieces;) {
         const auto came = lane.worker.receive(answer, ticket);
         if (came == Came::Nothing) break;
         if (came == Came::End) {
@@ -108,8 +98,10 @@ bool Helper::collect(Lane& lane, int64_t now) {
         }
         if (lane.sent.empty() || lane.sent.front().ticket != ticket) continue; // given to another worker meanwhile
         if (answer.more) {
-            keepPiece(ticket, answer);
+            const auto* asked = find(ticket); // null: forgotten
+            if (asked && asked->question.piece) asked->question.piece(answer);
             if (!lane.stuck) lane.since = now; // it goes on
+            pieces++;
             continue;
         }
         finish(ticket, std::move(answer), lane.since, now);

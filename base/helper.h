@@ -23,7 +23,6 @@ public:
     };
     // Workers and tools together. One more worker may be late, but none takes its place.
     static constexpr size_t MostAbandoned = 3;
-    static constexpr size_t MostText = size_t{16} << 20; // bytes of an answer in pieces; a longer one is EMSGSIZE
 
     Helper() = default;
     Helper(const Helper&) = delete;
@@ -53,8 +52,6 @@ private:
         Question question;
         State state = State::Queued;
         Answer answer;
-        std::string pieces;   // of the answer's text, so far
-        bool tooLong = false; // they are more than MostText
     };
     struct Sent {
         Ticket ticket;
@@ -88,7 +85,6 @@ private:
     void pumpTools(int64_t now);
     void startTool(int64_t now);
     void finish(Ticket ticket, Answer&& answer, int64_t since, int64_t now);
-    void keepPiece(Ticket ticket, const Answer& piece);
     void refuse(std::deque<Ticket>& from);
     Pending* find(Ticket ticket);
 };

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +16,8 @@ struct Space {
     bool read_only = false;
 };
 
+struct Answer;
+
 struct Question {
     enum class Kind {
         Space, // words: DIR. The answer of statvfs
@@ -22,7 +25,8 @@ struct Question {
         File,  // words: PATH. Its text from byte `from` on, at most 64 KiB
         Names, // words: DIRECTORY. The names in it from the `from`th on, a newline after each; at most 64 KiB
         // words: NAMESPACE REQUESTS. The messages of the answers to requests of SOCK_DIAG, which stand one after the
-        // other, in the network namespace that this file leads to
+        // other, in the network namespace that this file leads to; ENOENT when it has not the inode number `from`.
+        // `piece` gets them as they come
         Sockets,
         Tool, // words: PROGRAM ARGUMENT... What it prints; no shell, found in /usr/sbin:/usr/bin:/sbin:/bin
     };
@@ -31,6 +35,9 @@ struct Question {
     int64_t patience_us = 1000000; // its time; a tool is killed when it is over
     size_t most = size_t{4} << 20; // bytes of a tool's output
     uint64_t from = 0;
+    // Gets the whole messages in `text`, of an answer that has no bound, until the question is answered or forgotten.
+    // It must not ask the helper for anything.
+    std::function<void(const Answer& part)> piece = nullptr;
 };
 
 struct Answer {
@@ -41,7 +48,9 @@ struct Answer {
     int64_t mbit = -1; // speed in Mbit/s; -1: the driver does not know it
     std::string text;  // of a file or directory; of a tool, its standard output
     bool cut = false;  // there is more of it; of sockets, some may be missing
-    bool more = false; // another piece of the text follows (between worker and helper)
+    uint64_t netns =
+        0; // of sockets, the cookie of their namespace, which no other one ever has; 0: not known (before 5.14)
+    bool more = false; // the text is a piece, and the rest of the answer follows (between worker and helper)
     int status = 0;    // of a tool, as the shell has it: 128 + N when signal N ended it, 127 when it was not found
 };
 

@@ -55,11 +55,12 @@ void NetSpaceSampler::keepPresent(std::span<const SockSpace> found, std::vector<
     for (const auto& space : found) {
         if (space.own || space.free || !space.inode || !space.pid) continue;
         auto& is = present.emplace_back();
-        is.inode = space.inode, is.pid = space.pid;
+        is.inode = space.inode, is.pid = space.pid, is.fresh = space.fresh;
     }
     const auto inode = [](auto& space) { return space.inode; };
     std::sort(present.begin(), present.end(), [&](auto& a, auto& b) { return inode(a) < inode(b); });
     eachPair(spaces, present, inode, [](auto& had, auto& is) {
+        if (is.fresh) return; // another one had its number
         is.at_us = had.at_us, is.before_us = had.before_us;
         is.links = std::move(had.links);
     });

@@ -27,6 +27,7 @@ struct SpaceLink {
 struct NetSpace {
     uint32_t inode = 0, pid = 0;      // pid: of one of its processes
     int64_t at_us = 0, before_us = 0; // monotonic, of its last two reads; 0: there was none
+    bool fresh = false;               // it was not there in the pass before
     bool read = false;                // in this pass
     std::vector<SpaceLink> links;     // by name
 };

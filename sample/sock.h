@@ -44,6 +44,7 @@ inline constexpr size_t SocketGroups = 5; // TCP of both families, UDP of both, 
 
 struct SockSpace {
     uint32_t inode = 0, pid = 0; // pid: of one of its processes
+    uint64_t cookie = 0;         // tells it from another one that has its inode number later; 0: not known
     bool own = false;
     bool free = false;    // a place for another one
     bool fresh = false;   // it was not there in the pass before
@@ -139,6 +140,7 @@ class SockSampler {
         bool tcp = false, udp = false; // all of these were asked for
     };
     std::vector<Asking> asking;
+    bool goesOn = false; // a piece of an answer has come
     // Inodes of other namespaces: those without an answer in time; the one that the next pass begins with; one that did
     // not answer though it was asked first.
     std::vector<uint32_t> unanswered;
@@ -192,10 +194,13 @@ class SockSampler {
     void sampleOthers();
     void gatherQueued();
     void askOther(uint16_t at);
+    void awaitOthers();
     void takeOthers();
     void chooseFirst();
     void sampleOther(const ProcessSpace& there);
+    void dropSockets(uint16_t at);
     void removeSpace(uint16_t at);
+    void identify(uint16_t at, uint64_t cookie);
     void findListenerOwners();
     void finish(std::span<const Ran> ran);
 

@@ -57,11 +57,16 @@ void SocketOwners::listSpaces() {
     spacesChanged = false;
     compared += processes.size();
     std::map<uint32_t, uint32_t> pids;
+    for (const auto& [inode, pid] : spaceList)
+        if (const auto place = places.find(pid); place != places.end() && processes[place->second].space == inode)
+            pids[inode] = pid;
     for (const auto& process : processes)
         if (process.pid && process.space) pids.try_emplace(process.space, process.pid);
     spaceList.clear();
     for (const auto& [inode, pid] : pids) spaceList.push_back({inode, pid});
 }
+
+bool SocketOwners::isThere(const ProcessSpace& space) const { return netnsOf(proc, space.pid) == space.inode; }
 
 // The named processes are looked at each time: what is read through one that has left would be of another namespace.
 const std::vector<ProcessSpace>& SocketOwners::spaces() {

@@ -97,6 +97,8 @@ public:
     void ownersOf(std::vector<WantedInode>& sockets, std::vector<SocketHolder>& holders);
     // The network namespaces of all processes, by inode.
     const std::vector<ProcessSpace>& spaces();
+    // Whether the process is in it still.
+    bool isThere(const ProcessSpace& space) const;
     uint64_t notAllowed() const { return forbidden; }
     // Descriptors and sockets that the searches have gone through since the start.
     uint64_t comparisons() const { return compared; }

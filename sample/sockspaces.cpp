@@ -1,5 +1,4 @@
 // The sockets of other network namespaces: asked for by the helper process, which enters a namespace for one question.
-// Of one with more than some 40,000 connections the answer is longer than Helper::MostText: its sockets are not known.
 #include "sample/sock.h"
 
 #include "base/clock.h"
@@ -27,12 +26,27 @@ uint16_t SockSampler::spaceOf(uint32_t inode) {
     return place;
 }
 
-void SockSampler::removeSpace(uint16_t at) {
+void SockSampler::dropSockets(uint16_t at) {
     for (const uint8_t protocol : Protocols) now->table.each(at, protocol, [&](uint32_t socket) { drop(socket); });
+}
+
+void SockSampler::removeSpace(uint16_t at) {
+    dropSockets(at);
     places.erase(now->spaces[at].inode);
     unusedPlaces.insert(at);
     now->spaces[at] = SockSpace();
     now->spaces[at].free = true;
+}
+
+// The kernel gives a new namespace the lowest inode number that is free: that of one which ended since the last pass.
+void SockSampler::identify(uint16_t at, uint64_t cookie) {
+    auto& space = now->spaces[at];
+    if (cookie == 0 || cookie == space.cookie) return;
+    if (space.cookie != 0) {
+        dropSockets(at);
+        space.fresh = true, space.paired = space.known = false;
+    }
+    space.cookie = cookie;
 }
 
 // The sockets of other namespaces with something in a queue, by namespace.
@@ -84,8 +98,27 @@ void SockSampler::askOther(uint16_t at) {
     Question question;
     question.kind = Question::Kind::Sockets;
     question.words = {root.path("/proc/" + std::to_string(space.pid) + "/ns/net"), std::move(all)};
+    question.from = space.inode;
+    question.piece = [this, at](const Answer& part) {
+        goesOn = true;
+        identify(at, part.netns);
+        takeAll(at, part.text);
+    };
     ask.ticket = helper.ask(std::move(question));
     asking.push_back(ask);
+}
+
+// A long list may take a quarter of the interval, up to a second, as long as more of it comes.
+void SockSampler::awaitOthers() {
+    constexpr int64_t Patience = 250000, Longest = 1000000; // microseconds, for all namespaces together
+    const int64_t began = getMonotonic(), elapsed = now->paired ? now->at_us - now->before_us : 0;
+    const int64_t latest = began + std::clamp(elapsed / 4, Patience, Longest);
+    int64_t until = began;
+    do {
+        until = std::min(until + Patience, latest);
+        goesOn = false;
+        helper.await(until, Helper::Await::NoTools);
+    } while (goesOn && until < latest);
 }
 
 void SockSampler::takeOthers() {
@@ -100,8 +133,8 @@ void SockSampler::takeOthers() {
         else if (space.inode == slowest) slowest = 0;
         forbidden += answer.error == EPERM || answer.error == EACCES;
         if (answer.error == ENOENT) space.now.known = false; // the namespace has ended
-        if (answered) takeAll(ask.space, answer.text);
-        // What moved in it is found out when all are listed in the next pass.
+        identify(ask.space, answer.netns);
+        // What else moved in it is found out when all are listed in the next pass.
         space.known = answered && (space.known || (ask.tcp && !answer.cut));
         if (!answered) continue;
         space.listed = ask.tcp || ask.udp;
@@ -131,11 +164,12 @@ void SockSampler::sampleOther(const ProcessSpace& there) {
     space.pid = there.pid;
     if (!readCounters(space)) return;
     readSlow(space);
+    // It may have left meanwhile: the helper is seen in a namespace whose list takes long.
+    if (!owners.isThere(there)) return void(space.now = {});
     if (answers) askOther(at);
 }
 
 void SockSampler::sampleOthers() {
-    constexpr int64_t Patience = 250000;   // microseconds, for all namespaces together
     const auto& present = owners.spaces(); // by inode
     const auto precedes = [](auto& space, uint32_t inode) { return space.inode < inode; };
     for (uint16_t at = 1; at < now->spaces.size(); at++) {
@@ -151,7 +185,7 @@ void SockSampler::sampleOthers() {
         if (there->inode != now->spaces[0].inode) sampleOther(*there);
     }
     if (asking.empty()) return;
-    helper.await(getMonotonic() + Patience, Helper::Await::NoTools);
+    awaitOthers();
     takeOthers();
     chooseFirst();
 }

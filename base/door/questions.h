@@ -27,6 +27,7 @@ struct AnswerHead {
     int64_t mbit = -1;
     Space space;
     bool cut = false, more = false;
+    uint64_t netns = 0;
 };
 
 struct AnswerMessage {
@@ -44,8 +45,10 @@ public:
     SocketsThere() = default;
     SocketsThere(const SocketsThere&) = delete;
     SocketsThere& operator=(const SocketsThere&) = delete;
-    ~SocketsThere();             // back to the namespace of before
-    int enter(const char* path); // errno
+    ~SocketsThere(); // back to the namespace of before
+    // errno; ENOENT: the file leads to another namespace than the one with this inode number.
+    int enter(const char* path, uint64_t inode);
+    uint64_t cookie() const; // of the namespace; 0: the kernel does not tell
     // Sends the next request, or the next several that are for one socket each, and takes them off. False: there is
     // none.
     bool ask(std::string_view& requests, int& error);
@@ -62,7 +65,8 @@ void answerQuestion(const QuestionMessage& question, AnswerHead& answer, char* t
 template <typename Send>
 void answerSockets(const QuestionMessage& question, AnswerHead& answer, char* text, Send&& send) {
     SocketsThere there;
-    answer.error = there.enter(question.text);
+    answer.error = there.enter(question.text, question.from);
+    answer.netns = there.cookie();
     const size_t name = strnlen(question.text, question.size) + 1;
     std::string_view left(question.text, question.size);
     left.remove_prefix(std::min(name, left.size()));

@@ -7,14 +7,23 @@
 #include <linux/netlink.h>
 #include <sched.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
-int SocketsThere::enter(const char* path) {
+// The process of the path may have gone elsewhere since somebody looked; a worker itself goes from one to the next.
+static int enterThere(int there, uint64_t inode) {
+    struct stat status;
+    if (fstat(there, &status) != 0) return errno;
+    if (status.st_ino != inode) return ENOENT;
+    return setns(there, CLONE_NEWNET) != 0 ? errno : 0;
+}
+
+int SocketsThere::enter(const char* path, uint64_t inode) {
     const int there = open(path, O_RDONLY | O_CLOEXEC);
     if (there < 0) return errno;
     own = open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC);
-    int error = own < 0 || setns(there, CLONE_NEWNET) != 0 ? errno : 0;
+    const int error = own < 0 ? errno : enterThere(there, inode);
     close(there);
     if (error) {
         if (own >= 0) close(own);
@@ -25,6 +34,13 @@ int SocketsThere::enter(const char* path) {
     const timeval patience{1, 0};
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     return 0;
+}
+
+uint64_t SocketsThere::cookie() const {
+    constexpr int NetnsCookie = 71; // SO_NETNS_COOKIE, which older headers do not have
+    uint64_t cookie = 0;
+    socklen_t size = sizeof cookie;
+    return fd >= 0 && getsockopt(fd, SOL_SOCKET, NetnsCookie, &cookie, &size) == 0 ? cookie : 0;
 }
 
 SocketsThere::~SocketsThere() {

@@ -115,6 +115,7 @@ Came Worker::receive(Answer& answer, uint64_t& number) {
     answer.space = head.space;
     answer.cut = head.cut;
     answer.more = head.more;
+    answer.netns = head.netns;
     answer.text.assign(message.text, head.size);
     return Came::Answer;
 }

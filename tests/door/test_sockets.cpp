@@ -218,17 +218,20 @@ struct Answered {
 };
 } // namespace
 
-static ino_t ownNamespace() {
+static uint64_t inodeOf(const std::string& path) {
     struct stat at{};
-    return stat("/proc/self/ns/net", &at) == 0 ? at.st_ino : 0;
+    return stat(path.c_str(), &at) == 0 ? at.st_ino : 0;
 }
 
-// As a worker does it. It must be back in its own namespace afterwards.
-static Answered askThere(const std::string& path, const std::string& requests) {
+static uint64_t ownNamespace() { return inodeOf("/proc/self/ns/net"); }
+
+// As a worker does it. It must be back in its own namespace afterwards. `inode`: 0: that of the path.
+static Answered askThere(const std::string& path, const std::string& requests, uint64_t inode = 0) {
     const auto before = ownNamespace();
     static QuestionMessage question;
     static char text[MostOfFile];
     question.kind = Question::Kind::Sockets;
+    question.from = inode ? inode : inodeOf(path);
     const auto words = path + '\0' + requests;
     question.size = static_cast<uint32_t>(words.copy(question.text, MostOfQuestion));
     AnswerHead head;
@@ -272,6 +275,17 @@ TEST(SocketsThere, GivesTheSocketsOfAnotherNamespaceOnly) {
     EXPECT_EQ(socketsOf(none.messages, there.port).size(), 1U + 41U);
 }
 
+// The process of the path may be in another namespace by then.
+TEST(SocketsThere, EntersNoOtherNamespace) {
+    const Elsewhere there(1);
+    if (there.pid == 0) GTEST_SKIP() << "no right to make a network namespace";
+    const auto request = listRequest(IPPROTO_TCP, AF_INET);
+    EXPECT_EQ(askThere(there.path(), request).error, 0);
+    const auto wrong = askThere(there.path(), request, ownNamespace());
+    EXPECT_EQ(wrong.error, ENOENT);
+    EXPECT_EQ(wrong.messages, "");
+}
+
 TEST(SocketsThere, ManySocketsComeInPieces) {
     const Elsewhere there(300);
     if (there.pid == 0) GTEST_SKIP() << "no right to make a network namespace";
@@ -282,6 +296,9 @@ TEST(SocketsThere, ManySocketsComeInPieces) {
     Question question;
     question.kind = Question::Kind::Sockets;
     question.words = {there.path(), listRequest(IPPROTO_TCP, AF_INET)};
+    question.from = inodeOf(there.path());
+    std::string messages;
+    question.piece = [&](const Answer& part) { messages += part.text; };
     Helper helper;
     const auto ticket = helper.ask(std::move(question));
     helper.await(getMonotonic() + 5000000);
@@ -289,7 +306,19 @@ TEST(SocketsThere, ManySocketsComeInPieces) {
     ASSERT_EQ(helper.take(ticket, answer), Helper::State::Answered);
     EXPECT_EQ(answer.error, 0);
     EXPECT_FALSE(answer.cut);
-    EXPECT_EQ(socketsOf(answer.text, there.port).size(), 601U);
+    EXPECT_EQ(socketsOf(messages, there.port).size(), 601U);
+    EXPECT_EQ(answer.text, "");
+    uint64_t own = 0;
+    socklen_t size = sizeof own;
+    const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+    constexpr int NetnsCookie = 71;
+    if (getsockopt(fd, SOL_SOCKET, NetnsCookie, &own, &size) == 0) {
+        EXPECT_NE(answer.netns, 0U);
+        EXPECT_NE(answer.netns, own);
+    } else {
+        EXPECT_EQ(answer.netns, 0U);
+    }
+    close(fd);
 }
 
 TEST(SocketsThere, TellsWhyItCannotEnter) {

@@ -71,6 +71,22 @@ TEST(NetSpaces, AmountsSinceTheLastRead) {
     EXPECT_EQ(spaces.row(4001, "eth0")->tx_bytes, 100U);
 }
 
+// Another namespace has the inode number of one that ended.
+TEST(NetSpaces, ANumberThatIsUsedAgain) {
+    Made made(processIn(70, 4001, linesOf(1000, 2000)) + "step 1\n" + processIn(71, 4001, linesOf(5000, 2500)) +
+              "step 2\n" + processIn(71, 4001, linesOf(5001, 2500)));
+    Sampled spaces;
+    spaces.take({spaceOf(4001, 70)});
+    made.step();
+    auto other = spaceOf(4001, 71);
+    other.fresh = true;
+    spaces.take({other}, true);
+    EXPECT_FALSE(spaces.row(4001, "eth0")->rx_bytes);
+    made.step();
+    spaces.take({spaceOf(4001, 71)});
+    EXPECT_EQ(spaces.row(4001, "eth0")->rx_bytes, 1U);
+}
+
 // Each has its turn, and what waited has the amounts of all the time since.
 TEST(NetSpaces, AFewInTurn) {
     constexpr uint32_t Spaces = 20;

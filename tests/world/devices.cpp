@@ -152,6 +152,9 @@ bool World::applyDevice(const std::string& name, std::string rest, const std::ve
     else if (name == "answerafter") {
         const int64_t ms = std::stoll(cutWord(rest));
         devices.delays[decoded(rest)] = ms * 1000;
+    } else if (name == "netcookie") {
+        const auto inode = cutWord(rest);
+        devices.netCookies[inode] = std::stoull(rest);
     } else if (name == "speed") {
         const auto interface = decoded(cutWord(rest));
         devices.speeds[interface] = std::stoll(rest);

@@ -54,10 +54,11 @@ struct TQuestion {
     std::string words;
     int64_t since = 0; // when its helper came to it; 0: not yet
     uint64_t from = 0;
-    std::string request; // for sockets
-    std::string pieces;  // an answer that is too long for one message
-    uint64_t given = 0;  // bytes of it
-    bool cut = false;    // of it
+    std::string request;  // for sockets
+    std::string messages; // of an answer about sockets
+    uint64_t given = 0;   // bytes of them
+    bool cut = false;     // some may be missing
+    uint64_t netns = 0;   // the namespace's cookie
 };
 
 struct THeld {
@@ -72,8 +73,9 @@ struct TDevices {
     std::string keys;
     int end = 0;
     bool pipeClosed = false, resized = false;
-    std::map<std::string, TMessages> answers; // by protocol and key
-    std::map<int, int> noSockets;             // errno by protocol
+    std::map<std::string, TMessages> answers;   // by protocol and key
+    std::map<std::string, uint64_t> netCookies; // by the inode number of a network namespace
+    std::map<int, int> noSockets;               // errno by protocol
     TTaskstats taskstats;
     std::map<std::string, TFileFacts> facts;
     std::map<std::string, uint64_t> openFiles; // number of the open file, by the descriptor's path /proc/PID/fd/N

@@ -5,6 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include <linux/netlink.h>
 
 static World& world() { return *World::current; }
 static TDevices& devices() { return World::current->devices; }
@@ -38,9 +42,12 @@ static Answer answerOf(const TQuestion& question) {
         const auto* there = world().find(path);
         const auto name = there ? there->text : std::string(); // net:[4026531840]
         answer.error = world().failure("link", path);
-        if (answer.error == 0 && name.size() < 7) answer.error = ENOENT;
+        const auto inode = name.size() < 7 ? std::string() : name.substr(5, name.size() - 6);
+        if (answer.error == 0 && inode != std::to_string(question.from)) answer.error = ENOENT;
         if (answer.error) return answer;
-        const auto messages = socketsAnswer(devices(), question.request, name.substr(5, name.size() - 6));
+        const auto messages = socketsAnswer(devices(), question.request, inode);
+        if (const auto cookie = devices().netCookies.find(inode); cookie != devices().netCookies.end())
+            answer.netns = cookie->second;
         const bool unknown = messages.error == ENOENT || messages.error == EINVAL; // such a protocol or family
         answer.error = unknown ? 0 : messages.error;
         answer.cut = messages.interrupted;
@@ -88,19 +95,32 @@ static TQuestion* dueQuestion(int handle) {
     return ready < 0 || ready > now ? nullptr : &devices().helpers.at(handle).front();
 }
 
-// An answer about sockets that is long comes in pieces, as from a real worker, and then an empty one. True: it is
-// whole.
+// How many bytes the next messages of an answer have, as many as the kernel gives at once.
+static size_t nextPiece(std::string_view left) {
+    constexpr size_t Most = 32768;
+    size_t size = 0;
+    nlmsghdr header;
+    while (size + sizeof header <= left.size()) {
+        memcpy(&header, left.data() + size, sizeof header);
+        if (header.nlmsg_len < sizeof header) return left.size(); // made up to be wrong
+        const size_t next = size + NLMSG_ALIGN(header.nlmsg_len);
+        if (size > 0 && next > Most) break;
+        size = next;
+    }
+    return std::min(size, left.size());
+}
+
+// An answer about sockets comes in pieces, as from a real worker, and then an empty one. True: it is whole.
 static bool takePiece(TQuestion& due, Answer& answer) {
-    constexpr size_t Piece = 65536;
-    if (due.pieces.empty()) {
+    if (due.messages.empty()) {
         answer = answerOf(due);
         const bool sockets = due.kind == static_cast<int>(Question::Kind::Sockets);
-        if (!sockets || answer.error || answer.text.size() <= Piece) return true;
-        due.pieces.swap(answer.text), due.cut = answer.cut;
+        if (!sockets || answer.error || answer.text.empty()) return true;
+        due.messages.swap(answer.text), due.cut = answer.cut, due.netns = answer.netns;
     }
     answer = Answer();
-    answer.cut = due.cut;
-    answer.text = due.pieces.substr(due.given, Piece);
+    answer.cut = due.cut, answer.netns = due.netns;
+    answer.text = due.messages.substr(due.given, nextPiece(std::string_view(due.messages).substr(due.given)));
     due.given += answer.text.size();
     answer.more = !answer.text.empty();
     return !answer.more;
