@@ -44,6 +44,12 @@ void Helper::forget(Ticket ticket) {
     pending.erase(ticket);
     std::erase(queue, ticket);
     std::erase(tools, ticket);
+    std::erase_if(lanes, [&](auto& lane) {
+        if (!lane.begun || lane.sent.front().ticket != ticket) return false;
+        takeBack(lane); // it has far to go
+        dismiss(lane.worker);
+        return true;
+    });
 }
 
 static Answer failure(int error) {
@@ -69,10 +75,8 @@ void Helper::refuse(std::deque<Ticket>& from) {
 
 // --- Workers
 
-// The worker is stuck with its first question; the others are for another one.
-void Helper::giveUp(Lane& lane) {
-    lane.stuck = true;
-    if (auto* head = find(lane.sent.front().ticket)) head->state = State::Late;
+// Other questions than the first are for another worker.
+void Helper::takeBack(Lane& lane) {
     while (lane.sent.size() > 1) {
         if (auto* other = find(lane.sent.back().ticket)) {
             other->state = State::Queued;
@@ -80,6 +84,13 @@ void Helper::giveUp(Lane& lane) {
         }
         lane.sent.pop_back();
     }
+}
+
+// The worker is stuck with its first question.
+void Helper::giveUp(Lane& lane) {
+    lane.stuck = true;
+    if (auto* head = find(lane.sent.front().ticket)) head->state = State::Late;
+    takeBack(lane);
 }
 
 // Takes in the answers of one worker. False: it is no more, or of no use.
@@ -101,9 +112,11 @@ bool Helper::collect(Lane& lane, int64_t now) {
             const auto* asked = find(ticket); // null: forgotten
             if (asked && asked->question.piece) asked->question.piece(answer);
             if (!lane.stuck) lane.since = now; // it goes on
+            lane.begun = true;
             pieces++;
             continue;
         }
+        lane.begun = false;
         finish(ticket, std::move(answer), lane.since, now);
         lane.sent.pop_front();
         if (lane.stuck) return false; // it answered at last, and would go on with what others were asked meanwhile

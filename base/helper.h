@@ -33,8 +33,8 @@ public:
     Ticket ask(Question question);
     // Never waits. Answered: the answer is handed over and the ticket is used up. Refused: the ticket is used up, too.
     State take(Ticket ticket, Answer& answer);
-    // Drops a question whose answer is not needed any more. A worker that is stuck with it is killed; most waits in the
-    // kernel end then.
+    // Drops a question whose answer is not needed any more. A worker that is stuck with it, or has begun to answer it
+    // in pieces, is killed; most waits in the kernel end then.
     void forget(Ticket ticket);
     // Waits until no answer can be expected soon (all questions left are late), or until the monotonic clock reaches
     // `until`. Answers for the next sample need no await: they arrive during the pause.
@@ -63,6 +63,7 @@ private:
         std::deque<Sent> sent;
         int64_t since = 0;  // when it got the first of them
         bool stuck = false; // its only question left is late
+        bool begun = false; // some pieces of the first answer have come
     };
     // A tool that runs, or (without a ticket) was killed and has not ended yet.
     struct Run {
@@ -79,6 +80,7 @@ private:
 
     bool collect(Lane& lane, int64_t now);
     void dismiss(Worker& worker);
+    void takeBack(Lane& lane);
     void giveUp(Lane& lane);
     Lane* freeLane();
     void sendMore(int64_t now);

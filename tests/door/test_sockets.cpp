@@ -275,6 +275,36 @@ TEST(SocketsThere, GivesTheSocketsOfAnotherNamespaceOnly) {
     EXPECT_EQ(socketsOf(none.messages, there.port).size(), 1U + 41U);
 }
 
+// Who does not want the rest of a long answer does not leave a worker in the namespace.
+TEST(SocketsThere, WhatIsForgottenIsLeft) {
+    const Elsewhere there(2000);
+    if (there.pid == 0) GTEST_SKIP() << "no right to make a network namespace";
+    size_t pieces = 0;
+    Question question;
+    question.kind = Question::Kind::Sockets;
+    question.words = {there.path(), listRequest(IPPROTO_TCP, AF_INET)};
+    question.from = inodeOf(there.path());
+    question.piece = [&](const Answer&) { pieces++; };
+    Helper helper;
+    const auto ticket = helper.ask(question);
+    const auto after = helper.ask(question);
+    const int64_t until = getMonotonic() + 5000000;
+    while (pieces == 0 && getMonotonic() < until) helper.pump();
+    ASSERT_GT(pieces, 0U);
+    Answer answer;
+    std::vector<Watched> watched;
+    helper.watch(watched);
+    EXPECT_EQ(watched.size(), 1U);
+    helper.forget(ticket);
+    watched.clear();
+    helper.watch(watched);
+    EXPECT_TRUE(watched.empty());
+    pieces = 0;
+    helper.await(until + 5000000); // another worker
+    EXPECT_EQ(helper.take(after, answer), Helper::State::Answered);
+    EXPECT_GT(pieces, 30U);
+}
+
 // The process of the path may be in another namespace by then.
 TEST(SocketsThere, EntersNoOtherNamespace) {
     const Elsewhere there(1);
