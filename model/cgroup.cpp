@@ -76,15 +76,19 @@ static bool setIo(const CgroupSample& sample, const Group& group, const std::str
             const auto amount = grown(base.*counter.from, device.*counter.from);
             made.*counter.to = amount;
             used |= amount.value_or(1) > 0;
-            reset |= !amount;
-            if (counter.sum && amount) row.*counter.sum = *(row.*counter.sum) + *amount;
         }
         if (!used) continue;
         moved = true;
+        const auto disk = sample.disks.find({device.major, device.minor});
+        const bool counts = disk == sample.disks.end() || disk->second.endsTransfers;
+        for (auto& counter : IoCounters) {
+            const auto amount = made.*counter.to;
+            reset |= counts && !amount;
+            if (counts && counter.sum && amount) row.*counter.sum = *(row.*counter.sum) + *amount;
+        }
         made.path = path;
         made.device = std::to_string(device.major) + ":" + std::to_string(device.minor);
-        const auto disk = sample.disks.find({device.major, device.minor});
-        if (disk != sample.disks.end()) made.disk = disk->second;
+        if (disk != sample.disks.end()) made.disk = disk->second.name;
         devices.rows.push_back(std::move(made));
     }
     for (auto& counter : IoCounters)

@@ -3,6 +3,7 @@
 #include "base/clock.h"
 #include "base/numbers.h"
 #include "parse/mountinfo.h"
+#include "sample/diskkind.h"
 
 #include <algorithm>
 
@@ -125,8 +126,10 @@ void CgroupSampler::nameDisks(CgroupSample& sample, const Group& group) {
         const auto number = std::to_string(device.major) + ":" + std::to_string(device.minor);
         const auto size = readLink(devices, number.c_str(), target, sizeof target);
         const std::string_view path(target, static_cast<size_t>(std::max<ptrdiff_t>(size, 0)));
-        place->second = path.substr(path.rfind('/') + 1);
-        std::replace(place->second.begin(), place->second.end(), '!', '/'); // cciss!c0d0
+        const auto name = path.substr(path.rfind('/') + 1);
+        place->second.name = name;
+        std::replace(place->second.name.begin(), place->second.name.end(), '!', '/'); // cciss!c0d0
+        place->second.endsTransfers = endsTransfers(root, "/sys/dev/block/" + number, name);
     }
 }
 

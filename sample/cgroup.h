@@ -78,14 +78,20 @@ struct Group {
     bool gone = false;       // it was removed; its place is free after its parent has been listed
 };
 
+// A disk that groups used.
+struct GroupDisk {
+    std::string name;          // sda; empty: not known
+    bool endsTransfers = true; // what others count, too, is no part of a group's sum
+};
+
 struct CgroupSample {
-    int64_t at_us = 0, before_us = 0;                           // monotonic, of this pass and of the last one
-    bool known = false;                                         // the machine has control groups
-    bool paired = false;                                        // this was not the first pass
-    bool second = false;                                        // version 2
-    std::deque<Group> groups;                                   // the root is the first; some places are free
-    uint64_t count = 0;                                         // without the root
-    std::map<std::pair<uint32_t, uint32_t>, std::string> disks; // names by number, of those that groups used
+    int64_t at_us = 0, before_us = 0;                         // monotonic, of this pass and of the last one
+    bool known = false;                                       // the machine has control groups
+    bool paired = false;                                      // this was not the first pass
+    bool second = false;                                      // version 2
+    std::deque<Group> groups;                                 // the root is the first; some places are free
+    uint64_t count = 0;                                       // without the root
+    std::map<std::pair<uint32_t, uint32_t>, GroupDisk> disks; // by number, those that groups used
 
     // The group that follows in the order of the tree, each before its children; None at the end. `skip`: without the
     // groups below it.

@@ -19,41 +19,6 @@ bool DiskSampler::devicesChanged() {
     return changed;
 }
 
-static bool hasDigits(std::string_view text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
-// "nvme0c1n1": path 1 of the disk nvme0n1.
-static bool isNvmePath(std::string_view name) {
-    if (!name.starts_with("nvme")) return false;
-    name.remove_prefix(4);
-    const auto c = name.find('c'), n = name.find('n');
-    return c != name.npos && n != name.npos && c < n && hasDigits(name.substr(0, c)) &&
-           hasDigits(name.substr(c + 1, n - c - 1)) && hasDigits(name.substr(n + 1));
-}
-
-// Whether `name` is `whole` with the number of a partition: sda1, nvme0n1p1.
-static bool isPartOf(std::string_view name, std::string_view whole) {
-    if (!name.starts_with(whole) || name.size() == whole.size()) return false;
-    name.remove_prefix(whole.size());
-    const char last = whole.back();
-    if (last >= '0' && last <= '9') {
-        if (name[0] != 'p') return false;
-        name.remove_prefix(1);
-    }
-    return hasDigits(name);
-}
-
-static DiskKind kindOf(std::string_view name) {
-    if (name.starts_with("dm-")) return DiskKind::Mapped;
-    if (name.starts_with("md")) return DiskKind::Raid;
-    if (name.starts_with("bcache")) return DiskKind::Cache;
-    if (name.starts_with("loop")) return DiskKind::Loop;
-    if (name.starts_with("zram")) return DiskKind::Zram;
-    if (name.starts_with("ram")) return DiskKind::Ram;
-    return isNvmePath(name) ? DiskKind::Path : DiskKind::Disk;
-}
-
 // `whole`: the last disk in the list that was no partition. The kernel lists a disk's partitions after it.
 DiskFacts DiskSampler::factsOf(const DiskCounters& disk, const DiskCounters* whole) {
     DiskFacts facts;
@@ -61,19 +26,13 @@ DiskFacts DiskSampler::factsOf(const DiskCounters& disk, const DiskCounters* who
     std::string spelled = disk.name;
     std::replace(spelled.begin(), spelled.end(), '/', '!'); // as sysfs spells cciss/c0d0
     const auto folder = "/sys/block/" + spelled;
-    Listing listing;
     HeldDirectory directory;
     const bool inSysfs = directory.open(root.path(folder).c_str());
     if (!inSysfs && whole && isPartOf(disk.name, whole->name)) {
         facts.kind = DiskKind::Partition;
         return facts;
     }
-    if (HeldDirectory slaves; inSysfs && slaves.open(root.path(folder + "/slaves").c_str())) {
-        Listing::Entry entry{};
-        facts.stacked = listing.start(slaves) && listing.next(entry);
-    } else {
-        facts.stacked = facts.kind == DiskKind::Mapped || facts.kind == DiskKind::Raid || facts.kind == DiskKind::Cache;
-    }
+    facts.stacked = standsOnOthers(root, folder, facts.kind);
     if (readFile(root.path(folder + "/diskseq").c_str(), text)) {
         auto number = text.view();
         takeNumber(number, facts.sequence);

@@ -5,24 +5,13 @@
 #include "base/netlink.h"
 #include "base/root.h"
 #include "parse/diskstats.h"
+#include "sample/diskkind.h"
 
 #include <cstdint>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
-
-enum class DiskKind : uint8_t {
-    Disk,
-    Partition,
-    Mapped, // device-mapper
-    Raid,   // md
-    Cache,  // bcache
-    Loop,
-    Ram,
-    Zram,
-    Path // of a native NVMe multipath disk
-};
 
 // What does not change while a device is there.
 struct DiskFacts {

@@ -1,0 +1,30 @@
+// What a block device is, and whether its transfers are counted at others, too.
+#pragma once
+
+#include "base/root.h"
+
+#include <string>
+#include <string_view>
+
+enum class DiskKind : uint8_t {
+    Disk,
+    Partition,
+    Mapped, // device-mapper
+    Raid,   // md
+    Cache,  // bcache
+    Loop,
+    Ram,
+    Zram,
+    Path // of a native NVMe multipath disk
+};
+
+// By its name alone: sda, nvme0n1p1 is taken for a disk.
+DiskKind kindOf(std::string_view name);
+// Whether `name` is `whole` with the number of a partition: sda1, nvme0n1p1.
+bool isPartOf(std::string_view name, std::string_view whole);
+// Whether it stands on other block devices. `folder`: "/sys/block/dm-0", "/sys/dev/block/253:0"; where it cannot be
+// read, the kind must do.
+bool standsOnOthers(const Root& root, const std::string& folder, DiskKind kind);
+// Whether it is where transfers end: what stands on others is not, but for a multipath disk, which its paths are parts
+// of; nor is what lies in files or in memory. A disk of which nothing is known is.
+bool endsTransfers(const Root& root, const std::string& folder, std::string_view name);
