@@ -4,6 +4,7 @@
 #include "wyrtlog/classiclog.h"
 #include "wyrtlog/openlog.h"
 #include "wyrtlog/progress.h"
+#include "wyrtlog/seenrun.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,10 +14,9 @@
 #include <optional>
 
 namespace {
-// The last interval of each run that was given out, and the log that had it.
+// The intervals of a run that were given out, and the log that had the last one.
 struct Given {
-    uint64_t number = 0;
-    int64_t time_ms = 0;
+    SeenRun seen;
     uint64_t log = 0;
 };
 
@@ -118,10 +118,10 @@ bool Merge::isAgain(const OpenLog& log) {
     if (given.size() > MostRuns) given.clear();
     const auto& interval = log.interval;
     if (log.found != LogReader::Found::Interval || interval.damaged || log.reader.headDamaged()) return false;
-    auto& last = given[log.reader.head().run];
-    if (last.log && last.log != log.number && interval.number <= last.number && interval.time.epoch_ms <= last.time_ms)
-        return true;
-    last = {interval.number, interval.time.epoch_ms, log.number};
+    const auto time_ms = interval.time.epoch_ms;
+    auto& run = given[log.reader.head().run];
+    if (run.log != log.number && run.seen.has(interval.number, time_ms)) return true;
+    run.seen.add(interval.number, time_ms), run.log = log.number;
     return false;
 }
 

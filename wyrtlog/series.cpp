@@ -17,6 +17,7 @@ SeriesFormat::Host* SeriesFormat::hostOf(const std::string& name) {
     auto& made = hosts[name];
     made.name = name;
     made.number = hosts.size() - 1;
+    made.over_ms = made.forgotten_ms = since_ms;
     return &made;
 }
 
@@ -47,11 +48,33 @@ bool SeriesFormat::head(const LogHead& head, const Sheets& sheets) {
     return true;
 }
 
+// --- What was counted
+
+// Of the run at hand. Null: nothing of it was counted.
+const SeenRun* SeriesFormat::Host::seenRun() const {
+    const auto found = std::find_if(runs.rbegin(), runs.rend(), [&](auto& one) { return one.run == run; });
+    return found == runs.rend() ? nullptr : &*found;
+}
+
+void SeriesFormat::Host::count(uint64_t interval, int64_t now_ms) {
+    last_ms = now_ms;
+    if (!isOfLastRun()) {
+        const auto found = std::find_if(runs.begin(), runs.end(), [&](auto& one) { return one.run == run; });
+        if (found != runs.end()) std::rotate(found, found + 1, runs.end());
+        else runs.push_back({run, now_ms, {}});
+    }
+    runs.back().add(interval, now_ms);
+    if (runs.size() <= MostRuns) return;
+    forgotten_ms = std::max(forgotten_ms, runs.front().newest_ms);
+    runs.erase(runs.begin());
+}
+
 // Whether the totals have it already.
 bool SeriesFormat::isCounted(const Interval& interval) const {
-    const bool same = host->run == host->lastRun;
-    if (same) return interval.number <= host->last && interval.time.epoch_ms <= host->last_ms;
-    return host->loaded && interval.time.epoch_ms <= host->last_ms;
+    const auto* seen = host->seenRun();
+    const auto time_ms = interval.time.epoch_ms;
+    if (seen && seen->has(interval.number, time_ms)) return true;
+    return time_ms <= host->over_ms && (!seen || interval.number < seen->numbers.front().first);
 }
 
 bool SeriesFormat::begin(const Interval& interval) {
@@ -60,7 +83,7 @@ bool SeriesFormat::begin(const Interval& interval) {
     intervalNumber = interval.number;
     if (!host) return true;
     if (isCounted(interval)) return false;
-    if (host->run != host->lastRun)
+    if (!host->isOfLastRun())
         for (auto& group : groups) group.beginRun(host->number);
     return true;
 }
@@ -224,7 +247,7 @@ void SeriesFormat::giveAll(Group& group) {
 
 bool SeriesFormat::end(bool keep) {
     keep = keep && host;
-    if (keep) host->lastRun = host->run, host->last = intervalNumber, host->last_ms = end_ms, host->loaded = false;
+    if (keep) host->count(intervalNumber, end_ms);
     for (auto& group : groups) {
         if (keep) giveAll(group);
         group.clear();
@@ -243,7 +266,7 @@ Totals SeriesFormat::totals() const {
     Totals all;
     all.of = word + " " + wanted.by + (wanted.rows ? " rows" : "");
     all.hosts.resize(hosts.size());
-    for (auto& [name, one] : hosts) all.hosts[one.number] = {name, one.lastRun, one.last, one.last_ms};
+    for (auto& [name, one] : hosts) all.hosts[one.number] = {name, one.last_ms, one.forgotten_ms, one.runs};
     for (auto& group : groups) group.save(all.things);
     return all;
 }
@@ -253,7 +276,7 @@ bool SeriesFormat::take(const Totals& saved) {
     std::vector<const Host*> numbers;
     for (auto& one : saved.hosts) {
         auto* to = hostOf(one.name);
-        to->run = to->lastRun = one.run, to->last = one.number, to->last_ms = one.time_ms, to->loaded = true;
+        to->runs = one.runs, to->last_ms = one.time_ms, to->over_ms = to->forgotten_ms = one.over_ms;
         numbers.push_back(to);
     }
     for (auto& one : saved.things) {

@@ -4,6 +4,7 @@
 #include "wyrtlog/format.h"
 #include "wyrtlog/seriesgroup.h"
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -19,13 +20,18 @@ private:
     struct Host {
         std::string name, run;
         size_t number = 0;
-        std::string lastRun; // of the last interval that was counted
-        uint64_t last = 0;   // its number
-        int64_t last_ms = Never;
-        bool loaded = false; // nothing was counted since the totals were loaded
+        std::vector<SeenRun> runs;    // the one of the last interval that was counted is the last
+        int64_t last_ms = Never;      // its end
+        int64_t over_ms = Never;      // what had ended by then, of runs that were not known yet, is not counted
+        int64_t forgotten_ms = Never; // the same for who loads what is saved now: later where runs were forgotten
+
+        bool isOfLastRun() const { return !runs.empty() && runs.back().run == run; }
+        const SeenRun* seenRun() const;
+        void count(uint64_t interval, int64_t end_ms);
     };
     const std::string word;
     const SeriesChoice wanted;
+    int64_t since_ms = Never; // what ended by then was not wanted
     std::map<std::string, Host, std::less<>> hosts;
     Host* host = nullptr;                                        // of the head in force; null: there are too many
     std::vector<size_t> groupOf;                                 // by sheet
@@ -69,6 +75,8 @@ public:
     bool end(bool keep) override;
     std::string note() const override;
 
+    // Intervals that end by then are never counted, also after the totals were loaded again; before the first head.
+    void leaveOutUntil(int64_t time_ms) { since_ms = std::max(time_ms, Never); }
     // What the counters have reached, between two intervals.
     Totals totals() const;
     // Goes on from there; before the first head. False: these are totals of other series.

@@ -121,6 +121,7 @@ std::optional<HttpAnswer> Service::answer(const std::string& target, const std::
 // --- The counters that outlive the program
 
 int Service::load(Bounds& bounds) {
+    series.leaveOutUntil(bounds.since_ms);
     const auto text = readState(asked.state, LongestTotals);
     if (!text && errno == ENOENT) return Done;
     if (!text) return failed(inQuotes(asked.state) + ": " + strerror(errno));

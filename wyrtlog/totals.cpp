@@ -19,6 +19,13 @@ template <typename Number> static void addNumber(std::string& line, Number numbe
     line += std::to_string(number);
 }
 
+static void addRun(std::string& text, const SeenRun& run) {
+    text += "RUN";
+    addCell(text, run.run), addNumber(text, run.newest_ms);
+    for (auto& span : run.numbers) addNumber(text, span.first), text += '-', text += std::to_string(span.last);
+    text += '\n';
+}
+
 static std::string hexadecimal(uint32_t sum) {
     char digits[16];
     snprintf(digits, sizeof digits, "%08x", sum);
@@ -29,11 +36,13 @@ std::string totalsText(const Totals& totals) {
     std::string text(First);
     escape(totals.of, text);
     text += '\n';
+    size_t lines = totals.hosts.size() + totals.things.size();
     for (auto& host : totals.hosts) {
+        lines += host.runs.size();
         text += "HOST";
-        addCell(text, host.name), addCell(text, host.run);
-        addNumber(text, host.number), addNumber(text, host.time_ms);
+        addCell(text, host.name), addNumber(text, host.time_ms), addNumber(text, host.over_ms);
         text += '\n';
+        for (auto& run : host.runs) addRun(text, run);
     }
     for (auto& thing : totals.things) {
         text += "THING";
@@ -43,7 +52,7 @@ std::string totalsText(const Totals& totals) {
         for (auto& [name, total] : thing.totals) addCell(text, name), text += '=', text += std::to_string(total);
         text += '\n';
     }
-    text += "END," + std::to_string(totals.hosts.size() + totals.things.size());
+    text += "END," + std::to_string(lines);
     return text + "," + hexadecimal(crc32c(text)) + "\n";
 }
 
@@ -67,8 +76,32 @@ static bool takeTime(std::string_view cell, int64_t& to) {
 
 static bool takeHost(const Cells& cells, Totals& totals) {
     auto& host = totals.hosts.emplace_back();
-    return cells.size() == 5 && takeText(cells[1], host.name) && takeText(cells[2], host.run) &&
-           takeNumber(cells[3], host.number) && takeTime(cells[4], host.time_ms);
+    return cells.size() == 4 && takeText(cells[1], host.name) && takeTime(cells[2], host.time_ms) &&
+           takeTime(cells[3], host.over_ms);
+}
+
+// Spans as SeenRun keeps them.
+static bool takeSpan(std::string_view cell, std::vector<SeenRun::Span>& to) {
+    const size_t dash = cell.find('-');
+    SeenRun::Span span;
+    if (dash == cell.npos || !takeNumber(cell.substr(0, dash), span.first) ||
+        !takeNumber(cell.substr(dash + 1), span.last) || span.last < span.first)
+        return false;
+    if (!to.empty() && (span.first <= to.back().last || span.first - to.back().last == 1)) return false;
+    to.push_back(span);
+    return true;
+}
+
+static bool takeRun(const Cells& cells, Totals& totals) {
+    constexpr size_t FirstSpan = 3;
+    if (totals.hosts.empty() || totals.hosts.back().runs.size() == MostRuns || cells.size() <= FirstSpan ||
+        cells.size() > FirstSpan + SeenRun::MostSpans)
+        return false;
+    auto& run = totals.hosts.back().runs.emplace_back();
+    if (!takeText(cells[1], run.run) || !takeTime(cells[2], run.newest_ms)) return false;
+    for (size_t i = FirstSpan; i < cells.size(); i++)
+        if (!takeSpan(cells[i], run.numbers)) return false;
+    return true;
 }
 
 static bool takeThing(const Cells& cells, Totals& totals) {
@@ -89,6 +122,12 @@ static bool takeThing(const Cells& cells, Totals& totals) {
     return true;
 }
 
+static bool takeLine(const Cells& cells, Totals& totals) {
+    if (cells[0] == "HOST") return takeHost(cells, totals);
+    if (cells[0] == "RUN") return takeRun(cells, totals);
+    return cells[0] == "THING" && takeThing(cells, totals);
+}
+
 std::optional<Totals> parseTotals(std::string_view text) {
     if (text.size() > LongestTotals || !text.starts_with(First) || !text.ends_with('\n')) return {};
     const size_t end = text.rfind("\nEND,");
@@ -100,13 +139,15 @@ std::optional<Totals> parseTotals(std::string_view text) {
     cells.split(last);
     if (cells.size() != 3 || cells[2] != hexadecimal(crc32c(sealed))) return {};
     auto lines = text.substr(0, end + 1);
+    size_t count = 0;
     const size_t firstEnd = lines.find('\n');
     if (!takeText(lines.substr(First.size(), firstEnd - First.size()), totals.of)) return {};
     for (lines.remove_prefix(firstEnd + 1); !lines.empty(); lines.remove_prefix(lines.find('\n') + 1)) {
         cells.split(lines.substr(0, lines.find('\n')));
-        if (cells[0] == "HOST" ? !takeHost(cells, totals) : cells[0] != "THING" || !takeThing(cells, totals)) return {};
+        if (!takeLine(cells, totals)) return {};
+        count++;
     }
     cells.split(last);
-    if (wholeOf(cells[1]) != totals.hosts.size() + totals.things.size()) return {};
+    if (wholeOf(cells[1]) != count) return {};
     return totals;
 }

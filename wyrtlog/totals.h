@@ -1,12 +1,16 @@
 // What counters have reached, as text: a program that is started again loads it and goes on with the same counters.
 //
 //     #wyrt-totals,1,influx command
-//     HOST,db7,5d2f...,1234,1795266310000
+//     HOST,db7,1795266310000,1795180000000
+//     RUN,5d2f...,1795266310000,1-1230,1232-1234
 //     THING,DISK,0,0,1795266310000,1795266300000,host=db7\x2Cdisk=sda,,reads=1200,read_bytes=4915200
 //     END,2,9f3a01c4
 //
-// The cell after the host's number: 0, 1 of an info, 2 of a thing that the host's last run has not shown.
+// A host's runs follow it, the one that was counted last comes last. The cell after the number of a thing's host: 0, 1
+// of an info, 2 of a thing that the host's last run has not shown.
 #pragma once
+
+#include "wyrtlog/seenrun.h"
 
 #include <cstdint>
 #include <optional>
@@ -16,9 +20,10 @@
 #include <vector>
 
 struct SavedHost {
-    std::string name, run;
-    uint64_t number = 0; // of the last interval of this run that was counted
-    int64_t time_ms = 0; // its end
+    std::string name;
+    int64_t time_ms = 0; // end of the last interval that was counted
+    int64_t over_ms = 0; // intervals of unknown runs that ended by then were counted, or were not wanted
+    std::vector<SeenRun> runs;
 };
 struct SavedThing {
     std::string tag; // of its kind
@@ -36,6 +41,8 @@ struct Totals {
     std::vector<SavedThing> things;
 };
 
+// Runs of one host that are known; those that were counted longest ago are forgotten.
+inline constexpr size_t MostRuns = 64;
 // A longer text is neither read nor kept.
 inline constexpr size_t LongestTotals = size_t{1} << 27;
 std::string totalsText(const Totals& totals);

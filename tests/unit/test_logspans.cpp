@@ -240,6 +240,18 @@ TEST(LogSpans, ClocksThatWereSetBack) {
     EXPECT_EQ(timesOf(said), "14:05:28 14:05:30 14:05:28 14:05:30 ");
 }
 
+TEST(LogSpans, ClocksThatWereSetBackInSeveralLogs) {
+    Made machine("");
+    // The file that begins first was written last, and has the same times.
+    save("/logs/db7-20261121T130510Z.wyrt", logOf(0, 20, "run", 12));
+    save("/logs/db7-20261121T130516Z.wyrt", logOf(6, 26, "run", 1));
+    EXPECT_NE(run({"info", "/logs"}).find("\nintervals   22\n"), std::string::npos) << run({"info", "/logs"});
+    // Two copies of a log.
+    save("/a.wyrt", logOf(0, 20) + logOf(11, 31, "run", 12));
+    save("/b.wyrt", logOf(0, 20) + logOf(11, 31, "run", 12));
+    EXPECT_EQ(timesOf(run({"show", "/a.wyrt", "/b.wyrt"})), timesOf(run({"show", "/a.wyrt"})));
+}
+
 // --- info
 
 TEST(LogSpans, InfoLooksAtSumsWhenItIsAsked) {

@@ -1,5 +1,6 @@
 // wyrt push: what answers mean, waiting, the way of a batch, the cursor. Receivers are made up here.
 #include "base/refusal.h"
+#include "record/lognames.h"
 #include "tests/unit/logcommand.h"
 #include "wyrtlog/push/backoff.h"
 #include "wyrtlog/push/delivery.h"
@@ -236,14 +237,15 @@ TEST(Push, OnceGivesUp) {
 static const LogHead Head{"1.2.0", "db7", "boot", "run"};
 static constexpr int64_t Start = 1795266310000;
 
-static std::string logOf(uint64_t first, uint64_t last) {
+// `later`: by so many intervals, as after the clock was set.
+static std::string logOf(uint64_t first, uint64_t last, int64_t later = 0, const LogHead& head = Head) {
     std::string log;
     LogWriter writer;
-    writer.head(Head, ViewRow(), {Start, 60}, log);
+    writer.head(head, ViewRow(), {Start, 60}, log);
     for (uint64_t n = first; n <= last; n++) {
         Interval interval;
         interval.number = n;
-        interval.time = {Start + static_cast<int64_t>(n) * 10000, 60};
+        interval.time = {Start + (static_cast<int64_t>(n) + later) * 10000, 60};
         interval.elapsed_us = 10000000;
         auto& cpu = interval.cpu.rows.emplace_back();
         cpu.user_us = 1000000 + n, cpu.idle_us = 3000000, cpu.load1 = 0.25;
@@ -296,6 +298,60 @@ TEST(Push, GoesOnWhereItWas) {
         EXPECT_EQ(pushed(receiver), Done);
     }
     EXPECT_EQ(setOf(receiver.taken), setOf(whole.taken)) << "the same points, each once";
+}
+
+static std::string counted(const char* metric) {
+    const auto cursor = readState("/state/cursor", 100000).value_or("");
+    const auto at = cursor.find(metric);
+    return at == cursor.npos ? "" : cursor.substr(at, cursor.find_first_of(",\n", at) - at);
+}
+
+// The recorder writes 1 to 20, its clock is set back, and it goes on to 70, as one run or as another one. Whenever push
+// ended, and in whichever order it reads, each interval is counted once. What has no new point comes with later ones.
+TEST(Push, AClockThatWasSetBack) {
+    const LogHead restarted{"1.2.0", "db7", "boot", "run2"};
+    for (auto* head : {&Head, &restarted})
+        for (const int64_t back : {-1, -7, -25, -40}) {
+            const int64_t before = head == &Head ? 0 : 20; // numbers of the other run
+            const auto name = "/logs/" + logName("db7", Start + (21 + back) * 10000, 1);
+            const auto saveUpTo = [&](uint64_t last) {
+                const auto skipped = static_cast<uint64_t>(before);
+                save(name, logOf(21 - skipped, last - skipped, back + before, *head));
+            };
+            const std::string all = before ? "reads=1485" : "reads=2485";
+            for (const uint64_t last : {21U, 30U, 45U}) {
+                Made machine("dir /state\n");
+                MadeReceiver receiver;
+                save(Name, logOf(1, 20));
+                EXPECT_EQ(pushed(receiver), Done);
+                for (const uint64_t upTo : {last, last, uint64_t{70}, uint64_t{70}}) {
+                    saveUpTo(upTo);
+                    EXPECT_EQ(pushed(receiver), Done);
+                }
+                EXPECT_EQ(counted("reads="), all) << back << ", " << last;
+                setOf(receiver.taken);
+            }
+            Made whole("dir /state\n"); // both at once, in order of time
+            MadeReceiver receiver;
+            save(Name, logOf(1, 20));
+            saveUpTo(70);
+            EXPECT_EQ(pushed(receiver), Done);
+            EXPECT_EQ(pushed(receiver), Done);
+            EXPECT_EQ(counted("reads="), all) << back;
+        }
+}
+
+// What --since left out of the first start is not sent by a later one without it.
+TEST(Push, WhatWasNotWantedIsOver) {
+    Made machine("dir /state\n");
+    MadeReceiver receiver;
+    save(Name, logOf(1, 20));
+    auto asked = askedOnce();
+    Signals signals;
+    EXPECT_EQ(Pusher(asked, {}, receiver, signals).run({Start + 155000, INT64_MAX}), Done);
+    save("/logs/db7-20261121T130000Z.wyrt", logOf(1, 10, 0, {"1.2.0", "db7", "boot", "before"}));
+    EXPECT_EQ(pushed(receiver), Done);
+    EXPECT_EQ(counted("reads="), "reads=" + std::to_string(16 + 17 + 18 + 19 + 20));
 }
 
 // A batch that was taken, but whose answer was lost, comes again with the same times and values.

@@ -3,6 +3,7 @@
 #include "tests/unit/serieslog.h"
 
 #include <map>
+#include <numeric>
 #include <random>
 
 namespace {
@@ -293,13 +294,13 @@ TEST(Totals, ANewRunIsCounted) {
     Kept first, second;
     give(old.text, first);
     ASSERT_TRUE(second.take(*parseTotals(totalsText(first.totals()))));
-    SeriesLog other("db7", "other"); // its first two intervals end no later than those
+    SeriesLog other("db7", "other"); // its first two intervals end no later than those: the clock was set back
     for (int i = 0; i < 4; i++) {
         other.disk("sda", 100);
         other.end();
     }
     give(other.text, second);
-    EXPECT_EQ(second.values["disk{host=db7,disk=sda} reads"], 210);
+    EXPECT_EQ(second.values["disk{host=db7,disk=sda} reads"], 410);
 }
 
 // A restart knows as much as the program before it: what the last run has not shown is gone, the rest is repeated.
@@ -363,19 +364,89 @@ static std::string forged(const std::string& lines, size_t count) {
 }
 
 TEST(Totals, TimesThatNoLogHasAreDamage) {
-    const auto host = [](const char* time) { return forged("HOST,db7,run,1," + std::string(time) + "\n", 1); };
+    const auto host = [](const char* time) { return forged("HOST,db7," + std::string(time) + ",0\n", 1); };
     EXPECT_TRUE(parseTotals(host("1795266310000")));
     EXPECT_TRUE(parseTotals(host(std::to_string(SeriesFormat::Never).c_str())));
     EXPECT_FALSE(parseTotals(host("-9223372036854775808")));
     EXPECT_FALSE(parseTotals(host("9223372036854775807")));
-    const std::string things = "HOST,db7,run,1,0\nTHING,DISK,0,0,";
+    EXPECT_FALSE(parseTotals(forged("HOST,db7,0,9223372036854775807\n", 1)));
+    EXPECT_FALSE(parseTotals(forged("HOST,db7,0,0\nRUN,run,9223372036854775807,1-2\n", 2)));
+    const std::string things = "HOST,db7,0,0\nTHING,DISK,0,0,";
     EXPECT_TRUE(parseTotals(forged(things + "5,6,key,,reads=1\n", 2)));
     EXPECT_FALSE(parseTotals(forged(things + "-9223372036854775808,6,key,,reads=1\n", 2)));
     EXPECT_FALSE(parseTotals(forged(things + "5,9223372036854775807,key,,reads=1\n", 2)));
 }
 
+TEST(Totals, RunsAreReadBack) {
+    const std::string host = "HOST,db7,5,-1\n";
+    for (const std::string good : {"RUN,run,5,1-1\n", "RUN,,5,0-7,9-9,18446744073709551615-18446744073709551615\n"}) {
+        const auto totals = parseTotals(forged(host + good, 2));
+        ASSERT_TRUE(totals) << good;
+        EXPECT_EQ(totalsText(*totals), forged(host + good, 2));
+    }
+    for (const std::string bad : {"RUN,run,5\n", "RUN,run,5,1\n", "RUN,run,5,2-1\n", "RUN,run,5,1-2,3-4\n",
+                                  "RUN,run,5,1-2,2-4\n", "RUN,run,5,7-8,1-2\n", "RUN,run,5,1-2-3\n"})
+        EXPECT_FALSE(parseTotals(forged(host + bad, 2))) << bad;
+    EXPECT_FALSE(parseTotals(forged("RUN,run,5,1-1\n" + host, 2))) << "a run of no host";
+    std::string runs, spans = "RUN,run,5";
+    for (size_t i = 0; i <= MostRuns; i++) runs += "RUN,run" + std::to_string(i) + ",5,1-1\n";
+    for (size_t i = 0; i <= SeenRun::MostSpans; i++) spans += "," + std::to_string(2 * i) + "-" + std::to_string(2 * i);
+    EXPECT_FALSE(parseTotals(forged(host + runs, MostRuns + 2)));
+    EXPECT_FALSE(parseTotals(forged(host + spans + "\n", 2)));
+}
+
+// More runs than are known: what is forgotten is not counted again.
+TEST(Totals, ManyRuns) {
+    std::string log;
+    for (size_t i = 0; i < 3 * MostRuns; i++) {
+        SeriesLog run("db7", "run" + std::to_string(i));
+        run.disk("sda", 1);
+        run.end(10000 * static_cast<int64_t>(i + 1));
+        log += run.text;
+    }
+    Kept first, second;
+    give(log, first);
+    const auto totals = first.totals();
+    ASSERT_EQ(totals.hosts[0].runs.size(), MostRuns);
+    ASSERT_TRUE(second.take(totals));
+    give(log, second);
+    EXPECT_EQ(second.points, std::vector<std::string>());
+}
+
+TEST(SeenRun, AnyOrder) {
+    std::vector<uint64_t> numbers(300);
+    std::iota(numbers.begin(), numbers.end(), 0U);
+    for (unsigned seed = 0; seed < 20; seed++) {
+        auto order = numbers;
+        std::mt19937 random(seed);
+        for (size_t i = 0; i + 10 <= order.size(); i += 10) // as far from their place as the spans go
+            std::shuffle(order.begin() + static_cast<std::ptrdiff_t>(i),
+                         order.begin() + static_cast<std::ptrdiff_t>(i) + 10, random);
+        SeenRun run;
+        for (const auto number : order) {
+            EXPECT_FALSE(run.has(number, 5)) << number << ", seed " << seed;
+            run.add(number, 5);
+            EXPECT_TRUE(run.has(number, 5)) << number;
+            EXPECT_FALSE(run.has(number, 6)) << number;
+        }
+        ASSERT_EQ(run.numbers.size(), 1U) << seed;
+        EXPECT_EQ(run.numbers[0].first, 0U);
+        EXPECT_EQ(run.numbers[0].last, 299U);
+    }
+}
+
+TEST(SeenRun, GapsWithoutEnd) {
+    SeenRun run;
+    for (uint64_t number = 0; number < 1000; number += 2) run.add(number, 5);
+    EXPECT_EQ(run.numbers.size(), SeenRun::MostSpans);
+    EXPECT_TRUE(run.has(1, 5));
+    EXPECT_FALSE(run.has(997, 5));
+    run.add(UINT64_MAX, 5), run.add(UINT64_MAX - 1, 5);
+    EXPECT_TRUE(run.has(UINT64_MAX, 5));
+}
+
 TEST(Totals, AnyNameIsReadBack) {
-    const auto totals = parseTotals(forged("HOST,db7,run,1,0\nTHING,DISK,0,0,5,6,key,,a\\x3Db\\x2C=1\n", 2));
+    const auto totals = parseTotals(forged("HOST,db7,0,0\nTHING,DISK,0,0,5,6,key,,a\\x3Db\\x2C=1\n", 2));
     ASSERT_TRUE(totals);
     EXPECT_EQ(totals->things[0].totals[0].first, "a=b,");
     const auto text = totalsText(*totals);
@@ -391,7 +462,8 @@ TEST(Totals, AnInfoIsNoThing) {
     give(log.text, kept);
     auto totals = kept.totals();
     ASSERT_EQ(totals.things.size(), 2U); // the disk and its info
-    for (auto& thing : totals.things) thing.info = !thing.info, totals.hosts[0].time_ms = 0;
+    for (auto& thing : totals.things) thing.info = !thing.info;
+    totals.hosts[0].runs.clear(), totals.hosts[0].over_ms = 0;
     Kept other;
     ASSERT_TRUE(other.take(totals));
     give(log.text, other); // as if nothing had been kept

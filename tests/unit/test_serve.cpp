@@ -107,9 +107,9 @@ TEST(Answers, WhereARestartGoesOn) {
     constexpr int64_t Day = 86400000;
     EXPECT_EQ(beginOf({}, 77), 77);
     Totals totals;
-    totals.hosts = {{"a", "", 0, 10 * Day}, {"b", "", 0, 9 * Day}};
+    totals.hosts = {{"a", 10 * Day, 0, {}}, {"b", 9 * Day, 0, {}}};
     EXPECT_EQ(beginOf(totals, 77), 9 * Day);
-    totals.hosts.push_back({"gone", "", 0, 1 * Day});
+    totals.hosts.push_back({"gone", 1 * Day, 0, {}});
     EXPECT_EQ(beginOf(totals, 77), 8 * Day);
 }
 

@@ -57,6 +57,7 @@ int Pusher::useCursor(Bounds& bounds) {
     const auto folder = folderOf(asked.cursor);
     if (!lock.take(folder.c_str()) && errno == EWOULDBLOCK)
         return failed(inQuotes(folder) + " has the cursor of another push that is running");
+    series.leaveOutUntil(bounds.since_ms);
     const auto text = readState(asked.cursor, LongestTotals);
     if (!text && errno != ENOENT) return failed("the cursor " + inQuotes(asked.cursor) + ": " + strerror(errno));
     const auto totals = text ? parseTotals(*text) : std::nullopt;
