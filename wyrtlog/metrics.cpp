@@ -19,7 +19,7 @@ static constexpr MetricKind Kinds[] = {
     {"DISKS",    "disks",        {}, {}},
     {"DISK",     "disk",         {{{"name", "disk"}, {"volume", "volume"}}}, {"dev", "kind", "holds"}},
     {"FSS",      "filesystems",  {}, {}},
-    {"FS",       "filesystem",   {{{"mount", "mount"}, {"dev", "device"}}}, {"source", "type"}},
+    {"FS",       "filesystem",   {{{"mount", "mount"}}}, {"dev", "source", "type"}},
     {"LINKS",    "links",        {}, {}},
     {"LINK",     "link",         {{{"name", "interface"}}}, {"kind", "state", "master"}},
     {"NSLINK",   "namespace_link", {{{"netns", "netns"}, {"name", "interface"}}}, {"space"}},

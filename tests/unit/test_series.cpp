@@ -328,6 +328,24 @@ TEST(Totals, WhatTheLastRunHasShownIsRepeated) {
     }
 }
 
+// A filesystem that comes back on another device, as disks do with other names, is the one of its mount point.
+TEST(Series, FilesystemsAreThoseOfTheirMountPoints) {
+    SeriesLog log;
+    for (const char* device : {"8:1", "8:17"}) {
+        auto& row = log.interval.filesystems.rows.emplace_back();
+        row.point = "/srv", row.device = device, row.size = 1000, row.used = 500;
+        log.interval.filesystems.sampled = true;
+        log.end();
+    }
+    Kept kept;
+    give(log.text, kept);
+    EXPECT_EQ(pointsOf(kept, "filesystem{host=db7,mount=/srv} used_bytes"), 2U);
+    std::vector<std::string> infos;
+    for (auto& thing : kept.totals().things)
+        if (thing.info) infos.push_back(thing.key);
+    EXPECT_EQ(infos, std::vector<std::string>{"info host=db7,mount=/srv,dev=8:17"});
+}
+
 TEST(Totals, OfOtherSeriesAreRefused) {
     Kept kept;
     give(longLog(1), kept);
