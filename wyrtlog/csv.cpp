@@ -41,7 +41,8 @@ void CsvFormat::header(const Sheet& sheet, Bytes& bytes) {
 // What is not printed as it is in the log: into `value`.
 bool CsvFormat::appendCell(const SheetColumn& column, std::string_view cell) {
     value.clear();
-    if (column.cast != Cast::Text) return fits(column, cell) && appendNumber(cell, value);
+    if (!fits(column, cell)) return false;
+    if (column.cast != Cast::Text) return appendNumber(cell, value);
     text.clear();
     if (!appendText(cell, text)) return false;
     appendQuoted(text, value);
@@ -67,7 +68,8 @@ bool CsvFormat::record(const Sheet& sheet, const Cells& cells, std::string_view 
             if (!fits(column, cell) || !putRate(cell, stamps.elapsed_us(), to)) return false;
         } else if (isNumber(column.cast) && column.range != Range::Flag && putDigits(cell, lineEnd, to)) {
             continue;
-        } else if (isNumber(column.cast) ? isPlainNumber(cell) && fits(column, cell) : isPlainText(cell)) {
+        } else if (isNumber(column.cast) ? isPlainNumber(cell) && fits(column, cell)
+                                         : isPlainText(cell) && fitsPlain(column, cell)) {
             to = put(to, cell, lineEnd);
         } else {
             if (!appendCell(column, cell)) return false;

@@ -40,7 +40,8 @@ void JsonFormat::prepare(const Sheets& sheets) {
 // What is not printed as it is in the log: into `value`.
 bool JsonFormat::appendCell(const SheetColumn& column, std::string_view cell) {
     value.clear();
-    if (column.cast != Cast::Text) return fits(column, cell) && appendNumber(cell, value);
+    if (!fits(column, cell)) return false;
+    if (column.cast != Cast::Text) return appendNumber(cell, value);
     text.clear();
     if (!appendText(cell, text)) return false;
     appendJson(text, value);
@@ -68,7 +69,7 @@ bool JsonFormat::record(const Sheet& sheet, const Cells& cells, std::string_view
             to = put(to, cell, lineEnd);
         } else if (column.cast == Cast::Host) {
             to = put(to, hostText);
-        } else if (!isNumber(column.cast) && isPlainText(cell)) {
+        } else if (!isNumber(column.cast) && isPlainText(cell) && fitsPlain(column, cell)) {
             *to++ = '"', to = put(to, cell, lineEnd), *to++ = '"';
         } else {
             if (!appendCell(column, cell)) return false;

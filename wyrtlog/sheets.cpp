@@ -21,7 +21,7 @@ static Cast castOf(Form form) {
 
 static Range rangeOf(const ConstSlot& slot) {
     // In the order of the types of a slot.
-    constexpr Range Ranges[] = {Range::Any, Range::Any,      Range::Flag,   Range::Unsigned, Range::Signed,
+    constexpr Range Ranges[] = {Range::Any, Range::Letter,   Range::Flag,   Range::Unsigned, Range::Signed,
                                 Range::Any, Range::Unsigned, Range::Signed, Range::Any};
     static_assert(std::size(Ranges) == std::variant_size_v<ConstSlot>);
     return Ranges[slot.index()];
@@ -37,9 +37,14 @@ bool fits(const SheetColumn& column, std::string_view cell) {
         return wholeOf(cell).has_value();
     case Range::Signed:
         return signedOf(cell).has_value();
+    case Range::Letter: {
+        char letter = 0;
+        return readCell(cell, letter);
+    }
     case Range::Any:
         break;
     }
+    if (column.cast == Cast::Text) return true;
     return signedOf(cell) || wholeOf(cell);
 }
 

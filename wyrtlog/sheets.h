@@ -14,8 +14,8 @@
 // What a cell of a column holds.
 enum class Cast : unsigned char { Host, Moment, Text, Seconds, Whole, Real };
 constexpr bool isNumber(Cast cast) { return cast >= Cast::Seconds; }
-// Which whole numbers a column can have.
-enum class Range : unsigned char { Any, Flag, Unsigned, Signed };
+// Which whole numbers, or which texts, a column can have.
+enum class Range : unsigned char { Any, Flag, Unsigned, Signed, Letter };
 
 struct SheetColumn {
     std::string name;
@@ -26,9 +26,13 @@ struct SheetColumn {
     Range range = Range::Any;
     size_t place = NoCell; // of its cell in the lines of the log that is read
 };
-// Whether a cell that is not empty is a number that the column can have, as LogReader judges it: an interval with
-// another one is damaged.
+// Whether a cell that is not empty is a number or a text that the column can have, as LogReader judges it: an interval
+// with another one is damaged.
 bool fits(const SheetColumn& column, std::string_view cell);
+// The same for a text without escapes.
+inline bool fitsPlain(const SheetColumn& column, std::string_view cell) {
+    return column.range != Range::Letter || cell.size() == 1;
+}
 
 // The record's kind is cell 0 of a line; these are the others that every line has.
 inline constexpr size_t TimePlace = 1, SecondsPlace = 2, FirstPlace = 3;

@@ -213,11 +213,12 @@ bool SqliteFormat::begin(const Interval& of) {
 bool SqliteFormat::bind(sqlite3_stmt* to, int place, const SheetColumn& column, std::string_view cell) {
     if (column.cast == Cast::Text) {
         if (isPlainText(cell)) {
+            if (!fitsPlain(column, cell)) return false;
             sqlite3_bind_text(to, place, cell.data(), static_cast<int>(cell.size()), SQLITE_STATIC);
             return true;
         }
         text.clear();
-        if (!appendText(cell, text)) return false;
+        if (!fits(column, cell) || !appendText(cell, text)) return false;
         bindText(to, place, text);
         return true;
     }

@@ -363,6 +363,35 @@ TEST(Export, WhatIsDamagedForShowIsDamagedForAll) {
         }
 }
 
+// A field of one letter.
+TEST(Export, LettersAreOneLetter) {
+    Made machine("");
+    TempFolder folder;
+    Interval interval;
+    interval.number = 1, interval.time = {Start, 60}, interval.elapsed_us = 2000000;
+    auto& process = interval.processes.rows.emplace_back();
+    process.pid = 7, process.name = "sh", process.state = 'R';
+    interval.processes.sampled = true, interval.processes.elapsed_us = 2000000;
+    std::string log;
+    LogWriter().head(Head, {}, {Start, 60}, log);
+    LogWriter().interval(interval, log);
+    const auto isTaken = [](const std::string& said) { return said.find("1 interval is damaged") == said.npos; };
+    for (const auto& [cell, good] : std::map<std::string, bool>{{"", true},
+                                                                {"Z", true},
+                                                                {"\\x2C", true},
+                                                                {"\\xFF", true},
+                                                                {"RS", false},
+                                                                {"\\x41B", false},
+                                                                {"\\x4", false}}) {
+        save("/a.wyrt", resealed(changed(log, ",R,", "," + cell + ",")));
+        EXPECT_EQ(isTaken(run({"show", "/a.wyrt"})), good) << cell;
+        for (const char* format : {"csv", "tsv", "jsonl"})
+            EXPECT_EQ(isTaken(exported({"/a.wyrt", "--format", format})), good) << format << cell;
+        EXPECT_EQ(isTaken(exported({"/a.wyrt", "-o", folder.path() + "/" + std::to_string(cell.size()) + ".db"})), good)
+            << cell;
+    }
+}
+
 // Kinds and fields of a later program go through; older logs lack some.
 TEST(Export, OtherPrograms) {
     Made machine("");
