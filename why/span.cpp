@@ -8,6 +8,19 @@
 // Bounds what a long or forged log can take: findings, and culprits of each.
 static constexpr size_t MostEntries = 1000, MostDoers = 2000;
 
+// Makes room for one more: where there are too many, the lighter half goes, each after gone(it). So what is heavy
+// stays, whenever it came.
+template <typename Map, typename Weight, typename Gone>
+static void makeRoom(Map& map, size_t most, const Weight& weight, const Gone& gone) {
+    if (map.size() < most) return;
+    std::vector<typename Map::iterator> all;
+    for (auto at = map.begin(); at != map.end(); ++at) all.push_back(at);
+    const auto half = static_cast<std::ptrdiff_t>(all.size() / 2);
+    std::nth_element(all.begin(), all.begin() + half, all.end(),
+                     [&](auto a, auto b) { return weight(a->second) < weight(b->second); });
+    for (auto at = all.begin(); at != all.begin() + half; ++at) gone((*at)->second), map.erase(*at);
+}
+
 static std::string textOf(Moment moment) {
     std::string text;
     appendMoment(text, moment);
@@ -27,7 +40,10 @@ void Span::addDoer(const WhoRow& row, Entry& entry) {
     const bool others = row.role == "others", many = row.count > 1;
     const Identity id(many ? 0 : row.pid.value_or(0), many ? 0 : row.start.value_or(0), row.role,
                       others ? "" : row.name, row.cgroup);
-    if (entry.doers.size() >= MostDoers && !entry.doers.contains(id)) return;
+    const auto goes = [&](const Doer& doer) {
+        entry.gone++, entry.goneAmount += doer.amount, entry.goneExact &= doer.exact;
+    };
+    if (!entry.doers.contains(id)) makeRoom(entry.doers, MostDoers, [](auto& doer) { return doer.amount; }, goes);
     auto& doer = entry.doers[id];
     if (doer.row.name.empty() || row.amount > doer.most) doer.row = row, doer.most = row.amount;
     doer.amount += static_cast<double>(row.amount);
@@ -37,7 +53,8 @@ void Span::addDoer(const WhoRow& row, Entry& entry) {
 // Two findings of an interval can have one name, such as those of listeners of two network namespaces.
 void Span::addFinding(const Interval& interval, const WhyRow& why) {
     const std::pair<std::string, std::string> key(why.resource, why.object);
-    if (entries.size() >= MostEntries && !entries.contains(key)) return;
+    if (!entries.contains(key))
+        makeRoom(entries, MostEntries, [](auto& entry) { return entry.weight; }, [this](auto&) { left++; });
     auto& entry = entries[key];
     const bool first = entry.last == 0;
     if (first) entry.since = beginOf(interval);
@@ -112,6 +129,12 @@ void Span::result(Interval& interval) const {
             culprit.row.mark = doer.exact ? '=' : '~';
             culprit.amount = culprit.order = doer.amount;
             if (doer.row.role == "others") culprit.order = 0; // they come last
+        }
+        if (entry->gone > 0) {
+            auto& others = finding.culprits.emplace_back();
+            others.row.role = "others", others.row.name = std::to_string(entry->gone);
+            others.row.mark = entry->goneExact ? '=' : '~';
+            others.amount = entry->goneAmount;
         }
         const size_t firstOf = interval.who.rows.size();
         share(finding, interval.who.rows);

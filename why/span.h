@@ -29,11 +29,14 @@ class Span {
         double total = 0, weight = 0; // weight: severity times seconds
         std::string rest;             // what nobody explains is called so
         std::map<Identity, Doer> doers;
+        uint64_t gone = 0; // doers that were given up for others who did more
+        double goneAmount = 0;
+        bool goneExact = true;
     };
     std::map<std::pair<std::string, std::string>, Entry> entries; // by resource and object
     std::map<std::pair<std::string, std::string>, NearRow> nearest;
     std::map<std::string, CgroupRow> groups; // that the findings are about: their names
-    uint64_t count = 0;
+    uint64_t count = 0, left = 0;
 
     void addFinding(const Interval& interval, const WhyRow& why);
     void addDoer(const WhoRow& row, Entry& entry);
@@ -43,6 +46,13 @@ public:
     void add(const Interval& interval);
     // How many there were.
     uint64_t intervals() const { return count; }
+    // How many findings were given up, because a thousand others were longer or more severe. One that came again counts
+    // again.
+    uint64_t leftOut() const { return left; }
+    // Whether it is one of those that are known.
+    bool has(const std::string& resource, const std::string& object) const {
+        return entries.contains({resource, object});
+    }
     // The findings of all of them, as those of one interval.
     void result(Interval& interval) const;
 };

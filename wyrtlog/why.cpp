@@ -1,5 +1,6 @@
 #include "wyrtlog/why.h"
 
+#include "base/door.h"
 #include "base/refusal.h"
 #include "view/why.h"
 #include "why/span.h"
@@ -44,6 +45,8 @@ int why(const Asked& asked) {
         return true;
     });
     intervals.reportLeftOut();
+    if (span.leftOut() > 0)
+        putErr("wyrt: " + std::to_string(span.leftOut()) + " findings that were shorter or less severe are left out\n");
     if (span.intervals() == 0) return status == Done ? failed("there is no interval in this span") : status;
     Page page(out.width(), out.colored());
     page.line(titleOf(hosts, from, to, span.intervals()), Tone::Title);

@@ -296,6 +296,38 @@ TEST(ChartPictures, DevicesThatMoved) {
     for (size_t i = 1; i < all.size(); i++) EXPECT_LE(all[i - 1].section, all[i].section);
 }
 
+// However many there are, and whichever of them comes first.
+TEST(ChartPictures, TheFullestFilesystems) {
+    Charts charts;
+    const auto interval = [&](int from, int to, uint64_t used, int64_t time_ms) {
+        WhyMachine machine;
+        for (int i = from; i < to; i++) {
+            FsRow row;
+            row.point = "/srv" + std::to_string(i);
+            row.size = 1000, row.used = used + static_cast<uint64_t>(i % 10), row.available = 1000 - *row.used;
+            WhyMachine::put(machine.interval.filesystems, row);
+        }
+        charts.add(machine.interval, time_ms);
+    };
+    interval(0, 200, 100, 2000);
+    interval(199, 200, 800, 4000);
+    interval(150, 151, 900, 6000);
+    interval(0, 64, 300, 8000);
+    const auto all = charts.pictures(1000000);
+    const auto* use = find(all, "Filesystems");
+    ASSERT_NE(use, nullptr);
+    ASSERT_EQ(use->series.size(), 8U);
+    EXPECT_EQ(use->series[0].name, "/srv150");
+    EXPECT_EQ(use->series[1].name, "/srv199");
+    const auto fullest = seriesOf(all, "Filesystems", "/srv199");
+    EXPECT_NEAR(fullest.at(0), 10.9, 0.01); // it was among the fullest from the beginning
+    EXPECT_NEAR(fullest.at(3), 80.9, 0.01);
+    const auto later = seriesOf(all, "Filesystems", "/srv150");
+    EXPECT_TRUE(std::isnan(later.at(1)));
+    EXPECT_NEAR(later.at(2), 90, 0.01);
+    for (size_t i = 2; i < 8; i++) EXPECT_TRUE(use->series[i].name.ends_with("9")) << use->series[i].name;
+}
+
 TEST(ChartPictures, NoMoreValuesThanAskedFor) {
     Charts charts;
     for (int i = 1; i <= 4000; i++) charts.add(WhyMachine().interval, i * 2000);

@@ -196,6 +196,56 @@ TEST(WhySpan, OneIntervalIsAsItWas) {
     EXPECT_EQ(shown(nothing), "no figures to find causes by\n");
 }
 
+static Interval intervalWith(const std::string& object, double severity, uint64_t pid, uint64_t amount) {
+    Interval interval;
+    interval.time = {1795266310000, 60};
+    interval.elapsed_us = 2 * static_cast<int64_t>(Second);
+    auto& why = interval.why.rows.emplace_back();
+    why.rank = 1, why.resource = "CPU", why.object = object, why.severity = severity, why.total = amount;
+    why.total_unit = "us";
+    auto& who = interval.who.rows.emplace_back();
+    who.rank = 1, who.resource = why.resource, who.object = why.object;
+    who.pid = pid, who.start = pid, who.name = "p" + std::to_string(pid), who.mark = '=', who.amount = amount;
+    return interval;
+}
+
+// Of more findings than are kept the longest and most severe are known, whenever they came.
+TEST(WhySpan, TheHeaviestFindings) {
+    Span span;
+    const auto add = [&](const std::string& object, double severity) {
+        span.add(intervalWith(object, severity, 1, Second));
+    };
+    add("early", 400);
+    for (int i = 0; i < 5000; i++) add("little " + std::to_string(i), 1 + i % 7);
+    add("late", 500), add("late", 500);
+    Interval result;
+    span.result(result);
+    ASSERT_GE(result.why.rows.size(), 500U);
+    EXPECT_LE(result.why.rows.size(), 1000U);
+    EXPECT_EQ(result.why.rows.size() + span.leftOut(), 5002U);
+    EXPECT_EQ(result.why.rows[0].object, "late");
+    EXPECT_EQ(result.why.rows[1].object, "early");
+    EXPECT_TRUE(span.has("CPU", "early"));
+    EXPECT_FALSE(span.has("CPU", "little 0"));
+}
+
+// A day of compilers: more processes than are kept, and the one that did most comes last.
+TEST(WhySpan, TheHeaviestCulprits) {
+    Span span;
+    for (uint64_t pid = 1; pid <= 5000; pid++) span.add(intervalWith("", 50, pid, Second));
+    span.add(intervalWith("", 50, 9999, 5000 * Second));
+    Interval result;
+    span.result(result);
+    ASSERT_EQ(result.why.rows.size(), 1U);
+    ASSERT_EQ(result.who.rows.size(), 2U);
+    EXPECT_EQ(result.who.rows[0].name, "p9999");
+    EXPECT_EQ(result.who.rows[0].share, 50U);
+    EXPECT_EQ(result.who.rows[1].role, "others");
+    EXPECT_EQ(result.who.rows[1].name, "5000");
+    EXPECT_EQ(result.who.rows[1].amount, 5000 * Second);
+    EXPECT_EQ(result.who.rows[1].mark, '=');
+}
+
 // Two namespaces can have a listener of one address and port.
 TEST(WhySpan, TwoFindingsOfOneName) {
     Span span;

@@ -75,6 +75,20 @@ DeviceCharts::Device* DeviceCharts::find(Devices& devices, const std::string& ke
     return devices.size() < MostDevices ? &devices[key] : nullptr;
 }
 
+// Null: so many others are, or were, at least as full. Of a filesystem that takes the place of another one, nothing is
+// known before.
+DeviceCharts::Device* DeviceCharts::filesystemOf(const std::string& point, double use, Lines& lines) {
+    if (auto* filesystem = find(filesystems, point)) return filesystem;
+    const auto least = std::min_element(filesystems.begin(), filesystems.end(),
+                                        [](auto& a, auto& b) { return a.second.sum < b.second.sum; });
+    if (least->second.sum >= use) return nullptr;
+    auto place = filesystems.extract(least);
+    for (const auto& number : place.mapped().numbers)
+        if (number) lines.forget(*number);
+    place.key() = point, place.mapped().sum = 0;
+    return &filesystems.insert(std::move(place)).position->second;
+}
+
 void DeviceCharts::set(Numbers& numbers, size_t shown, double figure, Absent absent, Lines& lines) {
     if (numbers.size() <= shown) numbers.resize(shown + 1);
     if (!numbers[shown]) {
@@ -121,7 +135,7 @@ void DeviceCharts::addFilesystems(const Interval& interval, Lines& lines) {
     for (auto& row : interval.filesystems.rows) {
         const auto use = useOf(row);
         if (!use || row.read_only) continue;
-        auto* filesystem = find(filesystems, row.point);
+        auto* filesystem = filesystemOf(row.point, *use, lines);
         if (!filesystem) continue;
         filesystem->name = row.point;
         filesystem->sum = std::max(filesystem->sum, *use);

@@ -20,14 +20,16 @@ private:
     struct Device {
         std::string name, holds;
         Numbers numbers;
-        double sum = 0; // of what it moved, bytes
+        double sum = 0; // of what it moved, bytes; of a filesystem the largest share in use
     };
     using Devices = std::map<std::string, Device, std::less<>>;
 
-    Devices disks, links, filesystems; // by name; more than one can look at are left out
-    Numbers protocols, states;         // of TCP: counters; sockets by state
+    Devices disks, links;      // by name; more than one can look at are left out
+    Devices filesystems;       // the fullest
+    Numbers protocols, states; // of TCP: counters; sockets by state
 
     static Device* find(Devices& devices, const std::string& key);
+    Device* filesystemOf(const std::string& point, double use, Lines& lines);
     static void set(Numbers& numbers, size_t shown, double value, Absent absent, Lines& lines);
     void addDisks(const Interval& interval, Lines& lines);
     void addFilesystems(const Interval& interval, Lines& lines);

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-// Bounds what a long or forged log can take: findings with stretches, stretches of each, marks.
-static constexpr size_t MostEntries = 1000, MostStretches = 400, MostMarks = 1000;
+// Bounds what a long or forged log can take: stretches of each finding, marks.
+static constexpr size_t MostStretches = 400, MostMarks = 1000;
 
 // Joins those stretches that have little between them: half of all.
 static void joinNearest(std::vector<Stretch>& stretches) {
@@ -45,18 +45,20 @@ void Events::add(const Interval& interval, int64_t time_ms, const std::string& i
     behind = time_ms > interval.time.epoch_ms;
     boot = itsBoot, run = itsRun;
     last_ms = time_ms;
+    const auto leftBefore = span.leftOut();
+    span.add(interval);
+    if (span.leftOut() > leftBefore)
+        std::erase_if(entries, [&](auto& entry) { return !span.has(entry.first.first, entry.first.second); });
     std::shared_ptr<const std::string> text;
     for (auto& why : interval.why.rows) {
-        const std::pair<std::string, std::string> key(why.resource, why.object);
-        if (entries.size() >= MostEntries && !entries.contains(key)) continue;
-        auto& entry = entries[key];
+        if (!span.has(why.resource, why.object)) continue;
+        auto& entry = entries[{why.resource, why.object}];
         if (entry.stretches.empty() || why.severity > entry.severity) {
             if (!text) text = std::make_shared<const std::string>(tables());
             entry.severity = why.severity, entry.worst_ms = time_ms, entry.tables = text;
         }
         addStretch(entry.stretches, {from, time_ms});
     }
-    span.add(interval);
 }
 
 std::vector<Incident> Events::findings(Interval& interval) const {

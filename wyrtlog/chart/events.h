@@ -49,6 +49,7 @@ public:
     // `tables` makes the text of its tables.
     void add(const Interval& interval, int64_t time_ms, const std::string& boot, const std::string& run,
              const std::function<std::string()>& tables);
+    uint64_t leftOut() const { return span.leftOut(); } // findings
     // The worst first. `interval` gets the rows that their texts are made from.
     std::vector<Incident> findings(Interval& interval) const;
     const std::vector<Stretch>& gaps() const { return gapsFound; }

@@ -142,6 +142,11 @@ static std::string tablesOf(const PageContent& content, const std::vector<Incide
     return out;
 }
 
+static std::string leftOutText(const Events& events) {
+    const auto count = events.leftOut();
+    return count == 0 ? "" : ", but not " + std::to_string(count) + " that were least and are not kept";
+}
+
 static std::string findingsOf(const PageContent& content, const Interval& interval,
                               const std::vector<Incident>& findings, const std::map<int64_t, std::string>& places) {
     std::string out;
@@ -159,8 +164,9 @@ static std::string findingsOf(const PageContent& content, const Interval& interv
     if (findings.empty()) return out;
     out += "</ol>\n";
     if (findings.size() > MostFindings)
-        out += "<p>" + std::to_string(findings.size() - MostFindings) +
-               " more were shorter or less severe; wyrt why lists them.</p>\n";
+        out += "<p>These are the " + std::to_string(MostFindings) + " longest or most severe of " +
+               std::to_string(findings.size()) + "; wyrt why lists the others" + leftOutText(*content.events) +
+               ".</p>\n";
     if (!nearest.empty()) out += "<p class=\"calm\">Not under pressure, nearest: " + html(nearest) + "</p>\n";
     return out;
 }

@@ -21,15 +21,21 @@ Extremes joined(Extremes a, Extremes b) {
 size_t Lines::add(Absent absent) {
     auto& line = all.emplace_back();
     line.absent = absent;
-    if (absent == Absent::Zero) line.last = 0;
-    const float before = absent == Absent::Zero ? 0 : NoFigure;
-    line.buckets.assign(buckets.size(), {before, before});
+    line.buckets.resize(buckets.size());
+    forget(all.size() - 1);
     return all.size() - 1;
 }
 
 void Lines::set(size_t line, double value) {
     all[line].now = static_cast<float>(value);
     if (value != 0) all[line].moved = true;
+}
+
+void Lines::forget(size_t line) {
+    auto& one = all[line];
+    one.now = NoFigure, one.moved = false;
+    one.last = one.absent == Absent::Zero ? 0 : NoFigure;
+    std::fill(one.buckets.begin(), one.buckets.end(), Extremes{one.last, one.last});
 }
 
 void Lines::end(int64_t time_ms) {

@@ -47,6 +47,8 @@ public:
     size_t add(Absent absent);
     // Its value in the interval that goes on.
     void set(size_t line, double value);
+    // It is another thing's from now on.
+    void forget(size_t line);
     // Ends the interval.
     void end(int64_t time_ms);
     // Joins every two buckets.
