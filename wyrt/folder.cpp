@@ -40,7 +40,7 @@ void LogFolder::remove(const std::string& name) {
     std::erase_if(closed, [&](const KeptFile& one) { return one.name == name; });
 }
 
-// Cuts off what a killed recorder wrote in part. A file without a whole interval goes.
+// Cuts off what a killed recorder wrote in part. A file with nothing in it goes.
 void LogFolder::finish(const std::string& name) {
     FileStatus status;
     if (mendTail(path(name)) == Tail::NoLog) return packer.refuse(name);

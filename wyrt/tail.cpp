@@ -1,8 +1,12 @@
 #include "wyrt/tail.h"
 
+#include "base/door.h"
 #include "base/filestatus.h"
+#include "base/folder.h"
 #include "base/infile.h"
 #include "base/outfile.h"
+#include "base/refusal.h"
+#include "record/frames.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -23,11 +27,18 @@ static bool isEnd(std::string_view line) {
     return sum.size() == Sum && sum.find_first_not_of("0123456789abcdef") == sum.npos;
 }
 
-// Where the last END from `at` on ends; 0: there is none. Unless `at` is 0, what comes before the first newline is no
-// line.
-static uint64_t lastEnd(InFile& file, uint64_t at) {
+namespace {
+struct LastEnd {
+    uint64_t at = 0; // where the last END ends; 0: there is none
+    bool another =
+        false; // an END of another form follows it, such as that of another program, or with a carriage return
+};
+} // namespace
+
+// The last END from `at` on. Unless `at` is 0, what comes before the first newline is no line.
+static LastEnd lastEnd(InFile& file, uint64_t at) {
     constexpr size_t Longest = 200; // bytes of an END, and more
-    uint64_t found = 0;
+    LastEnd found;
     bool whole = at == 0;
     std::string line, buffer(Piece, '\0');
     while (const size_t size = file.read(buffer.data(), buffer.size())) {
@@ -40,7 +51,8 @@ static uint64_t lastEnd(InFile& file, uint64_t at) {
             at += used;
             text.remove_prefix(used);
             if (newline == text.npos) break;
-            if (whole && isEnd(line)) found = at;
+            if (whole && isEnd(line)) found = {at, false};
+            else if (whole && line.starts_with("END,")) found.another = true;
             whole = true;
             line.clear();
         }
@@ -50,10 +62,21 @@ static uint64_t lastEnd(InFile& file, uint64_t at) {
 
 static Tail failed(int error) { return errno = error, Tail::Error; }
 
+static Tail setAside(const std::string& path) {
+    constexpr int Most = 100; // of one name
+    FileStatus status;
+    std::string aside = path + ".torn";
+    for (int i = 2; i <= Most && getFileStatus(aside.c_str(), status); i++) aside = path + ".torn." + std::to_string(i);
+    if (getFileStatus(aside.c_str(), status)) return failed(EEXIST);
+    if (!renameFile(path.c_str(), aside.c_str())) return Tail::Error;
+    putErr("wyrt: " + inQuotes(path) + " does not end as a log does, and is now named " + inQuotes(aside) + "\n");
+    return Tail::Aside;
+}
+
 Tail mendTail(const std::string& path) {
     FileStatus status;
     if (!getFileStatus(path.c_str(), status) || !S_ISREG(status.mode) || status.size == 0) return Tail::Whole;
-    uint64_t whole = 0;
+    LastEnd whole;
     for (const uint64_t from : {status.size > Near ? status.size - Near : 0, uint64_t{0}}) {
         InFile file;
         if (!file.open(path)) return Tail::Error;
@@ -63,10 +86,11 @@ Tail mendTail(const std::string& path) {
         if (from > first.size() && !file.skip(from - first.size())) return Tail::Error;
         whole = lastEnd(file, from > first.size() ? from : first.size());
         if (file.failure()) return failed(file.failure());
-        if (whole) break;
+        if (whole.at) break;
     }
-    if (whole == status.size) return Tail::Whole;
+    if (whole.at == status.size) return Tail::Whole;
+    if (!whole.at || whole.another || status.size - whole.at > LogFrames::MostBytes) return setAside(path);
     OutFile file;
-    if (!file.open(path, OutFile::How::Append) || !file.truncate(whole)) return Tail::Error;
+    if (!file.open(path, OutFile::How::Append) || !file.truncate(whole.at)) return Tail::Error;
     return Tail::Cut;
 }

@@ -99,7 +99,8 @@ TEST(Folder, LeftoversAreFinished) {
     ASSERT_TRUE(torn.open("/logs/db7-20261121T110000Z.wyrt", OutFile::How::New) && torn.write(Head + "CPU,2026-11-"));
     LogFolder folder("/logs", "db7", {});
     ASSERT_TRUE(folder.open());
-    EXPECT_EQ(namesIn("/logs"), "current.wyrt day.wyrt db7-20261121T110000Z.wyrt default.log x.wyrt-new ");
+    EXPECT_EQ(namesIn("/logs"),
+              "current.wyrt day.wyrt db7-20261121T110000Z.wyrt db7-20261121T113000Z.wyrt.torn default.log x.wyrt-new ");
     EXPECT_EQ(textOf("/logs/db7-20261121T110000Z.wyrt"), Head);
 }
 

@@ -27,7 +27,7 @@ TEST(Tail, WhatFollowsTheLastEndIsCut) {
     for (const char* torn :
          {"C", "CPU,2026-11-21T14:05:12.000+01:00,2.0", "CPU,2026,2,1\nCPU,2",
           "END,2026-11-21T14:05:12.000+01:00,2.0,3,1,4", "END,2026-11-21T14:05:12.000+01:00,2.000000,3,1,45,0a1b2c3d",
-          "END,,,,,,xx1b2c3d\n", "#wyrt,2,1.2.0,db7,b", "\n"}) {
+          "#wyrt,2,1.2.0,db7,b", "\n"}) {
         save(good + torn);
         EXPECT_EQ(mendTail("/log"), Tail::Cut) << torn;
         EXPECT_EQ(saved(), good) << torn;
@@ -53,13 +53,32 @@ TEST(Tail, ALongTornInterval) {
     EXPECT_EQ(saved(), good);
 }
 
-TEST(Tail, ATornHeadGoesWhole) {
+// What no recorder of this format left is kept whole, under a name of its own.
+TEST(Tail, WhatMayBeMissedIsSetAside) {
     const Made machine("");
-    for (const char* torn : {"#", "#wyrt,2,1.2", "#wyrt,2,1.2.0,db7,boot,run\n#CPU,time"}) {
-        save(torn);
-        EXPECT_EQ(mendTail("/log"), Tail::Cut);
-        EXPECT_EQ(saved(), "");
+    std::string carriageReturns = Head + intervalOf("5"), large = Head;
+    for (size_t at = 0; (at = carriageReturns.find('\n', at)) != carriageReturns.npos; at += 2)
+        carriageReturns.insert(at, "\r");
+    while (large.size() < (13 << 20)) large += "CPU,2026-11-21T14:05:12.000+01:00,2.000000,123456789\n";
+    const std::string all[] = {"#",
+                               "#wyrt,2,1.2",
+                               "#wyrt,2,1.2.0,db7,boot,run\n#CPU,time",
+                               "#wyrt, notes of mine\nbuy milk\n",
+                               carriageReturns,
+                               large,
+                               Head + intervalOf("5") + "END,a,later,form\nCPU,20",
+                               Head + "END,,,,,,xx1b2c3d\n"};
+    for (size_t i = 0; i < std::size(all); i++) {
+        save(all[i]);
+        EXPECT_EQ(mendTail("/log"), Tail::Aside) << i;
+        EXPECT_EQ(World::current->find("/log"), nullptr) << i;
+        const auto name = "/log.torn" + (i == 0 ? "" : "." + std::to_string(i + 1));
+        ASSERT_NE(World::current->find(name), nullptr) << name;
+        EXPECT_EQ(World::current->find(name)->text, all[i]) << name;
     }
+    save(Head + intervalOf("5") + "END,a,later,form\n" + intervalOf("6")); // whole at its end
+    EXPECT_EQ(mendTail("/log"), Tail::Whole);
+    save("");
     EXPECT_EQ(mendTail("/log"), Tail::Whole); // an empty file is one
 }
 
@@ -80,4 +99,8 @@ TEST(Tail, WhatCannotBeReadIsAFailure) {
     const Made damaged("text /log \"#wyrt,2\\nx\"\nfail read /log EIO\n");
     EXPECT_EQ(mendTail("/log"), Tail::Error);
     EXPECT_EQ(errno, EIO);
+    const Made held("text /log \"#wyrt,2\\nx\"\nfail rename /log EACCES\n");
+    EXPECT_EQ(mendTail("/log"), Tail::Error);
+    EXPECT_EQ(errno, EACCES);
+    EXPECT_EQ(saved(), "#wyrt,2\nx");
 }
