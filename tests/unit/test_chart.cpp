@@ -115,6 +115,38 @@ TEST(Chart, GapsRestartsAndClocks) {
     EXPECT_TRUE(has(page, "<dt>not recorded</dt><dd>80s in 2 gaps</dd>") || has(page, "<dd>1m in 2 gaps</dd>"));
 }
 
+// More findings than a page shows, and more than are kept.
+TEST(Chart, WhichFindingsAreShown) {
+    Made machine("");
+    const auto logOf = [](int count) {
+        Log log;
+        log.head();
+        for (int i = 0; i < count; i++) {
+            Interval interval;
+            interval.number = static_cast<uint64_t>(i) + 1, interval.time = {Start + 2000 * (i + 1), 60};
+            interval.elapsed_us = 2 * static_cast<int64_t>(Second);
+            auto& why = interval.why.rows.emplace_back();
+            why.rank = 1, why.resource = "DISK", why.object = "d" + std::to_string(i), why.rule = "disk.wait";
+            why.severity = i == count - 1 ? 900 : 10, why.value = 41, why.limit = 20, why.unit = "ms";
+            interval.why.sampled = interval.nearest.sampled = true;
+            log.writer.interval(interval, log.text);
+        }
+        return log;
+    };
+    auto page = pageOf(logOf(50));
+    EXPECT_TRUE(has(page, "data-finding=\"1\">DISK d49:"));
+    EXPECT_TRUE(has(page, "<p>These are the 40 longest or most severe of 50; wyrt why lists the others.</p>"));
+    EXPECT_FALSE(has(page, "data-finding=\"41\""));
+    page = pageOf(logOf(1200));
+    EXPECT_TRUE(has(page, "data-finding=\"1\">DISK d1199:"));
+    EXPECT_TRUE(has(page,
+                    "<p>These are the 40 longest or most severe of 700; wyrt why lists the others, but not 500 that "
+                    "were least and are not kept.</p>"));
+    const auto said = run({"why", "/x.wyrt"});
+    EXPECT_NE(said.find("DISK d1199"), said.npos);
+    EXPECT_NE(said.find("wyrt: 500 findings that were shorter or less severe are left out\n"), said.npos);
+}
+
 TEST(Chart, SpansLimitsAndWhatIsRefused) {
     Made machine("clock 1795266400.000\n"
                  "tz CET-1\n");
