@@ -46,8 +46,8 @@ public:
     void add(const Interval& interval);
     // How many there were.
     uint64_t intervals() const { return count; }
-    // How many findings were given up, because hundreds of others were longer or more severe. One that came again counts
-    // again.
+    // How many findings were given up, because hundreds of others were longer or more severe. One that came again
+    // counts again.
     uint64_t leftOut() const { return left; }
     // Whether it is one of those that are known.
     bool has(const std::string& resource, const std::string& object) const {
