@@ -37,7 +37,7 @@ class Run {
     LogHead head;
     LogWriter log;
     std::unique_ptr<Writer> writer; // null: no log
-    Helper helper;                  // one for all sources, so that few of its processes are ever stuck
+    Helper helper;                  // one for all sources but names of users, so that few processes are ever stuck
     std::vector<std::unique_ptr<Source>> sources;
     std::vector<Watched> watched; // in a pause: the keys, then the helpers
     Interval interval;
