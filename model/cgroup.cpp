@@ -2,8 +2,8 @@
 
 #include "model/amounts.h"
 
+#include <algorithm>
 #include <string_view>
-#include <tuple>
 
 static constexpr struct {
     GroupNumber GroupCounters::* from;
@@ -54,12 +54,25 @@ static bool setAmounts(const Group& group, CgroupRow& row) {
     return moved;
 }
 
+static DeviceNumber place(const GroupIo& device) { return {device.major, device.minor}; }
+
+// Whether the group's transfers on a disk are part of those on another one, too. Most devices hand their transfers on
+// in the name of the group; RAID 5 writes in the kernel's, and the disks below it have nothing of the group's.
+static bool isCountedElsewhere(const Group& group, const GroupDisk& disk, uint64_t GroupIo::* counter) {
+    if (disk.inFiles) return true;
+    return std::any_of(disk.below.begin(), disk.below.end(), [&](auto& below) {
+        const auto& all = group.ioNow;
+        const auto found = std::lower_bound(all.begin(), all.end(), below,
+                                            [](auto& device, auto& number) { return place(device) < number; });
+        return found != all.end() && place(*found) == below && (*found).*counter > 0;
+    });
+}
+
 // The devices of a group that it used in the interval; their sums become the group's. A device without a partner in the
 // last reading was not used before.
 static bool setIo(const CgroupSample& sample, const Group& group, const std::string& path, CgroupRow& row,
                   Rows<CgroupIoRow>& devices) {
     const bool comparable = group.readings > 1 || group.born;
-    const auto place = [](const GroupIo& device) { return std::make_tuple(device.major, device.minor); };
     bool moved = false, reset = false;
     if (!group.hasIo || (group.read && !comparable)) return false;
     for (auto& counter : IoCounters)
@@ -79,16 +92,17 @@ static bool setIo(const CgroupSample& sample, const Group& group, const std::str
         }
         if (!used) continue;
         moved = true;
-        const auto disk = sample.disks.find({device.major, device.minor});
-        const bool counts = disk == sample.disks.end() || disk->second.endsTransfers;
+        const auto found = sample.disks.find({device.major, device.minor});
+        const auto* disk = found == sample.disks.end() ? nullptr : &found->second;
         for (auto& counter : IoCounters) {
+            if (!counter.sum || (disk && isCountedElsewhere(group, *disk, counter.from))) continue;
             const auto amount = made.*counter.to;
-            reset |= counts && !amount;
-            if (counts && counter.sum && amount) row.*counter.sum = *(row.*counter.sum) + *amount;
+            reset |= !amount;
+            if (amount) row.*counter.sum = *(row.*counter.sum) + *amount;
         }
         made.path = path;
         made.device = std::to_string(device.major) + ":" + std::to_string(device.minor);
-        if (disk != sample.disks.end()) made.disk = disk->second.name;
+        if (disk) made.disk = disk->name;
         devices.rows.push_back(std::move(made));
     }
     for (auto& counter : IoCounters)

@@ -15,7 +15,7 @@ struct CgroupRow {
     bool named = false; // 0: no file has a name for this id
     std::optional<uint64_t> cpu_us, user_us, system_us;
     std::optional<uint64_t> periods, throttled_periods, throttled_us; // of its quota; periods of 100 ms in general
-    std::optional<uint64_t> read_bytes, write_bytes, reads, writes;   // on disks, once: not on what stands on them, too
+    std::optional<uint64_t> read_bytes, write_bytes, reads, writes;   // once, however many devices count them
     std::optional<uint64_t> cpu_some_us, cpu_full_us;                 // stalls, as in PSI; version 2 only
     std::optional<uint64_t> memory_some_us, memory_full_us, io_some_us, io_full_us;
     std::optional<uint64_t> memory_high, memory_max, oom_kills;      // how often it met its limits

@@ -3,7 +3,6 @@
 #include "base/clock.h"
 #include "base/numbers.h"
 #include "parse/mountinfo.h"
-#include "sample/diskkind.h"
 
 #include <algorithm>
 
@@ -129,7 +128,9 @@ void CgroupSampler::nameDisks(CgroupSample& sample, const Group& group) {
         const auto name = path.substr(path.rfind('/') + 1);
         place->second.name = name;
         std::replace(place->second.name.begin(), place->second.name.end(), '!', '/'); // cciss!c0d0
-        place->second.endsTransfers = endsTransfers(root, "/sys/dev/block/" + number, name);
+        const auto kind = kindOf(name);
+        place->second.inFiles = kind == DiskKind::Loop || kind == DiskKind::Ram || kind == DiskKind::Zram;
+        place->second.below = devicesBelow(root, "/sys/dev/block/" + number);
     }
 }
 

@@ -4,6 +4,7 @@
 #include "base/held.h"
 #include "base/root.h"
 #include "parse/cgroup.h"
+#include "sample/diskkind.h"
 #include "sample/groupnames.h"
 
 #include <cstdint>
@@ -80,18 +81,19 @@ struct Group {
 
 // A disk that groups used.
 struct GroupDisk {
-    std::string name;          // sda; empty: not known
-    bool endsTransfers = true; // what others count, too, is no part of a group's sum
+    std::string name;                // sda; empty: not known
+    bool inFiles = false;            // loop, ram, zram: its transfers are those of files, or of memory
+    std::vector<DeviceNumber> below; // the disks that it stands on, which may count the same transfers
 };
 
 struct CgroupSample {
-    int64_t at_us = 0, before_us = 0;                         // monotonic, of this pass and of the last one
-    bool known = false;                                       // the machine has control groups
-    bool paired = false;                                      // this was not the first pass
-    bool second = false;                                      // version 2
-    std::deque<Group> groups;                                 // the root is the first; some places are free
-    uint64_t count = 0;                                       // without the root
-    std::map<std::pair<uint32_t, uint32_t>, GroupDisk> disks; // by number, those that groups used
+    int64_t at_us = 0, before_us = 0;        // monotonic, of this pass and of the last one
+    bool known = false;                      // the machine has control groups
+    bool paired = false;                     // this was not the first pass
+    bool second = false;                     // version 2
+    std::deque<Group> groups;                // the root is the first; some places are free
+    uint64_t count = 0;                      // without the root
+    std::map<DeviceNumber, GroupDisk> disks; // by number, those that groups used
 
     // The group that follows in the order of the tree, each before its children; None at the end. `skip`: without the
     // groups below it.

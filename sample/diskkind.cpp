@@ -1,8 +1,10 @@
 #include "sample/diskkind.h"
 
 #include "base/held.h"
+#include "base/numbers.h"
 
 #include <algorithm>
+#include <optional>
 
 static bool hasDigits(std::string_view text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
@@ -47,24 +49,46 @@ bool standsOnOthers(const Root& root, const std::string& folder, DiskKind kind) 
     return listing.start(slaves) && listing.next(entry);
 }
 
-static bool isMultipath(const Root& root, const std::string& folder) {
+static std::optional<DeviceNumber> numberOf(const Root& root, const std::string& folder) {
     Contents text;
-    return readFile(root.path(folder + "/dm/uuid").c_str(), text) && text.view().starts_with("mpath-");
+    DeviceNumber number;
+    if (!readFile(root.path(folder + "/dev").c_str(), text)) return {};
+    auto rest = text.view();
+    if (!takeNumber(rest, number.first) || !rest.starts_with(':')) return {};
+    rest.remove_prefix(1);
+    if (!takeNumber(rest, number.second)) return {};
+    return number;
 }
 
-static bool isPathOfMultipath(const Root& root, const std::string& folder) {
-    HeldDirectory holders;
+// The folder of the disk that a link names, of a partition that of its disk: "../../../../pci/block/sda/sda2".
+static std::string folderOf(const Root& root, std::string_view link) {
+    const auto slash = link.rfind('/');
+    const auto folder = "/sys/block/" + std::string(link.substr(slash + 1));
+    HeldDirectory whole;
+    if (slash == link.npos || whole.open(root.path(folder).c_str())) return folder;
+    link = link.substr(0, slash);
+    return "/sys/block/" + std::string(link.substr(link.rfind('/') + 1));
+}
+
+static void addBelow(const Root& root, const std::string& folder, std::vector<DeviceNumber>& below) {
+    HeldDirectory slaves;
+    if (!slaves.open(root.path(folder + "/slaves").c_str())) return;
     Listing listing;
     Listing::Entry entry{};
-    if (!holders.open(root.path(folder + "/holders").c_str())) return false;
-    for (bool more = listing.start(holders); more && listing.next(entry);)
-        if (isMultipath(root, "/sys/block/" + std::string(entry.name))) return true;
-    return false;
+    for (bool more = listing.start(slaves); more && listing.next(entry);) {
+        char target[512];
+        const auto size = readLink(slaves, std::string(entry.name).c_str(), target, sizeof target);
+        if (size <= 0) continue;
+        const auto under = folderOf(root, std::string_view(target, static_cast<size_t>(size)));
+        const auto number = numberOf(root, under);
+        if (!number || std::find(below.begin(), below.end(), *number) != below.end()) continue;
+        below.push_back(*number);
+        addBelow(root, under, below);
+    }
 }
 
-bool endsTransfers(const Root& root, const std::string& folder, std::string_view name) {
-    const auto kind = kindOf(name);
-    if (kind == DiskKind::Loop || kind == DiskKind::Ram || kind == DiskKind::Zram || kind == DiskKind::Path)
-        return false;
-    return standsOnOthers(root, folder, kind) ? isMultipath(root, folder) : !isPathOfMultipath(root, folder);
+std::vector<DeviceNumber> devicesBelow(const Root& root, const std::string& folder) {
+    std::vector<DeviceNumber> below;
+    addBelow(root, folder, below);
+    return below;
 }

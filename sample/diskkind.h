@@ -3,8 +3,13 @@
 
 #include "base/root.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
+
+using DeviceNumber = std::pair<uint32_t, uint32_t>; // major, minor
 
 enum class DiskKind : uint8_t {
     Disk,
@@ -25,6 +30,5 @@ bool isPartOf(std::string_view name, std::string_view whole);
 // Whether it stands on other block devices. `folder`: "/sys/block/dm-0", "/sys/dev/block/253:0"; where it cannot be
 // read, the kind must do.
 bool standsOnOthers(const Root& root, const std::string& folder, DiskKind kind);
-// Whether it is where transfers end: what stands on others is not, but for a multipath disk, which its paths are parts
-// of; nor is what lies in files or in memory. A disk of which nothing is known is.
-bool endsTransfers(const Root& root, const std::string& folder, std::string_view name);
+// The disks that it stands on, at any depth; of a partition its disk.
+std::vector<DeviceNumber> devicesBelow(const Root& root, const std::string& folder);

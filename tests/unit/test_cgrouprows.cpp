@@ -353,36 +353,42 @@ TEST(CgroupRows, DisksHaveTheirNames) {
 // What a volume moves, its disks move, too.
 TEST(CgroupRows, TransfersCountOnceHoweverManyDevicesCountThem) {
     std::string lines = Mounts;
-    const auto device = [&](const std::string& name, const std::string& number, const std::string& below,
-                            const std::string& above, const std::string& uuid) {
+    const auto device = [&](const std::string& name, const std::string& number, const std::string& below) {
         const auto folder = "/sys/devices/" + name;
         lines += "link /sys/block/" + name + " ../devices/" + name + "\nlink /sys/dev/block/" + number +
-                 " ../../devices/" + name + "\ndir " + folder + "/slaves\ndir " + folder + "/holders\n";
-        if (!below.empty()) lines += "link " + folder + "/slaves/" + below + " ../../" + below + "\n";
-        if (!above.empty()) lines += "link " + folder + "/holders/" + above + " ../../" + above + "\n";
-        if (!uuid.empty()) lines += "text " + folder + "/dm/uuid \"" + uuid + "\\n\"\n";
+                 " ../../devices/" + name + "\ntext " + folder + "/dev \"" + number + "\\n\"\ndir " + folder +
+                 "/slaves\n";
+        const auto last = below.substr(below.rfind('/') + 1);
+        if (!below.empty()) lines += "link " + folder + "/slaves/" + last + " ../../" + below + "\n";
     };
-    device("sda", "8:0", "", "dm-2", "");               // a disk, with a volume on it
-    device("sdb", "8:16", "", "dm-0", "");              // a path
-    device("dm-0", "253:0", "sdb", "dm-1", "mpath-3");  // the multipath disk
-    device("dm-1", "253:1", "dm-0", "", "CRYPT-LUKS2"); // on it
-    device("dm-2", "253:2", "sda", "", "LVM-x");
-    device("loop0", "7:0", "", "", ""); // its file is on a disk
-    const std::pair<const char*, uint64_t> Moved[] = {{"7:0", 1},      {"8:0", 20},      {"8:16", 400},
-                                                      {"253:0", 3000}, {"253:1", 50000}, {"253:2", 600000},
-                                                      {"9:9", 7000000}}; // nothing is known of the last one
+    device("sda", "8:0", "");
+    device("sdb", "8:16", "");
+    device("dm-0", "253:0", "sdb");      // a multipath disk, whose paths the group's transfers are not charged on
+    device("dm-1", "253:1", "dm-0");     // on it
+    device("dm-2", "253:2", "sda/sda2"); // on a partition
+    device("dm-3", "253:3", "dm-2");
+    device("sdc", "8:32", "");
+    device("md0", "9:0", "sdc"); // reads in the name of the group, and writes in its own
+    device("loop0", "7:0", "");  // its file is on a disk
+    const struct {
+        const char* number;
+        uint64_t read, written;
+    } Moved[] = {{"7:0", 1, 1},      {"8:0", 20, 20},          {"8:16", 0, 0},         {"8:32", 300, 0},
+                 {"9:0", 300, 5000}, {"253:0", 4000, 40000},   {"253:1", 4000, 40000}, {"253:2", 10, 10},
+                 {"253:3", 10, 10},  {"259:9", 600000, 600000}}; // nothing is known of the last one
     const auto io = [&](bool moved) {
         std::string text;
-        for (auto& [number, bytes] : Moved)
-            text += std::string(number) + " rbytes=" + std::to_string(moved ? bytes : 0) +
-                    " wbytes=0 rios=0 wios=0 dbytes=0 dios=0\n";
+        for (auto& [number, read, written] : Moved)
+            text += std::string(number) + " rbytes=" + std::to_string(moved ? read : 0) +
+                    " wbytes=" + std::to_string(moved ? written : 0) + " rios=0 wios=0 dbytes=0 dios=0\n";
         return groupOf("", {.cpu = cpuOf(moved ? 7 : 8), .below = 1}) +
                groupOf("/a", {.cpu = cpuOf(moved ? 7 : 8), .io = text});
     };
     GroupMachine machine(lines + io(false) + "step 1\n" + io(true));
     const auto result = machine.next();
-    EXPECT_EQ(result.devices.rows.size(), std::size(Moved));
-    EXPECT_EQ(result.find("/a")->read_bytes, 7003020U);
+    EXPECT_EQ(result.devices.rows.size(), std::size(Moved) - 1);
+    EXPECT_EQ(result.find("/a")->read_bytes, 604320U);
+    EXPECT_EQ(result.find("/a")->write_bytes, 645020U);
 }
 
 TEST(GroupFiles, BlkioOfTheFirstVersion) {
