@@ -45,13 +45,12 @@ struct Answer {
     int64_t asked_us = 0; // monotonic, when the helper got it
     int64_t took_us = 0;  // until the answer; of one that is late, until now
     Space space;
-    int64_t mbit = -1; // speed in Mbit/s; -1: the driver does not know it
-    std::string text;  // of a file or directory; of a tool, its standard output
-    bool cut = false;  // there is more of it; of sockets, some may be missing
-    uint64_t netns =
-        0; // of sockets, the cookie of their namespace, which no other one ever has; 0: not known (before 5.14)
-    bool more = false; // the text is a piece, and the rest of the answer follows (between worker and helper)
-    int status = 0;    // of a tool, as the shell has it: 128 + N when signal N ended it, 127 when it was not found
+    int64_t mbit = -1;  // speed in Mbit/s; -1: the driver does not know it
+    std::string text;   // of a file or directory; of a tool, its standard output
+    bool cut = false;   // there is more of it; of sockets, some may be missing
+    uint64_t netns = 0; // of sockets, the cookie of their namespace, which no other one has; 0: not known (before 5.14)
+    bool more = false;  // the text is a piece, and the rest of the answer follows (between worker and helper)
+    int status = 0;     // of a tool, as the shell has it: 128 + N when signal N ended it, 127 when it was not found
 };
 
 // What has arrived from a process.

@@ -21,8 +21,7 @@ struct DiskRow : DiskActivity {
     std::string name;      // sdb
     std::string device;    // 8:16
     uint64_t sequence = 0; // no two disks since boot have the same; 0: this kernel does not count them
-    std::string
-        kind; // disk, partition, dm, md, bcache, loop, ram, zram; mpath, path: a multipath disk, one of its paths
+    std::string kind; // disk, partition, dm, md, bcache, loop, ram, zram; mpath, path: multipath, and one of its paths
     bool stacked = false;   // stands on other devices, which count the same transfers: not part of DISKS
     uint64_t in_flight = 0; // requests at the end
     std::string volume;     // of a mapped device, whose own name is a number: vg/lv, or the name of the map

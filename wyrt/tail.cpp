@@ -29,9 +29,8 @@ static bool isEnd(std::string_view line) {
 
 namespace {
 struct LastEnd {
-    uint64_t at = 0; // where the last END ends; 0: there is none
-    bool another =
-        false; // an END of another form follows it, such as that of another program, or with a carriage return
+    uint64_t at = 0;      // where the last END ends; 0: there is none
+    bool another = false; // an END of another form follows it: of another program, or with a carriage return
 };
 } // namespace
 
