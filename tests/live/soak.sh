@@ -131,11 +131,13 @@ cat >compare.awk <<'AWK'
 FNR == 1 && ++file <= 2 { for (i = 1; i <= 5; i++) shot[file, i] = $i; next }
 { n++; stamp[n] = $2; for (i = 6; i <= 9; i++) amount[n, i] = $i * ($2 - stamp[n - 1]) / 1000 }
 function amounts(from, to, field,   k, all) { for (k = from + 1; k <= to; k++) all += amount[k, field]; return all }
-function within(name, field, shot_field,   low, high, known) {
+# Rates and stamps are rounded.
+function within(name, field, shot_field,   low, high, known, slack) {
     low = amounts(inner, inner_end, field); high = amounts(outer, outer_end, field)
     known = shot[2, shot_field] - shot[1, shot_field]
     figures = figures " " name " " known " (" low " to " high ")"
-    if (low > known + 1 || high < known - 1 || known <= 0) print name " is " known " in /proc, counted " low " to " high
+    slack = 1 + known / 1000
+    if (low > known + slack || high < known - slack || known <= 0) print name " is " known " in /proc, counted " low " to " high
     return known
 }
 END {
