@@ -59,7 +59,7 @@ static DeviceNumber place(const GroupIo& device) { return {device.major, device.
 // Whether the group's transfers on a disk are part of those on another one, too. Most devices hand their transfers on
 // in the name of the group; RAID 5 writes in the kernel's, and the disks below it have nothing of the group's.
 static bool isCountedElsewhere(const Group& group, const GroupDisk& disk, uint64_t GroupIo::* counter) {
-    if (disk.inFiles) return true;
+    if (disk.pseudo) return true;
     return std::any_of(disk.below.begin(), disk.below.end(), [&](auto& below) {
         const auto& all = group.ioNow;
         const auto found = std::lower_bound(all.begin(), all.end(), below,

@@ -81,10 +81,6 @@ static std::string_view nameOf(DiskKind kind) {
     return {};
 }
 
-static bool isPseudo(DiskKind kind) {
-    return kind == DiskKind::Loop || kind == DiskKind::Ram || kind == DiskKind::Zram;
-}
-
 // --- Pairs
 
 // The disks of the sample before, found again by what they are.

@@ -3,6 +3,7 @@
 //     db7-20261121T130000Z_2.wyrt      the second one that began in that second
 //     db7-20261121T130000Z.wyrt.zst    a closed one, compressed
 //     db7-20261121T130000Z.wyrt-new    what is still being compressed
+//     db7-20261121T130000Z.wyrt.torn   one that did not end as a log does; it is removed by age and size as the others
 //     current.wyrt                     a link to the open one
 // Every other file belongs to somebody else.
 #pragma once

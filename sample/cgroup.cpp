@@ -128,8 +128,7 @@ void CgroupSampler::nameDisks(CgroupSample& sample, const Group& group) {
         const auto name = path.substr(path.rfind('/') + 1);
         place->second.name = name;
         std::replace(place->second.name.begin(), place->second.name.end(), '!', '/'); // cciss!c0d0
-        const auto kind = kindOf(name);
-        place->second.inFiles = kind == DiskKind::Loop || kind == DiskKind::Ram || kind == DiskKind::Zram;
+        place->second.pseudo = isPseudo(kindOf(name));
         place->second.below = devicesBelow(root, "/sys/dev/block/" + number);
     }
 }

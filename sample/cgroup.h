@@ -82,7 +82,7 @@ struct Group {
 // A disk that groups used.
 struct GroupDisk {
     std::string name;                // sda; empty: not known
-    bool inFiles = false;            // loop, ram, zram: its transfers are those of files, or of memory
+    bool pseudo = false;             // its transfers are those of files, or of memory
     std::vector<DeviceNumber> below; // the disks that it stands on, which may count the same transfers
 };
 

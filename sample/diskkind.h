@@ -1,4 +1,4 @@
-// What a block device is, and whether its transfers are counted at others, too.
+// What a block device is, and which others it stands on.
 #pragma once
 
 #include "base/root.h"
@@ -25,6 +25,10 @@ enum class DiskKind : uint8_t {
 
 // By its name alone: sda, nvme0n1p1 is taken for a disk.
 DiskKind kindOf(std::string_view name);
+// Whether its transfers are those of files, or of memory: loop, ram, zram.
+constexpr bool isPseudo(DiskKind kind) {
+    return kind == DiskKind::Loop || kind == DiskKind::Ram || kind == DiskKind::Zram;
+}
 // Whether `name` is `whole` with the number of a partition: sda1, nvme0n1p1.
 bool isPartOf(std::string_view name, std::string_view whole);
 // Whether it stands on other block devices. `folder`: "/sys/block/dm-0", "/sys/dev/block/253:0"; where it cannot be

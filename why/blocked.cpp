@@ -74,7 +74,7 @@ void Blocked::findLongest() {
 std::optional<size_t> Blocked::diskOf(const FileRow* file) const {
     const auto& disks = interval.disks.rows;
     for (size_t i = 0; file && i < disks.size(); i++)
-        if (isPhysical(disks[i]) && (disks[i].device == file->device || isOn(*file, disks[i]))) return i;
+        if (isPhysical(disks[i]) && isOn(*file, disks[i])) return i;
     return {};
 }
 
