@@ -1,13 +1,13 @@
-#include "record/budget.h"
-#include "record/crc.h"
 #include "record/log.h"
+
+#include "record/crc.h"
 #include "tests/heap.h"
+#include "tests/record/logparts.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <random>
-#include <sstream>
 
 static Interval sample(uint64_t seed, int64_t at_ms) {
     std::mt19937_64 random(seed);
@@ -53,17 +53,9 @@ static void expectEqual(const Interval& a, const Interval& b) {
     EXPECT_EQ(texts[0], texts[1]);
 }
 
-static LogReader readerOf(const std::string& log, size_t most = SIZE_MAX) {
-    auto at = std::make_shared<size_t>(0);
-    return LogReader([&log, at, most](char* to, size_t size) {
-        const size_t n = std::min({size, most, log.size() - *at});
-        memcpy(to, log.data() + *at, n);
-        *at += n;
-        return n;
-    });
-}
+static LogReader readerOf(const std::string& log, size_t most = SIZE_MAX) { return LogReader(partsOf(log, most)); }
 
-static std::string logOf(size_t intervals) {
+static std::string samplesLog(size_t intervals) {
     LogWriter writer;
     std::string log;
     ViewRow view;
@@ -74,7 +66,7 @@ static std::string logOf(size_t intervals) {
 }
 
 TEST(Log, GivesBackWhatWasWritten) {
-    const auto log = logOf(50);
+    const auto log = samplesLog(50);
     for (const size_t piece : {size_t{1}, size_t{7}, size_t{100000}}) {
         auto reader = readerOf(log, piece);
         Interval found;
@@ -97,7 +89,7 @@ TEST(Log, GivesBackWhatWasWritten) {
 // A forged log: rows are not moved for each line.
 TEST(Log, KindsThatTakeTurnsLineByLine) {
     constexpr size_t Turns = 20000;
-    auto log = logOf(0);
+    auto log = samplesLog(0);
     const std::string start = ",1970-01-01T01:00:04.000+01:00,2.000000,";
     for (size_t i = 0; i < Turns; i++) log += "FILES" + start + "1,2\nTHREADS" + start + "3\n";
     Interval interval;
@@ -114,7 +106,7 @@ TEST(Log, KindsThatTakeTurnsLineByLine) {
 
 // Who wants lines instead of rows gets those of each interval, and the names of the head to read them with.
 TEST(Log, WithoutRows) {
-    const auto log = logOf(3);
+    const auto log = samplesLog(3);
     auto reader = readerOf(log, 1000);
     reader.leaveOutRows();
     Interval found;
@@ -146,7 +138,7 @@ TEST(Log, WithoutRows) {
 
 // Whatever byte changes, its interval or the head fails, and no other does.
 TEST(Log, OneChangedByteDamagesOneInterval) {
-    const auto good = logOf(4);
+    const auto good = samplesLog(4);
     std::vector<size_t> ends; // of the head and of each interval
     for (size_t at = 0; (at = good.find("\nEND,", at)) != good.npos;) ends.push_back(at = good.find('\n', at + 1) + 1);
     ASSERT_EQ(ends.size(), 5U);
@@ -179,7 +171,7 @@ TEST(Log, OneChangedByteDamagesOneInterval) {
 }
 
 TEST(Log, CutAtEveryByteIsTornOrEnds) {
-    const auto good = logOf(2);
+    const auto good = samplesLog(2);
     for (size_t length = 0; length <= good.size(); length++) {
         const auto log = good.substr(0, length);
         auto reader = readerOf(log);
@@ -253,100 +245,5 @@ TEST(Log, InfinitiesAreDamage) {
         ASSERT_TRUE(found.cpu.one());
         EXPECT_FALSE(found.cpu.one()->load1) << cell;
         EXPECT_EQ(found.cpu.one()->load5, 0.2);
-    }
-}
-
-TEST(Crc, KnownSums) {
-    EXPECT_EQ(crc32c("123456789"), 0xE3069283U);
-    EXPECT_EQ(crc32c(""), 0U);
-    std::mt19937 random(1);
-    std::string bytes;
-    for (int i = 0; i < 1000; i++) {
-        EXPECT_EQ(crc32c(bytes), crc32cByTable(bytes));
-        const auto cut = bytes.size() ? random() % bytes.size() : 0;
-        EXPECT_EQ(crc32c(bytes.substr(cut), crc32c(bytes.substr(0, cut))), crc32c(bytes));
-        bytes += static_cast<char>(random());
-    }
-}
-
-TEST(Moments, BothWays) {
-    for (const char* text :
-         {"2026-11-21T14:05:10.000+01:00", "1970-01-01T00:00:00.000+00:00", "2024-02-29T23:59:59.999-09:30",
-          "1969-12-31T23:59:59.001+00:00", "9999-12-31T23:59:59.999+14:00", "0000-03-01T00:00:00.000+00:00"}) {
-        const auto moment = parseMoment(text);
-        ASSERT_TRUE(moment) << text;
-        std::string again;
-        appendMoment(again, *moment);
-        EXPECT_EQ(again, text);
-    }
-    EXPECT_EQ(parseMoment("2026-11-21T14:05:10.000+01:00")->epoch_ms, 1795266310000);
-    for (const char* text : {"", "2026-11-21", "2026-13-21T14:05:10.000+01:00", "2026-11-21 14:05:10.000+01:00",
-                             "2026-11-21T14:05:10.000+01:0x", "2026-11-21T14:05:10.000+01:000"})
-        EXPECT_FALSE(parseMoment(text)) << text;
-}
-
-TEST(Seconds, BothWays) {
-    for (const int64_t value : {int64_t{0}, int64_t{1}, int64_t{2000137}, int64_t{-5}, int64_t{999999999999999}}) {
-        std::string text;
-        appendSeconds(text, value);
-        EXPECT_EQ(parseSeconds(text), value) << text;
-    }
-    for (const char* text : {"", "1", "1.5", ".000000", "x.000000", "1.00000x", "99999999999999.000000"})
-        EXPECT_FALSE(parseSeconds(text)) << text;
-}
-
-TEST(Budget, SumsStayExact) {
-    std::mt19937_64 random(3);
-    for (int round = 0; round < 50; round++) {
-        Rows<CoreRow> rows;
-        uint64_t user = 0, system = 0;
-        const size_t count = random() % 60;
-        for (size_t i = 0; i < count; i++) {
-            auto& row = rows.rows.emplace_back();
-            row.core = i, row.user_us = random() % 1000, row.system_us = random() % 1000;
-            user += *row.user_us, system += *row.system_us;
-        }
-        const auto all = rows.rows;
-        BudgetSpace space;
-        applyBudget(CoreKind, rows, 20, space, [](const CoreRow& row) { return row.core == 3; });
-        EXPECT_LE(rows.rows.size(), 20U);
-        EXPECT_EQ(rows.rest.has_value(), count > rows.rows.size());
-        const bool has3 = std::any_of(rows.rows.begin(), rows.rows.end(), [](auto& r) { return r.core == 3; });
-        EXPECT_EQ(has3, count > 3);
-        const auto sum = [&](auto member) {
-            uint64_t total = rows.rest ? (*rows.rest.*member).value_or(0) : 0;
-            for (auto& row : rows.rows) total += (row.*member).value_or(0);
-            return total;
-        };
-        if (count > 20) {
-            EXPECT_EQ(sum(&CoreRow::user_us), user);
-            EXPECT_EQ(sum(&CoreRow::system_us), system);
-            // The largest by each figure is there.
-            const auto largest =
-                std::max_element(all.begin(), all.end(), [](auto& a, auto& b) { return a.user_us < b.user_us; });
-            EXPECT_TRUE(
-                std::any_of(rows.rows.begin(), rows.rows.end(), [&](auto& r) { return r.core == largest->core; }));
-        }
-    }
-}
-
-// What has to stay is within the budget, and alone when it is more.
-TEST(Budget, RowsThatHaveToStayCount) {
-    for (const uint64_t always : {0U, 1U, 15U, 20U, 25U}) {
-        Rows<CoreRow> rows;
-        for (uint64_t core = 0; core < 100; core++) {
-            auto& row = rows.rows.emplace_back();
-            row.core = core, row.user_us = core;
-        }
-        BudgetSpace space;
-        applyBudget(CoreKind, rows, 20, space, [&](const CoreRow& row) { return row.core < always; });
-        ASSERT_EQ(rows.rows.size(), std::max<size_t>(always, 20)) << always;
-        uint64_t user = *rows.rest.value().user_us;
-        for (uint64_t i = 0; i < rows.rows.size(); i++) {
-            user += *rows.rows[i].user_us;
-            EXPECT_TRUE(i >= always || rows.rows[i].core == i) << always;
-        }
-        EXPECT_EQ(user, 99U * 100 / 2);
-        EXPECT_EQ(rows.rows.back().core == 99, always < 20) << "the largest, where there is room";
     }
 }
