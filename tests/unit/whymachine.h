@@ -92,6 +92,24 @@ struct WhyMachine {
     Findings find() const { return findings(interval, limits); }
 };
 
+// A disk that is under pressure as long as its writes wait for more than 20 ms, and more than one at a time.
+inline WhyMachine slowDisk(double wait_ms = 41, double queue = 17) {
+    WhyMachine machine;
+    machine.pressure("io", 71.5, 40);
+    machine.disk("sdb", "8:16", 200, wait_ms, queue);
+    return machine;
+}
+
+// /srv, so many percent of it used.
+inline FsRow filesystem(double used) {
+    FsRow row;
+    row.point = "/srv", row.device = "8:17", row.type = "ext4";
+    row.size = 1000 * GiB, row.used = static_cast<uint64_t>(used * 10 * static_cast<double>(GiB));
+    row.available = 1000 * GiB - *row.used;
+    row.inodes = 1000, row.inodes_free = 900;
+    return row;
+}
+
 inline const WhyRow* findingOf(const Findings& found, std::string_view resource, std::string_view object = {}) {
     for (auto& row : found.why)
         if (row.resource == resource && (object.empty() || row.object == object)) return &row;
