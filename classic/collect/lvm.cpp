@@ -202,7 +202,7 @@ static void setSize(TPVData& pv, std::string_view, std::string_view after) {
     const auto at = pv.pvsize.view().find(NotUsable);
     if (at == NotUsable.npos) return;
     pv.notusable = getfirst(pv.pvsize.view().substr(at + NotUsable.size()));
-    // Quirk: the character before the "/", usually a blank, is dropped, too. Seen by tests/unit/test_lvm.cpp.
+    // Quirk: the character before the "/", usually a blank, is dropped, too. Seen by tests/unit/test_lvmphysical.cpp.
     pv.pvsize.cut(at > 0 ? at - 1 : 0);
     getlasttrim(pv.notusable);
     getlasttrim(pv.pvsize);
