@@ -10,7 +10,7 @@ struct TBasic {
     // CPU: jiffies since boot; result: percent of all CPU time in the interval.
     double usr = 0, nice = 0, sys = 0, iowait = 0, idle = 0, irq = 0, softirq = 0, steal = 0;
     // Quirk: in the result these two stay jiffies of the interval, not percent. Nothing prints them. Seen by
-    // tests/unit/test_basic.cpp.
+    // tests/unit/test_basicrates.cpp.
     double guest = 0, guest_nice = 0;
     int64_t running = 0, blocked = 0;                                      // tasks now
     double intr = 0, ctxt = 0, fork = 0;                                   // since boot; result: per second
