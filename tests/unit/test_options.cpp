@@ -1,42 +1,10 @@
-#include "classic/monitor/options.h"
-
-#include "tests/unit/made.h"
+// Options of the classic form: what each says and sets, and how they are read.
+#include "tests/unit/classicoptions.h"
 
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
-
-static void resetSettings() {
-    procrowcount = portrowcount = netifrowcount = diskrowcount = -1;
-    ShowBasic = EachCoreCount = ShowSysInfo = ShowDiskInfo = ShowLVMInfo = ShowProcess = shooting = 0;
-    ProcExistenceLog = AllFDList = AllSocketList = ThreadMonitoring = FDMonitoring = netdebug = 0;
-    basicSON = processCPU = processIO = processTime = processMemory = 1;
-    optind = 0; // makes the C library start again
-}
-
-namespace {
-// The settings of a command line and the lines that it prints.
-struct TParsed {
-    TRun run;
-    std::string out, err;
-};
-} // namespace
-
-static TParsed parsed(std::vector<std::string> args) {
-    resetSettings();
-    args.insert(args.begin(), "wyrt");
-    std::vector<char*> argv;
-    for (auto& arg : args) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    TParsed result;
-    result.err = printed(
-        [&] { result.out = printed([&] { result.run = getOptions(static_cast<int>(args.size()), argv.data()); }); },
-        STDERR_FILENO);
-    return result;
-}
-
-static std::string echo(const std::vector<std::string>& args) { return parsed(args).out; }
 
 TEST(Options, Defaults) {
     const auto p = parsed({});
@@ -202,49 +170,6 @@ TEST(Options, LaterOnesWin) {
     EXPECT_EQ(parsed({"-i", "250", "-s", "5"}).run.interval, 5000000);
     parsed({"-B", "-b"});
     EXPECT_EQ(basicSON, 0); // -b does not bring the columns back
-}
-
-static const char* const ImpliedByF = "-p is set to 24(default) because -f is used.\n";
-static const char* const ImpliedByK = "-p is set to 24(default) because -k is used.\n";
-
-TEST(Options, FilesAndLogNeedProcesses) {
-    EXPECT_EQ(echo({"-p", "0", "-f"}),
-              std::string("Process row count is set to 0\nProcess monitoring Off\n"
-                          "Delta of file position monitoring On and Process name mapping to port queue On\n") +
-                  ImpliedByF);
-    EXPECT_EQ(procrowcount, 24);
-    EXPECT_EQ(echo({"-k"}), std::string("Process creation/termination log On\n") + ImpliedByK);
-    EXPECT_EQ(procrowcount, 24);
-    // The first rule has set the rows already.
-    EXPECT_EQ(echo({"-k", "-f"}),
-              std::string("Process creation/termination log On\nDelta of file position monitoring On and Process name "
-                          "mapping to port queue On\n") +
-                  ImpliedByF);
-    // A listing does not switch the report on.
-    EXPECT_EQ(echo({"-F"}), "All file fd list of processes on\n");
-    EXPECT_EQ(procrowcount, 0);
-    EXPECT_EQ(echo({"-S", "-f"}), "All socket list of processes on\n"
-                                  "Delta of file position monitoring On and Process name mapping to port queue On\n");
-    EXPECT_EQ(procrowcount, 0);
-    EXPECT_EQ(echo({"-S", "-k"}),
-              std::string("All socket list of processes on\nProcess creation/termination log On\n") + ImpliedByK);
-    EXPECT_EQ(procrowcount, 24);
-    // Records have no log of processes.
-    EXPECT_EQ(echo({"-k", "-Z"}), "Process creation/termination log On\n");
-    EXPECT_EQ(ProcExistenceLog, 0);
-    EXPECT_EQ(procrowcount, 0);
-    EXPECT_EQ(echo({"-a", "-p", "0"}),
-              std::string("Turn on all monitoring items with default value except -S(sockets), -m(delta of protocol "
-                          "statistics), and -t(delta of filesystem)\n"
-                          "Process row count is set to 0\nProcess monitoring Off\n") +
-                  ImpliedByF);
-}
-
-TEST(Options, ThreadsFollowTheirThreshold) {
-    for (auto& [value, on] : {std::pair{"1", 1}, {"0", 0}, {"-1", 0}, {"x", 0}, {"4294967296", 0}}) {
-        parsed({"-T", value});
-        EXPECT_EQ(ThreadMonitoring, on) << value;
-    }
 }
 
 TEST(Options, FormatOfProcessRows) {
