@@ -1,31 +1,18 @@
 #include "view/volumes.h"
 
-#include "model/volumes.h"
-#include "tests/unit/made.h"
+#include "tests/unit/recordedvolumes.h"
 
 #include <algorithm>
 
-static const std::string Recorded = std::filesystem::current_path() / "tests/recorded/";
-
-static Interval intervalOf(const VolumeMap& map) {
+// The rows of a recorded machine.
+static Interval rowsOf(const std::string& name, const std::string& maps = "") {
+    const Made made(recorded(name));
+    const auto map = mapNow(maps.empty() ? "" : name + "/" + maps);
     Interval interval;
     interval.volumes.rows = map.volumes;
     interval.holds.rows = map.holds;
     interval.mounts.rows = map.mounts;
     return interval;
-}
-
-static Interval recorded(const std::string& name, const std::string& maps = "") {
-    const Made made("include " + Recorded + name + "/volumes\n");
-    VolumeSample sample;
-    readVolumes({}, sample);
-    if (!maps.empty()) {
-        std::ifstream file(Recorded + name + "/" + maps);
-        std::ostringstream text;
-        text << file.rdbuf();
-        sample.maps = parseMultipathMaps(text.str()).value();
-    }
-    return intervalOf(volumeMap(sample));
 }
 
 static std::string shown(const Interval& interval, size_t width, std::optional<uint64_t> rows = {}) {
@@ -53,7 +40,7 @@ static std::string lineOf(const std::string& text, const std::string& name) {
 }
 
 TEST(ViewVolumes, WhatADiskHolds) {
-    const auto stack = recorded("stack");
+    const auto stack = rowsOf("stack");
     EXPECT_EQ(holdsOf(stack, "vda"), "p1 /");
     EXPECT_EQ(holdsOf(stack, "vda1"), "/");
     EXPECT_EQ(holdsOf(stack, "sda"), "p1 /mnt/boot/efi, vg_sys: root /mnt/root, swap [swap], log--x /mnt/with space");
@@ -63,15 +50,15 @@ TEST(ViewVolumes, WhatADiskHolds) {
     EXPECT_EQ(holdsOf(stack, "sdj"), "bcache0 /srv/cached");
     EXPECT_EQ(holdsOf(stack, "sdk"), "[swap]");
     EXPECT_EQ(Holdings(stack).of("99:99"), "");
-    EXPECT_EQ(holdsOf(recorded("mp-failover"), "sdb"), "mpathb");
-    EXPECT_EQ(holdsOf(recorded("mp-lvm"), "sdc"), "SANLUN3 vgpart: onpart /mnt/onpart, SANLUN3 p2 /mnt/p2");
-    EXPECT_EQ(holdsOf(recorded("lvm-rich"), "sdg"), "vg-thin: thin1 /mnt/thin1, thin-2, thin1-snap, orig /mnt/orig, "
-                                                    "orig-snap /mnt/orig-snap, tagged");
-    EXPECT_EQ(holdsOf(recorded("nvme"), "nvme1c0n1"), "nvme1n1 vgnvme: db /srv/db");
+    EXPECT_EQ(holdsOf(rowsOf("mp-failover"), "sdb"), "mpathb");
+    EXPECT_EQ(holdsOf(rowsOf("mp-lvm"), "sdc"), "SANLUN3 vgpart: onpart /mnt/onpart, SANLUN3 p2 /mnt/p2");
+    EXPECT_EQ(holdsOf(rowsOf("lvm-rich"), "sdg"), "vg-thin: thin1 /mnt/thin1, thin-2, thin1-snap, orig /mnt/orig, "
+                                                  "orig-snap /mnt/orig-snap, tagged");
+    EXPECT_EQ(holdsOf(rowsOf("nvme"), "nvme1c0n1"), "nvme1n1 vgnvme: db /srv/db");
 }
 
 TEST(ViewVolumes, TreeOfRaidCryptAndCaches) {
-    const auto text = shown(recorded("stack"), 0);
+    const auto text = shown(rowsOf("stack"), 0);
     const auto part = text.substr(text.find("sdb "), text.find("sdk ") - text.find("sdb "));
     EXPECT_EQ(part,
               "sdb                      220M disk   linux_raid_member                                 QEMU HARDDISK\n"
@@ -97,7 +84,7 @@ TEST(ViewVolumes, TreeOfRaidCryptAndCaches) {
 }
 
 TEST(ViewVolumes, PathsAndTheirDevices) {
-    const auto text = shown(recorded("mp-failover", "multipathd-maps.1.json"), 80);
+    const auto text = shown(rowsOf("mp-failover", "multipathd-maps.1.json"), 80);
     EXPECT_EQ(lineOf(text, "mpatha"),
               "  mpatha               path failed, 1 of 2 paths failed                 /mnt/mpa");
     EXPECT_NE(lineOf(text, "mpathb").find("path failed, device offline, 1 of 2 paths failed"), std::string::npos);
@@ -106,12 +93,12 @@ TEST(ViewVolumes, PathsAndTheirDevices) {
         std::getline(lines, line);
         EXPECT_LE(line.size(), 80u);
     }
-    EXPECT_EQ(lineOf(shown(recorded("mp-lvm"), 0), "SANLUN3-part2"),
+    EXPECT_EQ(lineOf(shown(rowsOf("mp-lvm"), 0), "SANLUN3-part2"),
               "    SANLUN3-part2       60.0M part   ext4                  /mnt/p2");
 }
 
 TEST(ViewVolumes, AskedRowsOnly) {
-    const auto stack = recorded("stack");
+    const auto stack = rowsOf("stack");
     const auto text = shown(stack, 0, 3);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 4);
     EXPECT_EQ(shown(Interval{}, 0), "");
