@@ -133,17 +133,9 @@ static std::map<std::string_view, double> groupBytes(const Interval& interval, c
     return own;
 }
 
-static const CgroupRow* groupOf(const Interval& interval, std::string_view path) {
-    for (auto& row : interval.cgroups.rows)
-        if (row.path == path) return &row;
-    return nullptr;
-}
-
 // "fd 5 /srv/backup/db7.tar, +366M at 118.2G, vg_data/backup"
 static std::string fileText(const FileRow& file) {
-    std::string text = "fd " + std::to_string(file.descriptor);
-    join(text, file.path, " ");
-    if (file.deleted) text += " (deleted)";
+    std::string text = nameOf(file);
     const double moved = movedIn(file);
     if (moved > 0) join(text, "+" + sizeText(moved) + (file.position ? " at " + sizeText(number(file.position)) : ""));
     else if (!file.evidence.empty()) join(text, file.evidence);
@@ -166,9 +158,9 @@ static void addMover(const Interval& interval, const Mover& mover, const Side& s
 
 static void addGroup(const Interval& interval, std::string_view path, double bytes, Finding& finding) {
     auto& culprit = finding.culprits.emplace_back();
-    const auto* group = groupOf(interval, path);
-    culprit.row.name = group && !group->name.empty() ? group->name : std::string(path);
-    culprit.row.cgroup = path;
+    culprit.row.name = culprit.row.cgroup = path;
+    for (auto& group : interval.cgroups.rows)
+        if (group.path == path && !group.name.empty()) culprit.row.name = group.name;
     culprit.row.mark = '=';
     culprit.row.evidence = speedText(perSecond(bytes, interval.cgroupDevices)) + ", by processes that are not known";
     culprit.amount = culprit.order = bytes;

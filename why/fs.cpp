@@ -16,9 +16,7 @@ struct Writer {
 
 static std::string growthText(const Interval& interval, const Writer& writer) {
     std::string text = "grows by " + speedText(perSecond(writer.bytes, interval.files));
-    join(text, "fd " + std::to_string(writer.most->descriptor));
-    join(text, writer.most->path, " ");
-    if (writer.most->deleted) text += " (deleted)";
+    join(text, nameOf(*writer.most));
     if (writer.most->size) text += ", " + sizeText(number(writer.most->size));
     return text;
 }

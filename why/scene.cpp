@@ -64,6 +64,13 @@ void join(std::string& text, const std::string& more, std::string_view between) 
 
 std::string nameOf(const ProcRow& process) { return process.name + "[" + std::to_string(process.pid) + "]"; }
 
+std::string nameOf(const FileRow& file) {
+    std::string text = "fd " + std::to_string(file.descriptor);
+    join(text, file.path, " ");
+    if (file.deleted) text += " (deleted)";
+    return text;
+}
+
 Culprit culpritOf(const ProcRow& process, double amount) {
     Culprit culprit;
     auto& row = culprit.row;

@@ -68,6 +68,8 @@ void join(std::string& text, const std::string& more, std::string_view between =
 
 // "rsync[4411]"
 std::string nameOf(const ProcRow& process);
+// "fd 5 /srv/backup/db7.tar (deleted)"
+std::string nameOf(const FileRow& file);
 Culprit culpritOf(const ProcRow& process, double amount);
 // Whether a path of a group is `group` or below it.
 bool isBelow(std::string_view path, std::string_view group);
