@@ -173,49 +173,8 @@ verdict 'a report is a page, and an empty span is none' "$(
 )"
 
 # --- A flood: many connections that say little, or read nothing
-cat >flood.py <<'END_OF_FILE'
-import os, random, socket, subprocess, sys, time
-port, pid = int(sys.argv[1]), sys.argv[2]
-def rss(): return int(next(l for l in open("/proc/%s/status" % pid) if l.startswith("VmRSS")).split()[1])
-for i in range(20): subprocess.run(["curl", "-s", "-o", os.devnull, "http://127.0.0.1:%d/metrics" % port])
-before, highest, slow = rss(), 0, []
-good = refused = 0
-end = time.monotonic() + 8
-asked = 0
-while time.monotonic() < end:
-    while len(slow) < 300:
-        s = socket.socket()
-        s.setblocking(False)
-        s.connect_ex(("127.0.0.1", port))
-        slow.append((s, random.random()))
-    for s, kind in list(slow):
-        try:
-            if kind < 0.4: s.send(b"X")                                     # never a request
-            elif kind < 0.7: s.send(b"GET /metrics HTTP/1.1\r\nA: ")        # a head without an end
-            elif kind < 0.9: s.send(b"GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n") # and nothing is read
-            elif random.random() < 0.1: raise OSError
-        except BlockingIOError: pass
-        except OSError: s.close(); slow.remove((s, kind))
-    if time.monotonic() - (end - 8) > asked:
-        asked += 1
-        status = subprocess.run(["curl", "-s", "-o", os.devnull, "--max-time", "9", "-w", "%{http_code}",
-                                 "http://127.0.0.1:%d/metrics" % port], capture_output=True, text=True).stdout
-        if status == "200": good += 1
-        elif status == "000": refused += 1
-        else: sys.exit("status " + status)
-    highest = max(highest, rss())
-    time.sleep(0.05)
-for s, kind in slow: s.close()
-time.sleep(1)
-after = subprocess.run(["curl", "-s", "-o", os.devnull, "--max-time", "9", "-w", "%{http_code}", "http://127.0.0.1:%d/metrics" % port],
-                       capture_output=True, text=True).stdout
-if after != "200": sys.exit("after the flood: status " + after)
-if good + refused == 0: sys.exit("nobody asked")
-if highest > before + 16384: sys.exit("memory grew from %d to %d KiB" % (before, highest))
-print("before %d KiB, highest %d KiB, %d answered, %d refused" % (before, highest, good, refused), file=sys.stderr)
-END_OF_FILE
 verdict 'a flood of slow clients: answered or refused, and memory is flat' "$(
-    python3 flood.py "$port" "$serving" 2>flood.said || tail -n 1 flood.said
+    python3 "$tree/tests/live/flood.py" "$port" "$serving" 2>flood.said || tail -n 1 flood.said
 )"
 
 # --- What Prometheus has is what the log says
@@ -225,51 +184,7 @@ sleep 4
 if [ -z "$prometheus" ]; then
     echo 'skip what Prometheus has is what the log says: there is no prometheus'
 else
-    cat >compare.py <<'END_OF_FILE'
-import collections, json, sys, urllib.parse, urllib.request
-def query(text):
-    url = "http://127.0.0.1:%s/api/v1/query?query=" % sys.argv[1] + urllib.parse.quote(text)
-    answer = json.load(urllib.request.urlopen(url, timeout=20))
-    assert answer["status"] == "success", answer
-    return answer["data"]["result"]
-rows = [json.loads(line) for line in open("log.jsonl", encoding="utf-8")]
-# name, record, field, unit, key field and label
-Counters = [("wyrt_cpu_switches_total", "CPU", "switches", 1, None, None), ("wyrt_cpu_user_seconds_total", "CPU", "user", 1e-6, None, None),
-            ("wyrt_cpu_forks_total", "CPU", "forks", 1, None, None), ("wyrt_mem_faults_total", "MEM", "faults", 1, None, None),
-            ("wyrt_disk_write_bytes_total", "DISK", "write_bytes", 1, "name", "disk"), ("wyrt_disk_busy_seconds_total", "DISK", "busy_us", 1e-6, "name", "disk"),
-            ("wyrt_link_rx_bytes_total", "LINK", "rx_bytes", 1, "name", "interface"), ("wyrt_pressure_some_seconds_total", "PSI", "some", 1e-6, "resource", "resource")]
-compared = 0
-for name, record, field, unit, key, label in Counters:
-    sums, at = collections.defaultdict(lambda: [0.0]), None
-    for row in rows:
-        if row["record"] == record and field in row: sums[row.get(key, "") if key else ""].append(sums[row.get(key, "") if key else ""][-1] + row[field])
-    for series in query(name + "[1h]"):
-        of = sums[series["metric"].get(label, "") if label else ""]
-        values = [float(value) for time, value in series["values"]]
-        assert values == sorted(values), (name, "falls", values)
-        known = sorted(total * unit for total in of)
-        for value in values: assert any(abs(value - one) <= 1e-9 * max(1, one) for one in known), (name, series["metric"], value, known[-5:])
-        assert abs(values[-1] - known[-1]) <= 1e-9 * max(1, known[-1]), (name, series["metric"], values[-1], known[-1])
-        compared += len(values)
-assert compared > 100, compared
-# All of the processes together, whatever has series of its own.
-cpu = sum(row.get("cpu", 0) for row in rows if row["record"] == "PROC") * 1e-6
-got = sum(float(series["value"][1]) for series in query("last_over_time(wyrt_process_cpu_seconds_total[1h])"))
-assert abs(cpu - got) < 1e-3, ("processes", cpu, got)
-# Levels are those of one interval or another.
-for name, record, field in (("wyrt_mem_available_bytes", "MEM", "available"), ("wyrt_cpu_load1", "CPU", "load1")):
-    known = {float(row[field]) for row in rows if row["record"] == record and field in row}
-    for series in query(name + "[1h]"):
-        for time, value in series["values"]: assert float(value) in known, (name, value)
-# Findings: each second in which there was one.
-seconds = collections.Counter()
-for row in rows:
-    if row["record"] == "WHY": seconds[row["resource"], row.get("object", ""), row["rule"]] += row["secs"]
-for series in query("last_over_time(wyrt_finding_seconds_total[1h])"):
-    m = series["metric"]
-    assert abs(float(series["value"][1]) - seconds[m["resource"], m.get("object", ""), m["rule"]]) < 1e-3, series
-END_OF_FILE
-    verdict 'what Prometheus has is what the log says, value by value' "$(python3 compare.py "$asked" 2>&1 | tail -1)"
+    verdict 'what Prometheus has is what the log says, value by value' "$(python3 "$tree/tests/live/scraped.py" "$asked" 2>&1 | tail -1)"
 fi
 
 # --- Counters outlive the folder's retention
