@@ -101,13 +101,13 @@ TEST(Push, NothingIsLeftOutWhereNothingIsTaken) {
         world.most = 5;
         Delivery delivery(receiver, world.hooks());
         receiver.answer = [&](auto&) { return Reply{status, "no such bucket", {}}; };
-        EXPECT_EQ(delivery.deliver(lines(1000)), Delivery::Result::Ended);
+        EXPECT_EQ(delivery.deliver(lines(100)), Delivery::Result::Ended);
         EXPECT_EQ(world.said.find("left out"), std::string::npos) << world.said;
         EXPECT_EQ(std::count(world.said.begin(), world.said.end(), '\n'), 1) << world.said;
         EXPECT_EQ(world.pauses.back(), 16000000) << "it waits longer each time";
         receiver.answer = [](auto&) { return Reply{204, "", {}}; };
-        EXPECT_EQ(delivery.deliver(lines(1000)), Delivery::Result::Complete);
-        EXPECT_EQ(receiver.taken, lines(1000));
+        EXPECT_EQ(delivery.deliver(lines(100)), Delivery::Result::Complete);
+        EXPECT_EQ(receiver.taken, lines(100));
     }
 }
 
