@@ -8,7 +8,7 @@ void pressureRows(const PressureSample* before, const PressureSample& now, Rows<
     rows.sampled = true;
     if (!before) return;
     rows.elapsed_us = now.at_us - before->at_us;
-    // A kernel that tells nothing has rows without figures, so that tables can say so.
+    // Where nothing can be read there are rows without figures, so that tables can say so.
     const bool told = std::any_of(now.resources.begin(), now.resources.end(), [](auto& r) { return r.has_value(); });
     for (size_t i = 0; i < PressureNames.size(); i++) {
         if (told && !now.resources[i]) continue;

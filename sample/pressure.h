@@ -14,7 +14,7 @@ inline constexpr std::array<std::string_view, 4> PressureNames = {"cpu", "memory
 
 struct PressureSample {
     int64_t at_us = 0;                                                   // monotonic
-    std::array<std::optional<Pressure>, PressureNames.size()> resources; // none: not in this kernel
+    std::array<std::optional<Pressure>, PressureNames.size()> resources; // none: it cannot be read
 };
 
 class PressureSampler {

@@ -104,7 +104,7 @@ void showPressure(const Interval& interval, const View&, Page& page) {
         if (fits(text)) page.piece(text, used); // half a number would be another one
     }
     const std::string note = "  (share of the " + fixedText(elapsed / 1e6, 3) + " s)";
-    if (!told) page.piece("  this kernel does not tell: see wyrt check", used, Tone::Dim);
+    if (!told) page.piece("  could not be read: see wyrt check", used, Tone::Dim);
     else if (fits(note)) page.piece(note, used, Tone::Dim);
     page.newline();
 }

@@ -65,6 +65,6 @@ TEST(StallLine, AResourceIsShownAsAWholeOrNot) {
     EXPECT_EQ(stall(interval, 80), most + "\n");
     EXPECT_EQ(stall(interval, 79), "STALL   cpu some 100.0%  mem some   0.4% full   0.3%  irq full   0.1%\n");
     interval.pressure.rows = {{"cpu", {}, {}}};
-    EXPECT_EQ(stall(interval, 0), "STALL   this kernel does not tell: see wyrt check\n");
+    EXPECT_EQ(stall(interval, 0), "STALL   could not be read: see wyrt check\n");
     EXPECT_EQ(stall(Interval(), 0), "");
 }
