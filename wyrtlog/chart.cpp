@@ -60,6 +60,8 @@ int chart(const Asked& asked) {
     content.events = &events;
     content.pictures = charts.pictures(MostValues);
     content.times = charts.times();
+    content.disksLeftOut = charts.ofDevices().disksLeftOut();
+    content.linksLeftOut = charts.ofDevices().linksLeftOut();
     Output out;
     if (!out.open(asked)) return Failed;
     out.write(pageOf(content));

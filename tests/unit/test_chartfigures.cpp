@@ -104,6 +104,24 @@ TEST(ChartThin, NoPeakIsLost) {
     }
 }
 
+// Very many lines have fewer buckets, whenever they begin.
+TEST(ChartThin, AllLinesTogetherAreBounded) {
+    Lines lines;
+    constexpr size_t Many = 2 * MostFigures / MostBuckets, Count = MostBuckets;
+    for (size_t i = 0; i < Count; i++) {
+        if (i == Count / 2)
+            for (size_t line = 1; line < Many; line++) lines.add(Absent::Zero);
+        if (i == 0) lines.add(Absent::Unknown);
+        lines.set(0, static_cast<double>(i));
+        lines.end(static_cast<int64_t>(i));
+        ASSERT_LE(lines.size() * lines.times().size(), MostFigures) << i;
+    }
+    EXPECT_GT(lines.size() * lines.times().size(), MostFigures / 4);
+    const auto points = pointsOf(lines, 0);
+    EXPECT_EQ(points.front(), 0);
+    EXPECT_EQ(points.back(), static_cast<float>(Count - 1));
+}
+
 TEST(ChartTop, TheLargestAndTheirNames) {
     Members members;
     const auto number = [&](int i) {

@@ -185,6 +185,54 @@ TEST(ChartPictures, TheFullestFilesystems) {
     for (size_t i = 2; i < 8; i++) EXPECT_TRUE(use->series[i].name.ends_with("9")) << use->series[i].name;
 }
 
+// Those that moved most have charts, whichever came first and however many there are; of the first 256 all that they
+// did is known, whenever it was.
+TEST(ChartPictures, TheDevicesThatMovedMost) {
+    Charts charts;
+    int64_t time_ms = 0;
+    const auto interval = [&](int from, int to, uint64_t bytes) {
+        WhyMachine machine;
+        for (int i = from; i < to; i++) {
+            DiskRow disk;
+            disk.name = "d" + std::to_string(i), disk.kind = "disk", disk.holds = "p" + std::to_string(i);
+            disk.reads = 1, disk.read_bytes = bytes + static_cast<uint64_t>(i);
+            if (i == 0) disk.flushes = 2;
+            WhyMachine::put(machine.interval.disks, disk);
+            LinkRow link;
+            link.name = "e" + std::to_string(i), link.rx_bytes = bytes + static_cast<uint64_t>(i);
+            WhyMachine::put(machine.interval.links, link);
+        }
+        charts.add(machine.interval, time_ms += 2000);
+    };
+    interval(0, 256, 2000);   // d0 to d255 have places
+    interval(256, 300, 1000); // less than any of them
+    interval(100, 164, 4000);
+    interval(280, 282, 9000); // more than d0 and d1
+    const auto all = charts.pictures(10000000);
+    size_t disks = 0, links = 0;
+    for (auto& picture : all) {
+        disks += picture.title.ends_with(" throughput") ? 1 : 0;
+        links += picture.title.ends_with(" traffic") ? 1 : 0;
+    }
+    EXPECT_EQ(disks, 64U);
+    EXPECT_EQ(links, 64U);
+    EXPECT_EQ(charts.ofDevices().disksLeftOut(), 236U);
+    EXPECT_EQ(charts.ofDevices().linksLeftOut(), 236U);
+    for (int i = 102; i < 164; i++) {
+        const auto name = std::to_string(i);
+        EXPECT_EQ(seriesOf(all, "d" + name + " throughput", "read").size(), 4U) << i;
+        EXPECT_EQ(seriesOf(all, "e" + name + " traffic", "received").size(), 4U) << i;
+    }
+    EXPECT_EQ(seriesOf(all, "d163 throughput", "read"), (std::vector<float>{1081.5F, 0, 2081.5F, 0}));
+    EXPECT_EQ(seriesOf(all, "d280 throughput", "read"), (std::vector<float>{0, 0, 0, 4640}));
+    EXPECT_EQ(find(all, "d280 throughput")->note, "holds p280");
+    // The place had another disk's.
+    for (const auto* name : {"d280", "d281"})
+        EXPECT_TRUE(seriesOf(all, std::string(name) + " operations", "flushes").empty()) << name;
+    for (const auto* name : {"d0", "d100", "d101", "d299"})
+        EXPECT_EQ(find(all, std::string(name) + " throughput"), nullptr) << name;
+}
+
 TEST(ChartPictures, NoMoreValuesThanAskedFor) {
     Charts charts;
     for (int i = 1; i <= 4000; i++) charts.add(WhyMachine().interval, i * 2000);

@@ -20,4 +20,6 @@ public:
     std::vector<Picture> pictures(size_t mostValues);
     // The times of the points of the charts that are not stacks.
     std::vector<int64_t> times() const;
+    // What found no place among the pictures.
+    const DeviceCharts& ofDevices() const { return devices; }
 };

@@ -8,9 +8,6 @@
 #include <iterator>
 #include <string_view>
 
-// So many of a kind have charts. Each takes memory for the whole span.
-static constexpr size_t MostDevices = 64;
-
 // --- Lines
 
 namespace {
@@ -69,24 +66,32 @@ static constexpr Counter Counters[] = {
     {{"TCP trouble", "", "/s", "listener full"},                                                                      "TcpExt", "ListenDrops",  false},
 };
 
-DeviceCharts::Device* DeviceCharts::find(Devices& devices, const std::string& key) {
-    const auto found = devices.find(key);
-    if (found != devices.end()) return &found->second;
-    return devices.size() < MostDevices ? &devices[key] : nullptr;
+// Null: it has no place.
+DeviceCharts::Device* DeviceCharts::Devices::find(const std::string& key) {
+    const auto found = kept.find(key);
+    return found == kept.end() ? nullptr : &found->second;
 }
 
-// Null: so many others are, or were, at least as full. Of a filesystem that takes the place of another one, nothing is
-// known before.
-DeviceCharts::Device* DeviceCharts::filesystemOf(const std::string& point, double use, Lines& lines) {
-    if (auto* filesystem = find(filesystems, point)) return filesystem;
-    const auto least = std::min_element(filesystems.begin(), filesystems.end(),
-                                        [](auto& a, auto& b) { return a.second.sum < b.second.sum; });
-    if (least->second.sum >= use) return nullptr;
-    auto place = filesystems.extract(least);
-    for (const auto& number : place.mapped().numbers)
+// Null: so many others have at least this amount. Of what takes the place of another one, nothing is known before.
+DeviceCharts::Device* DeviceCharts::Devices::place(const std::string& key, double amount, Lines& lines) {
+    constexpr size_t MostOthers = 20000; // what a forged log can make us keep
+    if (auto* device = find(key)) return device;
+    if (kept.size() < most) return &kept[key];
+    const auto last = amount <= least ? kept.end() : std::min_element(kept.begin(), kept.end(), [](auto& a, auto& b) {
+        return a.second.sum < b.second.sum;
+    });
+    if (last != kept.end()) least = last->second.sum;
+    const auto leaveOut = [&](const std::string& name) {
+        if (others.size() < MostOthers) others.insert(name);
+    };
+    if (amount <= least) return leaveOut(key), nullptr;
+    auto node = kept.extract(last);
+    others.erase(key), leaveOut(node.key());
+    auto numbers = std::move(node.mapped().numbers);
+    for (const auto& number : numbers)
         if (number) lines.forget(*number);
-    place.key() = point, place.mapped().sum = 0;
-    return &filesystems.insert(std::move(place)).position->second;
+    node.key() = key, node.mapped() = {"", "", std::move(numbers)};
+    return &kept.insert(std::move(node)).position->second;
 }
 
 void DeviceCharts::set(Numbers& numbers, size_t shown, double figure, Absent absent, Lines& lines) {
@@ -108,7 +113,7 @@ void DeviceCharts::addDisks(const Interval& interval, Lines& lines) {
         if (!isWholeDisk(row)) continue;
         const double bytes = valueOf(row.read_bytes) + valueOf(row.write_bytes) + valueOf(row.discard_bytes);
         const bool active = bytes + valueOf(row.reads) + valueOf(row.writes) + valueOf(row.flushes) > 0;
-        auto* disk = active ? find(disks, row.name) : disks.contains(row.name) ? &disks[row.name] : nullptr;
+        auto* disk = active ? disks.place(row.name, bytes, lines) : disks.find(row.name);
         if (!disk) continue;
         disk->name = nameOf(row);
         if (!row.holds.empty()) disk->holds = row.holds;
@@ -135,7 +140,7 @@ void DeviceCharts::addFilesystems(const Interval& interval, Lines& lines) {
     for (auto& row : interval.filesystems.rows) {
         const auto use = useOf(row);
         if (!use || row.read_only) continue;
-        auto* filesystem = filesystemOf(row.point, *use, lines);
+        auto* filesystem = filesystems.place(row.point, *use, lines);
         if (!filesystem) continue;
         filesystem->name = row.point;
         filesystem->sum = std::max(filesystem->sum, *use);
@@ -147,11 +152,12 @@ void DeviceCharts::addLinks(const Interval& interval, Lines& lines) {
     const double seconds = interval.links.seconds();
     if (seconds <= 0) return;
     for (auto& row : interval.links.rows) {
-        auto* link = isActive(row) ? find(links, row.name) : links.contains(row.name) ? &links[row.name] : nullptr;
+        const double bytes = valueOf(row.rx_bytes) + valueOf(row.tx_bytes);
+        auto* link = isActive(row) ? links.place(row.name, bytes, lines) : links.find(row.name);
         if (!link) continue;
         link->name = row.name;
         if (!row.addresses.empty()) link->holds = row.addresses;
-        link->sum += valueOf(row.rx_bytes) + valueOf(row.tx_bytes);
+        link->sum += bytes;
         const auto rate = [&](Link shown, const std::optional<uint64_t>& amount) {
             if (amount) set(link->numbers, shown, valueOf(amount) / seconds, Absent::Zero, lines);
         };
@@ -201,11 +207,12 @@ void DeviceCharts::add(const Interval& interval, Lines& lines) {
 
 // --- All of them
 
-// The devices that moved most come first.
-template <typename Devices> static auto inOrder(const Devices& devices) {
-    std::vector<const typename Devices::mapped_type*> order;
-    for (auto& [key, device] : devices) order.push_back(&device);
+// The largest that there is room for, the first of them most.
+std::vector<const DeviceCharts::Device*> DeviceCharts::Devices::largest() const {
+    std::vector<const Device*> order;
+    for (auto& [key, device] : kept) order.push_back(&device);
     std::stable_sort(order.begin(), order.end(), [](auto* a, auto* b) { return a->sum > b->sum; });
+    order.resize(std::min(order.size(), Shown));
     return order;
 }
 
@@ -229,16 +236,16 @@ static void giveDevice(Section section, const Drawn (&drawn)[N], const Device& d
 }
 
 void DeviceCharts::give(const Lines& lines, std::vector<Picture>& all) const {
-    for (auto* disk : inOrder(disks)) giveDevice(Section::Disks, DiskLines, *disk, lines, all);
+    for (auto* disk : disks.largest()) giveDevice(Section::Disks, DiskLines, *disk, lines, all);
 
     constexpr size_t MostFilesystems = 8; // as many colours as can be told apart
     Picture use{Section::Filesystems, "Filesystems", "share in use, of the fullest", "%", false, false, 100, {}, {}};
-    for (auto* filesystem : inOrder(filesystems))
+    for (auto* filesystem : filesystems.largest())
         if (use.series.size() < MostFilesystems && !filesystem->numbers.empty() && filesystem->numbers[0])
             addLine(lines, *filesystem->numbers[0], filesystem->name, use);
     addPicture(std::move(use), all);
 
-    for (auto* link : inOrder(links)) giveDevice(Section::Network, LinkLines, *link, lines, all);
+    for (auto* link : links.largest()) giveDevice(Section::Network, LinkLines, *link, lines, all);
 
     Picture sockets{Section::Network, "TCP sockets", "by state", "", false, false, 0, {}, {}};
     for (size_t i = 0; i < states.size(); i++)

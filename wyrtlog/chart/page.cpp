@@ -71,6 +71,10 @@ static std::string summary(const PageContent& content) {
         appendFact(out, mark.text, clockText(content, mark.time_ms));
         if (&mark - events.marks().data() >= 4) break; // all of them are in the charts
     }
+    const auto appendLeftOut = [&](const char* what, size_t count) {
+        if (count > 0) appendFact(out, what, std::to_string(count) + " more, which moved less, have no charts");
+    };
+    appendLeftOut("disks", content.disksLeftOut), appendLeftOut("interfaces", content.linksLeftOut);
     appendFact(out, "recorded by", "wyrt " + content.head.version);
     return out + "</dl>\n";
 }

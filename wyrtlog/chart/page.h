@@ -19,6 +19,7 @@ struct PageContent {
     const Events* events = nullptr;
     std::vector<Picture> pictures;
     std::vector<int64_t> times; // of the pictures that are not stacks
+    size_t disksLeftOut = 0, linksLeftOut = 0;
 };
 
 std::string pageOf(const PageContent& content);

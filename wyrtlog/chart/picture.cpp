@@ -66,7 +66,7 @@ std::vector<float> pointsOf(const std::vector<Stack::Bucket>& buckets, uint32_t 
 }
 
 void addLine(const Lines& lines, size_t line, std::string name, Picture& picture) {
-    if (line >= lines.size()) return;
+    if (line >= lines.size() || (lines[line].absent == Absent::Zero && !lines[line].moved)) return;
     auto points = pointsOf(lines, line);
     if (std::all_of(points.begin(), points.end(), [](float value) { return std::isnan(value); })) return;
     picture.series.push_back({std::move(name), std::move(points)});

@@ -23,6 +23,7 @@ size_t Lines::add(Absent absent) {
     line.absent = absent;
     line.buckets.resize(buckets.size());
     forget(all.size() - 1);
+    if (!hasRoomFor(buckets.size())) halve();
     return all.size() - 1;
 }
 
@@ -40,7 +41,7 @@ void Lines::forget(size_t line) {
 
 void Lines::end(int64_t time_ms) {
     const bool begins = buckets.empty() || inLast == each;
-    if (begins && buckets.size() >= most) halve();
+    if (begins && !hasRoomFor(buckets.size() + 1)) halve();
     const bool joins = !buckets.empty() && inLast < each;
     if (joins) buckets.back().last_ms = time_ms, inLast++;
     else buckets.push_back({time_ms, time_ms}), inLast = 1;
@@ -62,7 +63,7 @@ void Lines::halve() {
             line.buckets[i / 2] = other == i ? line.buckets[i] : joined(line.buckets[i], line.buckets[other]);
     }
     buckets.resize((count + 1) / 2);
-    for (auto& line : all) line.buckets.resize((count + 1) / 2);
+    for (auto& line : all) line.buckets.resize(buckets.size()), line.buckets.shrink_to_fit();
     inLast += count % 2 == 0 ? each : 0;
     each *= 2;
 }

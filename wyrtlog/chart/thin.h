@@ -21,6 +21,8 @@ Extremes joined(Extremes a, Extremes b);
 
 // So many buckets at the most. A day at 10 s, in buckets of two intervals, is kept whole.
 inline constexpr size_t MostBuckets = 4320;
+// And so many of all lines together, in 24 MB: a page has room for a quarter of that.
+inline constexpr size_t MostFigures = size_t{3} << 20;
 
 // What an interval without a value of a line shows.
 enum class Absent : unsigned char {
@@ -62,6 +64,8 @@ private:
     size_t most, each = 1, inLast = 1; // intervals in a bucket; in the last one
     std::vector<Bucket> buckets;
     std::vector<Line> all;
+
+    bool hasRoomFor(size_t count) const { return count <= most && count * all.size() <= MostFigures; }
 };
 
 // Parts of a whole, over time. So that the parts of a bucket add up, it keeps two moments as they were: those of the
