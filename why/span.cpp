@@ -78,7 +78,7 @@ void Span::addFinding(const Interval& interval, const WhyRow& why) {
     for (auto& row : interval.who.rows)
         if (isOf(row)) addDoer(row, entry);
     for (auto& group : interval.cgroups.rows)
-        if (group.path == why.object) groups[group.path] = group;
+        if (group.path == why.object) entry.group = group;
 }
 
 void Span::add(const Interval& interval) {
@@ -144,9 +144,9 @@ void Span::result(Interval& interval) const {
             if (!single) sumUp(row, why.total_unit);
         }
         for (auto row : entry->sufferers) row.rank = rank, interval.suffer.rows.push_back(std::move(row));
+        if (entry->group) interval.cgroups.rows.push_back(*entry->group);
         interval.why.rows.push_back(std::move(why));
     }
-    for (auto& [path, group] : groups) interval.cgroups.rows.push_back(group);
     std::vector<NearRow> near;
     for (auto& [key, row] : nearest)
         if (!entries.contains(key)) near.push_back(row);

@@ -5,6 +5,7 @@
 #include "why/findings.h"
 
 #include <map>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -23,6 +24,7 @@ class Span {
     struct Entry {
         WhyRow worst;
         std::vector<SufferRow> sufferers; // of the worst interval
+        std::optional<CgroupRow> group;   // that it is about: its name
         Moment since, until, worstAt;
         uint64_t intervals = 0, lasted_us = 0;
         uint64_t last = 0;            // the interval that had it last, counted from 1
@@ -35,7 +37,6 @@ class Span {
     };
     std::map<std::pair<std::string, std::string>, Entry> entries; // by resource and object
     std::map<std::pair<std::string, std::string>, NearRow> nearest;
-    std::map<std::string, CgroupRow> groups; // that the findings are about: their names
     uint64_t count = 0, left = 0;
 
     void addFinding(const Interval& interval, const WhyRow& why);

@@ -96,6 +96,25 @@ TEST(WhySpan, TheHeaviestFindings) {
     EXPECT_FALSE(span.has("CPU", "little 0"));
 }
 
+// Of groups without end, such as those of containers, the names of those are kept whose findings are.
+TEST(WhySpan, NamesOfGroups) {
+    Span span;
+    for (int i = 0; i < 3000; i++) {
+        auto interval = intervalWith("/c" + std::to_string(i), 1 + i % 7, 1, Second);
+        for (auto* path : {"/", interval.why.rows[0].object.c_str()}) {
+            auto& group = interval.cgroups.rows.emplace_back();
+            group.path = path, group.name = std::string("name of ") + path;
+        }
+        span.add(interval);
+    }
+    Interval result;
+    span.result(result);
+    ASSERT_LE(result.why.rows.size(), 1000U);
+    ASSERT_EQ(result.cgroups.rows.size(), result.why.rows.size());
+    for (size_t i = 0; i < result.why.rows.size(); i++)
+        EXPECT_EQ(result.cgroups.rows[i].name, "name of " + result.why.rows[i].object);
+}
+
 // A day of compilers: more processes than are kept, and the one that did most comes last.
 TEST(WhySpan, TheHeaviestCulprits) {
     Span span;
