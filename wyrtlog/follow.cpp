@@ -23,15 +23,23 @@ Follower::Follower(const std::vector<std::string>& words, Watcher* by)
     : watcher(by), signals(signalsOf(by, own)), operands(words) {}
 
 void Follower::know(const std::vector<LogPath>& paths) {
-    for (auto& log : paths) known.insert(identityOf(log));
+    for (auto& log : paths) known[identityOf(log)] = looks;
+}
+
+void Follower::forgetOld() {
+    std::erase_if(known, [this](auto& file) { return looks - file.second >= Turn; });
 }
 
 void Follower::look() {
+    looks++;
     int status = 0; // of a folder that is gone for now: it was reported when the program began
     for (auto& log : logPaths(operands, status, Report::No)) {
         auto identity = identityOf(log);
-        if (!identity.empty() && known.insert(std::move(identity)).second) fresh.push_back(log);
+        if (identity.empty()) continue;
+        const auto [file, isNew] = known.insert_or_assign(std::move(identity), looks);
+        if (isNew) fresh.push_back(log);
     }
+    if (looks % Turn == 0) forgetOld();
 }
 
 bool Follower::wait() {
