@@ -39,6 +39,7 @@ class Service : public Watcher {
     std::string why; // wrong usage that only a head shows
     uint64_t generation = 0;
     MadeText texts[2]; // of the two expositions
+    Underway reports;  // the server's thread's alone
     int64_t saved_us = getMonotonic();
     bool unsaved = false, failedToSave = false;
     std::atomic<bool> caughtUp = false; // before that, counters would be below what they were before a restart
@@ -91,8 +92,12 @@ HttpAnswer Service::health() {
 std::optional<HttpAnswer> Service::report(const Request& request, const Exchange* by) {
     if (reporter.isOf(by)) {
         auto made = reporter.take(by);
-        return made ? std::optional(reportAnswer(std::move(*made))) : std::nullopt;
+        if (!made) return {};
+        auto answer = reportAnswer(std::move(*made));
+        reports.add(answer);
+        return answer;
     }
+    if (!reports.hasRoom()) return plainAnswer(503, "other reports are still being read; ask again in a while\n");
     const auto words = reportWords(ownPath(), request, asked.logs);
     if (words.empty()) return plainAnswer(404, "there are no reports of standard input\n");
     if (reporter.ask(by, words)) return {};

@@ -103,6 +103,19 @@ TEST(Answers, Health) {
     EXPECT_NE(indexAnswer().body->find("/metrics"), std::string::npos);
 }
 
+TEST(Answers, ReportsThatAreReadSlowly) {
+    Underway reports;
+    std::vector<HttpAnswer> read;
+    for (int i = 0; i < 5; i++) {
+        EXPECT_TRUE(reports.hasRoom()) << i;
+        read.push_back(plainAnswer(200, std::string(8 << 20, 'x')));
+        reports.add(read.back());
+    }
+    EXPECT_FALSE(reports.hasRoom());
+    read.erase(read.begin());
+    EXPECT_TRUE(reports.hasRoom()) << "somebody has read one";
+}
+
 TEST(Answers, WhereARestartGoesOn) {
     constexpr int64_t Day = 86400000;
     EXPECT_EQ(beginOf({}, 77), 77);

@@ -53,6 +53,16 @@ HttpAnswer reportAnswer(Reporter::Report report) {
     return plainAnswer(500, "the report could not be made\n");
 }
 
+bool Underway::hasRoom() {
+    size_t bytes = 0;
+    std::erase_if(texts, [&](auto& text) {
+        const auto read = text.lock();
+        bytes += read ? read->size() : 0;
+        return !read;
+    });
+    return bytes <= Most;
+}
+
 int64_t beginOf(const Totals& totals, int64_t usual) {
     constexpr int64_t Gone = 2 * 86400 * int64_t{1000}; // ms
     if (totals.hosts.empty()) return usual;

@@ -24,6 +24,16 @@ HttpAnswer healthAnswer(const std::optional<ScrapeFormat::Age>& age, size_t host
 std::vector<std::string> reportWords(const std::string& program, const Request& request,
                                      const std::vector<std::string>& logs);
 HttpAnswer reportAnswer(Reporter::Report report);
-// Where a program that kept these totals goes on: after the last interval of the host that is furthest back, but not of
-// hosts that are long gone. `usual`: where there are none.
+// Reports on their way to those who asked. One who reads slowly keeps its report as long as the server lets it.
+class Underway {
+    std::vector<std::weak_ptr<const std::string>> texts;
+
+public:
+    static constexpr size_t Most = size_t{32} << 20; // bytes, besides one more report
+    void add(const HttpAnswer& answer) { texts.push_back(answer.body); }
+    // Whether there is room for another one.
+    bool hasRoom();
+};
+// Where a program that kept these totals goes on: an hour before the last interval of the host that is furthest back,
+// but not of hosts that are long gone. `usual`: where there are none.
 int64_t beginOf(const Totals& totals, int64_t usual);
