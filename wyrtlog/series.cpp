@@ -262,17 +262,27 @@ std::string SeriesFormat::note() const {
 
 // --- Totals
 
+std::vector<SavedHost> SeriesFormat::savedHosts() const {
+    std::vector<SavedHost> saved(hosts.size());
+    for (auto& [name, one] : hosts) saved[one.number] = {name, one.last_ms, one.forgotten_ms, one.runs};
+    return saved;
+}
+
 Totals SeriesFormat::totals() const {
-    Totals all;
-    all.of = word + " " + wanted.by + (wanted.rows ? " rows" : "");
-    all.hosts.resize(hosts.size());
-    for (auto& [name, one] : hosts) all.hosts[one.number] = {name, one.last_ms, one.forgotten_ms, one.runs};
-    for (auto& group : groups) group.save(all.things);
+    Totals all{identity(), savedHosts(), {}};
+    for (auto& group : groups) group.save([&](const SavedThing& thing) { all.things.push_back(thing); });
     return all;
 }
 
+std::string SeriesFormat::savedText() const {
+    TotalsText all(identity());
+    for (auto& one : savedHosts()) all.add(one);
+    for (auto& group : groups) group.save([&](const SavedThing& thing) { all.add(thing); });
+    return all.finish();
+}
+
 bool SeriesFormat::take(const Totals& saved) {
-    if (saved.of != totals().of || saved.hosts.size() > MostHosts) return false;
+    if (saved.of != identity() || saved.hosts.size() > MostHosts) return false;
     std::vector<const Host*> numbers;
     for (auto& one : saved.hosts) {
         auto* to = hostOf(one.name);

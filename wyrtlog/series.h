@@ -54,6 +54,8 @@ private:
     void giveInterval(Group& group, Thing& thing);
     void give(Group& group, Thing& thing, int64_t at_ms, bool levels);
     bool isCounted(const Interval& interval) const;
+    std::string identity() const { return word + " " + wanted.by + (wanted.rows ? " rows" : ""); } // of the totals
+    std::vector<SavedHost> savedHosts() const;
 
 protected:
     std::vector<Group> groups;
@@ -79,6 +81,8 @@ public:
     void leaveOutUntil(int64_t time_ms) { since_ms = std::max(time_ms, Never); }
     // What the counters have reached, between two intervals.
     Totals totals() const;
+    // totalsText() of them, which takes less memory than they do.
+    std::string savedText() const;
     // Goes on from there; before the first head. False: these are totals of other series.
     bool take(const Totals& saved);
 };

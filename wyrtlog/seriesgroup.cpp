@@ -170,18 +170,20 @@ bool SeriesGroup::hasInfo(const SeriesThing& thing) const {
 }
 
 // Things come before the infos about them. An info whose place another one has taken is over.
-void SeriesGroup::save(std::vector<SavedThing>& to) const {
+void SeriesGroup::save(const std::function<void(const SavedThing&)>& take) const {
+    SavedThing saved;
+    saved.tag = kind->tag;
     for (const bool info : {false, true})
         for (auto& [name, thing] : things) {
             if (thing.info != info) continue;
-            SavedThing saved;
-            saved.tag = kind->tag, saved.host = thing.host, saved.info = info, saved.alive = thing.alive;
+            saved.host = thing.host, saved.info = info, saved.alive = thing.alive;
             saved.last_ms = thing.last_ms, saved.seen_ms = thing.seen_ms;
             saved.key = name;
-            if (info) saved.of = thing.details;
+            saved.of = info ? thing.details : std::string();
+            saved.totals.clear();
             for (size_t i = 0; i < thing.totals.size(); i++)
                 if (thing.begun[i]) saved.totals.emplace_back(ownName(metrics[i]), thing.totals[i]);
-            if (info ? thing.alive : !saved.totals.empty() || hasInfo(thing)) to.push_back(std::move(saved));
+            if (info ? thing.alive : !saved.totals.empty() || hasInfo(thing)) take(saved);
         }
 }
 

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -70,8 +71,8 @@ public:
     // Another run of the host begins: nothing is known to be there until this run shows it.
     void beginRun(size_t host);
 
-    // Adds what is saved of all things.
-    void save(std::vector<SavedThing>& to) const;
+    // Gives what is saved of each thing to take().
+    void save(const std::function<void(const SavedThing&)>& take) const;
     void load(const SavedThing& saved, size_t host, bool others);
 
 private:

@@ -143,7 +143,7 @@ int Service::load(Bounds& bounds) {
 void Service::save() {
     if (asked.state.empty() || !unsaved) return;
     saved_us = getMonotonic();
-    const bool good = replaceState(asked.state, totalsText(series.totals()), LongestTotals);
+    const bool good = replaceState(asked.state, series.savedText(), LongestTotals);
     unsaved = !good;
     if (!good && !failedToSave) failed(inQuotes(asked.state) + " cannot be replaced: " + strerror(errno));
     failedToSave = !good;

@@ -32,28 +32,41 @@ static std::string hexadecimal(uint32_t sum) {
     return digits;
 }
 
-std::string totalsText(const Totals& totals) {
-    std::string text(First);
-    escape(totals.of, text);
+TotalsText::TotalsText(std::string_view of) : text(First) {
+    escape(of, text);
     text += '\n';
-    size_t lines = totals.hosts.size() + totals.things.size();
-    for (auto& host : totals.hosts) {
-        lines += host.runs.size();
-        text += "HOST";
-        addCell(text, host.name), addNumber(text, host.time_ms), addNumber(text, host.over_ms);
-        text += '\n';
-        for (auto& run : host.runs) addRun(text, run);
-    }
-    for (auto& thing : totals.things) {
-        text += "THING";
-        addCell(text, thing.tag), addNumber(text, thing.host), text += thing.info ? ",1" : thing.alive ? ",0" : ",2";
-        addNumber(text, thing.last_ms), addNumber(text, thing.seen_ms);
-        addCell(text, thing.key), addCell(text, thing.of);
-        for (auto& [name, total] : thing.totals) addCell(text, name), text += '=', text += std::to_string(total);
-        text += '\n';
-    }
+}
+
+void TotalsText::add(const SavedHost& host) {
+    lines += 1 + host.runs.size();
+    text += "HOST";
+    addCell(text, host.name), addNumber(text, host.time_ms), addNumber(text, host.over_ms);
+    text += '\n';
+    for (auto& run : host.runs) addRun(text, run);
+}
+
+void TotalsText::add(const SavedThing& thing) {
+    lines++;
+    text += "THING";
+    addCell(text, thing.tag), addNumber(text, thing.host), text += thing.info ? ",1" : thing.alive ? ",0" : ",2";
+    addNumber(text, thing.last_ms), addNumber(text, thing.seen_ms);
+    addCell(text, thing.key), addCell(text, thing.of);
+    for (auto& [name, total] : thing.totals) addCell(text, name), text += '=', text += std::to_string(total);
+    text += '\n';
+}
+
+std::string TotalsText::finish() {
     text += "END," + std::to_string(lines);
-    return text + "," + hexadecimal(crc32c(text)) + "\n";
+    const auto sum = hexadecimal(crc32c(text));
+    text.append(",").append(sum).append("\n");
+    return std::move(text);
+}
+
+std::string totalsText(const Totals& totals) {
+    TotalsText text(totals.of);
+    for (auto& host : totals.hosts) text.add(host);
+    for (auto& thing : totals.things) text.add(thing);
+    return text.finish();
 }
 
 // --- And back

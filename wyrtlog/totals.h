@@ -46,5 +46,17 @@ inline constexpr size_t MostRuns = 64;
 // A longer text is neither read nor kept.
 inline constexpr size_t LongestTotals = size_t{1} << 27;
 std::string totalsText(const Totals& totals);
+// The same piece by piece: the hosts, then the things.
+class TotalsText {
+    std::string text;
+    size_t lines = 0;
+
+public:
+    explicit TotalsText(std::string_view of);
+    void add(const SavedHost& host);
+    void add(const SavedThing& thing);
+    // All of it; nothing can be added any more.
+    std::string finish();
+};
 // None: the text is damaged, cut short, or of another program, or has times that no log has.
 std::optional<Totals> parseTotals(std::string_view text);

@@ -346,6 +346,24 @@ TEST(Series, FilesystemsAreThoseOfTheirMountPoints) {
     EXPECT_EQ(infos, std::vector<std::string>{"info host=db7,mount=/srv,dev=8:17"});
 }
 
+TEST(Totals, TheTextIsTheSameWithoutThem) {
+    SeriesLog a("a"), b("b");
+    for (auto* log : {&a, &b}) {
+        log->disk("sda", 1).holds = "x,y";
+        log->disk("sdb", 0);
+        log->process("c", 3);
+        log->end();
+        log->disk("sdb", 4).holds = "z";
+        log->end();
+    }
+    Kept kept;
+    EXPECT_EQ(kept.savedText(), totalsText(kept.totals()));
+    give(a.text, kept);
+    give(b.text, kept);
+    EXPECT_EQ(kept.savedText(), totalsText(kept.totals()));
+    EXPECT_TRUE(parseTotals(kept.savedText()));
+}
+
 TEST(Totals, OfOtherSeriesAreRefused) {
     Kept kept;
     give(longLog(1), kept);

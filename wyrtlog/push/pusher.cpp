@@ -33,7 +33,7 @@ Pusher::Pusher(const Asked& what, const SeriesChoice& choice, Receiver& receiver
 // --- The cursor
 
 // False: errno tells why.
-bool Pusher::saveCursor() { return replaceState(asked.cursor, totalsText(series.totals()), LongestTotals); }
+bool Pusher::saveCursor() { return replaceState(asked.cursor, series.savedText(), LongestTotals); }
 
 static std::string folderOf(const std::string& path) {
     const auto slash = path.rfind('/');
