@@ -205,7 +205,7 @@ bool SeriesFormat::line(const Sheet& sheet, const Cells& cells, std::string_view
 
 // What it has at this time: all counters that have begun, and the levels of this interval where they are wanted.
 void SeriesFormat::give(Group& group, Thing& thing, int64_t at_ms, bool levels) {
-    if (at_ms <= thing.last_ms) return; // the clock was set back: the next point has it all
+    if (at_ms <= thing.last_ms && !onlyLast) return; // the clock was set back: the next point has it all
     chosen.assign(group.metrics.size(), 0);
     bool any = thing.info;
     for (size_t i = 0; i < thing.totals.size(); i++) {

@@ -64,6 +64,8 @@ protected:
     // Values of a thing at this time; `which` metrics have one.
     virtual bool point(const Group& group, Thing& thing, int64_t at_ms, const std::vector<char>& which) = 0;
     bool failed = false;
+    // Only the last point of each thing matters, and it may be before another one.
+    bool onlyLast = false;
     // Of the head in force; None: there are too many hosts.
     size_t hostNumber() const { return host ? host->number : None; }
 

@@ -1,6 +1,7 @@
 #include "wyrtlog/seriesgroup.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 // --- Things
 
@@ -52,9 +53,10 @@ void SeriesGroup::findForgettable(size_t host, bool info, int64_t now_ms, std::v
     const int64_t patience_ms = kind->passing ? 0 : Patience;
     for (auto& entry : things) {
         const auto& thing = entry.second;
-        if (thing.host == host && thing.info == info && !thing.others && thing.seen_ms != SeriesThing::Never &&
-            now_ms - thing.seen_ms > patience_ms)
-            old.push_back(&entry);
+        const bool known = thing.seen_ms != SeriesThing::Never;
+        if (thing.host != host || thing.info != info || thing.others || !known) continue;
+        // What was seen long after now was so before the clock was set back.
+        if (std::abs(now_ms - thing.seen_ms) > patience_ms) old.push_back(&entry);
     }
     std::sort(old.begin(), old.end(), [](auto* a, auto* b) {
         return a->second.seen_ms != b->second.seen_ms ? a->second.seen_ms > b->second.seen_ms : a->first > b->first;

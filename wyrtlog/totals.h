@@ -41,6 +41,9 @@ struct Totals {
     std::vector<SavedThing> things;
 };
 
+// A restart reads so much again before the last interval: the clock may have been set back meanwhile. What was counted
+// is known by its number.
+inline constexpr int64_t ReadAgain = 3600000; // milliseconds
 // Runs of one host that are known; those that were counted longest ago are forgotten.
 inline constexpr size_t MostRuns = 64;
 // A longer text is neither read nor kept.

@@ -61,10 +61,11 @@ public:
         row.name = name, row.device = "8:0", row.reads = reads;
         return row;
     }
-    void finding(const std::string& object, double value) {
+    WhyRow& finding(const std::string& object, double value) {
         auto& why = interval.why.rows.emplace_back();
         why.rank = 1, why.resource = "DISK", why.object = object, why.rule = "disk.wait", why.value = value;
         why.limit = 20;
+        return why;
     }
     void culprit(const std::string& name, uint64_t share) {
         auto& who = interval.who.rows.emplace_back();

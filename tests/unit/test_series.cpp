@@ -154,6 +154,23 @@ TEST(Series, WhatWasNotSeenForLongMakesRoom) {
     EXPECT_FALSE(finite.values.contains("disk{host=db7,disk=later} reads"));
 }
 
+// What was seen while the clock was wrong does not keep all room until the clock is there again.
+TEST(Series, WhatWasSeenBeforeTheClockWasSetBackMakesRoom) {
+    SeriesChoice choice;
+    choice.endless = true;
+    SeriesLog before, after("db7", "2");
+    for (int i = 0; i < 1000; i++) before.disk("d" + std::to_string(i), 1);
+    before.end(int64_t{3600000} * 24 * 365);
+    after.disk("d7", 1);
+    after.disk("new", 3);
+    after.end();
+    Kept kept(choice);
+    give(before.text, kept);
+    give(after.text, kept);
+    EXPECT_EQ(kept.note(), "");
+    EXPECT_EQ(kept.values["disk{host=db7,disk=new} reads"], 3);
+}
+
 TEST(Series, EachHostHasItsOwnBounds) {
     Kept kept;
     for (const char* host : {"a", "b"}) {

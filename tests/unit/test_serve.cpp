@@ -117,13 +117,13 @@ TEST(Answers, ReportsThatAreReadSlowly) {
 }
 
 TEST(Answers, WhereARestartGoesOn) {
-    constexpr int64_t Day = 86400000;
+    constexpr int64_t Hour = 3600000, Day = 24 * Hour;
     EXPECT_EQ(beginOf({}, 77), 77);
     Totals totals;
     totals.hosts = {{"a", 10 * Day, 0, {}}, {"b", 9 * Day, 0, {}}};
-    EXPECT_EQ(beginOf(totals, 77), 9 * Day);
+    EXPECT_EQ(beginOf(totals, 77), 9 * Day - Hour);
     totals.hosts.push_back({"gone", 1 * Day, 0, {}});
-    EXPECT_EQ(beginOf(totals, 77), 8 * Day);
+    EXPECT_EQ(beginOf(totals, 77), 8 * Day - Hour);
 }
 
 // --- The text of the series
@@ -187,6 +187,25 @@ TEST(Scrape, WhatPassesAndWhatStays) {
     const auto later = scrape.text(Exposition::Text, now + 45001);
     EXPECT_NE(later.find("wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 5\n"), later.npos);
     EXPECT_EQ(later.find("in_flight"), later.npos);
+}
+
+// What the last interval has is what is shown, whatever the clock says.
+TEST(Scrape, AClockThatWasSetBack) {
+    SeriesLog before, after("db7", "2");
+    before.disk("sda", 5).in_flight = 3;
+    before.finding("sda", 41.5);
+    before.end(86400000);
+    after.disk("sda", 2).in_flight = 4;
+    after.finding("sda", 30).limit = {};
+    after.end();
+    ScrapeFormat scrape{SeriesChoice()};
+    give(before.text, scrape);
+    give(after.text, scrape);
+    const auto text = scrape.text(Exposition::Text, SeriesStart + 10000);
+    EXPECT_NE(text.find("wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 7\n"), text.npos) << text;
+    EXPECT_NE(text.find("wyrt_disk_in_flight{host=\"db7\",disk=\"sda\"} 4\n"), text.npos);
+    EXPECT_NE(linesWith(text, "wyrt_finding_value").find(" 30\n"), text.npos);
+    EXPECT_EQ(linesWith(text, "wyrt_finding_limit"), "") << "the last one has none";
 }
 
 TEST(Scrape, GoesOnFromASavedState) {

@@ -43,13 +43,11 @@ static std::string folderOf(const std::string& path) {
 // Whether there is no room for a cursor: sending goes on, and what the old one has not is sent again after a restart.
 static bool isNoRoom(int error) { return error == ENOSPC || error == EDQUOT || error == EFBIG; }
 
-// Logs that begin a while before the oldest of the hosts' last intervals: the clock may have been set back. What was
-// sent is known by its number.
+// Before the oldest of the hosts' last intervals.
 static int64_t beginOf(const Totals& totals, int64_t since_ms) {
-    constexpr int64_t Before = 3600000;
     int64_t oldest = std::numeric_limits<int64_t>::max();
     for (auto& host : totals.hosts) oldest = std::min(oldest, host.time_ms);
-    return totals.hosts.empty() ? since_ms : std::max(since_ms, oldest - Before);
+    return totals.hosts.empty() ? since_ms : std::max(since_ms, oldest - ReadAgain);
 }
 
 // Goes on where the cursor is, and sees that it can be replaced.

@@ -68,5 +68,5 @@ int64_t beginOf(const Totals& totals, int64_t usual) {
     if (totals.hosts.empty()) return usual;
     const auto before = [](const SavedHost& a, const SavedHost& b) { return a.time_ms < b.time_ms; };
     const auto [first, last] = std::minmax_element(totals.hosts.begin(), totals.hosts.end(), before);
-    return std::max(first->time_ms, last->time_ms - Gone);
+    return std::max(first->time_ms, last->time_ms - Gone) - ReadAgain;
 }

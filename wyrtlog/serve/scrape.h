@@ -34,7 +34,7 @@ protected:
     bool point(const Group& group, Thing& thing, int64_t at_ms, const std::vector<char>& which) override;
 
 public:
-    explicit ScrapeFormat(SeriesChoice choice) : SeriesFormat("scrape", std::move(choice)) {}
+    explicit ScrapeFormat(SeriesChoice choice) : SeriesFormat("scrape", std::move(choice)) { onlyLast = true; }
     bool head(const LogHead& head, const Sheets& sheets) override;
     bool begin(const Interval& interval) override;
     bool end(bool keep) override;
