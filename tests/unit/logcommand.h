@@ -8,6 +8,7 @@
 
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 inline void save(const std::string& path, const std::string& log) {
@@ -16,15 +17,20 @@ inline void save(const std::string& path, const std::string& log) {
     ASSERT_TRUE(file.write(log));
 }
 
+// Runs the program in this process, so that the files that it writes stay. Returns its status.
+inline int runHere(std::vector<std::string> words) {
+    words.insert(words.begin(), "wyrtlog");
+    std::vector<char*> argv;
+    for (auto& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    return wyrtlogMain(static_cast<int>(words.size()), argv.data());
+}
+
 // What the program prints on both streams, then its status.
 inline std::string run(std::vector<std::string> words) {
-    words.insert(words.begin(), "wyrtlog");
     fflush(stdout); // of the tests
     return apart([&] {
-        std::vector<char*> argv;
-        for (auto& word : words) argv.push_back(word.data());
-        argv.push_back(nullptr);
-        const int status = wyrtlogMain(static_cast<int>(words.size()), argv.data());
+        const int status = runHere(std::move(words));
         flushOutput();
         printf("status %d\n", status);
         fflush(stdout);
@@ -38,4 +44,11 @@ inline std::string linesWith(const std::string& text, const std::string& part) {
     for (std::string line; std::getline(lines, line);)
         if (line.find(part) != line.npos) all += line + "\n";
     return all;
+}
+
+// How often it is there.
+inline size_t countOf(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + part.size())) count++;
+    return count;
 }

@@ -2,12 +2,6 @@
 #include "tests/unit/cpulog.h"
 #include "tests/unit/logcommand.h"
 
-static size_t countOf(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + part.size())) count++;
-    return count;
-}
-
 static std::string changed(std::string text, const std::string& from, const std::string& to) {
     const auto at = text.find(from);
     if (at == text.npos) std::abort();
@@ -63,16 +57,10 @@ TEST(LogCommands, SortByAWordThatNoAreaKnows) {
 // On a terminal, and only with something to show.
 TEST(LogCommands, Pager) {
     const std::string less = "text /usr/bin/less \"\"\n";
-    const auto shown = [](const std::string& lines, std::vector<std::string> words) {
+    const auto shown = [](const std::string& lines, const std::vector<std::string>& words) {
         Made machine(lines);
         save("/a.wyrt", logOf({2, 4}));
-        words.insert(words.begin(), "wyrtlog");
-        printed([&] {
-            std::vector<char*> argv;
-            for (auto& word : words) argv.push_back(word.data());
-            argv.push_back(nullptr);
-            wyrtlogMain(static_cast<int>(words.size()), argv.data());
-        });
+        printed([&] { runHere(words); });
         return machine.log();
     };
     unsetenv("WYRT_PAGER"), unsetenv("PAGER");
