@@ -1,11 +1,16 @@
-// Logs of processes, disks and findings, and what gives them to a format of series.
+// Logs of processes, disks and findings, what gives them to a format of series, and a format that keeps all points.
 #pragma once
 
 #include "record/log.h"
 #include "wyrtlog/series.h"
 
+#include <cstdint>
 #include <cstring>
+#include <map>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -83,3 +88,40 @@ public:
         clearRows(interval);
     }
 };
+
+// Keeps the last value of each series.
+class Kept : public SeriesFormat {
+public:
+    std::map<std::string, double> values; // "process{host=db7,command=c1} cpu_seconds"
+    std::vector<std::string> points;      // the same with the value and the time, each one
+
+    explicit Kept(SeriesChoice choice = {}) : SeriesFormat("kept", std::move(choice)) {}
+    bool finish() override { return true; }
+    std::string failure() const override { return {}; }
+
+protected:
+    void addLabel(std::string& labels, std::string_view name, std::string_view value) const override {
+        labels.append(labels.empty() ? "" : ",").append(name).append("=").append(value);
+    }
+    bool point(const Group& group, Thing& thing, int64_t at_ms, const std::vector<char>& which) override {
+        for (size_t i = 0; i < which.size(); i++) {
+            if (!which[i]) continue;
+            const auto& metric = group.metrics[i];
+            const auto name =
+                std::string(group.kind->prefix) + "{" + thing.labels + "} " + metric.name.substr(metric.ownName);
+            const double value = !metric.counter ? thing.levels[i]
+                                 : metric.micro  ? static_cast<double>(thing.totals[i]) / 1e6
+                                                 : static_cast<double>(thing.totals[i]);
+            values[name] = value;
+            points.push_back(name + " " + std::to_string(value) + " " + std::to_string(at_ms));
+        }
+        return true;
+    }
+};
+
+// How many points there are of the series whose names begin so.
+inline size_t pointsOf(const Kept& kept, const std::string& name) {
+    size_t count = 0;
+    for (auto& point : kept.points) count += point.starts_with(name);
+    return count;
+}
