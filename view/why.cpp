@@ -22,17 +22,6 @@ static std::string limitOf(const std::string& name, const std::optional<double>&
     return std::string(" (") + word + (rule ? limitText(rule->rule, *limit) : fixedText(*limit, 1)) + ")";
 }
 
-// A group is called by the name that its row has.
-static std::string objectText(const Interval& interval, const std::string& object) {
-    for (auto& group : interval.cgroups.rows)
-        if (group.path == object && !group.name.empty()) return safeText(group.name);
-    return safeText(object);
-}
-
-static std::string headingOf(const Interval& interval, const WhyRow& why) {
-    return safeText(why.resource) + (why.object.empty() ? "" : " " + objectText(interval, why.object));
-}
-
 // "rsync[4411] root backup.service"
 static std::string culpritText(const WhoRow& who) {
     if (who.role == "others") return safeText(who.name) + " others";
@@ -74,37 +63,52 @@ static std::string calmText(const Interval& interval) {
 
 // --- The area
 
+FindingTexts::FindingTexts(const Interval& interval) : culprits(interval.who.rows), sufferers(interval.suffer.rows) {
+    for (auto& group : interval.cgroups.rows)
+        if (!group.name.empty()) groups.emplace(group.path, group.name);
+}
+
+// A group is called by the name that its row has.
+std::string FindingTexts::heading(const WhyRow& why) const {
+    if (why.object.empty()) return safeText(why.resource);
+    const auto group = groups.find(why.object);
+    return safeText(why.resource) + " " + safeText(group == groups.end() ? why.object : group->second);
+}
+
 // "blocked: postgres x8, rsync[4411]; major faults: sshd[811] 44/s"
-static std::string sufferText(const Interval& interval, const WhyRow& why) {
+std::string FindingTexts::sufferText(const WhyRow& why) const {
     std::string text, what;
-    for (auto& row : interval.suffer.rows) {
-        if (row.rank != why.rank || row.resource != why.resource || row.object != why.object) continue;
-        text += row.what == what ? ", " : (text.empty() ? "" : "; ") + safeText(row.what) + ": ";
-        what = row.what;
-        text += safeText(row.name);
-        if (row.pid) text += "[" + std::to_string(*row.pid) + "]";
-        if (row.count > 1) text += " x" + countText(static_cast<double>(row.count));
-        if (row.value) text += " " + fixedText(*row.value, 1) + (row.unit == "s" ? " s" : safeText(row.unit));
+    for (auto* row : sufferers.of(why)) {
+        text += row->what == what ? ", " : (text.empty() ? "" : "; ") + safeText(row->what) + ": ";
+        what = row->what;
+        text += safeText(row->name);
+        if (row->pid) text += "[" + std::to_string(*row->pid) + "]";
+        if (row->count > 1) text += " x" + countText(static_cast<double>(row->count));
+        if (row->value) text += " " + fixedText(*row->value, 1) + (row->unit == "s" ? " s" : safeText(row->unit));
     }
     return text;
 }
 
-static std::vector<const WhoRow*> culpritsOf(const Interval& interval, const WhyRow& why) {
-    std::vector<const WhoRow*> rows;
-    for (auto& row : interval.who.rows)
-        if (row.rank == why.rank && row.resource == why.resource && row.object == why.object) rows.push_back(&row);
+std::vector<const WhoRow*> FindingTexts::culpritsOf(const WhyRow& why) const {
+    const auto all = culprits.of(why);
+    std::vector<const WhoRow*> rows(all.begin(), all.end());
     std::stable_sort(rows.begin(), rows.end(), [](auto* a, auto* b) { return a->place < b->place; });
     return rows;
 }
 
-FindingText textOf(const Interval& interval, const WhyRow& why) {
+const WhoRow* FindingTexts::first(const WhyRow& why) const {
+    const auto rows = culpritsOf(why);
+    return rows.empty() ? nullptr : rows.front();
+}
+
+FindingText FindingTexts::of(const WhyRow& why) const {
     FindingText text;
-    text.heading = headingOf(interval, why);
+    text.heading = heading(why);
     text.figures = safeText(why.figure) + " " + figureText(why.rule, why.value, why.unit) +
                    limitOf(why.rule, why.limit, "limit ") + (why.text.empty() ? "" : ", " + safeText(why.text));
-    for (auto* who : culpritsOf(interval, why))
+    for (auto* who : culpritsOf(why))
         text.culprits.push_back({shareText(*who), culpritText(*who), safeText(who->evidence)});
-    text.after = sufferText(interval, why);
+    text.after = sufferText(why);
     if (!text.after.empty()) text.after = "suffer: " + text.after;
     for (const auto& more : {safeText(why.note), endText(why)})
         if (!more.empty() && !text.figures.starts_with(more)) // a filesystem's first figure is when it will be full
@@ -112,9 +116,9 @@ FindingText textOf(const Interval& interval, const WhyRow& why) {
     return text;
 }
 
-static void showFinding(const Interval& interval, const WhyRow& why, Page& page) {
+static void showFinding(const FindingTexts& texts, const WhyRow& why, Page& page) {
     constexpr size_t Margin = 5, Widest = 48; // of the share; of a culprit, so that evidence lines up
-    const auto text = textOf(interval, why);
+    const auto text = texts.of(why);
     const std::string rank = std::to_string(why.rank);
     size_t used = 0;
     page.piece(rank + std::string(3 - std::min<size_t>(2, rank.size()), ' ') + text.heading, used, Tone::Bad);
@@ -140,7 +144,8 @@ static void showFinding(const Interval& interval, const WhyRow& why, Page& page)
 void showWhy(const Interval& interval, const View&, Page& page) {
     if (!isJudged(interval)) return page.line("no figures to find causes by");
     if (interval.why.rows.empty()) return page.clauses(calmText(interval));
-    for (auto& why : interval.why.rows) showFinding(interval, why, page);
+    const FindingTexts texts(interval);
+    for (auto& why : interval.why.rows) showFinding(texts, why, page);
     const auto nearest = nearestText(interval);
     if (!nearest.empty()) page.clauses("not under pressure (nearest): " + nearest, Tone::Dim);
 }
@@ -156,16 +161,15 @@ void showWhyLine(const Interval& interval, Page& page) {
         return page.newline();
     }
     const auto& why = interval.why.rows.front();
+    const FindingTexts texts(interval);
     page.piece("1 of " + std::to_string(interval.why.rows.size()) + "  ", used);
-    page.piece(headingOf(interval, why), used, Tone::Bad);
+    page.piece(texts.heading(why), used, Tone::Bad);
     const auto figure = safeText(why.figure) + " " + figureText(why.rule, why.value, why.unit);
     page.piece(" " + figure, used);
-    const auto culprits = culpritsOf(interval, why);
-    if (!culprits.empty()) {
-        const auto& who = *culprits.front();
-        page.piece(": " + shareText(who) + " " + culpritText(who) + (who.path.empty() ? "" : " " + safeText(who.path)),
+    if (const auto* who = texts.first(why))
+        page.piece(": " + shareText(*who) + " " + culpritText(*who) +
+                       (who->path.empty() ? "" : " " + safeText(who->path)),
                    used);
-    }
     const auto end = endText(why);
     if (!end.empty() && end != figure) page.piece(", " + end, used);
     page.newline();

@@ -2,8 +2,11 @@
 #pragma once
 
 #include "view/areas.h"
+#include "why/byfinding.h"
 
+#include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 void showWhy(const Interval& interval, const View& view, Page& page);
@@ -21,6 +24,22 @@ struct FindingText {
     std::vector<Culprit> culprits;
     std::string after; // who suffers, and until when; may be empty
 };
-FindingText textOf(const Interval& interval, const WhyRow& why);
+// Makes those of an interval, which must outlive it.
+class FindingTexts {
+    ByFinding<WhoRow> culprits;
+    ByFinding<SufferRow> sufferers;
+    std::map<std::string_view, std::string_view> groups; // their names, by path
+
+public:
+    explicit FindingTexts(const Interval& interval);
+    FindingText of(const WhyRow& why) const;
+    std::string heading(const WhyRow& why) const;
+    // The one that did most; null: none is known.
+    const WhoRow* first(const WhyRow& why) const;
+
+private:
+    std::vector<const WhoRow*> culpritsOf(const WhyRow& why) const;
+    std::string sufferText(const WhyRow& why) const;
+};
 // What is not under pressure, and comes nearest to it: "cpu run queue 2 (16), ..."; may be empty.
 std::string nearestText(const Interval& interval);

@@ -50,8 +50,12 @@ void Span::addDoer(const WhoRow& row, Entry& entry) {
     doer.exact &= row.mark == '=';
 }
 
+Span::Belonging::Belonging(const Interval& interval) : culprits(interval.who.rows), sufferers(interval.suffer.rows) {
+    for (auto& group : interval.cgroups.rows) groups[group.path] = &group;
+}
+
 // Two findings of an interval can have one name, such as those of listeners of two network namespaces.
-void Span::addFinding(const Interval& interval, const WhyRow& why) {
+void Span::addFinding(const Interval& interval, const WhyRow& why, const Belonging& rows) {
     const std::pair<std::string, std::string> key(why.resource, why.object);
     if (!entries.contains(key))
         makeRoom(entries, MostEntries, [](auto& entry) { return entry.weight; }, [this](auto&) { left++; });
@@ -66,24 +70,22 @@ void Span::addFinding(const Interval& interval, const WhyRow& why) {
     entry.last = count;
     entry.total += static_cast<double>(why.total);
     entry.weight += why.severity * static_cast<double>(interval.elapsed_us) / 1e6;
-    const auto isOf = [&](const auto& row) {
-        return row.rank == why.rank && row.resource == why.resource && row.object == why.object;
-    };
     if (first || why.severity > entry.worst.severity) {
         entry.worst = why, entry.worstAt = interval.time;
         entry.sufferers.clear();
-        for (auto& row : interval.suffer.rows)
-            if (isOf(row)) entry.sufferers.push_back(row);
+        for (auto* row : rows.sufferers.of(why)) entry.sufferers.push_back(*row);
     }
-    for (auto& row : interval.who.rows)
-        if (isOf(row)) addDoer(row, entry);
-    for (auto& group : interval.cgroups.rows)
-        if (group.path == why.object) entry.group = group;
+    for (auto* row : rows.culprits.of(why)) addDoer(*row, entry);
+    const auto group = rows.groups.find(why.object);
+    if (group != rows.groups.end()) entry.group = *group->second;
 }
 
 void Span::add(const Interval& interval) {
     count++;
-    for (auto& why : interval.why.rows) addFinding(interval, why);
+    if (!interval.why.rows.empty()) {
+        const Belonging rows(interval);
+        for (auto& why : interval.why.rows) addFinding(interval, why, rows);
+    }
     for (auto& row : interval.nearest.rows) {
         const std::pair<std::string, std::string> key(row.resource, row.object);
         if (nearest.size() >= MostEntries && !nearest.contains(key)) continue;

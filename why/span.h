@@ -2,11 +2,13 @@
 // figures.
 #pragma once
 
+#include "why/byfinding.h"
 #include "why/findings.h"
 
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -39,7 +41,15 @@ class Span {
     std::map<std::pair<std::string, std::string>, NearRow> nearest;
     uint64_t count = 0, left = 0;
 
-    void addFinding(const Interval& interval, const WhyRow& why);
+    // Rows of one interval, by finding and by path.
+    struct Belonging {
+        ByFinding<WhoRow> culprits;
+        ByFinding<SufferRow> sufferers;
+        std::map<std::string_view, const CgroupRow*> groups;
+        explicit Belonging(const Interval& interval);
+    };
+
+    void addFinding(const Interval& interval, const WhyRow& why, const Belonging& rows);
     void addDoer(const WhoRow& row, Entry& entry);
 
 public:

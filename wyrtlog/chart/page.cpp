@@ -107,10 +107,10 @@ static std::string whenText(const PageContent& content, const Incident& finding)
     return text + ", from " + clockText(content, first.from_ms) + " to " + clockText(content, last.to_ms);
 }
 
-static void appendFinding(std::string& out, const PageContent& content, const Interval& interval,
+static void appendFinding(std::string& out, const PageContent& content, const FindingTexts& texts,
                           const Incident& finding, const std::string& tables) {
     const auto number = std::to_string(finding.why.rank);
-    const auto text = textOf(interval, finding.why);
+    const auto text = texts.of(finding.why);
     out += "<li id=\"finding-" + number + "\">\n<h3><a class=\"zoom\" href=\"#finding-" + number +
            "\" data-finding=\"" + number + "\">" + html(text.heading) + ": " + html(text.figures) + "</a></h3>\n";
     out += "<p class=\"when\">" + html(whenText(content, finding)) + "; worst at <a href=\"#" + tables + "\">" +
@@ -160,10 +160,11 @@ static std::string findingsOf(const PageContent& content, const Interval& interv
         out += "<p class=\"calm\">Nothing was under pressure" + (nearest.empty() ? "" : "; nearest: " + html(nearest)) +
                ".</p>\n";
     else out += "<ol class=\"findings\">\n";
+    const FindingTexts texts(interval);
     for (auto& finding : findings) {
         if (finding.why.rank > MostFindings) break;
         const auto place = places.find(finding.worst_ms);
-        appendFinding(out, content, interval, finding, place == places.end() ? "tables" : place->second);
+        appendFinding(out, content, texts, finding, place == places.end() ? "tables" : place->second);
     }
     if (findings.empty()) return out;
     out += "</ol>\n";
