@@ -194,6 +194,7 @@ configure() {
     gcc_tree=("${tested[@]}" -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=g++ -DWYRT_COVERAGE=ON)
     clang_tree=("${tested[@]}" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS_DEBUG=-g1
         "-DCMAKE_CXX_FLAGS=-O1 -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -D_GLIBCXX_ASSERTIONS")
+    has ld.gold && clang_tree+=(-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=gold) # five times as quick as ld
     launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=)
     has ccache && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 }
