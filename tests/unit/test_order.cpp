@@ -8,15 +8,15 @@
 #include <gtest/gtest.h>
 
 using Row = std::pair<int, int>; // a key and the original position of the row
-using Pairs = std::vector<Row>;
+using Rows = std::vector<Row>;
 using Compare = std::function<int(const Row&, const Row&)>;
 
 // A merge sort written to be easy to read. The first half has n/2 rows; the left row goes first unless it is greater.
-static Pairs plainSort(const Pairs& rows, const Compare& compare) {
+static Rows plainSort(const Rows& rows, const Compare& compare) {
     if (rows.size() < 2) return rows;
     const auto middle = rows.begin() + static_cast<std::ptrdiff_t>(rows.size() / 2);
-    Pairs left = plainSort(Pairs(rows.begin(), middle), compare), right = plainSort(Pairs(middle, rows.end()), compare);
-    Pairs result;
+    Rows left = plainSort(Rows(rows.begin(), middle), compare), right = plainSort(Rows(middle, rows.end()), compare);
+    Rows result;
     size_t l = 0, r = 0;
     while (l < left.size() || r < right.size())
         if (r == right.size() || (l < left.size() && compare(left[l], right[r]) <= 0)) result.push_back(left[l++]);
@@ -24,8 +24,8 @@ static Pairs plainSort(const Pairs& rows, const Compare& compare) {
     return result;
 }
 
-static Pairs randomRows(std::mt19937& random, size_t count, unsigned keys) {
-    Pairs rows;
+static Rows randomRows(std::mt19937& random, size_t count, unsigned keys) {
+    Rows rows;
     for (size_t i = 0; i < count; i++) rows.emplace_back(static_cast<int>(random() % keys), static_cast<int>(i));
     return rows;
 }
@@ -35,8 +35,8 @@ static void expectPlainOrder(const Compare& compare, unsigned keys) {
     std::vector<Row> spare; // kept from one sort to the next, as a report keeps it
     for (size_t count = 0; count < 70; count++)
         for (int round = 0; round < 20; round++) {
-            Pairs rows = randomRows(random, count, keys);
-            const Pairs expected = plainSort(rows, compare);
+            Rows rows = randomRows(random, count, keys);
+            const Rows expected = plainSort(rows, compare);
             mergeSort(rows, spare, compare);
             ASSERT_EQ(rows, expected) << count;
         }
@@ -48,10 +48,10 @@ TEST(Order, SortsLikeAPlainMergeSort) {
 
 TEST(Order, EqualRowsKeepTheirOrder) {
     expectPlainOrder([](const Row& a, const Row& b) { return a.first - b.first; }, 3);
-    Pairs rows = {{1, 0}, {0, 1}, {1, 2}, {0, 3}, {1, 4}};
+    Rows rows = {{1, 0}, {0, 1}, {1, 2}, {0, 3}, {1, 4}};
     std::vector<Row> spare;
     mergeSort(rows, spare, [](const Row& a, const Row& b) { return a.first - b.first; });
-    EXPECT_EQ(rows, (Pairs{{0, 1}, {0, 3}, {1, 0}, {1, 2}, {1, 4}}));
+    EXPECT_EQ(rows, (Rows{{0, 1}, {0, 3}, {1, 0}, {1, 2}, {1, 4}}));
 }
 
 // Comparisons that are no strict order: the result is still that of a merge sort.
