@@ -9,6 +9,7 @@
 #include "classic/monitor/proc.h"
 #include "classic/monitor/reports.h"
 #include "tests/heap.h"
+#include "tests/unit/classicoptions.h"
 #include "tests/unit/made.h"
 
 #include <gtest/gtest.h>
@@ -133,7 +134,7 @@ TEST_F(NoMemory, InAnInterval) {
         if (path == "/proc/meminfo" && ++opened == 2) throw std::bad_alloc();
     };
     const std::string output = apart([] {
-        procrowcount = -1, FDMonitoring = 0;
+        resetSettings();
         char program[] = "wyrt", basic[] = "-b", header[] = "-H", records[] = "-Z", count[] = "-c2";
         char* argv[] = {program, basic, header, records, count, nullptr};
         EXPECT_EQ(monitor(5, argv), 0);

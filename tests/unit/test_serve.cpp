@@ -1,11 +1,7 @@
-// What `wyrt serve` is made of, without a network: what is asked, the text of the series, the state.
-#include "base/infile.h"
+// What `wyrt serve` is made of, without a network: what is asked, the text of the series.
 #include "tests/unit/logcommand.h"
 #include "tests/unit/serieslog.h"
 #include "wyrtlog/serve/answers.h"
-#include "wyrtlog/statefile.h"
-
-#include <sstream>
 
 // --- What is asked
 
@@ -253,39 +249,6 @@ TEST(Scrape, ASavedStateHasTheLastInfoOnly) {
     give(log.text, second);
     EXPECT_EQ(infos("wyrt_disk_info{"), disk("three"));
     EXPECT_EQ(infos("wyrt_volume_group_info{"), group("three"));
-}
-
-// --- The state
-
-TEST(State, IsReplacedInOneStep) {
-    Made machine("dir /state\n");
-    EXPECT_FALSE(readState("/state/a", 100));
-    EXPECT_EQ(errno, ENOENT);
-    ASSERT_TRUE(replaceState("/state/a", "one"));
-    ASSERT_TRUE(replaceState("/state/a", "two"));
-    EXPECT_EQ(readState("/state/a", 100), "two");
-    EXPECT_FALSE(InFile().open("/state/a.new"));
-    EXPECT_FALSE(readState("/state/a", 2));
-    EXPECT_EQ(errno, EFBIG);
-    EXPECT_FALSE(readState("/state", 2));
-}
-
-TEST(State, AFullDiskKeepsTheOldOne) {
-    Made machine("dir /state\nfail write /state/a.new ENOSPC\n");
-    save("/state/a", "old");
-    EXPECT_FALSE(replaceState("/state/a", "new"));
-    EXPECT_EQ(errno, ENOSPC);
-    EXPECT_NE(readState("/state/a", 100).value_or("none").find("old"), std::string::npos);
-}
-
-// What would be refused at the next start is not kept.
-TEST(State, OneThatIsTooLongKeepsTheOldOne) {
-    Made machine("dir /state\n");
-    ASSERT_TRUE(replaceState("/state/a", "old", 3));
-    EXPECT_FALSE(replaceState("/state/a", "long", 3));
-    EXPECT_EQ(errno, EFBIG);
-    EXPECT_EQ(readState("/state/a", 3), "old");
-    EXPECT_FALSE(InFile().open("/state/a.new"));
 }
 
 // --- The command line
