@@ -2,12 +2,10 @@
 #pragma once
 
 #include "record/log.h"
+#include "tests/madelog.h"
 
 #include <string>
 #include <vector>
-
-inline const LogHead Head{"1.2.0", "db7", "boot", "run"};
-inline constexpr int64_t Start = 1795266310000; // 2026-11-21 13:05:10
 
 inline Interval intervalAt(int64_t at_ms, uint64_t number = 1) {
     Interval interval;

@@ -3,6 +3,7 @@
 
 #include "record/crc.h"
 #include "record/log.h"
+#include "tests/madelog.h"
 #include "tests/unit/logcommand.h"
 
 #include <cstdio>
@@ -11,9 +12,6 @@
 #include <string_view>
 #include <utility>
 #include <vector>
-
-inline const LogHead ExportHead{"1.2.0", "db7", "boot", "run"};
-inline constexpr int64_t ExportStart = 1795266310000; // 2026-11-21 14:05:10 +01:00
 
 // What names can have in them.
 inline constexpr const char* Hostile[] = {
@@ -37,14 +35,14 @@ inline Interval exportInterval(int64_t at_ms, uint64_t number) {
     return interval;
 }
 
-inline std::string logOf(uint64_t intervals, const LogHead& head = ExportHead) {
+inline std::string logOf(uint64_t intervals, const LogHead& head = Head) {
     std::string log;
     LogWriter writer;
     ViewRow view;
     view.areas = "cpu disk";
-    writer.head(head, view, {ExportStart, 60}, log);
+    writer.head(head, view, {Start, 60}, log);
     for (uint64_t n = 1; n <= intervals; n++)
-        writer.interval(exportInterval(ExportStart + static_cast<int64_t>(n) * 2000, n), log);
+        writer.interval(exportInterval(Start + static_cast<int64_t>(n) * 2000, n), log);
     return log;
 }
 

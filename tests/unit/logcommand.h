@@ -17,13 +17,17 @@ inline void save(const std::string& path, const std::string& log) {
     ASSERT_TRUE(file.write(log));
 }
 
-// Runs the program in this process, so that the files that it writes stay. Returns its status.
-inline int runHere(std::vector<std::string> words) {
-    words.insert(words.begin(), "wyrtlog");
+// Runs the program in this process, so that what it writes stays. The first word is its name. Returns its status.
+inline int runWyrtlog(std::vector<std::string> words) {
     std::vector<char*> argv;
     for (auto& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
     return wyrtlogMain(static_cast<int>(words.size()), argv.data());
+}
+
+inline int runHere(std::vector<std::string> words) {
+    words.insert(words.begin(), "wyrtlog");
+    return runWyrtlog(std::move(words));
 }
 
 // What the program prints on both streams, then its status.

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "record/log.h"
+#include "tests/madelog.h"
 #include "wyrtlog/series.h"
 
 #include <cstdint>
-#include <cstring>
 #include <map>
 #include <string>
 #include <string_view>
@@ -14,16 +14,9 @@
 
 #include <gtest/gtest.h>
 
-inline constexpr int64_t SeriesStart = 1795266310000; // milliseconds
-
 // `most`: only so many intervals.
 inline void give(std::string log, SeriesFormat& format, size_t most = SIZE_MAX) {
-    LogReader reader([&](char* to, size_t size) {
-        const auto part = log.substr(0, size);
-        memcpy(to, part.data(), part.size());
-        log.erase(0, part.size());
-        return part.size();
-    });
+    LogReader reader(partsOf(log));
     reader.leaveOutRows();
     Sheets sheets;
     Cells cells;
@@ -54,7 +47,7 @@ public:
     Interval interval;
 
     explicit SeriesLog(const std::string& host = "db7", const std::string& run = "run") {
-        writer.head({"1.2.0", host, "boot", run}, {}, {SeriesStart, 0}, text);
+        writer.head({"1.2.0", host, "boot", run}, {}, {Start, 0}, text);
     }
     ProcRow& process(const std::string& name, uint64_t cpu_us) {
         auto& row = interval.processes.rows.emplace_back();
@@ -79,7 +72,7 @@ public:
     }
     void end(int64_t each_ms = 10000) {
         interval.number = ++number;
-        interval.time = {SeriesStart + static_cast<int64_t>(number) * each_ms, 0};
+        interval.time = {Start + static_cast<int64_t>(number) * each_ms, 0};
         interval.elapsed_us = each_ms * 1000;
         const auto sample = [&](auto& rows) { rows.sampled = true, rows.elapsed_us = each_ms * 1000; };
         sample(interval.processes), sample(interval.disks), sample(interval.links);

@@ -1,8 +1,7 @@
 // wyrt chart: the page of made-up logs. What a browser makes of it is seen by tests/live/new-chart.sh.
+#include "tests/madelog.h"
 #include "tests/unit/logcommand.h"
 #include "tests/unit/whymachine.h"
-
-static constexpr int64_t Start = 1795266310000; // 2026-11-21 14:05:10 +01:00
 
 struct Log {
     std::string text;

@@ -110,12 +110,12 @@ TEST(Export, LettersAreOneLetter) {
     Made machine("");
     TempFolder folder;
     Interval interval;
-    interval.number = 1, interval.time = {ExportStart, 60}, interval.elapsed_us = 2000000;
+    interval.number = 1, interval.time = {Start, 60}, interval.elapsed_us = 2000000;
     auto& process = interval.processes.rows.emplace_back();
     process.pid = 7, process.name = "sh", process.state = 'R';
     interval.processes.sampled = true, interval.processes.elapsed_us = 2000000;
     std::string log;
-    LogWriter().head(ExportHead, {}, {ExportStart, 60}, log);
+    LogWriter().head(Head, {}, {Start, 60}, log);
     LogWriter().interval(interval, log);
     const auto isTaken = [](const std::string& said) { return said.find("1 interval is damaged") == said.npos; };
     for (const auto& [cell, good] : std::map<std::string, bool>{{"", true},
@@ -139,7 +139,7 @@ TEST(Export, OtherPrograms) {
     Made machine("");
     std::string log;
     LogWriter writer;
-    writer.head(ExportHead, {}, {ExportStart, 60}, log);
+    writer.head(Head, {}, {Start, 60}, log);
     log = changed(log, "#END,",
                   "#NEW,time,secs,name,much,level\n#NEW:role,time,elapsed:s,id,amount:B,level\n"
                   "#../X,time,secs,name\n#END,");

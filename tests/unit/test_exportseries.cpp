@@ -6,10 +6,10 @@
 
 // A log of disks: for each interval the reads of each disk.
 static std::string diskLog(const std::vector<std::vector<std::pair<std::string, uint64_t>>>& intervals,
-                           int64_t each_ms = 10000, int64_t start_ms = ExportStart) {
+                           int64_t each_ms = 10000, int64_t start_ms = Start) {
     std::string log;
     LogWriter writer;
-    writer.head(ExportHead, {}, {start_ms, 60}, log);
+    writer.head(Head, {}, {start_ms, 60}, log);
     uint64_t number = 0;
     for (auto& disks : intervals) {
         Interval interval;
@@ -121,9 +121,9 @@ TEST(ExportSeries, ProcessesAreAddedUpByCommand) {
     Made machine("");
     std::string log;
     LogWriter writer;
-    writer.head(ExportHead, {}, {ExportStart, 60}, log);
+    writer.head(Head, {}, {Start, 60}, log);
     Interval interval;
-    interval.number = 1, interval.time = {ExportStart + 2000, 60}, interval.elapsed_us = 2000000;
+    interval.number = 1, interval.time = {Start + 2000, 60}, interval.elapsed_us = 2000000;
     interval.processes.sampled = true, interval.processes.elapsed_us = 2000000;
     for (uint64_t i = 0; i < 600; i++) {
         auto& row = interval.processes.rows.emplace_back();

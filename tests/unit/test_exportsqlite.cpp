@@ -73,7 +73,7 @@ TEST(ExportSqlite, ALaterProgramsFieldsBecomeColumns) {
     EXPECT_EQ(exported({"/a.wyrt", "-o", db}), "status 0\n");
     std::string log;
     LogWriter writer;
-    writer.head({"9", "db7", "boot", "later"}, {}, {ExportStart, 60}, log);
+    writer.head({"9", "db7", "boot", "later"}, {}, {Start, 60}, log);
     log = changed(log, "#END,", "#FIELDS,time,secs,name,much\n#FIELDS:role,time,elapsed:s,id,amount:B\n#END,");
     log = resealed(changed(log, "#CPU,time,secs,user,nice,", "#CPU,time,secs,user,later,"));
     save("/b.wyrt", resealed(log + "FIELDS,2026-11-21T14:05:12.000+01:00,2.000000,x,18446744073709551615\n"

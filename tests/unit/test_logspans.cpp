@@ -70,7 +70,7 @@ TEST(LogSpans, TheHourThatComesTwice) {
     ViewRow view;
     view.areas = "cpu";
     std::string log;
-    LogWriter().head({"1.2.0", "db7", "boot", "run"}, view, {Change, 120}, log);
+    LogWriter().head(Head, view, {Change, 120}, log);
     for (int64_t i = -3; i <= 4; i++) {
         Interval interval;
         interval.number = static_cast<uint64_t>(i + 4), interval.elapsed_us = Quarter * 1000;
@@ -93,7 +93,7 @@ TEST(LogSpans, LeastAndLargest) {
     ViewRow view;
     view.areas = "cpu mem disk net";
     std::string log;
-    LogWriter().head({"1.2.0", "db7", "boot", "run"}, view, {Start, 60}, log);
+    LogWriter().head(Head, view, {Start, 60}, log);
     for (uint64_t number = 1; number <= 3; number++) {
         Interval interval;
         interval.number = number, interval.elapsed_us = number == 2 ? 1000000 : 2000000;

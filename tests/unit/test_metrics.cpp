@@ -1,10 +1,10 @@
 // The names and values of the metrics that go to stores of time series.
 #include "record/log.h"
+#include "tests/madelog.h"
 #include "wyrtlog/metrics.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,13 +15,8 @@
 static std::vector<Metric> allMetrics() {
     LogWriter writer;
     std::string log;
-    writer.head({"1.2.0", "db7", "boot", "run"}, {}, {1795266310000, 60}, log);
-    LogReader reader([&](char* to, size_t size) {
-        const auto part = log.substr(0, size);
-        memcpy(to, part.data(), part.size());
-        log.erase(0, part.size());
-        return part.size();
-    });
+    writer.head(Head, {}, {Start, 60}, log);
+    LogReader reader(partsOf(log));
     Interval none;
     EXPECT_EQ(reader.next(none), LogReader::Found::Head);
     Sheets sheets;

@@ -1,4 +1,5 @@
 // What commands say while they read for long.
+#include "tests/madelog.h"
 #include "tests/unit/logcommand.h"
 
 static std::string logOf(const char* run, int64_t from_ms) {
@@ -16,8 +17,6 @@ static std::string logOf(const char* run, int64_t from_ms) {
     }
     return log;
 }
-
-static constexpr int64_t Start = 1795266310000; // 2026-11-21 14:05:10 +01:00
 
 static std::string said(const std::string& lines, const std::vector<std::string>& words) {
     Made machine(lines);

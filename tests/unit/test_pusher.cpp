@@ -3,14 +3,12 @@
 
 #include "base/refusal.h"
 #include "record/lognames.h"
+#include "tests/madelog.h"
 #include "tests/unit/logcommand.h"
 #include "tests/unit/receiver.h"
 #include "wyrtlog/statefile.h"
 
 #include <set>
-
-static const LogHead Head{"1.2.0", "db7", "boot", "run"};
-static constexpr int64_t Start = 1795266310000;
 
 // `later`: by so many intervals, as after the clock was set.
 static std::string logOf(uint64_t first, uint64_t last, int64_t later = 0, const LogHead& head = Head) {

@@ -4,6 +4,7 @@
 #include "record/budget.h"
 #include "record/log.h"
 #include "record/lognames.h"
+#include "tests/madelog.h"
 #include "tests/unit/recorder.h"
 #include "tests/unit/sanitized.h"
 #include "wyrt/dispatch.h"
@@ -200,7 +201,7 @@ static void recordAnHour(const HourBounds& bounds, std::map<uint64_t, Sums>& sum
         interval.time = {time_ms, 60};
         const bool begins = heads.isDue(time_ms);
         std::string text;
-        if (begins) log.head({"1.2.0", "db7", "boot", "run"}, {}, interval.time, text);
+        if (begins) log.head(Head, {}, interval.time, text);
         else
             eachKind(interval, [&](const auto& kind, auto& rows) {
                 applyBudget(kind, rows, RowBudget, space, [](const auto&) { return false; });

@@ -1,11 +1,11 @@
 // Tables made from an interval and from its log are the same to the byte, whatever the interval holds.
 #include "record/log.h"
+#include "tests/madelog.h"
 #include "view/areas.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <random>
 
 using Random = std::mt19937_64;
@@ -82,13 +82,7 @@ TEST(RoundTrip, TablesOfALogAreThoseThatWereLive) {
         LogWriter writer;
         writer.head(head, view, interval.time, log);
         writer.interval(interval, log);
-        size_t at = 0;
-        LogReader reader([&](char* to, size_t size) {
-            const size_t n = std::min(size, log.size() - at);
-            memcpy(to, log.data() + at, n);
-            at += n;
-            return n;
-        });
+        LogReader reader(partsOf(log));
         Interval read;
         ASSERT_EQ(reader.next(read), LogReader::Found::Head);
         ASSERT_EQ(reader.next(read), LogReader::Found::Interval) << "seed " << seed;

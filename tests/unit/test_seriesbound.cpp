@@ -1,11 +1,12 @@
 // What push and serve keep is bounded, however many things come and go.
 #include "record/log.h"
+#include "tests/madelog.h"
 #include "tests/unit/made.h"
 #include "wyrtlog/serve/scrape.h"
 
 #include <map>
 
-static constexpr int64_t Start = 1795266310000, Pause = 3 * 3600000; // milliseconds
+static constexpr int64_t Pause = 3 * 3600000; // milliseconds
 
 namespace {
 // A log in whose intervals each kind has as many things as have room, and none of them was there before.
@@ -49,7 +50,7 @@ public:
               head.erase(0, n);
               return n;
           }) {
-        LogWriter().head({"1.2.0", "db7", "boot", "run"}, {}, {Start, 0}, head);
+        LogWriter().head(Head, {}, {Start, 0}, head);
         EXPECT_EQ(reader.next(interval), LogReader::Found::Head);
         EXPECT_EQ(sheets.takeHead(reader), "");
     }

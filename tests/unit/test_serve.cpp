@@ -91,11 +91,11 @@ TEST(Answers, ReportsAreMadeByTheProgramItself) {
 TEST(Answers, Health) {
     EXPECT_EQ(healthAnswer({}, 0).status, 503U);
     EXPECT_EQ(*healthAnswer({}, 0).body, "{\"status\":\"nothing yet\",\"hosts\":0}\n");
-    const auto fresh = healthAnswer(ScrapeFormat::Age{SeriesStart, 2500, true}, 2);
+    const auto fresh = healthAnswer(ScrapeFormat::Age{Start, 2500, true}, 2);
     EXPECT_EQ(fresh.status, 200U);
     EXPECT_EQ(*fresh.body, "{\"status\":\"ok\",\"last_interval\":\"2026-11-21T13:05:10.000+00:00\",\"age_seconds\":2.5,"
                            "\"hosts\":2}\n");
-    EXPECT_EQ(healthAnswer(ScrapeFormat::Age{SeriesStart, 99000, false}, 1).status, 503U);
+    EXPECT_EQ(healthAnswer(ScrapeFormat::Age{Start, 99000, false}, 1).status, 503U);
     EXPECT_NE(indexAnswer().body->find("/metrics"), std::string::npos);
 }
 
@@ -133,7 +133,7 @@ TEST(Scrape, LastValues) {
     log.end();
     ScrapeFormat scrape{SeriesChoice()};
     give(log.text, scrape);
-    const int64_t now = SeriesStart + 10000;
+    const int64_t now = Start + 10000;
     const auto text = scrape.text(Exposition::Text, now);
     EXPECT_EQ(linesWith(text, "wyrt_disk_busy"), "# HELP wyrt_disk_busy_seconds_total of the records DISK\n"
                                                  "# TYPE wyrt_disk_busy_seconds_total counter\n"
@@ -166,7 +166,7 @@ TEST(Scrape, WhatPassesAndWhatStays) {
     log.end();
     ScrapeFormat scrape{SeriesChoice()};
     give(log.text, scrape);
-    const int64_t now = SeriesStart + 20000;
+    const int64_t now = Start + 20000;
     const auto text = scrape.text(Exposition::Text, now);
     EXPECT_NE(text.find("wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 5\n"), text.npos) << "it stands still";
     EXPECT_NE(text.find("wyrt_disk_in_flight{host=\"db7\",disk=\"sda\"} 0\n"), text.npos) << "and does nothing";
@@ -197,7 +197,7 @@ TEST(Scrape, AClockThatWasSetBack) {
     ScrapeFormat scrape{SeriesChoice()};
     give(before.text, scrape);
     give(after.text, scrape);
-    const auto text = scrape.text(Exposition::Text, SeriesStart + 10000);
+    const auto text = scrape.text(Exposition::Text, Start + 10000);
     EXPECT_NE(text.find("wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 7\n"), text.npos) << text;
     EXPECT_NE(text.find("wyrt_disk_in_flight{host=\"db7\",disk=\"sda\"} 4\n"), text.npos);
     EXPECT_NE(linesWith(text, "wyrt_finding_value").find(" 30\n"), text.npos);
@@ -215,12 +215,12 @@ TEST(Scrape, GoesOnFromASavedState) {
     give(log.text, whole);
     give(log.text, first, 2);
     ASSERT_TRUE(second.take(*parseTotals(totalsText(first.totals()))));
-    EXPECT_NE(second.text(Exposition::Text, SeriesStart).find("wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 10\n"),
+    EXPECT_NE(second.text(Exposition::Text, Start).find("wyrt_disk_reads_total{host=\"db7\",disk=\"sda\"} 10\n"),
               std::string::npos)
         << "before the next interval";
-    EXPECT_FALSE(second.age(SeriesStart));
+    EXPECT_FALSE(second.age(Start));
     give(log.text, second);
-    EXPECT_EQ(second.text(Exposition::Text, SeriesStart), whole.text(Exposition::Text, SeriesStart));
+    EXPECT_EQ(second.text(Exposition::Text, Start), whole.text(Exposition::Text, Start));
 }
 
 // Nothing is two things at once after a restart.
@@ -236,7 +236,7 @@ TEST(Scrape, ASavedStateHasTheLastInfoOnly) {
     ScrapeFormat first{SeriesChoice()}, second{SeriesChoice()};
     give(log.text, first);
     ASSERT_TRUE(second.take(*parseTotals(totalsText(first.totals()))));
-    const auto infos = [&](const char* name) { return linesWith(second.text(Exposition::Text, SeriesStart), name); };
+    const auto infos = [&](const char* name) { return linesWith(second.text(Exposition::Text, Start), name); };
     const auto disk = [](const std::string& holds) {
         return "wyrt_disk_info{host=\"db7\",disk=\"sda\",dev=\"8:0\",holds=\"" + holds + "\"} 1\n";
     };

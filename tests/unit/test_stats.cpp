@@ -1,4 +1,5 @@
 // wyrt stats on logs in a made-up machine.
+#include "tests/madelog.h"
 #include "tests/unit/logcommand.h"
 #include "wyrtlog/stats.h"
 #include "wyrtlog/tally.h"
@@ -6,8 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
-
-static constexpr int64_t Start = 1795266310000; // 2026-11-21 14:05:10 +01:00
 
 static Interval intervalAt(uint64_t number) {
     Interval interval;
@@ -34,7 +33,7 @@ static ProcRow& addProcess(Interval& interval, uint64_t pid, const std::string& 
 static std::string logOf(const std::vector<Interval>& intervals) {
     std::string log;
     LogWriter writer;
-    writer.head({"1.2.0", "db7", "boot", "run"}, {}, {Start, 60}, log);
+    writer.head(Head, {}, {Start, 60}, log);
     for (auto& interval : intervals) writer.interval(interval, log);
     return log;
 }

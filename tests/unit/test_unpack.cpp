@@ -1,11 +1,10 @@
 #include "wyrtlog/unpack.h"
 
+#include "tests/madelog.h"
+
 #include <gtest/gtest.h>
 #include <zlib.h>
 #include <zstd.h>
-
-#include <algorithm>
-#include <cstring>
 
 static std::string zstdOf(const std::string& text) {
     std::string packed(ZSTD_compressBound(text.size()), 0);
@@ -33,13 +32,7 @@ struct Result {
 
 // The file comes in pieces of `piece` bytes, and `room` bytes are asked for at a time.
 static Result unpacked(const std::string& file, size_t piece = 4096, size_t room = 1000) {
-    size_t at = 0;
-    Unpacker unpacker([&](char* to, size_t size) {
-        const size_t n = std::min({piece, size, file.size() - at});
-        memcpy(to, file.data() + at, n);
-        at += n;
-        return n;
-    });
+    Unpacker unpacker(partsOf(file, piece));
     Result result;
     std::string some(room, 0);
     while (const size_t n = unpacker.read(some.data(), some.size())) result.text.append(some, 0, n);

@@ -1,9 +1,8 @@
 // wyrt why on logs, and the area why of show, in a made-up machine.
+#include "tests/madelog.h"
 #include "tests/unit/logcommand.h"
 #include "tests/unit/whymachine.h"
 #include "why/span.h"
-
-static constexpr int64_t Start = 1795266310000; // 2026-11-21 13:05:10
 
 // A log of ten intervals of two seconds. In the fifth to the seventh a disk is slow.
 static std::string logOf(bool judged, const std::string& limits = "") {
@@ -11,7 +10,7 @@ static std::string logOf(bool judged, const std::string& limits = "") {
     LogWriter writer;
     ViewRow view;
     view.areas = judged ? "why disk" : "disk", view.limits = limits;
-    writer.head({"1.2.0", "db7", "boot", "run"}, view, {Start, 60}, log);
+    writer.head(Head, view, {Start, 60}, log);
     for (int i = 1; i <= 10; i++) {
         WhyMachine machine;
         const bool slow = i >= 5 && i <= 7;
