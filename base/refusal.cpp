@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+
+#include <unistd.h>
 
 std::string whyUnknown(std::string_view option, std::string_view word, std::span<const std::string_view> known) {
     if (std::find(known.begin(), known.end(), word) != known.end()) return {};
@@ -23,6 +26,19 @@ int failed(const std::string& why) {
 int refused(const std::string& why, std::string_view help) {
     putErr("wyrt: " + oneLine(why) + " (see " + std::string(help) + ")\n");
     return WrongUsage;
+}
+
+// Before the program's own variables are made: where there is no memory for them, not even an exception could say so.
+[[gnu::constructor(101)]] static void needMemory() {
+    constexpr size_t Least = 256 << 10; // bytes
+    constexpr std::string_view Line = "wyrt: there is not enough memory\n";
+    auto* const memory = static_cast<volatile char*>(malloc(Least));
+    if (!memory) {
+        [[maybe_unused]] const auto written = write(STDERR_FILENO, Line.data(), Line.size());
+        _exit(Failed);
+    }
+    *memory = 0; // or the compiler leaves both calls out
+    free(const_cast<char*>(memory));
 }
 
 int wrote(OutFile& out, std::string_view text) {

@@ -96,15 +96,19 @@ why=
 [[ $(<err) == 'wyrt: only 24 files may be open (ulimit -n); figures of files beyond them are missing' ]] || why="said $(<err)"
 verdict 'few descriptors' "$why"
 why=
-for ((limit = 8000; limit <= 32000; limit += 1500)); do
-    (ulimit -v "$limit" 2>/dev/null && exec "$wyrt" record all -c 2 -i 20ms >out 2>err </dev/null) 2>/dev/null
+# In small steps until a little more is there than the libraries need, then in large ones.
+began=0
+for ((limit = 4000; limit <= 32000; limit += began < 15 ? 20 : 1500)); do
+    { (ulimit -v "$limit" && exec "$wyrt" record all -c 2 -i 20ms >out 2>err </dev/null); } 2>/dev/null
     status=$?
-    # 127: not even the libraries found room.
+    # 127, or with hardly anything 139: not even the libraries found room.
     case "$status $(<err)" in
-        '0 ' | '1 wyrt: there is not enough memory' | 127*) ;;
+        127* | '139 ') ((began == 0)) || why="with $limit KB: status $status, but not with less" ;;
+        '0 ' | '1 wyrt: there is not enough memory') ((began += 1)) ;;
         *) why="with $limit KB: status $status, $(head -n 1 err)" ;;
     esac
 done
+((began > 15)) || why="it began with $began limits only"
 verdict 'little memory' "$why"
 
 # An interval leaves at once.
