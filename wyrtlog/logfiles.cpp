@@ -105,3 +105,18 @@ std::vector<LogPath> logPaths(const std::vector<std::string>& operands, int& sta
     }
     return paths;
 }
+
+static bool areOneFile(const FileStatus& one, const FileStatus& other) {
+    return one.inode == other.inode && one.major == other.major && one.minor == other.minor;
+}
+
+bool isOneOf(const std::vector<std::string>& operands, const std::string& path) {
+    FileStatus file;
+    if (!getFileStatus(path.c_str(), file) || !S_ISREG(file.mode)) return false;
+    int status = Done;
+    const auto logs = logPaths(operands, status, Report::No);
+    return std::any_of(logs.begin(), logs.end(), [&](auto& log) {
+        FileStatus other;
+        return getFileStatus(log.path == "-" ? "/dev/stdin" : log.path.c_str(), other) && areOneFile(file, other);
+    });
+}

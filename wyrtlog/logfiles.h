@@ -23,5 +23,7 @@ enum class Report { Yes, No };
 std::vector<LogPath> logPaths(const std::vector<std::string>& operands, int& status, Report report = Report::Yes);
 // Whether an operand can be read only once, from its start to its end: "-", or a pipe that has a name.
 bool isReadOnce(const std::string& operand);
+// Whether writing a file would destroy one of the logs: it is one of them, by whatever name.
+bool isOneOf(const std::vector<std::string>& operands, const std::string& path);
 // Removes the recorders' files that cannot have an interval of the span.
 void leaveOutOthers(std::vector<LogPath>& paths, const Bounds& bounds);

@@ -4,6 +4,7 @@
 #include "base/masking.h"
 #include "base/refusal.h"
 #include "base/terminal.h"
+#include "wyrtlog/logfiles.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -13,6 +14,9 @@
 bool Output::open(const Asked& asked) {
     if (asked.output.empty()) {
         file.openStandard();
+    } else if (isOneOf(asked.logs, asked.output)) {
+        failed(inQuotes(asked.output) + " is one of the logs: writing it would destroy what is to be read");
+        return false;
     } else if (!file.open(asked.output, OutFile::How::New)) {
         failed(inQuotes(asked.output) + ": " + strerror(errno));
         return false;

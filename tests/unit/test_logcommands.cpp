@@ -2,6 +2,9 @@
 #include "tests/unit/cpulog.h"
 #include "tests/unit/logcommand.h"
 
+#include <iterator>
+#include <sstream>
+
 static std::string changed(std::string text, const std::string& from, const std::string& to) {
     const auto at = text.find(from);
     if (at == text.npos) std::abort();
@@ -166,6 +169,25 @@ TEST(LogCommands, ToAFile) {
         const auto said = run({command, "/a.wyrt", "-o", "/folder"});
         EXPECT_EQ(said, "wyrt: '/folder': Is a directory\nstatus 1\n");
     }
+}
+
+// It would be emptied before it is read.
+TEST(LogCommands, ALogIsNoOutput) {
+    Made machine("dir /logs\nlink /again /logs/a.wyrt\n");
+    const auto log = logOf({2});
+    save("/logs/a.wyrt", log);
+    for (const char* command : {"show", "why", "stats", "info", "chart", "export --format csv", "export --format jsonl"})
+        for (const char* operand : {"/logs/a.wyrt", "/logs", "/again"})
+            for (const char* output : {"/logs/a.wyrt", "/again"}) {
+                std::istringstream parts(command);
+                std::vector<std::string> words{std::istream_iterator<std::string>(parts), {}};
+                words.insert(words.end(), {operand, "-o", output});
+                EXPECT_EQ(printed([&] { EXPECT_EQ(runHere(words), 1); }, STDERR_FILENO),
+                          "wyrt: '" + std::string(output) +
+                              "' is one of the logs: writing it would destroy what is to be read\n")
+                    << command << " " << operand;
+                EXPECT_EQ(World::current->find("/logs/a.wyrt")->text, log) << command << " " << operand;
+            }
 }
 
 TEST(LogCommands, AFullDisk) {
