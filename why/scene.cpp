@@ -12,7 +12,7 @@ void Scene::approach(Rule rule, std::string_view resource, std::string_view obje
     row.resource = resource, row.object = object;
     row.rule = textOf(rule).name, row.figure = textOf(rule).brief;
     row.value = value, row.limit = limits[rule], row.unit = unitOf(rule);
-    row.share = share;
+    row.share = share < 100 && limits.isBeyond(rule, value) ? 0 : share; // beyond its limit it is not near it
     nearest.push_back(std::move(row));
 }
 
@@ -88,9 +88,12 @@ bool isBelow(std::string_view path, std::string_view group) {
 
 void addSufferers(Finding& finding, std::vector<Sufferer> sufferers, std::string_view what, std::string_view unit) {
     constexpr size_t Most = 4;
-    const auto* first = finding.culprits.empty() ? nullptr : &finding.culprits.front().row;
+    const auto& culprits = finding.culprits;
+    const auto first = std::max_element(culprits.begin(), culprits.end(),
+                                        [](auto& a, auto& b) { return a.order < b.order; });
     std::erase_if(sufferers, [&](auto& s) {
-        return first && first->pid == s.process->pid && first->start == s.process->start && first->role.empty();
+        return first != culprits.end() && first->row.pid == s.process->pid && first->row.start == s.process->start &&
+               first->row.role.empty();
     });
     std::stable_sort(sufferers.begin(), sufferers.end(), [](auto& a, auto& b) { return a.value > b.value; });
     if (sufferers.size() > Most) sufferers.resize(Most);

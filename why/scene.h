@@ -37,7 +37,8 @@ struct Scene {
 
     // Takes note of a figure. True: it is beyond its limit.
     bool measure(Rule rule, std::string_view resource, std::string_view object, double value);
-    // The same, where the finding needs other figures, too: `share` percent of the way are done.
+    // The same, where the finding needs other figures, too: `share` percent of the way are done. A figure
+    // beyond its limit that is no finding without those others comes last.
     void approach(Rule rule, std::string_view resource, std::string_view object, double value, double share);
     Finding& add(Rule rule, std::string_view resource, std::string_view object, double value, double severity);
     bool has(std::string_view resource, std::string_view object) const;
@@ -78,7 +79,7 @@ struct Sufferer {
     const ProcRow* process = nullptr;
     double value = 0;
 };
-// Adds the processes with most of something, the first culprit excepted.
+// Adds the processes with most of something, but for the one that did most.
 void addSufferers(Finding& finding, std::vector<Sufferer> sufferers, std::string_view what, std::string_view unit);
 // Adds the processes in state D, those of one name together.
 void addBlocked(const Scene& scene, Finding& finding);

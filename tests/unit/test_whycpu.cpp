@@ -30,6 +30,21 @@ TEST(WhyCpu, Stall) {
     }
 }
 
+// The one that used most, not the one whose record comes first.
+TEST(WhyCpu, WhoUsedMostDoesNotSuffer) {
+    WhyMachine machine;
+    machine.busy(97);
+    machine.pressure("cpu", 50, 0);
+    for (const char* name : {"small", "hog", "other"}) {
+        auto& process = machine.process(name[0], name);
+        process.cpu_us = (name[0] == 'h' ? 24 : 3) * Second, process.wait_us = Second;
+    }
+    const auto found = machine.find();
+    ASSERT_EQ(found.suffer.size(), 2U);
+    EXPECT_EQ(found.suffer[0].name, "small");
+    EXPECT_EQ(found.suffer[1].name, "other");
+}
+
 TEST(WhyCpu, ThrottledTasksAreNoWantOfCpus) {
     WhyMachine machine;
     machine.busy(29);
@@ -42,6 +57,7 @@ TEST(WhyCpu, ThrottledTasksAreNoWantOfCpus) {
     const auto found = machine.find();
     EXPECT_FALSE(findingOf(found, "CPU"));
     EXPECT_EQ(culprits(found, "QUOTA"), "gunicorn 75=, ? 25?");
+    for (auto& near : found.nearest) EXPECT_NE(near.resource, "CPU") << "beyond its limit, and no pressure";
     EXPECT_NE(findingOf(found, "QUOTA")->note.find("the limit is the cause"), std::string::npos);
     EXPECT_EQ(findingOf(found, "QUOTA")->text, "used 2.00 of 2.00 CPUs");
     // When the CPUs are used up, too, both are found.
