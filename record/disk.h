@@ -48,6 +48,12 @@ inline bool isWholeDisk(const DiskRow& disk) {
     return disk.kind == "mpath" || (!disk.stacked && disk.kind != "partition" && disk.kind != "path");
 }
 
+// Whether a disk does its own transfers: what stands on others, or in memory, counts theirs a second time. Of a
+// multipath disk it is the whole that does, not its paths: those who use it wait for all of them together.
+inline bool isPhysical(const DiskRow& disk) {
+    return isWholeDisk(disk) && disk.kind != "loop" && disk.kind != "ram" && disk.kind != "zram";
+}
+
 // All devices that stand on no other, but for loop, ram and zram, whose transfers are those of files or of memory.
 struct DisksRow : DiskActivity {
     uint64_t disks = 0;     // that count here

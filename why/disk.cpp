@@ -7,10 +7,6 @@
 #include <map>
 #include <numeric>
 
-bool isPhysical(const DiskRow& disk) {
-    return isWholeDisk(disk) && disk.kind != "loop" && disk.kind != "ram" && disk.kind != "zram";
-}
-
 bool isOn(const FileRow& file, const DiskRow& disk) {
     return file.disk.empty() ? file.device == disk.device : hasWord(file.disk, nameOf(disk));
 }

@@ -29,9 +29,6 @@ std::string childrenText(const Interval& interval, const ProcRow& parent);
 
 // --- Disks
 
-// Whether a disk does its own transfers: what stands on others, or in memory, counts theirs a second time. Of a
-// multipath disk it is the whole that does, not its paths: those who use it wait for all of them together.
-bool isPhysical(const DiskRow& disk);
 // Whether the disk holds the file, or a part of the volume that does. The disks of files have their names for people.
 bool isOn(const FileRow& file, const DiskRow& disk);
 // Those who moved what the disk (its row) did most of, reads or writes, as culprits, by bytes.

@@ -1,5 +1,7 @@
 #include "wyrtlog/consumers.h"
 
+#include "record/disk.h"
+
 #include <algorithm>
 
 static constexpr size_t NoConsumer = static_cast<size_t>(-1);
@@ -11,6 +13,7 @@ Consumers::Consumers(std::string_view by) : tag(by == "disk" ? "DISK" : "PROC") 
 
 void Consumers::head(const Sheets& sheets) {
     columns.fill(NoCell);
+    kindColumn = stackedColumn = NoCell;
     keyColumns.clear();
     for (auto& sheet : sheets.sheets()) {
         if (sheet.tag != tag) continue;
@@ -20,6 +23,11 @@ void Consumers::head(const Sheets& sheets) {
         for (size_t i = 0; i < columns.size(); i++)
             for (auto& column : sheet.columns)
                 if (column.name == ConsumerFields[i]) columns[i] = column.place;
+        if (tag != "DISK") continue;
+        for (auto& column : sheet.columns) {
+            if (column.name == "kind") kindColumn = column.place;
+            if (column.name == "stacked") stackedColumn = column.place;
+        }
     }
 }
 
@@ -40,6 +48,14 @@ size_t Consumers::consumerOf(const Cells& cells) {
     return at->second;
 }
 
+// What a volume, a partition or a RAID device moves is moved once more by the disks below it.
+bool Consumers::counts(const Cells& cells) const {
+    if (tag != "DISK") return true;
+    DiskRow disk;
+    disk.kind = cells[kindColumn], disk.stacked = cells[stackedColumn] == "1";
+    return isPhysical(disk);
+}
+
 bool Consumers::line(const Sheet& sheet, const Cells& cells) {
     bool identified = false;
     for (auto& column : sheet.columns) identified |= column.role == Role::Id && !cells[column.place].empty();
@@ -51,6 +67,7 @@ bool Consumers::line(const Sheet& sheet, const Cells& cells) {
         if (!amount) return false;
         one.amounts[i] = *amount;
     }
+    if (identified && !counts(cells)) return true;
     if (identified && (one.consumer = consumerOf(cells)) == NoConsumer) return false;
     pending.push_back(one);
     return true;

@@ -1,4 +1,5 @@
-// Who used what over a span: the amounts of processes added up by process, command, user or unit, or those of disks.
+// Who used what over a span: the amounts of processes added up by process, command, user or unit, or those of disks
+// that stand on no others.
 #pragma once
 
 #include "wyrtlog/format.h"
@@ -31,10 +32,12 @@ class Consumers {
     std::vector<Pending> pending;
     std::array<size_t, ConsumerFields.size()> columns{};
     std::vector<size_t> keyColumns;
+    size_t kindColumn = 0, stackedColumn = 0; // of disks
     Consumer restRows; // of records that found no room in the log
     std::string key, text;
 
     size_t consumerOf(const Cells& cells);
+    bool counts(const Cells& cells) const;
 
 public:
     // `by`: process, command, user, unit or disk.

@@ -166,8 +166,15 @@ TEST(Stats, Disks) {
     Made machine("");
     auto interval = intervalAt(1);
     addDisk(interval, "sda", 3 << 20), addDisk(interval, "sdb", 1 << 20);
+    // What these move is moved by the two again, or by no disk at all.
+    for (auto* kind : {"dm", "partition", "path", "loop"}) {
+        addDisk(interval, kind, 7 << 20);
+        interval.disks.rows.back().kind = kind, interval.disks.rows.back().stacked = kind == std::string("dm");
+    }
     save("/a.wyrt", logOf({interval}));
-    EXPECT_EQ(lineWith(counted({"/a.wyrt", "--by", "disk"}), {"75.0%"}), "3.0M 1.5M/s 75.0% sda");
+    const auto said = counted({"/a.wyrt", "--by", "disk"});
+    EXPECT_EQ(lineWith(said, {"75.0%"}), "3.0M 1.5M/s 75.0% sda");
+    EXPECT_EQ(lineWith(said, {"25.0%"}), "1.0M 512K/s 25.0% sdb");
 }
 
 TEST(Stats, ADamagedIntervalIsInNoFigure) {
