@@ -28,7 +28,7 @@
 struct Interval {
     Moment time;            // of its end
     int64_t elapsed_us = 0; // since the previous sample, on the monotonic clock; 0: there was none
-    uint64_t number = 0;    // 1 is the first of its log
+    uint64_t number = 0;    // 1 is the first of its run
     bool complete = false;  // idle things have rows, too: the first interval of a log
     bool damaged = false;   // read from a log, and its checksum is wrong
 

@@ -29,15 +29,15 @@ struct LogHead {
     std::string boot, run; // identities of this boot and of this run of the program
 };
 
-// Writes heads and intervals as text. A head comes first, and a new head when the clock was set back. So the times
-// after one head never decrease.
+// Writes heads and intervals as text. A head comes first; the caller writes another one when the clock was set back, so
+// that the times after one head never decrease.
 class LogWriter {
     void end(Moment time, int64_t elapsed_us, size_t from, uint64_t interval, std::string& out) const;
 
 public:
     // Appends the head with its own END, which has the number 0.
     void head(const LogHead& head, const ViewRow& view, Moment time, std::string& out);
-    // Appends a whole interval. The writer numbers the intervals from 1.
+    // Appends a whole interval, with its number.
     void interval(const Interval& interval, std::string& out);
 };
 
