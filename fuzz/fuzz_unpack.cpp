@@ -40,6 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (whole.plain) check(whole.text == file && whole.failure.empty());
     const auto pieces = unpacked(file, 7, 1000);
     check(pieces.text == whole.text || !whole.failure.empty());
-    if (whole.text.size() < size_t{1} << 20) check(pieces.failure == whole.failure);
+    // Of a file that is both damaged and cut short, either can be noticed first.
+    if (whole.text.size() < size_t{1} << 20) check(pieces.failure.empty() == whole.failure.empty());
     return 0;
 }
