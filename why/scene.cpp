@@ -89,8 +89,8 @@ bool isBelow(std::string_view path, std::string_view group) {
 void addSufferers(Finding& finding, std::vector<Sufferer> sufferers, std::string_view what, std::string_view unit) {
     constexpr size_t Most = 4;
     const auto& culprits = finding.culprits;
-    const auto first = std::max_element(culprits.begin(), culprits.end(),
-                                        [](auto& a, auto& b) { return a.order < b.order; });
+    const auto first =
+        std::max_element(culprits.begin(), culprits.end(), [](auto& a, auto& b) { return a.order < b.order; });
     std::erase_if(sufferers, [&](auto& s) {
         return first != culprits.end() && first->row.pid == s.process->pid && first->row.start == s.process->start &&
                first->row.role.empty();

@@ -33,7 +33,7 @@ class Consumers {
     std::array<size_t, ConsumerFields.size()> columns{};
     std::vector<size_t> keyColumns;
     size_t kindColumn = 0, stackedColumn = 0; // of disks
-    Consumer restRows; // of records that found no room in the log
+    Consumer restRows;                        // of records that found no room in the log
     std::string key, text;
 
     size_t consumerOf(const Cells& cells);

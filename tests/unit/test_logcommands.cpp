@@ -176,7 +176,8 @@ TEST(LogCommands, ALogIsNoOutput) {
     Made machine("dir /logs\nlink /again /logs/a.wyrt\n");
     const auto log = logOf({2});
     save("/logs/a.wyrt", log);
-    for (const char* command : {"show", "why", "stats", "info", "chart", "export --format csv", "export --format jsonl"})
+    for (const char* command :
+         {"show", "why", "stats", "info", "chart", "export --format csv", "export --format jsonl"})
         for (const char* operand : {"/logs/a.wyrt", "/logs", "/again"})
             for (const char* output : {"/logs/a.wyrt", "/again"}) {
                 std::istringstream parts(command);

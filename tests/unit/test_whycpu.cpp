@@ -35,9 +35,10 @@ TEST(WhyCpu, WhoUsedMostDoesNotSuffer) {
     WhyMachine machine;
     machine.busy(97);
     machine.pressure("cpu", 50, 0);
-    for (const char* name : {"small", "hog", "other"}) {
-        auto& process = machine.process(name[0], name);
-        process.cpu_us = (name[0] == 'h' ? 24 : 3) * Second, process.wait_us = Second;
+    uint64_t pid = 8;
+    for (const std::string name : {"small", "hog", "other"}) {
+        auto& process = machine.process(pid++, name);
+        process.cpu_us = (name == "hog" ? 24 : 3) * Second, process.wait_us = Second;
     }
     const auto found = machine.find();
     ASSERT_EQ(found.suffer.size(), 2U);
