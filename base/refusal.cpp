@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
+#include <sys/mman.h>
 #include <unistd.h>
 
 std::string whyUnknown(std::string_view option, std::string_view word, std::span<const std::string_view> known) {
@@ -32,13 +32,12 @@ int refused(const std::string& why, std::string_view help) {
 [[gnu::constructor(101)]] static void needMemory() {
     constexpr size_t Least = 256 << 10; // bytes
     constexpr std::string_view Line = "wyrt: there is not enough memory\n";
-    auto* const memory = static_cast<volatile char*>(malloc(Least));
-    if (!memory) {
+    void* const memory = mmap(nullptr, Least, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) {
         [[maybe_unused]] const auto written = write(STDERR_FILENO, Line.data(), Line.size());
         _exit(Failed);
     }
-    *memory = 0; // or the compiler leaves both calls out
-    free(const_cast<char*>(memory));
+    munmap(memory, Least);
 }
 
 int wrote(OutFile& out, std::string_view text) {
