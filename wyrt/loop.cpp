@@ -52,7 +52,7 @@ class Run {
     uint64_t made = 0;                   // intervals
 
     enum class Step { Go, Last, Stop }; // Last: a last, shorter interval
-    bool openFile(const std::string& path, OutFile::How how);
+    bool openFile(const std::string& path);
     int openFolder();
     int openLog();
     void writeTo(std::unique_ptr<LogTarget> target, int64_t sync_us);
@@ -111,10 +111,10 @@ void Run::writeTo(std::unique_ptr<LogTarget> target, int64_t sync_us) {
     writer = mayRunThreads() ? threadWriter(std::move(target), sync_us) : directWriter(std::move(target));
 }
 
-bool Run::openFile(const std::string& path, OutFile::How how) {
+bool Run::openFile(const std::string& path) {
     constexpr int64_t Sync = 10000000; // microseconds
     auto file = std::make_unique<LogFile>();
-    if (!file->open(path, how)) return errno = file->error(), false;
+    if (!file->open(path, OutFile::How::Append)) return errno = file->error(), false;
     writeTo(std::move(file), Sync);
     return true;
 }
@@ -134,13 +134,12 @@ int Run::openFolder() {
 int Run::openLog() {
     if (!settings.dir.empty()) return openFolder();
     const auto& path = tables ? settings.save : settings.output.empty() ? std::string("-") : settings.output;
-    if (!tables && path != "-") {
+    if (!path.empty() && path != "-") {
         const auto tail = mendTail(path);
         if (tail == Tail::NoLog) return failed(inQuotes(path) + " is no log of wyrt, and is left as it is");
         if (tail == Tail::Error) return failed(inQuotes(path) + " cannot be continued: " + strerror(errno));
     }
-    if (!path.empty() && !openFile(path, tables ? OutFile::How::New : OutFile::How::Append))
-        return failed(inQuotes(path) + " cannot be written: " + strerror(errno));
+    if (!path.empty() && !openFile(path)) return failed(inQuotes(path) + " cannot be written: " + strerror(errno));
     return Done;
 }
 

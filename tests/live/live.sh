@@ -37,6 +37,18 @@ why=
 (($(ends log) == 3)) || why="$(ends log) ENDs instead of that of the head and 2"
 verdict 'tables and a log in files' "$why"
 
+cp log before
+"$wyrt" live cpu 100ms 2 --save log >out 2>err </dev/null
+why=
+cmp -s before <(head -c "$(stat -c %s before)" log) || why='what the log had is not there any more'
+(($(ends log) == 6)) || why="$(ends log) ENDs instead of twice those of a head and 2"
+echo words >words
+"$wyrt" live cpu 100ms 1 --save words >out 2>err </dev/null
+(($? == 1)) || why='a file that is no log is taken'
+[[ $(<words) == words && $(<err) == "wyrt: 'words' is no log of wyrt, and is left as it is" ]] || why="no log: said $(<err)"
+verdict 'a log goes on, and what is none stays' "$why"
+rm log
+
 if [ -x "$(dirname -- "$wyrt")/wyrtlog" ]; then
     "$wyrt" live all 100ms 4 --save log >out 2>err </dev/null
     "$wyrt" show log >again 2>>err </dev/null
