@@ -92,7 +92,7 @@ struct NearRow {
     std::string resource, object, rule, figure;
     std::optional<double> value, limit;
     std::string unit;
-    double share = 0; // of the way to the limit, percent
+    double share = 0; // of the way to the limit, percent; 0: beyond it, but other figures keep it from being a finding
 };
 inline constexpr auto NearKind = kind<NearRow>(
     "NEAR", id("place", &NearRow::place), label("resource", &NearRow::resource), label("object", &NearRow::object),
